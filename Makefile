@@ -1,0 +1,69 @@
+# The face of the build: each target is one thing a developer does. CMake does the work; the
+# presets say how each build folder is configured.
+
+SHELL := /bin/bash
+JOBS ?= $(shell nproc)
+
+.DEFAULT_GOAL := help
+.PHONY: help deps build demo test bench format check docs tidy debug asan tsan install clean
+
+help: ## Show this list
+	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1|\2/p' $(MAKEFILE_LIST) | column -t -s '|'
+
+deps: ## Install the Debian packages that are missing
+	@scripts/install-deps.sh
+
+build: deps ## Build the library, hosts, tests and benchmarks into build/
+	cmake --preset release
+	cmake --build --preset release -j $(JOBS)
+
+demo: deps ## Play a clip through the library and show what came out (FILE=clip.mov)
+	cmake --preset release
+	cmake --build --preset release -j $(JOBS) --target quolsdk examples
+	scripts/demo.sh $(if $(FILE),"$(FILE)")
+
+test: build ## Build, then run the whole suite
+	ctest --preset release -j $(JOBS)
+
+bench: build ## Run every benchmark (BENCH_ARGS=--benchmark_filter=...)
+	@set -e; for program in build/bin/bench_*; do \
+	    [ -x "$$program" ] || continue; \
+	    echo "== $$program"; "$$program" $(BENCH_ARGS); \
+	done
+
+format: deps ## Format the sources in place
+	scripts/format.sh
+
+check: build ## Run every check of the sources and of the built library
+	scripts/checks/format.sh
+	scripts/checks/docs.sh build/docs
+	ctest --preset release -j $(JOBS) -L 'check|install'
+
+docs: deps ## Make the reference manual in build/docs/html
+	scripts/checks/docs.sh build/docs
+	@echo "build/docs/html/index.html"
+
+tidy: build ## Run clang-tidy over the library
+	run-clang-tidy -quiet -j $(JOBS) -p build \
+	    '$(CURDIR)/(core|sources|outputs|compositing|graphics|platform|api)/'
+
+debug: deps ## Build with assertions into build-debug/ and run the suite
+	cmake --preset debug
+	cmake --build --preset debug -j $(JOBS)
+	ctest --preset debug -j $(JOBS)
+
+asan: deps ## Run the suite under the address and undefined-behaviour sanitizers
+	cmake --preset asan
+	cmake --build --preset asan -j $(JOBS)
+	ctest --preset asan -j $(JOBS)
+
+tsan: deps ## Run the suite under the thread sanitizer
+	cmake --preset tsan
+	cmake --build --preset tsan -j $(JOBS)
+	ctest --preset tsan -j $(JOBS)
+
+install: build ## Install (PREFIX=/usr/local)
+	cmake --install build $(if $(PREFIX),--prefix "$(PREFIX)")
+
+clean: ## Remove every build folder
+	rm -rf build build-debug build-asan build-tsan

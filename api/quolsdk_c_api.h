@@ -1,0 +1,206 @@
+/**
+ * @file
+ * The flat C interface of libquolsdk. One header, C99 and C++.
+ *
+ * @section handles Handles
+ * A handle stands for one object. `quolsdk_<family>_create` makes it, the host owns it, and
+ * `quolsdk_<family>_destroy` ends it, stopping its threads first. Where an argument is called a
+ * source, the handle of any source family may be given. Connections never own: stop sinks first,
+ * then sources, and destroy neither while the other still uses it.
+ *
+ * @section null Null and bad values
+ * A null handle makes a function return at once, with 0, 0.0 or the value its text names, and
+ * without writing to any output. A null text counts as the empty text. Texts are copied, byte for
+ * byte, before a call returns. A null pointer for a result skips that result.
+ *
+ * @section texts Texts returned
+ * Into a buffer and its size in bytes: at most size - 1 bytes and a terminating zero. A longer text
+ * is cut without notice. A null buffer, or a size below 1, writes nothing.
+ *
+ * @section threads Threads
+ * The layer adds no lock. Any function may be called from any thread unless its text says
+ * otherwise, but no call may run beside, or after, the `destroy` of its handle.
+ *
+ * @section errors Errors
+ * Functions with a result of 0 or 1 answer 1 for success. Property values that should be numbers
+ * and are not raise a C++ exception (std::invalid_argument, std::out_of_range), which passes
+ * through these functions: a host in C checks its values before.
+ *
+ * @section units Units
+ * Positions and durations are milliseconds as doubles, rates frames per second.
+ */
+#ifndef QUOLSDK_C_API_H
+#define QUOLSDK_C_API_H
+
+#include <stdint.h>
+
+#if defined(__GNUC__)
+#define QUOLSDK_C_API __attribute__((visibility("default")))
+#else
+#define QUOLSDK_C_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** An object, or NULL. */
+typedef void* quolsdk_handle;
+
+/** Picture format; the fields of videoFormatProps in the same order. */
+typedef struct quolsdk_video_format {
+    uint32_t mode;       /**< row of the video mode table; 0 custom, 1 native */
+    int32_t width;       /**< pixels; filled in by the caller for mode 0 */
+    int32_t height;      /**< pixels; filled in by the caller for mode 0 */
+    double fps;          /**< frames per second; filled in by the caller for mode 0 */
+    int32_t pixelFormat; /**< row of the pixel format table; 0 leaves the format untouched */
+} quolsdk_video_format;
+
+/** Sound format; the fields of audioFormatProps in the same order. */
+typedef struct quolsdk_audio_format {
+    uint32_t mode;         /**< row of the audio mode table; 0 custom, 1 native */
+    int32_t bitsPerSample; /**< 16, 24, or -32 for 32-bit floating point */
+    int32_t sampleRate;    /**< Hz */
+    int32_t channels;      /**< channel count */
+} quolsdk_audio_format;
+
+/** @name Library
+ *  Static texts, never to be freed. */
+/** @{ */
+QUOLSDK_C_API const char* quolsdk_get_version(void); /**< "0.1.1" */
+QUOLSDK_C_API const char* quolsdk_get_author(void);  /**< the author's name */
+QUOLSDK_C_API const char* quolsdk_get_company(void); /**< the company's name */
+/** @} */
+
+/** @name Signal: a constant picture, a source
+ *  A new signal is 1280x720 black at 50 frames a second. */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_signal_create(void);         /**< a new, stopped signal */
+QUOLSDK_C_API void quolsdk_signal_destroy(quolsdk_handle signal); /**< stops and ends it */
+/** Shows a colour, "#RRGGBB"; a text of any other shape is black. Leaves the image. */
+QUOLSDK_C_API void quolsdk_signal_set_color(quolsdk_handle signal, const char* color);
+/** Shows a still image file; the empty text goes back to the colour. */
+QUOLSDK_C_API void quolsdk_signal_set_image(quolsdk_handle signal, const char* path);
+/** Starts the signal. 1, also when it runs already; 0 on a null handle. */
+QUOLSDK_C_API int quolsdk_signal_start(quolsdk_handle signal);
+/** Stops it and waits for its thread. */
+QUOLSDK_C_API void quolsdk_signal_stop(quolsdk_handle signal);
+/** @} */
+
+/** @name File: a media file or image sequence, a source */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_file_create(void);       /**< a new player, closed */
+QUOLSDK_C_API void quolsdk_file_destroy(quolsdk_handle file); /**< stops and ends it */
+/** Names the file to play; a "%" makes it the pattern of an image sequence. Another name stops
+ *  what plays. */
+QUOLSDK_C_API void quolsdk_file_name_set(quolsdk_handle file, const char* path);
+/** Opens and plays, or resumes. Whether the file could be opened is told by
+ *  quolsdk_file_status_get. */
+QUOLSDK_C_API void quolsdk_file_play(quolsdk_handle file);
+/** Pauses; a delay above 0 (milliseconds) lets the pause end by itself. */
+QUOLSDK_C_API void quolsdk_file_pause(quolsdk_handle file, double delay_ms);
+/** Goes on after a pause. */
+QUOLSDK_C_API void quolsdk_file_resume(quolsdk_handle file);
+/** Stops, waits for the thread and closes the file. */
+QUOLSDK_C_API void quolsdk_file_stop(quolsdk_handle file);
+/** Position of the latest picture, milliseconds; 0.0 with no file or picture. */
+QUOLSDK_C_API double quolsdk_file_pos_get(quolsdk_handle file);
+/** Jumps to a position, milliseconds; a paused file runs on. */
+QUOLSDK_C_API void quolsdk_file_pos_set(quolsdk_handle file, double pos_ms);
+/** Duration, milliseconds; 0.0 when closed or not known. */
+QUOLSDK_C_API double quolsdk_file_duration_get(quolsdk_handle file);
+/** Rate of the output: the format's, else the file's, else 25.0. */
+QUOLSDK_C_API double quolsdk_file_fps_get(quolsdk_handle file);
+/** 1 while playing, paused or holding the last picture, else 0. */
+QUOLSDK_C_API void quolsdk_file_status_get(quolsdk_handle file, int* status);
+/** Sets a property: "loop", "rate", "speed", "scale_type", "scaling_quality", "deinterlace",
+ *  "eof_hold", "timecodeSource", "audio_gain", "audio_track", "gpu". Unknown keys are ignored. */
+QUOLSDK_C_API void quolsdk_file_set_props(quolsdk_handle file, const char* key, const char* value);
+/** Output picture format; `format` must not be NULL. */
+QUOLSDK_C_API void quolsdk_file_set_video_format(quolsdk_handle file,
+                                                 const quolsdk_video_format* format);
+/** Output sound format; `format` must not be NULL. */
+QUOLSDK_C_API void quolsdk_file_set_audio_format(quolsdk_handle file,
+                                                 const quolsdk_audio_format* format);
+/** Playback rate, 1.0 being normal; takes effect with the next picture. */
+QUOLSDK_C_API void quolsdk_file_rate_set(quolsdk_handle file, double rate);
+/** The playback rate; 1.0 on a null handle. */
+QUOLSDK_C_API double quolsdk_file_rate_get(quolsdk_handle file);
+/** Sets the in and out point, milliseconds; an out point of 0 is none. */
+QUOLSDK_C_API void quolsdk_file_in_out_set(quolsdk_handle file, double in_ms, double out_ms);
+/** In point, out point and duration, milliseconds. */
+QUOLSDK_C_API void quolsdk_file_in_out_get(quolsdk_handle file, double* in_ms, double* out_ms,
+                                           double* duration_ms);
+/** Time code of the position; "00:00:00:00" for a file that carries none. */
+QUOLSDK_C_API void quolsdk_file_timecode_get(quolsdk_handle file, char* buffer, int32_t size);
+QUOLSDK_C_API int quolsdk_file_get_width(quolsdk_handle file);  /**< pixels; 0 before `play` */
+QUOLSDK_C_API int quolsdk_file_get_height(quolsdk_handle file); /**< pixels; 0 before `play` */
+/** @} */
+
+/** @name Reader: questions about a media file
+ *  A reader belongs to one thread at a time. */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_reader_create(void);         /**< a new reader, closed */
+QUOLSDK_C_API void quolsdk_reader_destroy(quolsdk_handle reader); /**< closes and ends it */
+/** Opens a file, closing the one before. 1 for a media file, else 0. */
+QUOLSDK_C_API int quolsdk_reader_open(quolsdk_handle reader, const char* path);
+QUOLSDK_C_API void quolsdk_reader_close(quolsdk_handle reader);          /**< closes the file */
+QUOLSDK_C_API double quolsdk_reader_duration_get(quolsdk_handle reader); /**< milliseconds */
+/** Average frame rate; 0.0 with no file or no picture. */
+QUOLSDK_C_API double quolsdk_reader_fps_get(quolsdk_handle reader);
+QUOLSDK_C_API int64_t quolsdk_reader_width_get(quolsdk_handle reader);    /**< pixels */
+QUOLSDK_C_API int64_t quolsdk_reader_height_get(quolsdk_handle reader);   /**< pixels */
+QUOLSDK_C_API int64_t quolsdk_reader_file_len_get(quolsdk_handle reader); /**< bytes */
+/** Name of the picture's decoder, or "Unknown". */
+QUOLSDK_C_API void quolsdk_reader_video_codec_get(quolsdk_handle reader, char* buffer,
+                                                  int32_t size);
+/** Name of the sound's decoder, or "Unknown". */
+QUOLSDK_C_API void quolsdk_reader_audio_codec_get(quolsdk_handle reader, char* buffer,
+                                                  int32_t size);
+/** Short name of the container's format, or "Unknown". */
+QUOLSDK_C_API void quolsdk_reader_container_get(quolsdk_handle reader, char* buffer, int32_t size);
+QUOLSDK_C_API int64_t quolsdk_reader_bitrate_get(quolsdk_handle reader);       /**< bits a second */
+QUOLSDK_C_API int64_t quolsdk_reader_audio_bitrate_get(quolsdk_handle reader); /**< bits a second */
+QUOLSDK_C_API int64_t quolsdk_reader_audio_channels_get(quolsdk_handle reader); /**< count */
+/** @} */
+
+/** @name Recorder: a source into a movie file, a sink */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_recorder_create(void);           /**< a new recorder, idle */
+QUOLSDK_C_API void quolsdk_recorder_destroy(quolsdk_handle recorder); /**< stops and ends it */
+/** What to record; NULL for nothing. Counts from the next start; the source must outlive it. */
+QUOLSDK_C_API void quolsdk_recorder_set_source(quolsdk_handle recorder, quolsdk_handle source);
+/** The file to write; an existing one is replaced. */
+QUOLSDK_C_API void quolsdk_recorder_file_name_set(quolsdk_handle recorder, const char* path);
+/** Starts. Whether it could is told by quolsdk_recorder_status_get. */
+QUOLSDK_C_API void quolsdk_recorder_start(quolsdk_handle recorder);
+/** Ends the recording, finishes the file and leaves the source. */
+QUOLSDK_C_API void quolsdk_recorder_stop(quolsdk_handle recorder);
+/** Pauses (other than 0) or goes on (0); the file goes on without a gap. */
+QUOLSDK_C_API void quolsdk_recorder_pause(quolsdk_handle recorder, int pause);
+/** 1 while recording, paused included, else 0. */
+QUOLSDK_C_API void quolsdk_recorder_status_get(quolsdk_handle recorder, int* status);
+/** Encoder options, "key=value key=value"; a word alone gets the value "1". */
+QUOLSDK_C_API void quolsdk_recorder_custom_set(quolsdk_handle recorder, const char* options);
+/** Size of the file in bytes, seconds recorded, pictures written, pictures dropped, and the path of
+ *  the file. */
+QUOLSDK_C_API void quolsdk_recorder_get_stats(quolsdk_handle recorder, int64_t* file_size,
+                                              double* seconds, int* frames_written,
+                                              int* frames_dropped, char* path, int32_t path_size);
+/** Sets a property: "durationMs", "play_while_rec", "timecode", "timecodeSource", "timecodeStart",
+ *  "scaling_quality". Unknown keys are ignored. */
+QUOLSDK_C_API void quolsdk_recorder_set_props(quolsdk_handle recorder, const char* key,
+                                              const char* value);
+/** Picture format of the file; mode 1 takes the source's. `format` must not be NULL. */
+QUOLSDK_C_API void quolsdk_recorder_set_video_format(quolsdk_handle recorder,
+                                                     const quolsdk_video_format* format);
+/** Sound format of the file: stored. `format` must not be NULL. */
+QUOLSDK_C_API void quolsdk_recorder_set_audio_format(quolsdk_handle recorder,
+                                                     const quolsdk_audio_format* format);
+/** @} */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

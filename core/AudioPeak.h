@@ -1,0 +1,18 @@
+// Peak levels of a block of sound.
+#pragma once
+
+struct AVFrame;
+
+namespace quol {
+
+struct AudioPeak {
+    float left = 0.0F;
+    float right = 0.0F;
+};
+
+// Largest absolute value of every fourth sample, 1.0 being full scale. Planar float takes the first
+// two planes (the first twice for one channel), interleaved 16-bit the first two channels (the
+// first twice for one) over 32768. Any other format gives 0.
+AudioPeak measurePeak(const AVFrame& frame);
+
+} // namespace quol

@@ -1,0 +1,58 @@
+#include "core/AudioQueue.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace quol {
+
+void AudioQueue::append(AudioRecord record) {
+    if (record.pairs() == 0) return;
+    records_.push_back(std::move(record));
+    if (records_.size() > maxRecords_) {
+        records_.pop_front();
+        used_ = 0;
+    }
+}
+
+std::size_t AudioQueue::take(std::int16_t* target, std::size_t pairs) {
+    std::size_t taken = 0;
+    while (taken < pairs && !records_.empty()) {
+        const AudioRecord& front = records_.front();
+        const std::size_t count = std::min(pairs - taken, front.pairs() - used_);
+        std::memcpy(target + taken * 2, front.samples.data() + used_ * 2,
+                    count * 2 * sizeof(std::int16_t));
+        taken += count;
+        used_ += count;
+        if (used_ == front.pairs()) {
+            records_.pop_front();
+            used_ = 0;
+        }
+    }
+    return taken;
+}
+
+std::optional<double> AudioQueue::skipTo(double time, double window) {
+    const auto length = [this](const AudioRecord& record) {
+        return static_cast<double>(record.pairs()) / sampleRate_;
+    };
+    const auto wanted =
+        std::find_if(records_.begin(), records_.end(), [&](const AudioRecord& record) {
+            return record.pts + length(record) > time && record.pts < time + window;
+        });
+    if (wanted == records_.end()) return std::nullopt;
+    if (wanted != records_.begin()) used_ = 0;
+    records_.erase(records_.begin(), wanted);
+    const double early = (time - records_.front().pts) * sampleRate_;
+    if (early > 0.0) {
+        const auto pairs = static_cast<std::size_t>(early + 0.5);
+        used_ = std::max(used_, std::min(pairs, records_.front().pairs() - 1));
+    }
+    return std::max(0.0, records_.front().pts + static_cast<double>(used_) / sampleRate_ - time);
+}
+
+void AudioQueue::clear() {
+    records_.clear();
+    used_ = 0;
+}
+
+} // namespace quol

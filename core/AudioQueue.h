@@ -1,0 +1,49 @@
+// A bounded queue of stereo 16-bit sound between a source's thread and a worker.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <vector>
+
+namespace quol {
+
+// A time in seconds and interleaved stereo samples.
+struct AudioRecord {
+    double pts = 0.0;
+    std::vector<std::int16_t> samples;
+
+    std::size_t pairs() const { return samples.size() / 2; }
+};
+
+// Drops the oldest record when it is full; a record that was taken in part keeps its rest. Not
+// locked: the owner's audio mutex guards it.
+class AudioQueue {
+public:
+    AudioQueue(std::size_t maxRecords, int sampleRate)
+        : maxRecords_(maxRecords), sampleRate_(sampleRate) {}
+
+    void append(AudioRecord record);
+
+    // Copies up to `pairs` stereo samples to `target`, oldest first, and removes them. Returns how
+    // many there were; the rest of `target` is left as it is.
+    std::size_t take(std::int16_t* target, std::size_t pairs);
+
+    // Removes what lies before `time`, so that the oldest sample is the first at or behind it, and
+    // returns how many seconds behind. Nothing, with the queue unchanged, when no sound lies within
+    // `window` seconds behind `time`.
+    std::optional<double> skipTo(double time, double window);
+
+    std::size_t records() const { return records_.size(); }
+    bool empty() const { return records_.empty(); }
+    void clear();
+    void setSampleRate(int sampleRate) { sampleRate_ = sampleRate; }
+
+private:
+    std::size_t maxRecords_;
+    int sampleRate_;
+    std::deque<AudioRecord> records_;
+    std::size_t used_ = 0; // pairs already taken from the front record
+};
+
+} // namespace quol

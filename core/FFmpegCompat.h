@@ -1,0 +1,15 @@
+// The few places where the FFmpeg versions in use differ.
+#pragma once
+
+#include <span>
+
+#include "core/Handles.h"
+
+namespace quol {
+
+// What an encoder takes; empty when it does not say.
+std::span<const AVPixelFormat> encoderPixelFormats(const AVCodec& codec);
+std::span<const AVSampleFormat> encoderSampleFormats(const AVCodec& codec);
+std::span<const int> encoderSampleRates(const AVCodec& codec);
+
+} // namespace quol

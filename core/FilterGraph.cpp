@@ -1,0 +1,186 @@
+#include "core/FilterGraph.h"
+
+#include <locale.h>
+#include <array>
+#include <cstdio>
+
+#include "core/Log.h"
+
+extern "C" {
+#include <libavfilter/buffersink.h>
+#include <libavfilter/buffersrc.h>
+#include <libavutil/opt.h>
+}
+
+namespace quol {
+
+namespace {
+
+// Numbers in a chain have a decimal point, whatever the host's locale says. Set for this thread
+// only: the process's locale belongs to the host.
+class NumericLocaleC {
+public:
+    NumericLocaleC() {
+        const locale_t current = duplocale(uselocale(locale_t{}));
+        numeric_ = newlocale(LC_NUMERIC_MASK, "C", current);
+        if (numeric_ == locale_t{}) {
+            if (current != locale_t{}) freelocale(current);
+            return;
+        }
+        previous_ = uselocale(numeric_);
+    }
+    NumericLocaleC(const NumericLocaleC&) = delete;
+    NumericLocaleC& operator=(const NumericLocaleC&) = delete;
+    ~NumericLocaleC() {
+        if (numeric_ == locale_t{}) return;
+        uselocale(previous_);
+        freelocale(numeric_);
+    }
+
+private:
+    locale_t numeric_{};
+    locale_t previous_{};
+};
+
+const char* scalingFlags(int quality) {
+    switch (quality) {
+        case 1:
+            return "neighbor";
+        case 2:
+            return "bilinear";
+        case 4:
+            return "lanczos";
+        default:
+            return "bicubic";
+    }
+}
+
+AVFilterContext* makeEnd(AVFilterGraph& graph, const char* filter, const char* name,
+                         const char* arguments) {
+    AVFilterContext* end = nullptr;
+    const AVFilter* type = avfilter_get_by_name(filter);
+    const bool made = type != nullptr && avfilter_graph_create_filter(&end, type, name, arguments,
+                                                                      nullptr, &graph) >= 0;
+    return made ? end : nullptr;
+}
+
+FilterInOutPtr makeInOut(const char* name, AVFilterContext* end) {
+    FilterInOutPtr record(avfilter_inout_alloc());
+    if (!record) return nullptr;
+    record->name = av_strdup(name);
+    record->filter_ctx = end;
+    record->pad_idx = 0;
+    record->next = nullptr;
+    return record;
+}
+
+} // namespace
+
+// The chain's open input is fed by "in", its open output goes to "out".
+bool FilterGraph::parse(const std::string& chain, bool report) {
+    FilterInOutPtr outputs = makeInOut("in", source_);
+    FilterInOutPtr inputs = makeInOut("out", sink_);
+    if (!outputs || !inputs) return false;
+    AVFilterInOut* openInputs = inputs.release();
+    AVFilterInOut* openOutputs = outputs.release();
+    int result = 0;
+    {
+        const NumericLocaleC locale;
+        result = avfilter_graph_parse_ptr(graph_.get(), chain.c_str(), &openInputs, &openOutputs,
+                                          nullptr);
+    }
+    inputs.reset(openInputs);
+    outputs.reset(openOutputs);
+    if (result < 0 && report) {
+        std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
+        av_strerror(result, text.data(), text.size());
+        logError("AVFILTER PARSE ERROR: %s\nDESC: %s", text.data(), chain.c_str());
+    }
+    return result >= 0;
+}
+
+bool FilterGraph::buildVideo(const VideoInput& input, const std::string& chain,
+                             int scalingQuality) {
+    reset();
+    graph_.reset(avfilter_graph_alloc());
+    if (!graph_) return false;
+    std::array<char, 256> arguments{};
+    std::snprintf(arguments.data(), arguments.size(),
+                  "video_size=%dx%d:pix_fmt=%d:time_base=%d/%d:pixel_aspect=%d/%d", input.width,
+                  input.height, input.format, input.timeBase.num, input.timeBase.den,
+                  input.pixelAspect.num, input.pixelAspect.den);
+    source_ = makeEnd(*graph_, "buffer", "in", arguments.data());
+    sink_ = makeEnd(*graph_, "buffersink", "out", nullptr);
+    // Scale filters take these as they are parsed, so they stand before the chain is read.
+    const std::string flags = std::string("flags=") + scalingFlags(scalingQuality);
+    av_opt_set(graph_.get(), "scale_sws_opts", flags.c_str(), 0);
+    const bool built = source_ != nullptr && sink_ != nullptr && parse(chain, true) &&
+                       avfilter_graph_config(graph_.get(), nullptr) >= 0;
+    if (!built) {
+        reset();
+        return false;
+    }
+    format_ = input.format;
+    width_ = input.width;
+    height_ = input.height;
+    return true;
+}
+
+bool FilterGraph::buildAudio(const AVFrame& frame, const std::string& chain) {
+    reset();
+    graph_.reset(avfilter_graph_alloc());
+    if (!graph_) return false;
+    std::array<char, 256> arguments{};
+    if (frame.ch_layout.order == AV_CHANNEL_ORDER_NATIVE) {
+        std::snprintf(arguments.data(), arguments.size(),
+                      "sample_rate=%d:sample_fmt=%d:channel_layout=0x%lx", frame.sample_rate,
+                      frame.format, static_cast<unsigned long>(frame.ch_layout.u.mask));
+    } else {
+        // A channel count that no layout is known for.
+        std::snprintf(arguments.data(), arguments.size(),
+                      "sample_rate=%d:sample_fmt=%d:channels=%d", frame.sample_rate, frame.format,
+                      frame.ch_layout.nb_channels);
+    }
+    source_ = makeEnd(*graph_, "abuffer", "in", arguments.data());
+    sink_ = makeEnd(*graph_, "abuffersink", "out", nullptr);
+    const bool built = source_ != nullptr && sink_ != nullptr && parse(chain, false) &&
+                       avfilter_graph_config(graph_.get(), nullptr) >= 0 &&
+                       layout_.assign(frame.ch_layout);
+    if (!built) {
+        reset();
+        return false;
+    }
+    format_ = frame.format;
+    sampleRate_ = frame.sample_rate;
+    return true;
+}
+
+void FilterGraph::reset() {
+    graph_.reset();
+    source_ = nullptr;
+    sink_ = nullptr;
+    format_ = -1;
+    width_ = 0;
+    height_ = 0;
+    sampleRate_ = 0;
+}
+
+bool FilterGraph::takes(const AVFrame& frame) const {
+    if (!graph_ || frame.format != format_) return false;
+    if (sampleRate_ > 0) return frame.sample_rate == sampleRate_ && layout_.equals(frame.ch_layout);
+    return frame.width == width_ && frame.height == height_;
+}
+
+bool FilterGraph::send(AVFrame* frame) {
+    return av_buffersrc_add_frame_flags(source_, frame, AV_BUFFERSRC_FLAG_KEEP_REF) >= 0;
+}
+
+bool FilterGraph::receive(AVFrame& frame) {
+    return av_buffersink_get_frame(sink_, &frame) >= 0;
+}
+
+AVRational FilterGraph::timeBase() const {
+    return av_buffersink_get_time_base(sink_);
+}
+
+} // namespace quol

@@ -1,0 +1,42 @@
+#include "core/Log.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+
+namespace quol {
+
+namespace {
+
+// stdio locks the stream for one call, so a line handed over whole is never torn by another
+// thread's. The flush keeps lines in order with what the host writes past stdio.
+void writeLine(std::FILE* stream, const char* format, std::va_list arguments) {
+    std::va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, again);
+    va_end(again);
+    if (length < 0) return;
+    std::string line(static_cast<std::size_t>(length) + 1, '\0');
+    std::vsnprintf(line.data(), line.size(), format, arguments);
+    line.back() = '\n';
+    std::fwrite(line.data(), 1, line.size(), stream);
+    std::fflush(stream);
+}
+
+} // namespace
+
+void logOut(const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    writeLine(stdout, format, arguments);
+    va_end(arguments);
+}
+
+void logError(const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    writeLine(stderr, format, arguments);
+    va_end(arguments);
+}
+
+} // namespace quol

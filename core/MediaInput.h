@@ -1,0 +1,66 @@
+// Opening a media file, choosing its streams and decoding from them.
+#pragma once
+
+#include <atomic>
+#include <string>
+
+#include "core/Handles.h"
+
+namespace quol {
+
+// A demuxer that another thread can get out of a blocking read.
+class MediaInput {
+public:
+    // Opens `path`; `format` forces a demuxer ("image2"), null leaves the choice to FFmpeg. False
+    // when it cannot be opened, with nothing open.
+    bool open(const std::string& path, const char* format = nullptr, Dictionary* options = nullptr);
+
+    // Reads ahead until the streams are known. False on failure; the file stays open.
+    bool findStreamInfo();
+
+    void close() { context_.reset(); }
+
+    // Makes every read fail from now on (true) or work again (false). Any thread.
+    void interrupt(bool on) { interrupted_.store(on); }
+
+    AVFormatContext* get() const { return context_.get(); }
+    AVFormatContext* operator->() const { return context_.get(); }
+    explicit operator bool() const { return context_ != nullptr; }
+
+    // Index of the best stream of a type, -1 for none.
+    int bestStream(AVMediaType type, int related = -1) const;
+
+    // The stream of an index, null for -1 or with nothing open.
+    AVStream* stream(int index) const;
+
+    // Container duration in milliseconds, 0.0 with nothing open or none known.
+    double durationMs() const;
+
+    // The start time code: the container's own entry, else that of the stream given (a time code
+    // track is told there). Null without one.
+    const char* timecode(int videoStream) const;
+
+private:
+    static int isInterrupted(void* self);
+
+    InputFormatPtr context_;
+    std::atomic<bool> interrupted_{false};
+};
+
+// How many threads a decoder gets.
+enum class DecoderThreads {
+    automatic, // FFmpeg's own choice: playing a clip
+    one,       // no picture waits inside: a single still
+};
+
+// Opens a decoder for a stream. Null without one, or when it does not open.
+CodecContextPtr openDecoder(const AVStream& stream, DecoderThreads threads);
+
+// Decodes the first picture of the best video stream of `path`, reading at most `maxPackets`
+// packets. Null when any step fails.
+FramePtr decodeFirstPicture(const std::string& path, int maxPackets);
+
+// A rate as a number; 0.0 for one that is none.
+double rationalOrZero(AVRational rate);
+
+} // namespace quol

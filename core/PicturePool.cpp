@@ -1,0 +1,79 @@
+#include "core/PicturePool.h"
+
+namespace quol {
+
+namespace {
+
+constexpr int alignment = 32;
+
+// Index of the buffer of `frame` that `data` points into, -1 for none.
+int bufferOf(const AVFrame& frame, const std::uint8_t* data) {
+    for (int i = 0; i < AV_NUM_DATA_POINTERS; ++i) {
+        const AVBufferRef* buffer = frame.buf[i];
+        if (buffer != nullptr && data >= buffer->data && data < buffer->data + buffer->size)
+            return i;
+    }
+    return -1;
+}
+
+} // namespace
+
+// How av_frame_get_buffer splits a picture into buffers differs between FFmpeg's versions, so the
+// layout is read off a picture that it made.
+bool PicturePool::learnLayout(int width, int height, AVPixelFormat format) {
+    const FramePtr sample = makeFrame();
+    if (!sample) return false;
+    sample->width = width;
+    sample->height = height;
+    sample->format = format;
+    if (av_frame_get_buffer(sample.get(), alignment) < 0) return false;
+
+    buffers_.clear();
+    for (int i = 0; i < AV_NUM_DATA_POINTERS && sample->buf[i] != nullptr; ++i) {
+        buffers_.emplace_back(av_buffer_pool_init(sample->buf[i]->size, nullptr));
+        if (!buffers_.back()) return false;
+    }
+    for (std::size_t i = 0; i < planes_.size(); ++i) {
+        const int buffer = sample->data[i] != nullptr ? bufferOf(*sample, sample->data[i]) : -1;
+        planes_[i] = {buffer, buffer < 0 ? 0 : sample->data[i] - sample->buf[buffer]->data,
+                      sample->linesize[i]};
+    }
+    width_ = width;
+    height_ = height;
+    format_ = format;
+    return true;
+}
+
+FramePtr PicturePool::get(int width, int height, AVPixelFormat format) {
+    const std::lock_guard lock(mutex_);
+    const bool known =
+        !buffers_.empty() && width == width_ && height == height_ && format == format_;
+    if (!known && !learnLayout(width, height, format)) {
+        buffers_.clear();
+        return nullptr;
+    }
+    FramePtr frame = makeFrame();
+    if (!frame) return nullptr;
+    frame->width = width;
+    frame->height = height;
+    frame->format = format;
+    for (std::size_t i = 0; i < buffers_.size(); ++i) {
+        frame->buf[i] = av_buffer_pool_get(buffers_[i].get());
+        if (frame->buf[i] == nullptr) return nullptr;
+    }
+    for (std::size_t i = 0; i < planes_.size(); ++i) {
+        const Plane& plane = planes_[i];
+        if (plane.buffer < 0) continue;
+        frame->data[i] = frame->buf[plane.buffer]->data + plane.offset;
+        frame->linesize[i] = plane.stride;
+    }
+    frame->extended_data = frame->data;
+    return frame;
+}
+
+void PicturePool::clear() {
+    const std::lock_guard lock(mutex_);
+    buffers_.clear();
+}
+
+} // namespace quol

@@ -1,0 +1,69 @@
+#include "core/Resampler.h"
+
+#include <algorithm>
+
+extern "C" {
+#include <libavutil/mathematics.h>
+}
+
+namespace quol {
+
+// What must hold for a frame's planes to be read at all.
+bool Resampler::sameShape(const AVFrame& frame) const {
+    return frame.format == inputFormat_ && inputLayout_.equals(frame.ch_layout);
+}
+
+bool Resampler::sameKey(const AVFrame& frame, const AudioTarget& target) const {
+    return sameShape(frame) && frame.sample_rate == inputRate_ &&
+           target.channels == target_.channels && target.format == target_.format &&
+           target.sampleRate == target_.sampleRate;
+}
+
+bool Resampler::prepare(const AVFrame& frame, const AudioTarget& target) {
+    if (context_ && input_ == Input::frozen) return sameShape(frame);
+    if (context_ && sameKey(frame, target)) return true;
+    context_.reset();
+    if (frame.sample_rate < 1 || frame.ch_layout.nb_channels < 1 || target.sampleRate < 1)
+        return false;
+
+    const ChannelLayout output(target.channels);
+    SwrContext* made = nullptr;
+    // FFmpeg 5 declares the layouts, which it copies, without const.
+    const int result = swr_alloc_set_opts2(
+        &made, const_cast<AVChannelLayout*>(output.get()), target.format, target.sampleRate,
+        const_cast<AVChannelLayout*>(&frame.ch_layout), static_cast<AVSampleFormat>(frame.format),
+        frame.sample_rate, 0, nullptr);
+    SwrPtr context(made);
+    if (result < 0 || swr_init(context.get()) < 0) return false;
+    if (!inputLayout_.assign(frame.ch_layout)) return false;
+    inputRate_ = frame.sample_rate;
+    inputFormat_ = frame.format;
+    target_ = target;
+    context_ = std::move(context);
+    return true;
+}
+
+int Resampler::capacity(int samples, int inputRate) const {
+    const std::int64_t waiting = swr_get_delay(context_.get(), inputRate);
+    const std::int64_t room =
+        av_rescale_rnd(waiting + samples, target_.sampleRate, inputRate, AV_ROUND_UP);
+    return static_cast<int>(std::clamp<std::int64_t>(room, 0, INT32_MAX / 64));
+}
+
+int Resampler::convert(const AVFrame& frame, std::uint8_t** planes, int room) {
+    // The input is a const array of planes by contract, though FFmpeg 5 declares it without const.
+    auto** input = const_cast<const std::uint8_t**>(frame.extended_data);
+    return swr_convert(context_.get(), planes, room, input, frame.nb_samples);
+}
+
+std::vector<std::int16_t> Resampler::convertS16(const AVFrame& frame) {
+    const int room = capacity(frame.nb_samples, frame.sample_rate);
+    const auto channels = static_cast<std::size_t>(target_.channels);
+    std::vector<std::int16_t> samples(static_cast<std::size_t>(room) * channels);
+    auto* plane = reinterpret_cast<std::uint8_t*>(samples.data());
+    const int count = convert(frame, &plane, room);
+    samples.resize(static_cast<std::size_t>(std::max(count, 0)) * channels);
+    return samples;
+}
+
+} // namespace quol

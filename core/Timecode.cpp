@@ -1,0 +1,72 @@
+#include "core/Timecode.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <ctime>
+
+namespace quol {
+
+std::optional<Timecode> parseTimecode(const std::string& text) {
+    Timecode timecode;
+    const int numbers =
+        std::sscanf(text.c_str(), "%d:%d:%d:%d", &timecode.hours, // NOLINT(cert-err34-c)
+                    &timecode.minutes, &timecode.seconds, &timecode.frames);
+    if (numbers != 4) return std::nullopt;
+    return timecode;
+}
+
+std::string formatTimecode(const Timecode& timecode) {
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "%02d:%02d:%02d:%02d", timecode.hours, timecode.minutes,
+                  timecode.seconds, timecode.frames);
+    return text.data();
+}
+
+std::int64_t timecodeToFrames(const Timecode& timecode, double fps) {
+    const double seconds = timecode.hours * 3600.0 + timecode.minutes * 60.0 + timecode.seconds;
+    return static_cast<std::int64_t>(seconds * fps + timecode.frames);
+}
+
+std::int64_t timecodeTextToFrames(const std::string& text, double fps) {
+    return timecodeToFrames(parseTimecode(text).value_or(Timecode{}), fps);
+}
+
+Timecode framesToTimecode(std::int64_t frames, double fps) {
+    const auto divisor = [fps](double factor) {
+        return std::max<std::int64_t>(1, static_cast<std::int64_t>(fps * factor));
+    };
+    const std::int64_t perHour = divisor(3600);
+    const std::int64_t perMinute = divisor(60);
+    const std::int64_t perSecond = divisor(1);
+    const std::int64_t count = std::max<std::int64_t>(0, frames);
+    return {static_cast<int>(count / perHour % 24), static_cast<int>(count / perMinute % 60),
+            static_cast<int>(count / perSecond % 60), static_cast<int>(count % perSecond)};
+}
+
+std::string framesToTimecodeText(std::int64_t frames, double fps) {
+    return formatTimecode(framesToTimecode(frames, fps));
+}
+
+std::int64_t framesAt(double seconds, double fps) {
+    constexpr double roundingError = 1e-6;
+    const double frames = seconds * fps + roundingError;
+    // Beyond this a double no longer counts single frames; hostile time stamps get here.
+    constexpr double limit = 9.0e15;
+    return static_cast<std::int64_t>(std::clamp(frames, -limit, limit));
+}
+
+Timecode wallClockTimecode(double fps) {
+    const auto now = std::chrono::system_clock::now();
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
+    const auto sinceEpoch =
+        std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count();
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    const auto frames = static_cast<double>(sinceEpoch % 1000) * fps / 1000.0;
+    return {local.tm_hour, local.tm_min, local.tm_sec, static_cast<int>(frames)};
+}
+
+} // namespace quol

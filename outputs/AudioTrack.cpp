@@ -1,0 +1,153 @@
+#include "outputs/AudioTrack.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace quol {
+
+namespace {
+
+constexpr std::size_t maxRecords = 5000;
+constexpr int defaultChunk = 1024; // for encoders that take any number of samples
+
+constexpr double jump = 0.5;           // seconds: the clocks have parted by a jump, not by drift
+constexpr double smoothing = 1.0 / 64; // of the drift, per picture
+constexpr double alignWindow = 2.0;    // seconds ahead within which sound belongs to the pictures
+constexpr double alignPatience = 0.5;  // seconds to wait for it
+
+} // namespace
+
+AudioTrack::AudioTrack(const AVCodecContext& encoder, double pictureLength, Write write)
+    : queue_(maxRecords, encoder.sample_rate),
+      format_(encoder.sample_fmt),
+      sampleRate_(encoder.sample_rate),
+      chunk_(encoder.frame_size > 0 ? encoder.frame_size : defaultChunk),
+      pictureLength_(pictureLength),
+      layout_(encoder.ch_layout),
+      write_(std::move(write)),
+      samples_(static_cast<std::size_t>(chunk_) * 2) {}
+
+void AudioTrack::push(AudioRecord record) {
+    const std::lock_guard lock(mutex_);
+    queue_.append(std::move(record));
+}
+
+void AudioTrack::clear() {
+    const std::lock_guard lock(mutex_);
+    queue_.clear();
+}
+
+int AudioTrack::popAudioSamplesForPts(double /*pts*/, std::int16_t* samples, int count) {
+    const auto pairs = static_cast<std::size_t>(std::max(count, 0));
+    std::fill_n(samples, pairs * 2, std::int16_t{0});
+    const std::lock_guard lock(mutex_);
+    return static_cast<int>(queue_.take(samples, pairs));
+}
+
+void AudioTrack::tie(double sourceTime, double fileTime) {
+    tied_ = true;
+    offset_ = fileTime - sourceTime;
+    parting_ = 0.0;
+    silence_ = 0;
+    alignPending_ = true;
+    patience_ = static_cast<std::int64_t>(alignPatience * sampleRate_);
+}
+
+void AudioTrack::advance(double sourceTime, double fileTime) {
+    if (!tied_) {
+        tie(sourceTime, fileTime);
+        return;
+    }
+    const double apart = sourceTime + offset_ - fileTime;
+    parting_ += (apart - parting_) * smoothing;
+    if (std::fabs(apart) > jump || std::fabs(parting_) > pictureLength_) tie(sourceTime, fileTime);
+    const double target = sourceTime + offset_;
+    while (static_cast<double>(samplesWritten_) / sampleRate_ < target)
+        writeChunk();
+}
+
+// Brings the queue's front to the time that the next sample stands for. Sound that has not come yet
+// is waited for, with silence, but not for ever: a source may count its sound by another clock than
+// its pictures, and then the order of arrival is all there is.
+void AudioTrack::align() {
+    const double due = static_cast<double>(samplesWritten_) / sampleRate_ - offset_;
+    const std::lock_guard lock(mutex_);
+    const auto behind = queue_.skipTo(due, alignWindow);
+    if (behind) {
+        silence_ = std::llround(*behind * sampleRate_);
+        alignPending_ = false;
+    } else if (queue_.empty()) {
+        silence_ = chunk_;
+    } else if (patience_ > 0) {
+        silence_ = chunk_;
+        patience_ -= chunk_;
+    } else {
+        silence_ = 0;
+        alignPending_ = false;
+    }
+}
+
+void AudioTrack::fillChunk() {
+    if (alignPending_) align();
+    const auto quiet = static_cast<int>(std::min<std::int64_t>(silence_, chunk_));
+    silence_ -= quiet;
+    std::fill_n(samples_.begin(), static_cast<std::ptrdiff_t>(quiet) * 2, std::int16_t{0});
+    if (quiet == chunk_) return;
+    const int wanted = chunk_ - quiet;
+    const double now = static_cast<double>(samplesWritten_) / sampleRate_;
+    const int got = popAudioSamplesForPts(
+        now, samples_.data() + static_cast<std::ptrdiff_t>(quiet) * 2, wanted);
+    // Behind a shortage the sound that comes late must not push all the rest back.
+    if (got < wanted) alignPending_ = true;
+}
+
+void AudioTrack::writeChunk() {
+    fillChunk();
+    const FramePtr frame = encoderFrame();
+    if (frame) {
+        frame->pts = samplesWritten_;
+        write_(*frame);
+    }
+    samplesWritten_ += chunk_;
+}
+
+// The chunk in the encoder's format.
+FramePtr AudioTrack::encoderFrame() {
+    FramePtr frame = makeFrame();
+    if (!frame) return nullptr;
+    frame->format = format_;
+    frame->sample_rate = sampleRate_;
+    frame->nb_samples = chunk_;
+    if (av_channel_layout_copy(&frame->ch_layout, layout_.get()) < 0) return nullptr;
+    if (av_frame_get_buffer(frame.get(), 0) < 0) return nullptr;
+    constexpr float scale = 1.0F / 32768;
+    const auto toFloat = [](std::int16_t sample) { return static_cast<float>(sample) * scale; };
+    if (format_ == AV_SAMPLE_FMT_S16) {
+        std::copy(samples_.begin(), samples_.end(),
+                  reinterpret_cast<std::int16_t*>(frame->data[0]));
+    } else if (format_ == AV_SAMPLE_FMT_FLT) {
+        std::transform(samples_.begin(), samples_.end(), reinterpret_cast<float*>(frame->data[0]),
+                       toFloat);
+    } else if (format_ == AV_SAMPLE_FMT_FLTP) {
+        auto* left = reinterpret_cast<float*>(frame->data[0]);
+        auto* right = reinterpret_cast<float*>(frame->data[1]);
+        for (std::size_t i = 0; i < samples_.size(); i += 2) {
+            *left++ = toFloat(samples_[i]);
+            *right++ = toFloat(samples_[i + 1]);
+        }
+    } else {
+        AVFrame source{};
+        source.format = AV_SAMPLE_FMT_S16;
+        source.sample_rate = sampleRate_;
+        source.nb_samples = chunk_;
+        source.ch_layout = *layout_.get();
+        source.data[0] = reinterpret_cast<std::uint8_t*>(samples_.data());
+        source.extended_data = source.data;
+        if (!converter_.prepare(source, {2, format_, sampleRate_})) return nullptr;
+        if (converter_.convert(source, frame->extended_data, chunk_) != chunk_) return nullptr;
+    }
+    return frame;
+}
+
+} // namespace quol

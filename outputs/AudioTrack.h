@@ -1,0 +1,75 @@
+// The sound of a file that is being written: generated against the time of the pictures.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+#include "core/AudioQueue.h"
+#include "core/Handles.h"
+#include "core/Resampler.h"
+
+namespace quol {
+
+// Takes sound from a source's thread as it comes and gives it to an encoder exactly as far as the
+// pictures have come. What is missing is silence, so the two tracks cannot drift apart.
+//
+// Where a picture stands in the file and what time the source gave it are two clocks. The first
+// picture ties one to the other; from then on sound is taken in the order of its arrival. When the
+// clocks part (the source jumped, or runs faster than the wall clock) they are tied anew, and the
+// sound that belongs to the pictures is looked up by its time, as it is behind every shortage.
+//
+// `push` and `clear` from any thread; `advance` from the encoding thread alone.
+class AudioTrack {
+public:
+    // Encodes one frame of sound, in the encoder's format and with its time stamp.
+    using Write = std::function<void(const AVFrame&)>;
+
+    // `pictureLength` in seconds: how far the clocks may part before they are tied anew.
+    AudioTrack(const AVCodecContext& encoder, double pictureLength, Write write);
+
+    void push(AudioRecord record);
+    void clear();
+
+    // A picture of the source's time `sourceTime` stands at `fileTime` in the file; both seconds.
+    // The first picture only ties the clocks. From the second on the sound is written up to it.
+    void advance(double sourceTime, double fileTime);
+
+    // Takes stereo samples, oldest first, whatever their time; what is missing is silence. Returns
+    // how many there were.
+    int popAudioSamplesForPts(double pts, std::int16_t* samples, int count);
+
+    std::int64_t samplesWritten() const { return samplesWritten_; }
+
+private:
+    void tie(double sourceTime, double fileTime);
+    void align();
+    void fillChunk();
+    void writeChunk();
+    FramePtr encoderFrame();
+
+    std::mutex mutex_; // guards queue_
+    AudioQueue queue_;
+
+    // The encoding thread's own.
+    const AVSampleFormat format_;
+    const int sampleRate_;
+    const int chunk_; // stereo samples in a frame of the encoder
+    const double pictureLength_;
+    ChannelLayout layout_;
+    Write write_;
+    Resampler converter_{
+        Resampler::Input::frozen};      // for the formats that have no code of their own
+    std::vector<std::int16_t> samples_; // the chunk to come
+    std::int64_t samplesWritten_ = 0;
+    bool tied_ = false;
+    double offset_ = 0.0;  // file time - source time
+    double parting_ = 0.0; // smoothed distance of the two clocks, seconds
+    bool alignPending_ = false;
+    std::int64_t patience_ =
+        0; // samples of silence to go on while sound of the right time is awaited
+    std::int64_t silence_ = 0; // samples of silence before the queue's front is due
+};
+
+} // namespace quol

@@ -1,0 +1,193 @@
+#include "outputs/EncoderSession.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "core/FFmpegCompat.h"
+
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
+
+namespace quol {
+
+namespace {
+
+// The first listed format, but one of `preferred` when the list has it.
+template <typename Format, typename Formats>
+Format chooseFormat(Formats listed, std::initializer_list<Format> preferred, Format otherwise) {
+    const auto wanted =
+        std::find_first_of(listed.begin(), listed.end(), preferred.begin(), preferred.end());
+    if (wanted != listed.end()) return *wanted;
+    return listed.empty() ? otherwise : listed.front();
+}
+
+AVPixelFormat choosePixelFormat(const AVCodec& codec) {
+    return chooseFormat<AVPixelFormat>(
+        encoderPixelFormats(codec), {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUVJ420P}, AV_PIX_FMT_YUV420P);
+}
+
+AVSampleFormat chooseSampleFormat(const AVCodec& codec) {
+    return chooseFormat<AVSampleFormat>(encoderSampleFormats(codec), {AV_SAMPLE_FMT_FLTP},
+                                        AV_SAMPLE_FMT_S16);
+}
+
+// The size rounded down to what the chroma of `format` divides evenly.
+VideoEncoding evenSize(VideoEncoding encoding, AVPixelFormat format) {
+    const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(format);
+    if (descriptor == nullptr) return encoding;
+    encoding.width &= ~((1 << descriptor->log2_chroma_w) - 1);
+    encoding.height &= ~((1 << descriptor->log2_chroma_h) - 1);
+    return encoding;
+}
+
+} // namespace
+
+const AVCodec* chooseEncoder(const AVOutputFormat& muxer, AVMediaType type, const char* fallback,
+                             std::string& name) {
+    if (name.empty()) {
+        const AVCodecID id = type == AVMEDIA_TYPE_VIDEO ? muxer.video_codec : muxer.audio_codec;
+        const AVCodec* standard = id != AV_CODEC_ID_NONE ? avcodec_find_encoder(id) : nullptr;
+        name = standard != nullptr ? standard->name : fallback;
+    }
+    const AVCodec* codec = avcodec_find_encoder_by_name(name.c_str());
+    return codec != nullptr && codec->type == type ? codec : nullptr;
+}
+
+std::vector<std::string> availableContainers() {
+    std::vector<std::string> names;
+    void* position = nullptr;
+    while (const AVOutputFormat* muxer = av_muxer_iterate(&position))
+        names.emplace_back(muxer->name);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::vector<std::string> availableEncoders(const std::string& container, AVMediaType type) {
+    std::vector<std::string> names;
+    const char* muxerName = container.empty() ? "mp4" : container.c_str();
+    const AVOutputFormat* muxer = av_guess_format(muxerName, nullptr, nullptr);
+    if (muxer == nullptr) return names;
+    void* position = nullptr;
+    while (const AVCodec* codec = av_codec_iterate(&position)) {
+        if (codec->type != type || av_codec_is_encoder(codec) == 0) continue;
+        if (avformat_query_codec(muxer, codec->id, FF_COMPLIANCE_NORMAL) == 1)
+            names.emplace_back(codec->name);
+    }
+    return names;
+}
+
+bool EncoderSession::createOutput(const std::string& container, const std::string& path) {
+    AVFormatContext* made = nullptr;
+    const char* muxer = container.empty() ? nullptr : container.c_str();
+    if (avformat_alloc_output_context2(&made, nullptr, muxer, path.c_str()) < 0) return false;
+    output_.reset(made);
+    return output_ != nullptr && packet_ != nullptr;
+}
+
+CodecContextPtr EncoderSession::makeContext(const AVCodec& codec) const {
+    CodecContextPtr context(avcodec_alloc_context3(&codec));
+    if (!context) return nullptr;
+    context->thread_count = 0; // as many as help; the option "threads" says otherwise
+    if ((output_->oformat->flags & AVFMT_GLOBALHEADER) != 0) {
+        context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    }
+    return context;
+}
+
+CodecContextPtr EncoderSession::openVideoContext(const AVCodec& codec,
+                                                 const VideoEncoding& encoding,
+                                                 Dictionary& options) const {
+    CodecContextPtr context = makeContext(codec);
+    if (!context) return nullptr;
+    context->width = encoding.width;
+    context->height = encoding.height;
+    context->time_base = av_inv_q(encoding.frameRate);
+    context->framerate = encoding.frameRate;
+    context->pix_fmt = choosePixelFormat(codec);
+    context->bit_rate = encoding.bitRate;
+    if (avcodec_open2(context.get(), &codec, options.address()) < 0) return nullptr;
+    return context;
+}
+
+AVStream* EncoderSession::addStream(const AVCodecContext& encoder) {
+    AVStream* stream = avformat_new_stream(output_.get(), nullptr);
+    if (stream == nullptr || avcodec_parameters_from_context(stream->codecpar, &encoder) < 0)
+        return nullptr;
+    stream->time_base = encoder.time_base;
+    return stream;
+}
+
+bool EncoderSession::openVideo(const AVCodec& codec, const VideoEncoding& encoding,
+                               Dictionary& options) {
+    Dictionary secondTry(options);
+    CodecContextPtr context = openVideoContext(codec, encoding, options);
+    const VideoEncoding even = evenSize(encoding, choosePixelFormat(codec));
+    if (!context && (even.width != encoding.width || even.height != encoding.height)) {
+        options.swap(secondTry);
+        context = openVideoContext(codec, even, options);
+    }
+    AVStream* stream = context ? addStream(*context) : nullptr;
+    if (stream == nullptr) return false;
+    stream->avg_frame_rate = context->framerate;
+    videoStream_ = stream;
+    video_ = std::move(context);
+    return true;
+}
+
+bool EncoderSession::openAudio(const AVCodec& codec, const AudioEncoding& encoding,
+                               Dictionary& options) {
+    CodecContextPtr context = makeContext(codec);
+    if (!context) return false;
+    context->sample_fmt = chooseSampleFormat(codec);
+    context->sample_rate = encoding.sampleRate;
+    av_channel_layout_default(&context->ch_layout, encoding.channels);
+    context->bit_rate = encoding.bitRate;
+    context->time_base = {1, encoding.sampleRate};
+    if (avcodec_open2(context.get(), &codec, options.address()) < 0) return false;
+    audioStream_ = addStream(*context);
+    if (audioStream_ == nullptr) return false;
+    audio_ = std::move(context);
+    return true;
+}
+
+bool EncoderSession::openFile(const std::string& path) {
+    if ((output_->oformat->flags & AVFMT_NOFILE) != 0) return true;
+    return avio_open(&output_->pb, path.c_str(), AVIO_FLAG_WRITE) >= 0;
+}
+
+bool EncoderSession::writeHeader(Dictionary& options) {
+    headerWritten_ = avformat_write_header(output_.get(), options.address()) >= 0;
+    return headerWritten_;
+}
+
+void EncoderSession::encode(AVCodecContext* encoder, AVStream* stream, const AVFrame* frame) {
+    if (encoder == nullptr || avcodec_send_frame(encoder, frame) < 0) return;
+    while (avcodec_receive_packet(encoder, packet_.get()) >= 0) {
+        av_packet_rescale_ts(packet_.get(), encoder->time_base, stream->time_base);
+        packet_->stream_index = stream->index;
+        if (av_interleaved_write_frame(output_.get(), packet_.get()) < 0) failed_ = true;
+        if (output_->pb != nullptr && output_->pb->error < 0) failed_ = true;
+        av_packet_unref(packet_.get());
+        ++packets_;
+    }
+}
+
+void EncoderSession::finish() {
+    if (!headerWritten_) return;
+    encodeVideo(nullptr);
+    encodeAudio(nullptr);
+    av_interleaved_write_frame(output_.get(), nullptr);
+    if (av_write_trailer(output_.get()) < 0) failed_ = true;
+    headerWritten_ = false;
+    video_.reset();
+    audio_.reset();
+    output_.reset();
+}
+
+std::int64_t EncoderSession::bytesWritten() const {
+    return output_ && output_->pb != nullptr ? std::max<std::int64_t>(0, avio_tell(output_->pb))
+                                             : 0;
+}
+
+} // namespace quol

@@ -1,0 +1,89 @@
+// From frames to a file: a muxer and the encoders that feed it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "core/Handles.h"
+
+namespace quol {
+
+// What a video encoder is opened for.
+struct VideoEncoding {
+    int width = 0;
+    int height = 0;
+    AVRational frameRate{25, 1};
+    std::int64_t bitRate = 0; // bits a second
+};
+
+// What an audio encoder is opened for: stereo in the default layout.
+struct AudioEncoding {
+    int sampleRate = 48000;
+    int channels = 2;
+    std::int64_t bitRate = 0; // bits a second
+};
+
+// The encoder of that name; for an empty name the muxer's default of that type, else `fallback`.
+// `name` becomes the name looked for. Null without one.
+const AVCodec* chooseEncoder(const AVOutputFormat& muxer, AVMediaType type, const char* fallback,
+                             std::string& name);
+
+// Names of all muxers, sorted.
+std::vector<std::string> availableContainers();
+
+// Names of all encoders of a type that the muxer of `container` ("mp4" when empty) accepts.
+std::vector<std::string> availableEncoders(const std::string& container, AVMediaType type);
+
+// The steps in order: createOutput, openVideo, openAudio, openFile, writeHeader; then frames; then
+// finish. A step that fails leaves the session as it was. One thread at a time.
+class EncoderSession {
+public:
+    // Makes the muxer, by its name or, for an empty one, by the ending of `path`.
+    bool createOutput(const std::string& container, const std::string& path);
+
+    // Opens an encoder with a stream for it. `options` go to the encoder, which takes out those it
+    // knows. An encoder that refuses an odd size gets the next smaller even one.
+    bool openVideo(const AVCodec& codec, const VideoEncoding& encoding, Dictionary& options);
+    bool openAudio(const AVCodec& codec, const AudioEncoding& encoding, Dictionary& options);
+
+    // Creates the file, where the muxer has one.
+    bool openFile(const std::string& path);
+    bool writeHeader(Dictionary& options);
+
+    // Encodes one frame, null for the last ones kept back, and writes what comes of it.
+    void encodeVideo(const AVFrame* frame) { encode(video_.get(), videoStream_, frame); }
+    void encodeAudio(const AVFrame* frame) { encode(audio_.get(), audioStream_, frame); }
+
+    // Drains the encoders, writes the trailer and closes the file.
+    void finish();
+
+    AVFormatContext* output() const { return output_.get(); }
+    AVCodecContext* video() const { return video_.get(); } // null without one
+    AVCodecContext* audio() const { return audio_.get(); } // null without one
+
+    // A write has failed: the file takes no more.
+    bool failed() const { return failed_; }
+    // Bytes written so far and packets they were made of.
+    std::int64_t bytesWritten() const;
+    std::int64_t packetsWritten() const { return packets_; }
+
+private:
+    CodecContextPtr makeContext(const AVCodec& codec) const;
+    CodecContextPtr openVideoContext(const AVCodec& codec, const VideoEncoding& encoding,
+                                     Dictionary& options) const;
+    AVStream* addStream(const AVCodecContext& encoder);
+    void encode(AVCodecContext* encoder, AVStream* stream, const AVFrame* frame);
+
+    OutputFormatPtr output_;
+    CodecContextPtr video_;
+    CodecContextPtr audio_;
+    AVStream* videoStream_ = nullptr; // owned by the muxer
+    AVStream* audioStream_ = nullptr; // owned by the muxer
+    PacketPtr packet_ = makePacket();
+    bool headerWritten_ = false;
+    bool failed_ = false;
+    std::int64_t packets_ = 0;
+};
+
+} // namespace quol

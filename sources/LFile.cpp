@@ -1,0 +1,297 @@
+// The file player's operations on host threads; its worker is in LFileDecode.cpp.
+#include "quolsdk/LFile.h"
+
+#include "core/Clock.h"
+#include "core/ModeTables.h"
+#include "core/Props.h"
+#include "core/Timecode.h"
+#include "sources/LFileDecoders.h"
+
+namespace {
+
+constexpr auto zeroTimecode = "00:00:00:00";
+
+// The flags of "scaling_quality" as swscale counts them.
+int scalerFlagsOf(int quality) {
+    switch (quality) {
+        case 1:
+            return SWS_POINT;
+        case 2:
+            return SWS_BILINEAR;
+        case 4:
+            return SWS_LANCZOS;
+        default:
+            return SWS_BICUBIC;
+    }
+}
+
+} // namespace
+
+LFile::LFile()
+    : decoders(std::make_unique<Decoders>()), sleeper(std::make_unique<quol::Sleeper>()) {
+    videoFormat.mode = quol::modeNative;
+    audioFormat.mode = quol::modeNative;
+}
+
+LFile::~LFile() {
+    stop();
+}
+
+void LFile::fileNameSet(const std::string& path) {
+    const std::lock_guard control(controlMutex);
+    if (path == filePath) return;
+    if (playing) stopLocked();
+    filePath = path;
+}
+
+bool LFile::play() {
+    const std::lock_guard control(controlMutex);
+    return playLocked();
+}
+
+void LFile::ready() {
+    const std::lock_guard control(controlMutex);
+    playLocked();
+    pause();
+}
+
+bool LFile::playLocked() {
+    if (playing) {
+        resume();
+        return true;
+    }
+    // A worker that ended by itself is still to be joined, and its file to be closed.
+    if (thread.joinable()) stopLocked();
+    if (!openFile()) return false;
+    eofReached = false;
+    setSinksPaused(false);
+    flushSinks();
+    sleeper->reset();
+    {
+        const std::lock_guard lock(clockMutex);
+        clockStart = quol::steadyNow();
+        timedPause = false;
+    }
+    currentFrame = 0;
+    paused = false;
+    playing = true;
+    thread = std::thread(&LFile::decodeLoopInternal, this, false);
+    return true;
+}
+
+void LFile::pause(double delayMs) {
+    {
+        const std::lock_guard lock(clockMutex);
+        const std::int64_t now = quol::steadyNow();
+        if (!paused) pauseStart = now;
+        paused = true;
+        if (delayMs > 0.0) {
+            constexpr double longestMs = 1e12;
+            const auto delay = static_cast<std::int64_t>(delayMs < longestMs ? delayMs : longestMs);
+            pauseUntil = now + delay * quol::nanosPerMilli;
+            timedPause = true;
+        }
+    }
+    setSinksPaused(true);
+}
+
+void LFile::resume() {
+    {
+        const std::lock_guard lock(clockMutex);
+        if (paused && playing) clockStart += quol::steadyNow() - pauseStart;
+        paused = false;
+        timedPause = false;
+    }
+    setSinksPaused(false);
+}
+
+void LFile::setPos(double ms) {
+    {
+        const std::lock_guard lock(clockMutex);
+        seekTargetMs = ms;
+        seekPending = true;
+    }
+    eofReached = false;
+    if (paused) resume();
+    clearFrameQueue();
+}
+
+void LFile::setPosTC(const std::string& text) {
+    const Media now = mediaNow();
+    if (!now.hasTimecode || !now.open || !now.hasVideo) return;
+    const auto timecode = quol::parseTimecode(text);
+    if (!timecode) return;
+    const double fps = quol::fpsOrDefault(getFPS());
+    const std::int64_t frames =
+        quol::timecodeToFrames(*timecode, fps) - quol::timecodeTextToFrames(now.startTimecode, fps);
+    setPos(frames > 0 ? static_cast<double>(frames) / fps * 1000.0 : 0.0);
+}
+
+void LFile::stop() {
+    const std::lock_guard control(controlMutex);
+    stopLocked();
+}
+
+void LFile::stopLocked() {
+    {
+        const std::lock_guard lock(clockMutex);
+        playing = false;
+        paused = false;
+        timedPause = false;
+    }
+    sleeper->wake();
+    decoders->formatContext.interrupt(true);
+    setSinksPaused(true);
+    flushSinks();
+    if (thread.joinable()) thread.join();
+    clearFrameQueue();
+    flushSinks();
+    closeFile();
+    seekPending = false;
+}
+
+void LFile::setProps(const std::string& key, const std::string& value) {
+    if (key == "loop") {
+        loop = quol::parseBool(value);
+    } else if (key == "rate" || key == "speed") {
+        rate = quol::parseDouble(value);
+        rateChanged = true;
+    } else if (key == "audio_gain") {
+        audioGain = quol::parseInt(value);
+    } else if (key == "audio_track") {
+        audioTrack = quol::parseInt(value);
+    } else if (key == "scale_type") {
+        const std::lock_guard lock(settingsMutex);
+        scaleType = value;
+    } else if (key == "deinterlace") {
+        deinterlace = quol::parseBool(value);
+    } else if (key == "eof_hold") {
+        eofHold = quol::parseBool(value);
+    } else if (key == "gpu") {
+        gpu = quol::parseBool(value);
+    } else if (key == "scaling_quality") {
+        scalingQuality = quol::parseInt(value);
+        scalerFlags = scalerFlagsOf(scalingQuality);
+    } else if (key == "timecodeSource") {
+        timecodeSource = quol::parseInt(value);
+    }
+}
+
+void LFile::setVideoFormat(const videoFormatProps& format) {
+    const std::lock_guard lock(settingsMutex);
+    videoFormat = format;
+    quol::expandVideoFormat(videoFormat);
+}
+
+void LFile::getVideoFormat(videoFormatProps& format) {
+    const std::lock_guard lock(settingsMutex);
+    format = videoFormat;
+}
+
+void LFile::setAudioFormat(const audioFormatProps& format) {
+    const std::lock_guard lock(settingsMutex);
+    audioFormat = format;
+    quol::expandAudioFormat(audioFormat);
+}
+
+void LFile::getAudioFormat(audioFormatProps& format) {
+    const std::lock_guard lock(settingsMutex);
+    format = audioFormat;
+}
+
+void LFile::setVideoFilter(LFilter* filter) {
+    const std::lock_guard lock(settingsMutex);
+    videoFilter = filter;
+}
+
+void LFile::setAudioFilter(LFilter* filter) {
+    const std::lock_guard lock(settingsMutex);
+    audioFilter = filter;
+}
+
+void LFile::setAudioDelay(int ms) {
+    audioDelayMs = ms;
+}
+
+void LFile::setVideoDelay(int ms) {
+    videoDelayMs = ms;
+}
+
+LFile::Media LFile::mediaNow() {
+    const std::lock_guard lock(mediaMutex);
+    return media;
+}
+
+double LFile::getDurationMs() {
+    const std::lock_guard lock(mediaMutex);
+    return media.durationMs;
+}
+
+double LFile::getPosMs() {
+    const std::lock_guard lock(mediaMutex);
+    if (!media.open || !media.hasVideo || !(media.fps > 0.0)) return 0.0;
+    return currentFrame / media.fps * 1000.0;
+}
+
+void LFile::InOutGet(double& in, double& out, double& duration) {
+    in = inPointMs;
+    out = outPointMs;
+    duration = getDurationMs();
+}
+
+// The start time code plus that many frames, when there is one to count from.
+std::string LFile::timecodeAt(double frames) {
+    const Media now = mediaNow();
+    if (!now.hasTimecode || !now.open || !now.hasVideo) return zeroTimecode;
+    const double fps = quol::fpsOrDefault(getFPS());
+    return quol::framesToTimecodeText(
+        quol::timecodeTextToFrames(now.startTimecode, fps) + static_cast<std::int64_t>(frames),
+        fps);
+}
+
+std::string LFile::getTimeCode() {
+    return timecodeAt(currentFrame);
+}
+
+std::string LFile::getPosTC() {
+    return getTimeCode();
+}
+
+std::string LFile::getInTC() {
+    const double fps = quol::fpsOrDefault(getFPS());
+    return timecodeAt(static_cast<double>(quol::framesAt(inPointMs / 1000.0, fps)));
+}
+
+std::string LFile::getOutTC() {
+    const double fps = quol::fpsOrDefault(getFPS());
+    const double mark = outPointMs;
+    const double out = mark > 0.0 ? mark : getDurationMs();
+    return timecodeAt(static_cast<double>(quol::framesAt(out / 1000.0, fps)));
+}
+
+void LFile::statusGet(int& status) {
+    status = playing ? 1 : 0;
+}
+
+double LFile::getFPS() {
+    {
+        const std::lock_guard lock(settingsMutex);
+        if (videoFormat.fps > 0.0) return videoFormat.fps;
+    }
+    const std::lock_guard lock(mediaMutex);
+    return quol::fpsOrDefault(media.fps);
+}
+
+int LFile::getWidth() {
+    const std::lock_guard lock(mediaMutex);
+    return media.width;
+}
+
+int LFile::getHeight() {
+    const std::lock_guard lock(mediaMutex);
+    return media.height;
+}
+
+bool LFile::initHWDecoder(AVCodecContext*) {
+    return false;
+}

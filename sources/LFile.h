@@ -1,0 +1,202 @@
+/// @file
+/// The file player.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "quolsdk/LObject.h"
+#include "quolsdk/formats.h"
+
+class LFilter;
+struct AVCodecContext;
+
+namespace quol {
+class Sleeper;
+} // namespace quol
+
+/// Plays one media file or image sequence as a source.
+///
+/// States: closed; running (`play`, `resume`, `setPos`); paused (`pause`, `ready`); holding the
+/// last picture at the end of the file (property "eof_hold", the default); ended (end of the file
+/// without it, or the out point without "loop"). Positions are milliseconds of the file's own time.
+///
+/// One worker thread demuxes, decodes, filters, paces and distributes. Pictures are held back until
+/// their time on the steady clock; sound goes out as it is decoded, just ahead of the pictures it
+/// belongs to, or by its own time in a file that has no moving picture. Attach the sinks before
+/// `play`: with none attached the player stops after 15 pictures until the next `setPos`.
+///
+/// Properties (setProps):
+///
+/// | Key | Value | Effect |
+/// |---|---|---|
+/// | "loop" | boolean | at the end start again from 0, at the out point from the in point |
+/// | "rate", "speed" | double | playback rate; sound only within 0.01 of 1.0; 0 and below pace
+/// as 1.0 | | "scale_type" | text | "letter-box" (default), "crop", anything else stretches | |
+/// "scaling_quality" | whole number | 1 neighbour, 2 bilinear, 4 lanczos, else bicubic | |
+/// "deinterlace" | boolean | frames marked as interlaced are deinterlaced | | "eof_hold" | boolean
+/// | at the end stay on the last picture (default true) | | "timecodeSource" | whole number | 0
+/// stamps pictures with the time of day, else from the file | | "audio_gain", "audio_track", "gpu"
+/// | | stored only |
+///
+/// Threads: any operation from any thread, but `play`, `ready`, `stop`, `fileNameSet` and the
+/// destructor never from inside a push. They wait for each other.
+class QUOLSDK_API LFile : public LObject {
+public:
+    LFile();
+    /// Stops.
+    ~LFile() override;
+
+    /// Sets the file to play; a "%" makes it the pattern of an image sequence ("shot_%04d.png").
+    /// Another name stops what plays.
+    void fileNameSet(const std::string& path);
+
+    /// Opens the file and starts, or resumes when it plays already. False when the file cannot be
+    /// opened or none of its streams can be decoded. Starts at the beginning, not at the in point.
+    bool play();
+
+    /// Opens the file and stands paused; no picture is forced.
+    void ready();
+
+    /// Holds the picture. A delay above 0 (milliseconds) lets the pause end by itself.
+    void pause(double delayMs = 0.0);
+
+    /// Goes on; the time paused does not count.
+    void resume();
+
+    /// Jumps. The picture at that position comes next, and a paused file runs on.
+    void setPos(double ms);
+
+    /// Jumps to a time code of a file that has one; a text of other than four numbers is ignored.
+    void setPosTC(const std::string& timecode);
+
+    /// Ends the worker and closes the file. Returns within a second.
+    void stop();
+
+    /// Sets a property of the table above; unknown keys are ignored.
+    /// @throws std::invalid_argument, std::out_of_range for a value that is no number
+    void setProps(const std::string& key, const std::string& value);
+
+    /// Output format. Below mode 2 it becomes the file's own size and rate at the next `play`.
+    void setVideoFormat(const videoFormatProps& format);
+    void getVideoFormat(videoFormatProps& format); ///< the format in use, expanded
+    /// Output format: a rate above 0 resamples, a channel count above 0 remixes.
+    void setAudioFormat(const audioFormatProps& format);
+    void getAudioFormat(audioFormatProps& format); ///< the format in use, expanded
+
+    /// A host's own filters, not owned, null for none. The filter must outlive its use.
+    void setVideoFilter(LFilter* filter);
+    void setAudioFilter(LFilter* filter); ///< @copydoc setVideoFilter
+
+    /// Delays the sound by that many milliseconds, on two channels; below 1 for none.
+    void setAudioDelay(int ms);
+    /// Stored; without effect.
+    void setVideoDelay(int ms);
+
+    /// Milliseconds; 0.0 with no file open or no duration known.
+    double getDurationMs();
+    /// Position of the latest picture: its frame number over the source's rate. 0.0 without an open
+    /// file, a picture or a rate.
+    double getPosMs();
+    /// In point, out point and duration, milliseconds.
+    void InOutGet(double& in, double& out, double& duration);
+
+    /// Time code of the position, the in point and the out point (the duration when none is set);
+    /// "00:00:00:00" for a file that carries no time code.
+    std::string getTimeCode() override;
+    std::string getPosTC(); ///< the same as getTimeCode
+    std::string getInTC();  ///< @copydoc getTimeCode
+    std::string getOutTC(); ///< @copydoc getTimeCode
+
+    void statusGet(int& status) override; ///< 1 while playing, paused or holding, else 0
+    double getFPS() override;             ///< the format's rate, else the file's, else 25.0
+    int getWidth() override;  ///< pixels of the file's pictures; 0 when closed or without picture
+    int getHeight() override; ///< @copydoc getWidth
+
+    /// Hook for hardware decoding, which this player does not do: false.
+    bool initHWDecoder(AVCodecContext* context);
+
+    /// Playback rate. A host that writes it raises `rateChanged` behind it.
+    std::atomic<double> rate{1.0};
+    std::atomic<bool> rateChanged{false}; ///< the worker anchors its clock anew; cleared by it
+    std::atomic<double> inPointMs{0.0};   ///< where a loop at the out point goes; written by hosts
+    std::atomic<double> outPointMs{0.0};  ///< counts above 0 only; written by hosts
+
+private:
+    class DecodeLoop;
+    struct Decoders;
+
+    // What is known of the open file.
+    struct Media {
+        bool open = false;
+        bool hasVideo = false;
+        bool hasTimecode = false;
+        std::string startTimecode = "00:00:00:00";
+        double durationMs = 0.0;
+        double fps = 25.0;
+        int width = 0;
+        int height = 0;
+    };
+
+    void decodeLoopInternal(bool scrub);
+    bool playLocked();
+    void stopLocked();
+    bool openFile();
+    bool openInput();
+    void readTimecode(Media& media);
+    bool openVideo(Media& media);
+    bool openAudio();
+    void closeFile();
+    Media mediaNow();
+    std::string timecodeAt(double frames);
+
+    /// Serialises play, ready, stop and fileNameSet; taken before every other mutex.
+    std::mutex controlMutex;
+    std::string filePath; ///< guarded by `controlMutex`
+    std::thread thread;   ///< guarded by `controlMutex`
+
+    /// Demuxer and decoders. They belong to the worker while it runs, else to the holder of
+    /// `controlMutex`; only MediaInput::interrupt is called across.
+    const std::unique_ptr<Decoders> decoders;
+
+    std::mutex mediaMutex; ///< guards `media`: written at open and close, read by hosts and worker
+    Media media;
+
+    std::mutex settingsMutex; ///< guards the next five: written by hosts, read by the worker
+    videoFormatProps videoFormat;
+    audioFormatProps audioFormat;
+    std::string scaleType = "letter-box";
+    LFilter* videoFilter = nullptr; ///< not owned
+    LFilter* audioFilter = nullptr; ///< not owned
+
+    std::mutex clockMutex;       ///< guards the next five: hosts and worker
+    std::int64_t clockStart = 0; ///< steady nanoseconds at which position 0 would have played
+    std::int64_t pauseStart = 0; ///< steady nanoseconds
+    std::int64_t pauseUntil = 0; ///< steady nanoseconds
+    bool timedPause = false;
+    double seekTargetMs = -1.0;
+
+    // Flags and numbers: hosts write, the worker reads, and the other way round where it says so.
+    std::atomic<bool> playing{false}; ///< cleared by the worker too: end of file, out point
+    std::atomic<bool> paused{false};
+    std::atomic<bool> seekPending{false};      ///< cleared by the worker
+    std::atomic<bool> eofReached{false};       ///< set by the worker
+    std::atomic<std::int32_t> currentFrame{0}; ///< written by the worker
+    std::atomic<bool> loop{false};
+    std::atomic<bool> eofHold{true};
+    std::atomic<bool> deinterlace{false};
+    std::atomic<bool> gpu{false};
+    std::atomic<std::int32_t> scalingQuality{0};
+    std::atomic<std::int32_t> scalerFlags{0};
+    std::atomic<std::int32_t> audioGain{100};
+    std::atomic<std::int32_t> audioTrack{0};
+    std::atomic<std::int32_t> timecodeSource{1};
+    std::atomic<std::int32_t> audioDelayMs{0};
+    std::atomic<std::int32_t> videoDelayMs{0};
+
+    const std::unique_ptr<quol::Sleeper> sleeper; ///< the worker sleeps, stop wakes
+};

@@ -1,0 +1,107 @@
+// The way of the sound through the worker.
+#include <algorithm>
+#include <cmath>
+
+#include "core/AudioPeak.h"
+#include "core/FilterText.h"
+#include "core/Log.h"
+#include "quolsdk/LFilter.h"
+#include "sources/LFileLoop.h"
+
+extern "C" {
+#include <libavutil/mathematics.h>
+}
+
+// One packet, or null for the last sound that the decoder keeps.
+void LFile::DecodeLoop::audioPacket(const AVPacket* audioPacket) {
+    AVCodecContext* decoder = media.audioCodecContext.get();
+    if (avcodec_send_packet(decoder, audioPacket) < 0) return;
+    while (file.playing && avcodec_receive_frame(decoder, decoded.get()) >= 0) {
+        audioFrame();
+        av_frame_unref(decoded.get());
+    }
+}
+
+// One decoded block: dropped before a seek's target, else through its chain and onward.
+void LFile::DecodeLoop::audioFrame() {
+    AVFrame& frame = *decoded;
+    if (frame.sample_rate < 1 || frame.nb_samples < 1) return;
+    // The chain counts in samples, the container in what it likes.
+    const AVRational sampleTime{1, frame.sample_rate};
+    if (frame.pts == AV_NOPTS_VALUE) frame.pts = frame.best_effort_timestamp;
+    frame.pts = frame.pts != AV_NOPTS_VALUE ? av_rescale_q(frame.pts, audioTimeBase, sampleTime)
+                                            : (nextAudioPts != AV_NOPTS_VALUE ? nextAudioPts : 0);
+    nextAudioPts = av_sat_add64(frame.pts, frame.nb_samples);
+    const double start = av_q2d(sampleTime) * static_cast<double>(frame.pts);
+    const double length = av_q2d(sampleTime) * frame.nb_samples;
+    if (beforeTarget(audioTarget, start, length)) return;
+
+    quol::AudioChain chain;
+    {
+        const std::lock_guard lock(file.settingsMutex);
+        chain.format = file.audioFormat;
+        chain.hasFilter = file.audioFilter != nullptr;
+        if (chain.hasFilter) chain.filter = file.audioFilter->getFilterString();
+    }
+    chain.delayMs = file.audioDelayMs;
+    if (!forceChannels(chain.format.channels)) return;
+    if (pacedBySound) {
+        mediaEnd = start + length;
+        if (file.rateChanged.exchange(false)) anchor(start);
+        checkOutPoint(start);
+        pace(start);
+    }
+    if (!prepareAudioGraph(quol::audioChainText(chain)) || !audioGraph.send(&frame)) return;
+    while (audioGraph.receive(*audioFiltered)) {
+        deliverAudio(*audioFiltered);
+        av_frame_unref(audioFiltered.get());
+    }
+}
+
+// Builds the graph when the chain or the form of the sound has changed. One that cannot be built
+// is told of once, and the sound is lost until the chain changes.
+bool LFile::DecodeLoop::prepareAudioGraph(const std::string& chain) {
+    const bool same = audioChainTried && chain == audioChain;
+    if (same && (audioGraph.takes(*decoded) || audioChainFailed)) return audioGraph.takes(*decoded);
+    audioChain = chain;
+    audioChainTried = true;
+    audioChainFailed = !audioGraph.buildAudio(*decoded, chain);
+    if (audioChainFailed) quol::logError("LFile: Audio filter init FAILED for: %s", chain.c_str());
+    return !audioChainFailed;
+}
+
+// Makes the decoded block one of `channels` in their default layout; below 1 leaves it alone.
+bool LFile::DecodeLoop::forceChannels(int channels) {
+    AVFrame& frame = *decoded;
+    const bool unknown = frame.ch_layout.order == AV_CHANNEL_ORDER_UNSPEC;
+    const quol::ChannelLayout layout(channels >= 1 ? channels : frame.ch_layout.nb_channels);
+    if (unknown && layout.channels() == frame.ch_layout.nb_channels) {
+        return av_channel_layout_copy(&frame.ch_layout, layout.get()) >= 0;
+    }
+    if (channels < 1 || layout.equals(frame.ch_layout)) return true;
+
+    const auto format = static_cast<AVSampleFormat>(frame.format);
+    if (!channelForcer.prepare(frame, {channels, format, frame.sample_rate})) return false;
+    const quol::FramePtr remixed = quol::makeFrame();
+    if (!remixed || av_frame_copy_props(remixed.get(), &frame) < 0) return false;
+    remixed->format = frame.format;
+    remixed->sample_rate = frame.sample_rate;
+    remixed->nb_samples = frame.nb_samples;
+    if (av_channel_layout_copy(&remixed->ch_layout, layout.get()) < 0) return false;
+    if (av_frame_get_buffer(remixed.get(), 0) < 0) return false;
+    remixed->nb_samples = channelForcer.convert(frame, remixed->extended_data, frame.nb_samples);
+    if (remixed->nb_samples < 1) return false;
+    av_frame_unref(&frame);
+    av_frame_move_ref(&frame, remixed.get());
+    return true;
+}
+
+// Sound has no time-stretching: at any other rate than 1 it is measured and dropped.
+void LFile::DecodeLoop::deliverAudio(AVFrame& frame) {
+    const quol::AudioPeak peak = quol::measurePeak(frame);
+    file.audioPeakLeft = peak.left;
+    file.audioPeakRight = peak.right;
+    if (!(std::fabs(file.rate - 1.0) < 0.01)) return;
+    frame.time_base = audioGraph.timeBase();
+    file.distributeAudioFrame(&frame);
+}

@@ -1,0 +1,85 @@
+// The worker of an LFile: demux, decode, filter, pace, distribute.
+#pragma once
+
+#include <optional>
+
+#include "core/FilterGraph.h"
+#include "core/Resampler.h"
+#include "quolsdk/LFile.h"
+#include "sources/LFileDecoders.h"
+
+// Lives on the worker's thread for one run of it.
+class LFile::DecodeLoop {
+public:
+    DecodeLoop(LFile& file, bool scrub);
+    // Plays until the player's `playing` is cleared.
+    void run();
+
+private:
+    bool ready() const { return packet && decoded && filtered && audioFiltered; }
+    void step();
+    bool idle();
+    void seek();
+    bool heldBack();
+    void endOfFile();
+    bool reopen();
+    void drainDecoders();
+
+    void videoPacket(const AVPacket* videoPacket);
+    void receiveVideo();
+    void videoFrame();
+    void showPicture(AVFrame& frame);
+    void showSkipped();
+    void stampTime(AVFrame& frame);
+    bool prepareGraph(AVFrame& frame, const std::string& chain);
+    void deliver(AVFrame& frame, AVRational timeBase);
+    void distribute(AVFrame& frame, AVRational timeBase, const std::string* timecode);
+    void drainGraph();
+    std::string timecodeOf(double seconds, double fps);
+
+    void audioPacket(const AVPacket* audioPacket);
+    void audioFrame();
+    bool forceChannels(int channels);
+    bool prepareAudioGraph(const std::string& chain);
+    void deliverAudio(AVFrame& frame);
+
+    void anchor(double seconds);
+    void pace(double seconds);
+    void checkOutPoint(double seconds);
+    double playRate() const;
+    static bool beforeTarget(std::optional<double>& target, double start, double length);
+
+    LFile& file;
+    Decoders& media;
+    bool scrub;
+    const quol::PacketPtr packet;
+    const quol::FramePtr decoded;
+    const quol::FramePtr filtered;
+    const quol::FramePtr audioFiltered;
+
+    quol::FilterGraph videoGraph;
+    std::string videoChain; // the chain the graph was built from, or failed to be
+    int graphQuality = 0;
+    bool videoChainFailed = false;
+    quol::FilterGraph audioGraph;
+    std::string audioChain;
+    bool audioChainTried = false;
+    bool audioChainFailed = false;
+    quol::Resampler channelForcer;
+
+    AVRational videoTimeBase{1, 1};
+    AVRational audioTimeBase{1, 1};
+    bool pacedBySound = false; // no moving picture holds the sound back
+    double mediaStart = 0.0;   // seconds: a position before the first time stamp counts as that
+    bool anchorPending =
+        true;                // the first frame after a start or a seek may only set the clock back
+    double mediaEnd = 0.0;   // seconds: where the latest frame ends
+    bool seekUntold = false; // a seek has been made and nothing has come of it yet
+    bool drained = false;    // the decoders have given their last frames
+    // Seconds: frames that end before a seek's target are decoded, not shown.
+    std::optional<double> videoTarget;
+    std::optional<double> audioTarget;
+    quol::FramePtr lastSkipped;                 // the last picture before the target
+    std::int64_t nextVideoPts = AV_NOPTS_VALUE; // where a picture without a time stamp goes
+    std::int64_t nextAudioPts = AV_NOPTS_VALUE;
+};

@@ -1,0 +1,120 @@
+// Opening and closing the file of an LFile.
+#include <array>
+#include <charconv>
+
+#include "core/Log.h"
+#include "core/ModeTables.h"
+#include "core/Timecode.h"
+#include "quolsdk/LFile.h"
+#include "sources/LFileDecoders.h"
+
+namespace {
+
+// A number with a decimal point, whatever the locale says.
+std::string numberText(double number) {
+    std::array<char, 64> text{};
+    const auto end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
+    return {text.data(), end};
+}
+
+// Packets of no use are not even read where the demuxer can help it.
+void discardUnused(const quol::MediaInput& input, int video, int audio) {
+    for (unsigned i = 0; i < input->nb_streams; ++i) {
+        const bool used = static_cast<int>(i) == video || static_cast<int>(i) == audio;
+        input->streams[i]->discard = used ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+    }
+}
+
+} // namespace
+
+bool LFile::openFile() {
+    closeFile();
+    if (!openInput()) return false;
+    Decoders& open = *decoders;
+    if (!open.formatContext.findStreamInfo()) return false;
+
+    Media opened;
+    opened.open = true;
+    opened.durationMs = open.formatContext.durationMs();
+    open.videoStreamIndex = open.formatContext.bestStream(AVMEDIA_TYPE_VIDEO);
+    open.audioStreamIndex =
+        open.formatContext.bestStream(AVMEDIA_TYPE_AUDIO, open.videoStreamIndex);
+    readTimecode(opened);
+    const bool anyStream = open.videoStreamIndex >= 0 || open.audioStreamIndex >= 0;
+    const bool video = openVideo(opened);
+    const bool audio = openAudio();
+    if (anyStream && !video && !audio) {
+        closeFile();
+        return false;
+    }
+    discardUnused(open.formatContext, open.videoStreamIndex, open.audioStreamIndex);
+    const std::lock_guard lock(mediaMutex);
+    media = opened;
+    return true;
+}
+
+// A "%" makes the name the pattern of an image sequence, at the format's rate.
+bool LFile::openInput() {
+    if (filePath.find('%') == std::string::npos) return decoders->formatContext.open(filePath);
+    quol::Dictionary options;
+    {
+        const std::lock_guard lock(settingsMutex);
+        options.set("framerate", numberText(quol::fpsOrDefault(videoFormat.fps)).c_str());
+    }
+    return decoders->formatContext.open(filePath, "image2", &options);
+}
+
+void LFile::readTimecode(Media& opened) {
+    const char* timecode = decoders->formatContext.timecode(decoders->videoStreamIndex);
+    if (timecode == nullptr) return;
+    opened.hasTimecode = true;
+    opened.startTimecode = timecode;
+    quol::logOut("[LFile] Found Timecode: %s", timecode);
+}
+
+// False without a picture that can be decoded: the file then plays its sound.
+bool LFile::openVideo(Media& opened) {
+    Decoders& open = *decoders;
+    const AVStream* stream = open.formatContext.stream(open.videoStreamIndex);
+    if (stream == nullptr) return false;
+    open.videoCodecContext = quol::openDecoder(*stream, quol::DecoderThreads::automatic);
+    if (!open.videoCodecContext) {
+        open.videoStreamIndex = -1;
+        return false;
+    }
+    opened.hasVideo = true;
+    opened.width = open.videoCodecContext->width;
+    opened.height = open.videoCodecContext->height;
+    opened.fps = quol::rationalOrZero(stream->avg_frame_rate);
+    const std::lock_guard lock(settingsMutex);
+    if (videoFormat.mode < quol::firstTableMode) {
+        videoFormat.width = opened.width;
+        videoFormat.height = opened.height;
+        videoFormat.fps = quol::fpsOrDefault(opened.fps);
+    }
+    return true;
+}
+
+// False without sound that can be decoded: the file then plays its picture.
+bool LFile::openAudio() {
+    Decoders& open = *decoders;
+    const AVStream* stream = open.formatContext.stream(open.audioStreamIndex);
+    if (stream == nullptr) return false;
+    open.audioCodecContext = quol::openDecoder(*stream, quol::DecoderThreads::one);
+    if (!open.audioCodecContext) open.audioStreamIndex = -1;
+    return open.audioCodecContext != nullptr;
+}
+
+void LFile::closeFile() {
+    decoders->videoCodecContext.reset();
+    decoders->audioCodecContext.reset();
+    decoders->formatContext.close();
+    decoders->videoStreamIndex = -1;
+    decoders->audioStreamIndex = -1;
+    // Size and rate stay: a compositor may still lay out by them.
+    const std::lock_guard lock(mediaMutex);
+    media.open = false;
+    media.hasVideo = false;
+    media.hasTimecode = false;
+    media.durationMs = 0.0;
+}

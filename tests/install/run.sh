@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Installs the library into a fresh folder, builds two hosts against that folder alone, one in C
+# with pkg-config's flags and one in C++ with find_package, and runs them.
+# usage: run.sh BUILD_DIR VERSION
+set -euo pipefail
+build=$(cd "$1" && pwd)
+version=$2
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+prefix=$work/prefix
+
+step() { echo "== $*"; }
+fail() {
+    echo "install: $*" >&2
+    exit 1
+}
+
+step "install"
+cmake --install "$build" --prefix "$prefix" >"$work/install.log" || fail "cmake --install failed"
+find "$prefix" -xtype l | grep . && fail "the links above point nowhere"
+# Symlinks would be fine in the build folder and dead on another machine.
+find "$prefix/include" -type l | grep . && fail "the headers above were installed as links"
+
+pc=$(find "$prefix" -name quolsdk.pc)
+[[ -n $pc ]] || fail "no quolsdk.pc"
+export PKG_CONFIG_PATH=${pc%/*}
+libdir=$(pkg-config --variable=libdir quolsdk)
+soname=$(readelf -d "$libdir/libquolsdk.so" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')
+[[ $soname == "libquolsdk.so.${version%%.*}" ]] || fail "soname is '$soname'"
+[[ -e $libdir/$soname ]] || fail "no $soname beside libquolsdk.so"
+
+step "C host with pkg-config"
+[[ $(pkg-config --modversion quolsdk) == "$version" ]] || fail "quolsdk.pc has another version"
+read -ra flags < <(pkg-config --cflags --libs quolsdk)
+"${CC:-cc}" -std=c99 -Wall -Wextra -Werror -pedantic "$here/host.c" -o "$work/host_c" "${flags[@]}"
+LD_LIBRARY_PATH=$libdir "$work/host_c"
+
+step "C++ host with find_package"
+cmake -S "$here/cpp_host" -B "$work/cpp_host" -DCMAKE_PREFIX_PATH="$prefix" \
+    -DQUOLSDK_WANTED_VERSION="$version" >"$work/configure.log" || {
+    cat "$work/configure.log"
+    fail "find_package failed"
+}
+cmake --build "$work/cpp_host" >"$work/build.log" || {
+    cat "$work/build.log"
+    fail "the C++ host does not build"
+}
+"$work/cpp_host/host"

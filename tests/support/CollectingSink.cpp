@@ -1,0 +1,114 @@
+#include "support/CollectingSink.h"
+
+#include <thread>
+
+#include "core/Clock.h"
+#include "core/FrameTime.h"
+
+namespace test {
+
+void CollectingSink::pushVideoFrame(AVFrame* frame) {
+    const std::lock_guard lock(mutex_);
+    PictureSeen seen;
+    seen.pts = frame->pts;
+    seen.seconds = quol::frameTime(*frame).value_or(-1.0);
+    seen.width = frame->width;
+    seen.height = frame->height;
+    seen.format = frame->format;
+    const AVDictionaryEntry* entry = av_dict_get(frame->metadata, "timecode", nullptr, 0);
+    if (entry != nullptr) seen.timecode = entry->value;
+    seen.arrived = quol::steadyNow();
+    pictures_.push_back(seen);
+    if (keep_ > 0) {
+        keptPictures_.push_back(quol::cloneFrame(frame));
+        if (keptPictures_.size() > keep_) keptPictures_.erase(keptPictures_.begin());
+    }
+    changed_.notify_all();
+}
+
+void CollectingSink::pushAudioFrame(AVFrame* frame) {
+    const std::lock_guard lock(mutex_);
+    sounds_.push_back({quol::frameTime(*frame).value_or(-1.0), frame->nb_samples,
+                       frame->sample_rate, frame->ch_layout.nb_channels, frame->format,
+                       quol::steadyNow()});
+    if (keep_ > 0) {
+        keptSounds_.push_back(quol::cloneFrame(frame));
+        if (keptSounds_.size() > keep_) keptSounds_.erase(keptSounds_.begin());
+    }
+    changed_.notify_all();
+}
+
+void CollectingSink::flush() {
+    const std::lock_guard lock(mutex_);
+    events_.emplace_back("flush");
+}
+
+void CollectingSink::setPaused(bool paused) {
+    const std::lock_guard lock(mutex_);
+    events_.emplace_back(paused ? "paused" : "running");
+}
+
+std::vector<PictureSeen> CollectingSink::pictures() const {
+    const std::lock_guard lock(mutex_);
+    return pictures_;
+}
+
+std::vector<SoundSeen> CollectingSink::sounds() const {
+    const std::lock_guard lock(mutex_);
+    return sounds_;
+}
+
+std::vector<std::string> CollectingSink::events() const {
+    const std::lock_guard lock(mutex_);
+    return events_;
+}
+
+std::size_t CollectingSink::pictureCount() const {
+    const std::lock_guard lock(mutex_);
+    return pictures_.size();
+}
+
+std::size_t CollectingSink::soundCount() const {
+    const std::lock_guard lock(mutex_);
+    return sounds_.size();
+}
+
+quol::FramePtr CollectingSink::latestPicture() const {
+    const std::lock_guard lock(mutex_);
+    return keptPictures_.empty() ? nullptr : quol::cloneFrame(keptPictures_.back().get());
+}
+
+quol::FramePtr CollectingSink::latestSound() const {
+    const std::lock_guard lock(mutex_);
+    return keptSounds_.empty() ? nullptr : quol::cloneFrame(keptSounds_.back().get());
+}
+
+void CollectingSink::clear() {
+    const std::lock_guard lock(mutex_);
+    pictures_.clear();
+    sounds_.clear();
+    events_.clear();
+    keptPictures_.clear();
+    keptSounds_.clear();
+}
+
+bool CollectingSink::waitForPictures(std::size_t count, std::chrono::milliseconds limit) const {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, limit, [&] { return pictures_.size() >= count; });
+}
+
+bool CollectingSink::waitForSounds(std::size_t count, std::chrono::milliseconds limit) const {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, limit, [&] { return sounds_.size() >= count; });
+}
+
+bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() >= end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+} // namespace test
