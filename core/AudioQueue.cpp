@@ -1,6 +1,7 @@
 #include "core/AudioQueue.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace quol {
@@ -35,16 +36,18 @@ std::optional<double> AudioQueue::skipTo(double time, double window) {
     const auto length = [this](const AudioRecord& record) {
         return static_cast<double>(record.pairs()) / sampleRate_;
     };
+    // A record that ends at `time`, but for a rounding error, holds nothing that is wanted.
+    const double halfSample = 0.5 / sampleRate_;
     const auto wanted =
         std::find_if(records_.begin(), records_.end(), [&](const AudioRecord& record) {
-            return record.pts + length(record) > time && record.pts < time + window;
+            return record.pts + length(record) > time + halfSample && record.pts < time + window;
         });
     if (wanted == records_.end()) return std::nullopt;
     if (wanted != records_.begin()) used_ = 0;
     records_.erase(records_.begin(), wanted);
     const double early = (time - records_.front().pts) * sampleRate_;
     if (early > 0.0) {
-        const auto pairs = static_cast<std::size_t>(early + 0.5);
+        const auto pairs = static_cast<std::size_t>(std::llround(early));
         used_ = std::max(used_, std::min(pairs, records_.front().pairs() - 1));
     }
     return std::max(0.0, records_.front().pts + static_cast<double>(used_) / sampleRate_ - time);

@@ -1,7 +1,7 @@
 #include "core/FilterGraph.h"
 
-#include <locale.h>
 #include <array>
+#include <clocale>
 #include <cstdio>
 
 #include "core/Log.h"

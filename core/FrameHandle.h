@@ -12,6 +12,7 @@ namespace quol {
 
 /// Frees a frame with `av_frame_free`.
 struct QUOLSDK_API FrameDeleter {
+    /// Frees one reference; null is left alone.
     void operator()(AVFrame* frame) const noexcept;
 };
 

@@ -23,6 +23,7 @@ public:
         video = 1,
     };
 
+    /// Makes an empty set for pictures or for sound, once and for all.
     explicit LFilter(Type type);
     ~LFilter() override;
 

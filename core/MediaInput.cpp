@@ -8,7 +8,6 @@ int MediaInput::isInterrupted(void* self) {
 
 bool MediaInput::open(const std::string& path, const char* format, Dictionary* options) {
     close();
-    interrupt(false);
     AVFormatContext* context = avformat_alloc_context();
     if (context == nullptr) return false;
     context->interrupt_callback = {&MediaInput::isInterrupted, this};

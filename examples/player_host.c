@@ -59,12 +59,17 @@ static int tell_about(quolsdk_handle reader, const char* path) {
     return 1;
 }
 
-static int has_picture(quolsdk_handle reader) {
-    return quolsdk_reader_width_get(reader) > 0;
-}
-
-static int has_sound(quolsdk_handle reader) {
-    return quolsdk_reader_audio_channels_get(reader) > 0;
+/* Whether there is anything to play in it; says so when there is not. */
+static int can_be_played(quolsdk_handle reader, const char* path) {
+    if (!tell_about(reader, path)) {
+        printf("  CANNOT PLAY %s: no media file that can be read\n", path);
+        return 0;
+    }
+    if (quolsdk_reader_width_get(reader) == 0 && quolsdk_reader_audio_channels_get(reader) == 0) {
+        printf("  CANNOT PLAY %s: neither picture nor sound in it\n", path);
+        return 0;
+    }
+    return 1;
 }
 
 /* Watches the player for a while. */
@@ -135,8 +140,8 @@ static void jump_about(quolsdk_handle file, const char* recording) {
     quolsdk_recorder_destroy(recorder);
 }
 
-static int play_and_record(quolsdk_handle file, quolsdk_handle reader, const char* source,
-                           const char* recording, const char* jumps) {
+static int play_and_record(quolsdk_handle file, const char* source, const char* recording,
+                           const char* jumps) {
     quolsdk_file_name_set(file, source);
     quolsdk_file_set_props(file, "loop", "true");
     quolsdk_file_play(file);
@@ -144,7 +149,7 @@ static int play_and_record(quolsdk_handle file, quolsdk_handle reader, const cha
         printf("  CANNOT PLAY %s: no stream of it can be decoded\n", source);
         return 1;
     }
-    if (!has_picture(reader)) {
+    if (quolsdk_file_get_width(file) == 0) {
         watch(file, "playing sound", 2000);
         printf("  PLAYED %s: sound only, so there is no picture to record\n", source);
         return 0;
@@ -171,13 +176,12 @@ int main(int argc, char** argv) {
     printf("libquolsdk %s\n", quolsdk_get_version());
     reader = quolsdk_reader_create();
     file = quolsdk_file_create();
-    if (strchr(argv[1], '%') == NULL && !tell_about(reader, argv[1])) {
-        printf("  CANNOT PLAY %s: no media file that can be read\n", argv[1]);
-    } else if (strchr(argv[1], '%') == NULL && !has_picture(reader) && !has_sound(reader)) {
-        printf("  CANNOT PLAY %s: neither picture nor sound in it\n", argv[1]);
-    } else {
-        result = play_and_record(file, reader, argv[1], recording, jumps);
-        if (result == 0 && has_picture(reader) && !tell_about(reader, recording)) result = 1;
+    /* The pattern of an image sequence is no file that a reader could open. */
+    if (strchr(argv[1], '%') != NULL || can_be_played(reader, argv[1])) {
+        result = play_and_record(file, argv[1], recording, jumps);
+    }
+    if (result == 0 && quolsdk_file_get_width(file) > 0 && !tell_about(reader, recording)) {
+        result = 1;
     }
     quolsdk_file_destroy(file);
     quolsdk_reader_destroy(reader);

@@ -67,9 +67,8 @@ private:
     double offset_ = 0.0;  // file time - source time
     double parting_ = 0.0; // smoothed distance of the two clocks, seconds
     bool alignPending_ = false;
-    std::int64_t patience_ =
-        0; // samples of silence to go on while sound of the right time is awaited
-    std::int64_t silence_ = 0; // samples of silence before the queue's front is due
+    std::int64_t patience_ = 0; // samples of silence to go while sound of the right time is due
+    std::int64_t silence_ = 0;  // samples of silence before the queue's front is due
 };
 
 } // namespace quol

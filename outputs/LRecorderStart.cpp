@@ -19,6 +19,7 @@ constexpr int defaultHeight = 1080;
 constexpr int audioSampleRate = 48000;
 constexpr std::int64_t bitsPerKilobit = 1000;
 constexpr std::size_t longestTimecode = 31;
+constexpr auto noTimecode = "00:00:00:00"; // what a source without one answers
 
 AVRational rationalRate(double fps) {
     constexpr int limit = 1000000;
@@ -89,8 +90,8 @@ std::string LRecorder::startTimecode(LObject* from, double fps) const {
     constexpr int given = 2;
     quol::Timecode clock = quol::wallClockTimecode(fps);
     if (job.timecodeSource == ofSource) {
-        const std::string text = from != nullptr ? from->getTimeCode() : std::string{};
-        if (!text.empty()) return text;
+        std::string text = from != nullptr ? from->getTimeCode() : std::string{};
+        if (!text.empty() && text != noTimecode) return text;
         clock.frames = 0;
         return quol::formatTimecode(clock);
     }

@@ -1,4 +1,4 @@
-// The file player's operations on host threads; its worker is in LFileDecode.cpp.
+// The file player's operations on host threads; its worker is in LFileLoop.cpp.
 #include "quolsdk/LFile.h"
 
 #include "core/Clock.h"
@@ -128,6 +128,9 @@ void LFile::setPosTC(const std::string& text) {
 }
 
 void LFile::stop() {
+    // Ahead of the lock: another thread may be in the middle of opening a file that does not
+    // answer.
+    decoders->formatContext.interrupt(true);
     const std::lock_guard control(controlMutex);
     stopLocked();
 }

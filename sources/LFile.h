@@ -35,16 +35,19 @@ class Sleeper;
 /// | Key | Value | Effect |
 /// |---|---|---|
 /// | "loop" | boolean | at the end start again from 0, at the out point from the in point |
-/// | "rate", "speed" | double | playback rate; sound only within 0.01 of 1.0; 0 and below pace
-/// as 1.0 | | "scale_type" | text | "letter-box" (default), "crop", anything else stretches | |
-/// "scaling_quality" | whole number | 1 neighbour, 2 bilinear, 4 lanczos, else bicubic | |
-/// "deinterlace" | boolean | frames marked as interlaced are deinterlaced | | "eof_hold" | boolean
-/// | at the end stay on the last picture (default true) | | "timecodeSource" | whole number | 0
-/// stamps pictures with the time of day, else from the file | | "audio_gain", "audio_track", "gpu"
-/// | | stored only |
+/// | "rate", "speed" | double | playback rate; 0 and below pace as 1.0; sound only near 1.0 |
+/// | "scale_type" | text | "letter-box" (default), "crop", anything else stretches |
+/// | "scaling_quality" | whole number | 1 neighbour, 2 bilinear, 4 lanczos, else bicubic |
+/// | "deinterlace" | boolean | frames marked as interlaced are deinterlaced |
+/// | "eof_hold" | boolean | at the end stay on the last picture (default true) |
+/// | "timecodeSource" | whole number | 0 stamps the time of day, else the file's time code |
+/// | "audio_gain", "audio_track", "gpu" | | stored only |
 ///
-/// Threads: any operation from any thread, but `play`, `ready`, `stop`, `fileNameSet` and the
-/// destructor never from inside a push. They wait for each other.
+/// Sound goes out while the rate is within 0.01 of 1.0 and is dropped at any other.
+///
+/// Threads: any operation from any thread. From inside a push of this source none of `play`,
+/// `ready`, `pause`, `resume`, `stop`, `fileNameSet` and the destructor, nor `setPos` while it is
+/// paused. `play`, `ready`, `stop`, `fileNameSet` and the destructor wait for each other.
 class QUOLSDK_API LFile : public LObject {
 public:
     LFile();
@@ -114,7 +117,9 @@ public:
 
     void statusGet(int& status) override; ///< 1 while playing, paused or holding, else 0
     double getFPS() override;             ///< the format's rate, else the file's, else 25.0
-    int getWidth() override;  ///< pixels of the file's pictures; 0 when closed or without picture
+    /// Pixels of the file's pictures: 0 before the first `play` and without a picture. `stop`
+    /// leaves them as they are.
+    int getWidth() override;
     int getHeight() override; ///< @copydoc getWidth
 
     /// Hook for hardware decoding, which this player does not do: false.

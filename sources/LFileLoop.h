@@ -71,11 +71,10 @@ private:
     AVRational audioTimeBase{1, 1};
     bool pacedBySound = false; // no moving picture holds the sound back
     double mediaStart = 0.0;   // seconds: a position before the first time stamp counts as that
-    bool anchorPending =
-        true;                // the first frame after a start or a seek may only set the clock back
-    double mediaEnd = 0.0;   // seconds: where the latest frame ends
-    bool seekUntold = false; // a seek has been made and nothing has come of it yet
-    bool drained = false;    // the decoders have given their last frames
+    bool anchorPending = true; // the first frame after a start or seek may set the clock back
+    double mediaEnd = 0.0;     // seconds: where the latest frame ends
+    bool seekUntold = false;   // a seek has been made and nothing has come of it yet
+    bool drained = false;      // the decoders have given their last frames
     // Seconds: frames that end before a seek's target are decoded, not shown.
     std::optional<double> videoTarget;
     std::optional<double> audioTarget;

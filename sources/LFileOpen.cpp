@@ -29,6 +29,7 @@ void discardUnused(const quol::MediaInput& input, int video, int audio) {
 
 bool LFile::openFile() {
     closeFile();
+    decoders->formatContext.interrupt(false);
     if (!openInput()) return false;
     Decoders& open = *decoders;
     if (!open.formatContext.findStreamInfo()) return false;

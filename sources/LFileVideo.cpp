@@ -1,5 +1,6 @@
 // The way of the pictures through the worker.
 #include <algorithm>
+#include <cmath>
 
 #include "core/FilterText.h"
 #include "core/ModeTables.h"
@@ -44,7 +45,8 @@ void LFile::DecodeLoop::stampTime(AVFrame& frame) {
         const std::lock_guard lock(file.mediaMutex);
         fps = quol::fpsOrDefault(file.media.fps);
     }
-    const auto length = static_cast<std::int64_t>(1.0 / fps / av_q2d(videoTimeBase) + 0.5);
+    constexpr double longest = 1e15; // ticks; a time base of damage must not overflow
+    const auto length = std::llround(std::min(longest, 1.0 / fps / av_q2d(videoTimeBase)));
     nextVideoPts = av_sat_add64(frame.pts, std::max<std::int64_t>(1, length));
 }
 
