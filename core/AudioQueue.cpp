@@ -38,9 +38,13 @@ std::optional<double> AudioQueue::skipTo(double time, double window) {
     };
     // A record that ends at `time`, but for a rounding error, holds nothing that is wanted.
     const double halfSample = 0.5 / sampleRate_;
+    const auto start = [this](const AudioRecord& record) {
+        const std::size_t gone = &record == &records_.front() ? used_ : 0;
+        return record.pts + static_cast<double>(gone) / sampleRate_;
+    };
     const auto wanted =
         std::find_if(records_.begin(), records_.end(), [&](const AudioRecord& record) {
-            return record.pts + length(record) > time + halfSample && record.pts < time + window;
+            return record.pts + length(record) > time + halfSample && start(record) < time + window;
         });
     if (wanted == records_.end()) return std::nullopt;
     if (wanted != records_.begin()) used_ = 0;

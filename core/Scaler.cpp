@@ -4,9 +4,13 @@ namespace quol {
 
 bool Scaler::prepare(const ScalerKey& key) {
     if (context_ && key == key_) return true;
-    context_.reset(sws_getContext(
-        key.sourceWidth, key.sourceHeight, static_cast<AVPixelFormat>(key.sourceFormat), key.width,
-        key.height, static_cast<AVPixelFormat>(key.format), key.flags, nullptr, nullptr, nullptr));
+    context_.reset();
+    const auto from = static_cast<AVPixelFormat>(key.sourceFormat);
+    const auto to = static_cast<AVPixelFormat>(key.format);
+    // Asked for a scaler of a format that is none, swscale ends the process.
+    if (sws_isSupportedInput(from) <= 0 || sws_isSupportedOutput(to) <= 0) return false;
+    context_.reset(sws_getContext(key.sourceWidth, key.sourceHeight, from, key.width, key.height,
+                                  to, key.flags, nullptr, nullptr, nullptr));
     key_ = key;
     return context_ != nullptr;
 }

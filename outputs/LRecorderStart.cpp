@@ -126,7 +126,11 @@ bool LRecorder::initFile(quol::Dictionary& options) {
         quol::logError("LRecorder: Could not open output file: %s", job.filePath.c_str());
         return false;
     }
-    if (job.playWhileRec) options.set("movflags", "frag_keyframe+empty_moov+default_base_moof");
+    if (job.playWhileRec) {
+        options.set("movflags", "frag_keyframe+empty_moov+default_base_moof");
+        // Or what is finished waits in memory, seconds of it at a low bit rate.
+        session->output()->flags |= AVFMT_FLAG_FLUSH_PACKETS;
+    }
     if (!session->writeHeader(options)) {
         quol::logError("LRecorder: Error occurred when writing header");
         return false;

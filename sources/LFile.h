@@ -132,8 +132,8 @@ public:
     std::atomic<double> outPointMs{0.0};  ///< counts above 0 only; written by hosts
 
 private:
-    class DecodeLoop;
-    struct Decoders;
+    class QUOLSDK_LOCAL DecodeLoop;
+    struct QUOLSDK_LOCAL Decoders;
 
     // What is known of the open file.
     struct Media {

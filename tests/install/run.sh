@@ -37,6 +37,12 @@ read -ra flags < <(pkg-config --cflags --libs quolsdk)
 "${CC:-cc}" -std=c99 -Wall -Wextra -Werror -pedantic "$here/host.c" -o "$work/host_c" "${flags[@]}"
 LD_LIBRARY_PATH=$libdir "$work/host_c"
 
+step "the example hosts in C with pkg-config"
+for source in "$here"/../../examples/*.c; do
+    "${CC:-cc}" -std=c99 -Wall -Wextra -Werror "$source" -o "$work/example" "${flags[@]}"
+    echo "${source##*/} builds"
+done
+
 step "C++ host with find_package"
 cmake -S "$here/cpp_host" -B "$work/cpp_host" -DCMAKE_PREFIX_PATH="$prefix" \
     -DQUOLSDK_WANTED_VERSION="$version" >"$work/configure.log" || {

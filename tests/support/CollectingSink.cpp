@@ -2,10 +2,17 @@
 
 #include <thread>
 
-#include "core/Clock.h"
 #include "core/FrameTime.h"
 
 namespace test {
+
+namespace {
+
+std::int64_t now() {
+    return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+} // namespace
 
 void CollectingSink::pushVideoFrame(AVFrame* frame) {
     const std::lock_guard lock(mutex_);
@@ -17,7 +24,7 @@ void CollectingSink::pushVideoFrame(AVFrame* frame) {
     seen.format = frame->format;
     const AVDictionaryEntry* entry = av_dict_get(frame->metadata, "timecode", nullptr, 0);
     if (entry != nullptr) seen.timecode = entry->value;
-    seen.arrived = quol::steadyNow();
+    seen.arrived = now();
     pictures_.push_back(seen);
     if (keep_ > 0) {
         keptPictures_.push_back(quol::cloneFrame(frame));
@@ -30,7 +37,7 @@ void CollectingSink::pushAudioFrame(AVFrame* frame) {
     const std::lock_guard lock(mutex_);
     sounds_.push_back({quol::frameTime(*frame).value_or(-1.0), frame->nb_samples,
                        frame->sample_rate, frame->ch_layout.nb_channels, frame->format,
-                       quol::steadyNow()});
+                       now()});
     if (keep_ > 0) {
         keptSounds_.push_back(quol::cloneFrame(frame));
         if (keptSounds_.size() > keep_) keptSounds_.erase(keptSounds_.begin());
@@ -41,6 +48,10 @@ void CollectingSink::pushAudioFrame(AVFrame* frame) {
 void CollectingSink::flush() {
     const std::lock_guard lock(mutex_);
     events_.emplace_back("flush");
+    ++flushes_;
+    picturesAtFlush_ = pictures_.size();
+    soundsAtFlush_ = sounds_.size();
+    changed_.notify_all();
 }
 
 void CollectingSink::setPaused(bool paused) {
@@ -73,6 +84,42 @@ std::size_t CollectingSink::soundCount() const {
     return sounds_.size();
 }
 
+std::vector<PictureSeen> CollectingSink::picturesSinceFlush() const {
+    const std::lock_guard lock(mutex_);
+    return {pictures_.begin() + static_cast<std::ptrdiff_t>(picturesAtFlush_), pictures_.end()};
+}
+
+std::vector<SoundSeen> CollectingSink::soundsSinceFlush() const {
+    const std::lock_guard lock(mutex_);
+    return {sounds_.begin() + static_cast<std::ptrdiff_t>(soundsAtFlush_), sounds_.end()};
+}
+
+std::size_t CollectingSink::flushCount() const {
+    const std::lock_guard lock(mutex_);
+    return flushes_;
+}
+
+namespace {
+
+std::vector<quol::FramePtr> cloneAll(const std::vector<quol::FramePtr>& frames) {
+    std::vector<quol::FramePtr> clones;
+    for (const quol::FramePtr& frame : frames)
+        clones.push_back(quol::cloneFrame(frame.get()));
+    return clones;
+}
+
+} // namespace
+
+std::vector<quol::FramePtr> CollectingSink::keptPictures() const {
+    const std::lock_guard lock(mutex_);
+    return cloneAll(keptPictures_);
+}
+
+std::vector<quol::FramePtr> CollectingSink::keptSounds() const {
+    const std::lock_guard lock(mutex_);
+    return cloneAll(keptSounds_);
+}
+
 quol::FramePtr CollectingSink::latestPicture() const {
     const std::lock_guard lock(mutex_);
     return keptPictures_.empty() ? nullptr : quol::cloneFrame(keptPictures_.back().get());
@@ -88,6 +135,8 @@ void CollectingSink::clear() {
     pictures_.clear();
     sounds_.clear();
     events_.clear();
+    picturesAtFlush_ = 0;
+    soundsAtFlush_ = 0;
     keptPictures_.clear();
     keptSounds_.clear();
 }

@@ -49,6 +49,14 @@ public:
     std::vector<std::string> events() const; // "flush", "paused", "running" in their order
     std::size_t pictureCount() const;
     std::size_t soundCount() const;
+    // What came behind the latest flush.
+    std::vector<PictureSeen> picturesSinceFlush() const;
+    std::vector<SoundSeen> soundsSinceFlush() const;
+    // How often flush was called.
+    std::size_t flushCount() const;
+    // All pictures (sounds) that are kept, in their order; references of their own.
+    std::vector<quol::FramePtr> keptPictures() const;
+    std::vector<quol::FramePtr> keptSounds() const;
     quol::FramePtr latestPicture() const; // a reference of its own; null without one
     quol::FramePtr latestSound() const;
     void clear();
@@ -66,6 +74,9 @@ private:
     std::vector<PictureSeen> pictures_;
     std::vector<SoundSeen> sounds_;
     std::vector<std::string> events_;
+    std::size_t flushes_ = 0;
+    std::size_t picturesAtFlush_ = 0;
+    std::size_t soundsAtFlush_ = 0;
     std::vector<quol::FramePtr> keptPictures_;
     std::vector<quol::FramePtr> keptSounds_;
 };

@@ -1,10 +1,12 @@
 #include "support/Frames.h"
 
 #include <cmath>
+#include <cstring>
 #include <numbers>
 
 extern "C" {
 #include <libavutil/imgutils.h>
+#include <libavutil/pixdesc.h>
 }
 
 namespace test {
@@ -27,6 +29,15 @@ quol::FramePtr makePicture(int width, int height, AVPixelFormat format, std::int
         }
     }
     return frame;
+}
+
+void fillPlane(AVFrame& frame, int plane, std::uint8_t level) {
+    if (frame.data[plane] == nullptr) return;
+    const auto* descriptor = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+    const bool chroma = plane == 1 || plane == 2;
+    const int rows =
+        chroma ? AV_CEIL_RSHIFT(frame.height, descriptor->log2_chroma_h) : frame.height;
+    std::memset(frame.data[plane], level, static_cast<std::size_t>(frame.linesize[plane]) * rows);
 }
 
 quol::FramePtr makeSound(int samples, int sampleRate, int channels, AVSampleFormat format,

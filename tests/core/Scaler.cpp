@@ -1,0 +1,104 @@
+#include "core/Scaler.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "core/PicturePool.h"
+#include "support/Frames.h"
+
+namespace {
+
+quol::FramePtr blank(int width, int height, AVPixelFormat format) {
+    quol::FramePtr frame = quol::PicturePool().get(width, height, format);
+    for (const AVBufferRef* buffer : frame->buf) {
+        if (buffer != nullptr) std::memset(buffer->data, 0xAB, buffer->size);
+    }
+    return frame;
+}
+
+// The visible bytes of a packed picture.
+std::string visible(const AVFrame& frame, int bytesPerPixel) {
+    std::string bytes;
+    for (int row = 0; row < frame.height; ++row) {
+        bytes.append(reinterpret_cast<const char*>(frame.data[0]) + row * frame.linesize[0],
+                     static_cast<std::size_t>(frame.width * bytesPerPixel));
+    }
+    return bytes;
+}
+
+// The same by a scaler made for this one picture.
+std::string reference(const AVFrame& source, int width, int height, AVPixelFormat format,
+                      int flags) {
+    const quol::FramePtr target = blank(width, height, format);
+    const quol::SwsPtr context(sws_getContext(source.width, source.height,
+                                              static_cast<AVPixelFormat>(source.format), width,
+                                              height, format, flags, nullptr, nullptr, nullptr));
+    sws_scale(context.get(), source.data, source.linesize, 0, source.height, target->data,
+              target->linesize);
+    return visible(*target, 4);
+}
+
+TEST(Scaler, GivesWhatAFreshScalerGivesWhateverWasScaledBefore) {
+    quol::Scaler scaler;
+    for (const int width : {64, 33, 64}) {
+        for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_RGBA, AV_PIX_FMT_NV12}) {
+            for (const int flags : {SWS_BILINEAR, SWS_POINT, SWS_BICUBIC}) {
+                for (const int targetWidth : {64, 100}) {
+                    const quol::FramePtr source = test::makePicture(width, 48, format);
+                    const quol::FramePtr target = blank(targetWidth, 50, AV_PIX_FMT_RGBA);
+                    ASSERT_TRUE(scaler.scale(*source, *target, flags));
+                    ASSERT_EQ(visible(*target, 4),
+                              reference(*source, targetWidth, 50, AV_PIX_FMT_RGBA, flags));
+                }
+            }
+        }
+    }
+}
+
+TEST(Scaler, SameSizeAndFormatIsACopy) {
+    quol::Scaler scaler;
+    const quol::FramePtr source = test::makePicture(64, 48, AV_PIX_FMT_RGBA);
+    const quol::FramePtr target = blank(64, 48, AV_PIX_FMT_RGBA);
+    ASSERT_TRUE(scaler.scale(*source, *target, SWS_BILINEAR));
+    EXPECT_EQ(visible(*target, 4), visible(*source, 4));
+}
+
+TEST(Scaler, RunsIntoPlanesOfTheCallers) {
+    quol::Scaler scaler;
+    const quol::FramePtr source = test::makePicture(32, 16, AV_PIX_FMT_YUV420P);
+    ASSERT_TRUE(
+        scaler.prepare({32, 16, AV_PIX_FMT_YUV420P, 32, 16, AV_PIX_FMT_RGBA, SWS_BILINEAR}));
+    std::string pixels(32 * 16 * 4, '\0');
+    std::uint8_t* const planes[4] = {reinterpret_cast<std::uint8_t*>(pixels.data())};
+    const int strides[4] = {32 * 4};
+    scaler.run(*source, planes, strides);
+    EXPECT_EQ(pixels, reference(*source, 32, 16, AV_PIX_FMT_RGBA, SWS_BILINEAR));
+}
+
+TEST(Scaler, ImpossibleKeyIsRefusedAndTheNextOneWorks) {
+    quol::Scaler scaler;
+    const quol::ScalerKey good{32, 16, AV_PIX_FMT_YUV420P, 32, 16, AV_PIX_FMT_RGBA, SWS_BILINEAR};
+    quol::ScalerKey bad = good;
+    bad.sourceFormat = AV_PIX_FMT_NONE;
+    EXPECT_FALSE(scaler.prepare(bad));
+    EXPECT_FALSE(scaler.prepare(bad));
+    EXPECT_TRUE(scaler.prepare(good));
+    bad = good;
+    bad.height = 0;
+    EXPECT_FALSE(scaler.prepare(bad));
+    EXPECT_TRUE(scaler.prepare(good));
+    EXPECT_FALSE(scaler.prepare({}));
+}
+
+TEST(Scaler, RefusedScalingLeavesTheTargetUnchanged) {
+    quol::Scaler scaler;
+    const quol::FramePtr source = test::makePicture(32, 16, AV_PIX_FMT_YUV420P);
+    source->format = AV_PIX_FMT_NONE;
+    const quol::FramePtr target = blank(32, 16, AV_PIX_FMT_RGBA);
+    const std::string before = visible(*target, 4);
+    EXPECT_FALSE(scaler.scale(*source, *target, SWS_BILINEAR));
+    EXPECT_EQ(visible(*target, 4), before);
+}
+
+} // namespace
