@@ -49,7 +49,8 @@ typedef void* quolsdk_handle;
 
 /** Picture format; the fields of videoFormatProps in the same order. */
 typedef struct quolsdk_video_format {
-    uint32_t mode;       /**< row of the video mode table; 0 custom, 1 native */
+    uint32_t mode;       /**< row of the video mode table; 0 custom (a file player puts the file's
+                              size and rate in its place when it opens), 1 native */
     int32_t width;       /**< pixels; filled in by the caller for mode 0 */
     int32_t height;      /**< pixels; filled in by the caller for mode 0 */
     double fps;          /**< frames per second; filled in by the caller for mode 0 */
@@ -77,7 +78,8 @@ QUOLSDK_C_API const char* quolsdk_get_company(void); /**< the company's name */
 /** @{ */
 QUOLSDK_C_API quolsdk_handle quolsdk_signal_create(void);         /**< a new, stopped signal */
 QUOLSDK_C_API void quolsdk_signal_destroy(quolsdk_handle signal); /**< stops and ends it */
-/** Shows a colour, "#RRGGBB"; a text of any other shape is black. Leaves the image. */
+/** Shows a colour, "#RRGGBB", and drops the image. A text of any other shape is black; pairs that
+ *  are no hexadecimal numbers give no picture until the next change. */
 QUOLSDK_C_API void quolsdk_signal_set_color(quolsdk_handle signal, const char* color);
 /** Shows a still image file; the empty text goes back to the colour. */
 QUOLSDK_C_API void quolsdk_signal_set_image(quolsdk_handle signal, const char* path);

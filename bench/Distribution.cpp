@@ -74,13 +74,15 @@ void distribute(benchmark::State& state) {
 // of sinks behind a source is what distribution costs.
 void pushDirectly(benchmark::State& state) {
     const quol::FramePtr picture = bench::makePicture(width, height, format);
-    std::vector<SlotSink> sinks(static_cast<std::size_t>(state.range(0)));
-    for (SlotSink& sink : sinks)
-        sink.pushVideoFrame(picture.get());
+    std::vector<std::unique_ptr<LSink>> sinks;
+    for (std::int64_t i = 0; i < state.range(0); ++i)
+        sinks.push_back(std::make_unique<SlotSink>());
+    for (const auto& sink : sinks)
+        sink->pushVideoFrame(picture.get());
     bench::FrameCounters counters(state, bench::pictureBytes(width, height, format));
     for (auto _ : state) {
-        for (SlotSink& sink : sinks)
-            sink.pushVideoFrame(picture.get());
+        for (const auto& sink : sinks)
+            sink->pushVideoFrame(picture.get());
     }
     counters.report();
 }

@@ -23,13 +23,25 @@ std::size_t AudioQueue::take(std::int16_t* target, std::size_t pairs) {
         std::memcpy(target + taken * 2, front.samples.data() + used_ * 2,
                     count * 2 * sizeof(std::int16_t));
         taken += count;
-        used_ += count;
-        if (used_ == front.pairs()) {
-            records_.pop_front();
-            used_ = 0;
-        }
+        advance(count);
     }
     return taken;
+}
+
+void AudioQueue::drop(std::size_t pairs) {
+    while (pairs > 0 && !records_.empty()) {
+        const std::size_t count = std::min(pairs, records_.front().pairs() - used_);
+        pairs -= count;
+        advance(count);
+    }
+}
+
+// Moves on within the front record, and to the next at its end.
+void AudioQueue::advance(std::size_t pairs) {
+    used_ += pairs;
+    if (used_ < records_.front().pairs()) return;
+    records_.pop_front();
+    used_ = 0;
 }
 
 std::optional<double> AudioQueue::skipTo(double time, double window) {
@@ -42,10 +54,18 @@ std::optional<double> AudioQueue::skipTo(double time, double window) {
         const std::size_t gone = &record == &records_.front() ? used_ : 0;
         return record.pts + static_cast<double>(gone) / sampleRate_;
     };
-    const auto wanted =
-        std::find_if(records_.begin(), records_.end(), [&](const AudioRecord& record) {
-            return record.pts + length(record) > time + halfSample && start(record) < time + window;
-        });
+    // Behind a jump back sound of both times waits here: the nearer one is meant.
+    const auto behind = [&](const AudioRecord& record) {
+        return std::max(0.0, start(record) - time);
+    };
+    auto wanted = records_.end();
+    for (auto record = records_.begin(); record != records_.end(); ++record) {
+        const bool fits =
+            record->pts + length(*record) > time + halfSample && start(*record) < time + window;
+        if (fits && (wanted == records_.end() || behind(*record) < behind(*wanted))) {
+            wanted = record;
+        }
+    }
     if (wanted == records_.end()) return std::nullopt;
     if (wanted != records_.begin()) used_ = 0;
     records_.erase(records_.begin(), wanted);

@@ -34,12 +34,17 @@ public:
     // `window` seconds behind `time`.
     std::optional<double> skipTo(double time, double window);
 
+    // Removes up to `pairs` stereo samples unheard, oldest first.
+    void drop(std::size_t pairs);
+
     std::size_t records() const { return records_.size(); }
     bool empty() const { return records_.empty(); }
     void clear();
     void setSampleRate(int sampleRate) { sampleRate_ = sampleRate; }
 
 private:
+    void advance(std::size_t pairs);
+
     std::size_t maxRecords_;
     int sampleRate_;
     std::deque<AudioRecord> records_;

@@ -21,7 +21,7 @@ struct YuvLevels {
 };
 
 // Reads "#RRGGBB". Nothing for a text of another length or without the hash sign. A pair that does
-// not begin with a hexadecimal digit raises std::invalid_argument with the text "stoi".
+// not begin with a hexadecimal number raises std::invalid_argument with the text "stoi".
 std::optional<Rgb> parseColor(const std::string& text);
 
 // BT.601 full range in doubles (JFIF), truncated to whole numbers:

@@ -16,8 +16,9 @@ namespace quol {
 
 namespace {
 
-// Numbers in a chain have a decimal point, whatever the host's locale says. Set for this thread
-// only: the process's locale belongs to the host.
+// Numbers in a chain have a decimal point, whatever the host's locale says, and filters read some
+// of them as late as the graph is configured. Set for this thread only: the process's locale
+// belongs to the host.
 class NumericLocaleC {
 public:
     NumericLocaleC() {
@@ -83,12 +84,8 @@ bool FilterGraph::parse(const std::string& chain, bool report) {
     if (!outputs || !inputs) return false;
     AVFilterInOut* openInputs = inputs.release();
     AVFilterInOut* openOutputs = outputs.release();
-    int result = 0;
-    {
-        const NumericLocaleC locale;
-        result = avfilter_graph_parse_ptr(graph_.get(), chain.c_str(), &openInputs, &openOutputs,
-                                          nullptr);
-    }
+    const int result =
+        avfilter_graph_parse_ptr(graph_.get(), chain.c_str(), &openInputs, &openOutputs, nullptr);
     inputs.reset(openInputs);
     outputs.reset(openOutputs);
     if (result < 0 && report) {
@@ -114,6 +111,7 @@ bool FilterGraph::buildVideo(const VideoInput& input, const std::string& chain,
     // Scale filters take these as they are parsed, so they stand before the chain is read.
     const std::string flags = std::string("flags=") + scalingFlags(scalingQuality);
     av_opt_set(graph_.get(), "scale_sws_opts", flags.c_str(), 0);
+    const NumericLocaleC locale;
     const bool built = source_ != nullptr && sink_ != nullptr && parse(chain, true) &&
                        avfilter_graph_config(graph_.get(), nullptr) >= 0;
     if (!built) {
@@ -142,7 +140,8 @@ bool FilterGraph::buildAudio(const AVFrame& frame, const std::string& chain) {
                       frame.ch_layout.nb_channels);
     }
     source_ = makeEnd(*graph_, "abuffer", "in", arguments.data());
-    sink_ = makeEnd(*graph_, "abuffersink", "out", nullptr);
+    sink_ = makeEnd(*graph_, "abuffersink", "out", "all_channel_counts=1");
+    const NumericLocaleC locale;
     const bool built = source_ != nullptr && sink_ != nullptr && parse(chain, false) &&
                        avfilter_graph_config(graph_.get(), nullptr) >= 0 &&
                        layout_.assign(frame.ch_layout);
@@ -173,6 +172,10 @@ bool FilterGraph::takes(const AVFrame& frame) const {
 
 bool FilterGraph::send(AVFrame* frame) {
     return av_buffersrc_add_frame_flags(source_, frame, AV_BUFFERSRC_FLAG_KEEP_REF) >= 0;
+}
+
+bool FilterGraph::finish(std::int64_t end) {
+    return av_buffersrc_close(source_, end, 0) >= 0;
 }
 
 bool FilterGraph::receive(AVFrame& frame) {

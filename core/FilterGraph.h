@@ -1,6 +1,7 @@
 // A filter chain at work: one end takes frames, the other gives them.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "core/Handles.h"
@@ -37,6 +38,10 @@ public:
     // Hands a frame to the input end, which takes a reference of its own; null says that no more
     // will come. False when it was refused.
     bool send(AVFrame* frame);
+
+    // Says that no more frames will come, the last one lasting until `end` of the input end's time:
+    // a filter that changes the rate of pictures goes by it.
+    bool finish(std::int64_t end);
 
     // The next frame of the output end into `frame`; false when there is none now.
     bool receive(AVFrame& frame);

@@ -1,5 +1,8 @@
 #include "core/FilterText.h"
 
+#include <algorithm>
+#include <cstdint>
+
 #include "core/ModeTables.h"
 
 namespace quol {
@@ -45,7 +48,8 @@ std::string videoChainText(const VideoChain& chain) {
     std::string text = sized ? explicitScale(chain.scaleType, format.width, format.height)
                              : automaticScale(chain.scaleType);
     if (sized && format.fps > 0.0) {
-        text += ",fps=" + std::to_string(static_cast<int>(format.fps * 1000)) + "/1000";
+        const double thousandths = std::min(format.fps * 1000, double{INT32_MAX});
+        text += ",fps=" + std::to_string(static_cast<int>(thousandths)) + "/1000";
     }
     text += pixelFormatFilter(format.pixelFormat);
     if (chain.deinterlace) text.insert(0, "bwdif=mode=0:parity=-1:deint=1,");

@@ -67,6 +67,7 @@ std::string LObject::getModeName() {
 }
 
 void LObject::distributeVideoFrame(AVFrame* frame) {
+    if (frame == nullptr) return;
     const std::lock_guard lock(sinksMutex);
     if (!sinks.empty()) {
         for (LSink* sink : sinks) {
@@ -77,7 +78,8 @@ void LObject::distributeVideoFrame(AVFrame* frame) {
     quol::FramePtr clone = quol::cloneFrame(frame);
     if (!clone) return;
     const std::lock_guard queueLock(frameQueueMutex);
-    frameQueue.push_back(clone.release());
+    frameQueue.push_back(clone.get());
+    clone.release();
     if (frameQueue.size() > maxQueuedFrames) {
         const quol::FramePtr oldest(frameQueue.front());
         frameQueue.pop_front();
@@ -85,6 +87,7 @@ void LObject::distributeVideoFrame(AVFrame* frame) {
 }
 
 void LObject::distributeAudioFrame(AVFrame* frame) {
+    if (frame == nullptr) return;
     const std::lock_guard lock(sinksMutex);
     for (LSink* sink : sinks) {
         if (sink != nullptr) sink->pushAudioFrame(frame);

@@ -90,7 +90,8 @@ protected:
     std::vector<LSink*> sinks;       ///< not owned; guarded by `sinksMutex`
     std::mutex sinksMutex;           ///< held for the whole of every distribution
     /// Peak of the latest block of sound, 0.0 to 1.0. Written by the worker of the classes that
-    /// measure, read by anybody.
+    /// measure, read by the object itself and those
+    /// derived from it. Floating-point sound beyond full scale gives more than 1.0.
     std::atomic<float> audioPeakLeft{0.0F};
     std::atomic<float> audioPeakRight{0.0F}; ///< @copydoc audioPeakLeft
 };

@@ -4,6 +4,10 @@
 #include <cstdio>
 #include <string>
 
+extern "C" {
+#include <libavutil/log.h>
+}
+
 namespace quol {
 
 namespace {
@@ -21,6 +25,14 @@ void writeLine(std::FILE* stream, const char* format, std::va_list arguments) {
     line.back() = '\n';
     std::fwrite(line.data(), 1, line.size(), stream);
     std::fflush(stream);
+}
+
+// FFmpeg prints to standard error, by default also what is no fault at all: an encoder's
+// statistics, every damaged macroblock of a damaged file. On air that buries the lines that matter,
+// so the threshold goes up when the library is loaded, unless the host has chosen one of its own. A
+// host that wants to read FFmpeg's messages calls av_log_set_level afterwards.
+__attribute__((constructor)) void quietFFmpeg() {
+    if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_FATAL);
 }
 
 } // namespace

@@ -1,6 +1,24 @@
 #include "core/MediaInput.h"
 
+#include <sys/stat.h>
+
+#include <string_view>
+
 namespace quol {
+
+namespace {
+
+// A pipe, a socket or a terminal has no end and no length, and reading it may block for ever in a
+// way that nothing can interrupt.
+bool isEndless(const std::string& path) {
+    constexpr std::string_view scheme = "file:";
+    const bool named = path.compare(0, scheme.size(), scheme) == 0;
+    struct stat status {};
+    if (stat(path.c_str() + (named ? scheme.size() : 0), &status) != 0) return false;
+    return S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode) || S_ISCHR(status.st_mode);
+}
+
+} // namespace
 
 int MediaInput::isInterrupted(void* self) {
     return static_cast<MediaInput*>(self)->interrupted_.load() ? 1 : 0;
@@ -8,6 +26,7 @@ int MediaInput::isInterrupted(void* self) {
 
 bool MediaInput::open(const std::string& path, const char* format, Dictionary* options) {
     close();
+    if (isEndless(path)) return false;
     AVFormatContext* context = avformat_alloc_context();
     if (context == nullptr) return false;
     context->interrupt_callback = {&MediaInput::isInterrupted, this};
@@ -66,6 +85,18 @@ CodecContextPtr openDecoder(const AVStream& stream, DecoderThreads threads) {
 
 namespace {
 
+// Closes an input at the end of a scope.
+class Closing {
+public:
+    explicit Closing(MediaInput& input) : input_(input) {}
+    Closing(const Closing&) = delete;
+    Closing& operator=(const Closing&) = delete;
+    ~Closing() { input_.close(); }
+
+private:
+    MediaInput& input_;
+};
+
 // Sends one packet, null to drain, and receives the first picture it leads to.
 FramePtr decodePicture(AVCodecContext& decoder, const AVPacket* packet) {
     if (avcodec_send_packet(&decoder, packet) < 0) return nullptr;
@@ -78,6 +109,11 @@ FramePtr decodePicture(AVCodecContext& decoder, const AVPacket* packet) {
 
 FramePtr decodeFirstPicture(const std::string& path, int maxPackets) {
     MediaInput input;
+    return decodeFirstPicture(input, path, maxPackets);
+}
+
+FramePtr decodeFirstPicture(MediaInput& input, const std::string& path, int maxPackets) {
+    const Closing closing(input);
     if (!input.open(path) || !input.findStreamInfo()) return nullptr;
     const int index = input.bestStream(AVMEDIA_TYPE_VIDEO);
     const AVStream* stream = input.stream(index);

@@ -12,7 +12,7 @@ namespace quol {
 class MediaInput {
 public:
     // Opens `path`; `format` forces a demuxer ("image2"), null leaves the choice to FFmpeg. False
-    // when it cannot be opened, with nothing open.
+    // when it cannot be opened, with nothing open; pipes and devices are refused.
     bool open(const std::string& path, const char* format = nullptr, Dictionary* options = nullptr);
 
     // Reads ahead until the streams are known. False on failure; the file stays open.
@@ -20,7 +20,8 @@ public:
 
     void close() { context_.reset(); }
 
-    // Makes every read fail from now on (true) or work again (false). Any thread.
+    // Makes every open and every read fail from now on (true) or work again (false); opening does
+    // not change it, so that a call to end is not lost to one that begins. Any thread.
     void interrupt(bool on) { interrupted_.store(on); }
 
     AVFormatContext* get() const { return context_.get(); }
@@ -57,8 +58,10 @@ enum class DecoderThreads {
 CodecContextPtr openDecoder(const AVStream& stream, DecoderThreads threads);
 
 // Decodes the first picture of the best video stream of `path`, reading at most `maxPackets`
-// packets. Null when any step fails.
+// packets. Null when it cannot. With an input of the caller's it can be interrupted, and leaves
+// that closed.
 FramePtr decodeFirstPicture(const std::string& path, int maxPackets);
+FramePtr decodeFirstPicture(MediaInput& input, const std::string& path, int maxPackets);
 
 // A rate as a number; 0.0 for one that is none.
 double rationalOrZero(AVRational rate);

@@ -15,16 +15,16 @@ bool Scaler::prepare(const ScalerKey& key) {
     return context_ != nullptr;
 }
 
-void Scaler::run(const AVFrame& source, std::uint8_t* const planes[], const int strides[]) {
-    sws_scale(context_.get(), source.data, source.linesize, 0, source.height, planes, strides);
+bool Scaler::run(const AVFrame& source, std::uint8_t* const planes[], const int strides[]) {
+    return sws_scale(context_.get(), source.data, source.linesize, 0, source.height, planes,
+                     strides) > 0;
 }
 
 bool Scaler::scale(const AVFrame& source, AVFrame& target, int flags) {
     const ScalerKey key{source.width,  source.height, source.format, target.width,
                         target.height, target.format, flags};
     if (!prepare(key)) return false;
-    run(source, target.data, target.linesize);
-    return true;
+    return run(source, target.data, target.linesize);
 }
 
 } // namespace quol

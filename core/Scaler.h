@@ -25,7 +25,8 @@ public:
     bool prepare(const ScalerKey& key);
 
     // Scales `source` into the planes given, of the size and format of the key prepared last.
-    void run(const AVFrame& source, std::uint8_t* const planes[], const int strides[]);
+    // False when the picture cannot be read.
+    bool run(const AVFrame& source, std::uint8_t* const planes[], const int strides[]);
 
     // Scales `source` into `target`, whose size, format and buffers stand. False when no scaler can
     // be made; `target` is unchanged then.

@@ -47,9 +47,10 @@ bool writePng(const std::string& path, int width, int height,
         avcodec_receive_packet(encoder.get(), packet.get()) < 0) {
         return false;
     }
-    const Owned<std::FILE> file(std::fopen(path.c_str(), "wb"));
+    Owned<std::FILE> file(std::fopen(path.c_str(), "wb"));
     const auto size = static_cast<std::size_t>(packet->size);
-    return file && std::fwrite(packet->data, 1, size, file.get()) == size;
+    const bool written = file && std::fwrite(packet->data, 1, size, file.get()) == size;
+    return written && std::fclose(file.release()) == 0;
 }
 
 std::vector<std::uint8_t> scaleToRgb(const std::vector<std::uint8_t>& rgba, int width, int height,

@@ -108,8 +108,8 @@ int main(int argc, char** argv) {
     const double duration = file.getDurationMs();
     for (int cell = 0; cell < columns * rows; ++cell) {
         if (cell > 0) picture = pictureAt(file, tap, duration * cell / (columns * rows));
-        std::printf("picture %2d of %d at %s\n", cell + 1, columns * rows,
-                    picture.timecode.c_str());
+        std::printf("picture %2d of %d at %6.2f s\n", cell + 1, columns * rows,
+                    file.getPosMs() / 1000.0);
         sheet.put(cell, picture);
     }
     file.stop();

@@ -13,7 +13,7 @@
 #include <time.h>
 #include <unistd.h>
 
-enum { RECORD_SECONDS = 10, STEP_MS = 100, LINE = 100 };
+enum { RECORD_SECONDS = 10, STEP_MS = 100, LINE = 79 };
 
 static void wait_ms(long ms) {
     struct timespec left = {ms / 1000, ms % 1000 * 1000000L};
@@ -42,7 +42,6 @@ static int file_status(quolsdk_handle file) {
 static int tell_about(quolsdk_handle reader, const char* path) {
     char container[64], video[64], audio[64];
     if (!quolsdk_reader_open(reader, path)) {
-        printf("  %s: no media file that can be read\n", path);
         return 0;
     }
     quolsdk_reader_container_get(reader, container, sizeof container);
@@ -102,7 +101,7 @@ static quolsdk_handle start_recorder(quolsdk_handle file, const char* path) {
     return recorder;
 }
 
-/* Records until the recorder ends by itself. Pictures written. */
+/* Records until the recorder ends by itself. Pictures written, -1 when it could not begin. */
 static int record(quolsdk_handle file, const char* path) {
     quolsdk_handle recorder = start_recorder(file, path);
     char line[LINE];
@@ -110,15 +109,17 @@ static int record(quolsdk_handle file, const char* path) {
     double seconds = 0.0;
     int64_t bytes = 0;
 
-    do {
+    quolsdk_recorder_status_get(recorder, &status);
+    if (status == 0) written = -1;
+    while (status != 0) {
         wait_ms(STEP_MS);
         quolsdk_recorder_status_get(recorder, &status);
         quolsdk_recorder_get_stats(recorder, &bytes, &seconds, &written, &dropped, NULL, 0);
-        snprintf(
-            line, sizeof line, "  recording [%3.0f%%] %5.2f s, %d pictures, %d dropped, %lld kB",
-            seconds * 100.0 / RECORD_SECONDS, seconds, written, dropped, (long long)bytes / 1000);
+        snprintf(line, sizeof line, "  recording %3.0f%% %5.2f s, %d pictures, %d dropped, %lld kB",
+                 seconds * 100.0 / RECORD_SECONDS, seconds, written, dropped,
+                 (long long)bytes / 1000);
         progress(line, status == 0);
-    } while (status != 0);
+    }
     quolsdk_recorder_stop(recorder);
     quolsdk_recorder_destroy(recorder);
     return written;
@@ -142,6 +143,7 @@ static void jump_about(quolsdk_handle file, const char* recording) {
 
 static int play_and_record(quolsdk_handle file, const char* source, const char* recording,
                            const char* jumps) {
+    int written;
     quolsdk_file_name_set(file, source);
     quolsdk_file_set_props(file, "loop", "true");
     quolsdk_file_play(file);
@@ -154,7 +156,12 @@ static int play_and_record(quolsdk_handle file, const char* source, const char* 
         printf("  PLAYED %s: sound only, so there is no picture to record\n", source);
         return 0;
     }
-    if (record(file, recording) == 0) {
+    written = record(file, recording);
+    if (written < 0) {
+        printf("  CANNOT RECORD to %s: the error above says why\n", recording);
+        return 1;
+    }
+    if (written == 0) {
         printf("  CANNOT PLAY %s: not one picture of it can be decoded\n", source);
         return 1;
     }

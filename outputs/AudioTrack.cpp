@@ -14,6 +14,7 @@ constexpr int defaultChunk = 1024; // for encoders that take any number of sampl
 constexpr double jump = 0.5;           // seconds: the clocks have parted by a jump, not by drift
 constexpr double smoothing = 1.0 / 64; // of the drift, per picture
 constexpr double alignWindow = 2.0;    // seconds ahead within which sound belongs to the pictures
+constexpr double longestStep = 10.0;   // seconds of sound that one picture may bring
 constexpr double alignPatience = 0.5;  // seconds to wait for it
 
 } // namespace
@@ -52,6 +53,7 @@ void AudioTrack::tie(double sourceTime, double fileTime) {
     silence_ = 0;
     alignPending_ = true;
     patience_ = static_cast<std::int64_t>(alignPatience * sampleRate_);
+    waited_ = 0;
 }
 
 void AudioTrack::advance(double sourceTime, double fileTime) {
@@ -62,8 +64,15 @@ void AudioTrack::advance(double sourceTime, double fileTime) {
     const double apart = sourceTime + offset_ - fileTime;
     parting_ += (apart - parting_) * smoothing;
     if (std::fabs(apart) > jump || std::fabs(parting_) > pictureLength_) tie(sourceTime, fileTime);
-    const double target = sourceTime + offset_;
-    while (static_cast<double>(samplesWritten_) / sampleRate_ < target)
+    target_ = sourceTime + offset_;
+    // Only what ends before the picture: the sound behind it may not have come yet.
+    const double end = std::min(target_, seconds(samplesWritten_) + longestStep);
+    while (seconds(samplesWritten_ + chunk_) <= end)
+        writeChunk();
+}
+
+void AudioTrack::finish(const std::function<bool()>& goOn) {
+    while (seconds(samplesWritten_) < target_ && goOn())
         writeChunk();
 }
 
@@ -71,7 +80,7 @@ void AudioTrack::advance(double sourceTime, double fileTime) {
 // is waited for, with silence, but not for ever: a source may count its sound by another clock than
 // its pictures, and then the order of arrival is all there is.
 void AudioTrack::align() {
-    const double due = static_cast<double>(samplesWritten_) / sampleRate_ - offset_;
+    const double due = seconds(samplesWritten_) - offset_;
     const std::lock_guard lock(mutex_);
     const auto behind = queue_.skipTo(due, alignWindow);
     if (behind) {
@@ -82,7 +91,11 @@ void AudioTrack::align() {
     } else if (patience_ > 0) {
         silence_ = chunk_;
         patience_ -= chunk_;
+        waited_ += chunk_;
     } else {
+        // What came while it was waited for has had its time.
+        queue_.drop(static_cast<std::size_t>(waited_));
+        waited_ = 0;
         silence_ = 0;
         alignPending_ = false;
     }
@@ -95,7 +108,7 @@ void AudioTrack::fillChunk() {
     std::fill_n(samples_.begin(), static_cast<std::ptrdiff_t>(quiet) * 2, std::int16_t{0});
     if (quiet == chunk_) return;
     const int wanted = chunk_ - quiet;
-    const double now = static_cast<double>(samplesWritten_) / sampleRate_;
+    const double now = seconds(samplesWritten_);
     const int got = popAudioSamplesForPts(
         now, samples_.data() + static_cast<std::ptrdiff_t>(quiet) * 2, wanted);
     // Behind a shortage the sound that comes late must not push all the rest back.

@@ -20,7 +20,7 @@ namespace quol {
 // clocks part (the source jumped, or runs faster than the wall clock) they are tied anew, and the
 // sound that belongs to the pictures is looked up by its time, as it is behind every shortage.
 //
-// `push` and `clear` from any thread; `advance` from the encoding thread alone.
+// `push` and `clear` from any thread; `advance` and `finish` from the encoding thread alone.
 class AudioTrack {
 public:
     // Encodes one frame of sound, in the encoder's format and with its time stamp.
@@ -33,8 +33,14 @@ public:
     void clear();
 
     // A picture of the source's time `sourceTime` stands at `fileTime` in the file; both seconds.
-    // The first picture only ties the clocks. From the second on the sound is written up to it.
+    // The first picture only ties the clocks. From the second on the sound is written up to it, but
+    // for the part of a chunk that is left until the next; behind a long gap no more than ten
+    // seconds at a time, for pictures wait meanwhile.
     void advance(double sourceTime, double fileTime);
+
+    // The pictures have ended: writes what is left up to the last of them, as long as `goOn` says
+    // so.
+    void finish(const std::function<bool()>& goOn = [] { return true; });
 
     // Takes stereo samples, oldest first, whatever their time; what is missing is silence. Returns
     // how many there were.
@@ -45,6 +51,9 @@ public:
 private:
     void tie(double sourceTime, double fileTime);
     void align();
+    double seconds(std::int64_t samples) const {
+        return static_cast<double>(samples) / sampleRate_;
+    }
     void fillChunk();
     void writeChunk();
     FramePtr encoderFrame();
@@ -65,8 +74,10 @@ private:
     std::int64_t samplesWritten_ = 0;
     bool tied_ = false;
     double offset_ = 0.0;  // file time - source time
+    double target_ = 0.0;  // file time of the latest picture: how far the sound goes
     double parting_ = 0.0; // smoothed distance of the two clocks, seconds
     bool alignPending_ = false;
+    std::int64_t waited_ = 0;   // samples of silence written meanwhile
     std::int64_t patience_ = 0; // samples of silence to go while sound of the right time is due
     std::int64_t silence_ = 0;  // samples of silence before the queue's front is due
 };

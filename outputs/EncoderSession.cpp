@@ -1,6 +1,7 @@
 #include "outputs/EncoderSession.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <vector>
 
 #include "core/FFmpegCompat.h"
@@ -39,6 +40,11 @@ VideoEncoding evenSize(VideoEncoding encoding, AVPixelFormat format) {
     encoding.width &= ~((1 << descriptor->log2_chroma_w) - 1);
     encoding.height &= ~((1 << descriptor->log2_chroma_h) - 1);
     return encoding;
+}
+
+bool isDiskError(int error) {
+    return error == AVERROR(ENOSPC) || error == AVERROR(EIO) || error == AVERROR(EFBIG) ||
+           error == AVERROR(EDQUOT) || error == AVERROR(EROFS);
 }
 
 } // namespace
@@ -163,13 +169,29 @@ bool EncoderSession::writeHeader(Dictionary& options) {
 
 void EncoderSession::encode(AVCodecContext* encoder, AVStream* stream, const AVFrame* frame) {
     if (encoder == nullptr || avcodec_send_frame(encoder, frame) < 0) return;
+    const bool video = encoder == video_.get();
+    if (video && frame != nullptr) ++framesTaken_;
     while (avcodec_receive_packet(encoder, packet_.get()) >= 0) {
-        av_packet_rescale_ts(packet_.get(), encoder->time_base, stream->time_base);
-        packet_->stream_index = stream->index;
-        if (av_interleaved_write_frame(output_.get(), packet_.get()) < 0) failed_ = true;
-        if (output_->pb != nullptr && output_->pb->error < 0) failed_ = true;
+        if (video) ++framesGiven_;
+        writePacket(*encoder, *stream);
         av_packet_unref(packet_.get());
-        ++packets_;
+    }
+}
+
+// A packet that the muxer refuses is one packet lost; a file that takes no more is the end.
+void EncoderSession::writePacket(const AVCodecContext& encoder, const AVStream& stream) {
+    av_packet_rescale_ts(packet_.get(), encoder.time_base, stream.time_base);
+    packet_->stream_index = stream.index;
+    ++packets_;
+    packetBytes_ += packet_->size;
+    largestPacket_ = std::max<std::int64_t>(largestPacket_, packet_->size);
+    const int result = av_interleaved_write_frame(output_.get(), packet_.get());
+    const AVIOContext* file = output_->pb;
+    if (error_ != 0) return;
+    if (file != nullptr && file->error < 0) {
+        error_ = file->error;
+    } else if (result < 0 && (file == nullptr || isDiskError(result))) {
+        error_ = result;
     }
 }
 
@@ -178,7 +200,11 @@ void EncoderSession::finish() {
     encodeVideo(nullptr);
     encodeAudio(nullptr);
     av_interleaved_write_frame(output_.get(), nullptr);
-    if (av_write_trailer(output_.get()) < 0) failed_ = true;
+    int result = av_write_trailer(output_.get());
+    if (output_->pb != nullptr && (output_->oformat->flags & AVFMT_NOFILE) == 0) {
+        result = std::min(result, avio_closep(&output_->pb));
+    }
+    if (result < 0 && error_ == 0) error_ = result;
     headerWritten_ = false;
     video_.reset();
     audio_.reset();
@@ -188,6 +214,14 @@ void EncoderSession::finish() {
 std::int64_t EncoderSession::bytesWritten() const {
     return output_ && output_->pb != nullptr ? std::max<std::int64_t>(0, avio_tell(output_->pb))
                                              : 0;
+}
+
+std::int64_t EncoderSession::bytesHeldBack() const {
+    constexpr std::int64_t indexBytesPerPacket = 40;
+    constexpr std::int64_t spare = 8; // pictures
+    const std::int64_t inEncoder = (framesTaken_ - framesGiven_ + spare) * largestPacket_;
+    const std::int64_t inMuxer = std::max<std::int64_t>(0, packetBytes_ - bytesWritten());
+    return inEncoder + inMuxer + packets_ * indexBytesPerPacket;
 }
 
 } // namespace quol

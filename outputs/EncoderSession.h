@@ -36,7 +36,7 @@ std::vector<std::string> availableContainers();
 std::vector<std::string> availableEncoders(const std::string& container, AVMediaType type);
 
 // The steps in order: createOutput, openVideo, openAudio, openFile, writeHeader; then frames; then
-// finish. A step that fails leaves the session as it was. One thread at a time.
+// finish. One thread at a time.
 class EncoderSession {
 public:
     // Makes the muxer, by its name or, for an empty one, by the ending of `path`.
@@ -62,11 +62,13 @@ public:
     AVCodecContext* video() const { return video_.get(); } // null without one
     AVCodecContext* audio() const { return audio_.get(); } // null without one
 
-    // A write has failed: the file takes no more.
-    bool failed() const { return failed_; }
-    // Bytes written so far and packets they were made of.
+    // The error after which the file takes no more, 0 while it does.
+    int error() const { return error_; }
+    // Bytes that lie in the file so far.
     std::int64_t bytesWritten() const;
-    std::int64_t packetsWritten() const { return packets_; }
+    // An upper bound, in bytes, of what is still to come of the frames taken so far: the pictures
+    // that the encoder and the muxer hold back, and the index of what is written.
+    std::int64_t bytesHeldBack() const;
 
 private:
     CodecContextPtr makeContext(const AVCodec& codec) const;
@@ -74,6 +76,7 @@ private:
                                      Dictionary& options) const;
     AVStream* addStream(const AVCodecContext& encoder);
     void encode(AVCodecContext* encoder, AVStream* stream, const AVFrame* frame);
+    void writePacket(const AVCodecContext& encoder, const AVStream& stream);
 
     OutputFormatPtr output_;
     CodecContextPtr video_;
@@ -82,8 +85,12 @@ private:
     AVStream* audioStream_ = nullptr; // owned by the muxer
     PacketPtr packet_ = makePacket();
     bool headerWritten_ = false;
-    bool failed_ = false;
-    std::int64_t packets_ = 0;
+    int error_ = 0;
+    std::int64_t framesTaken_ = 0;   // by the video encoder
+    std::int64_t framesGiven_ = 0;   // packets of the video encoder
+    std::int64_t largestPacket_ = 0; // bytes
+    std::int64_t packets_ = 0;       // of all encoders
+    std::int64_t packetBytes_ = 0;
 };
 
 } // namespace quol

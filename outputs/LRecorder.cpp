@@ -119,6 +119,7 @@ bool LRecorder::Record() {
     {
         const std::lock_guard lock(settingsMutex);
         job = settings;
+        recordedPath = job.filePath;
     }
     startClock();
     paused = false;
@@ -189,7 +190,7 @@ void LRecorder::getStats(Stats& stats) {
     stats.secondsRecorded = secondsRecorded;
     {
         const std::lock_guard lock(settingsMutex);
-        stats.filePath = settings.filePath;
+        stats.filePath = recording ? recordedPath : settings.filePath;
     }
     struct stat status {};
     stats.fileSize = stat(stats.filePath.c_str(), &status) == 0 ? status.st_size : 0;
@@ -210,6 +211,7 @@ std::vector<std::string> LRecorder::getAvailableAudioCodecs(const std::string& c
 void LRecorder::startClock() {
     const std::lock_guard lock(clockMutex);
     startTime = quol::steadyNow() / 1000;
+    pauseStart = startTime; // a pause while the encoders opened has lasted no time of the file
 }
 
 // Recording time so far: a pause stands still.

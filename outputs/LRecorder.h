@@ -60,7 +60,7 @@ public:
         std::int64_t framesDropped = 0; ///< pictures lost because the encoder fell behind
         double secondsRecorded = 0.0;   ///< length of the picture track
         std::int64_t fileSize = 0;      ///< bytes, by the file system
-        std::string filePath;           ///< as set
+        std::string filePath;           ///< of the recording that runs, else as set
     };
 
     LRecorder();
@@ -154,12 +154,14 @@ private:
     bool takeFrame(QueuedFrame& record);
     void encodePicture(QueuedFrame& record);
     quol::FramePtr encoderPicture(const AVFrame& frame);
-    bool diskHasRoom();
+    bool fileTakesMore();
+    void tellEnded(int error);
     void startClock();
     std::int64_t elapsedNow();
 
     std::mutex settingsMutex;
-    Settings settings; ///< guarded by `settingsMutex`
+    Settings settings;        ///< guarded by `settingsMutex`
+    std::string recordedPath; ///< of the recording that runs; guarded by `settingsMutex`
 
     /// Serialises Record and Stop; taken before every other mutex.
     std::mutex controlMutex;

@@ -1,4 +1,6 @@
 // The recorder's encoding thread.
+#include <algorithm>
+#include <array>
 #include <chrono>
 
 #include "core/FrameTime.h"
@@ -37,27 +39,28 @@ int scalerFlags(int quality) {
 // Ends when the recording has ended and the queue is empty, so that every picture that was taken
 // before is in the file.
 void LRecorder::encodeLoop() {
-    const auto limit = static_cast<std::int64_t>(job.durationMs * 1000.0);
-    const bool limited = job.durationMs > 0.0;
-    while (true) {
-        if (limited && elapsedNow() >= limit) recording = false;
+    const auto overdue = [this](std::int64_t elapsed) {
+        return job.durationMs > 0.0 && static_cast<double>(elapsed) / 1000.0 >= job.durationMs;
+    };
+    bool writable = true;
+    while (writable) {
+        if (overdue(elapsedNow())) recording = false;
         QueuedFrame record;
         if (!takeFrame(record)) {
             if (!recording) break;
             continue;
         }
-        if (limited && record.elapsed >= limit) continue;
+        if (overdue(record.elapsed)) continue;
         encodePicture(record);
-        if (session->failed() || !diskHasRoom()) {
-            quol::logError("LRecorder: No room to write, recording ended: %s",
-                           job.filePath.c_str());
-            recording = false;
-            flush();
-            break;
-        }
+        writable = fileTakesMore();
     }
+    if (writable && audioTrack) audioTrack->finish([this] { return fileTakesMore(); });
+    recording = false;
+    const int before = session->error();
     session->finish();
+    if (before == 0 && session->error() != 0) tellEnded(session->error());
     reserve->release();
+    flush();
 }
 
 // Waits a little for the oldest picture.
@@ -102,13 +105,27 @@ quol::FramePtr LRecorder::encoderPicture(const AVFrame& frame) {
     return picture;
 }
 
-// Keeps room for what the encoders hold back and for the file's index.
-bool LRecorder::diskHasRoom() {
+// Whether the file has room for what the encoders hold back and for its index. If not, says why the
+// recording ends.
+bool LRecorder::fileTakesMore() {
     constexpr std::int64_t base = 256 * 1024;
-    constexpr std::int64_t indexBytesPerPacket = 40;
     constexpr std::int64_t secondsHeldBack = 4;
-    const std::int64_t perSecond = (job.videoBitrate + job.audioBitrate) * 1000LL / 8;
+    const std::int64_t perSecond = (std::int64_t{job.videoBitrate} + job.audioBitrate) * 1000 / 8;
     const std::int64_t room =
-        base + indexBytesPerPacket * session->packetsWritten() + secondsHeldBack * perSecond;
-    return reserve->hold(session->bytesWritten(), room);
+        base + std::max(session->bytesHeldBack(), secondsHeldBack * perSecond);
+    if (session->error() != 0) {
+        tellEnded(session->error());
+        return false;
+    }
+    if (!reserve->hold(session->bytesWritten(), room)) {
+        tellEnded(AVERROR(ENOSPC));
+        return false;
+    }
+    return true;
+}
+
+void LRecorder::tellEnded(int error) {
+    std::array<char, AV_ERROR_MAX_STRING_SIZE> reason{};
+    av_strerror(error, reason.data(), reason.size());
+    quol::logError("LRecorder: Recording ended, %s: %s", reason.data(), job.filePath.c_str());
 }

@@ -20,12 +20,13 @@ if [ -z "$source_file" ]; then
         ffmpeg -v error -y -f lavfi -i testsrc2=size=1280x720:rate=25 \
             -f lavfi -i 'aevalsrc=0.2*sin(2*PI*440*t)*lt(mod(t\,1)\,0.2)|0.2*sin(2*PI*660*t)*lt(mod(t\,1)\,0.2):s=48000' \
             -t 12 -c:v libx264 -preset veryfast -pix_fmt yuv420p -c:a aac -b:a 128k \
-            -timecode 10:00:00:00 "$source_file"
+            -timecode 10:00:00:00 -f mov "$source_file.part"
+        mv "$source_file.part" "$source_file"
     fi
 fi
 
 echo "== a host in C: play, record ten seconds at 960x540 and 30 a second, seek, rate 2, loop"
-rm -f "$out/recording.mp4" "$out/jumps.mp4"
+rm -f "$out/recording.mp4" "$out/jumps.mp4" "$out/sheet.png"
 "$bin/player_host" "$source_file" "$out/recording.mp4" "$out/jumps.mp4"
 
 if [ -s "$out/recording.mp4" ]; then

@@ -98,11 +98,24 @@ void LFile::pause(double delayMs) {
 void LFile::resume() {
     {
         const std::lock_guard lock(clockMutex);
-        if (paused && playing) clockStart += quol::steadyNow() - pauseStart;
-        paused = false;
-        timedPause = false;
+        resumeClock();
     }
     setSinksPaused(false);
+}
+
+// Under `clockMutex`. The time paused does not count.
+void LFile::resumeClock() {
+    if (paused && playing) clockStart += quol::steadyNow() - pauseStart;
+    paused = false;
+    timedPause = false;
+}
+
+// For the worker: true when a timed pause was over and has been ended.
+bool LFile::endTimedPause() {
+    const std::lock_guard lock(clockMutex);
+    if (!timedPause || quol::steadyNow() < pauseUntil) return false;
+    resumeClock();
+    return true;
 }
 
 void LFile::setPos(double ms) {
@@ -113,6 +126,19 @@ void LFile::setPos(double ms) {
     }
     eofReached = false;
     if (paused) resume();
+    clearFrameQueue();
+}
+
+// For the worker: jumps by itself, unless the host has paused, stopped or sent it elsewhere
+// meanwhile.
+void LFile::loopTo(double ms) {
+    {
+        const std::lock_guard lock(clockMutex);
+        if (seekPending || paused || !playing) return;
+        seekTargetMs = ms;
+        seekPending = true;
+    }
+    eofReached = false;
     clearFrameQueue();
 }
 
@@ -133,6 +159,7 @@ void LFile::stop() {
     decoders->formatContext.interrupt(true);
     const std::lock_guard control(controlMutex);
     stopLocked();
+    seekPending = false;
 }
 
 void LFile::stopLocked() {
@@ -150,7 +177,6 @@ void LFile::stopLocked() {
     clearFrameQueue();
     flushSinks();
     closeFile();
-    seekPending = false;
 }
 
 void LFile::setProps(const std::string& key, const std::string& value) {

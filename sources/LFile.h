@@ -59,7 +59,8 @@ public:
     void fileNameSet(const std::string& path);
 
     /// Opens the file and starts, or resumes when it plays already. False when the file cannot be
-    /// opened or none of its streams can be decoded. Starts at the beginning, not at the in point.
+    /// opened or it has pictures or sound but none that can be decoded. Starts at the beginning, or
+    /// where `setPos` has pointed since the last `stop`; not at the in point.
     bool play();
 
     /// Opens the file and stands paused; no picture is forced.
@@ -148,6 +149,9 @@ private:
     };
 
     void decodeLoopInternal(bool scrub);
+    bool endTimedPause();
+    void loopTo(double ms);
+    void resumeClock();
     bool playLocked();
     void stopLocked();
     bool openFile();

@@ -16,7 +16,7 @@ extern "C" {
 void LFile::DecodeLoop::audioPacket(const AVPacket* audioPacket) {
     AVCodecContext* decoder = media.audioCodecContext.get();
     if (avcodec_send_packet(decoder, audioPacket) < 0) return;
-    while (file.playing && avcodec_receive_frame(decoder, decoded.get()) >= 0) {
+    while (goOn() && avcodec_receive_frame(decoder, decoded.get()) >= 0) {
         audioFrame();
         av_frame_unref(decoded.get());
     }
@@ -45,17 +45,25 @@ void LFile::DecodeLoop::audioFrame() {
     }
     chain.delayMs = file.audioDelayMs;
     if (!forceChannels(chain.format.channels)) return;
-    if (pacedBySound) {
-        mediaEnd = start + length;
-        if (file.rateChanged.exchange(false)) anchor(start);
-        checkOutPoint(start);
-        pace(start);
-    }
+    mediaEnd = std::max(mediaEnd, start + length);
+    paceSound(start);
     if (!prepareAudioGraph(quol::audioChainText(chain)) || !audioGraph.send(&frame)) return;
-    while (audioGraph.receive(*audioFiltered)) {
+    receiveAudio();
+}
+
+void LFile::DecodeLoop::receiveAudio() {
+    while (goOn() && audioGraph.receive(*audioFiltered)) {
         deliverAudio(*audioFiltered);
         av_frame_unref(audioFiltered.get());
     }
+}
+
+// What a delay or a change of rate keeps back at the end of the file.
+void LFile::DecodeLoop::finishAudioGraph() {
+    if (!audioGraph || file.seekPending || !audioGraph.finish(nextAudioPts)) return;
+    receiveAudio();
+    audioGraph.reset();
+    audioChainTried = false;
 }
 
 // Builds the graph when the chain or the form of the sound has changed. One that cannot be built
@@ -73,15 +81,17 @@ bool LFile::DecodeLoop::prepareAudioGraph(const std::string& chain) {
 // Makes the decoded block one of `channels` in their default layout; below 1 leaves it alone.
 bool LFile::DecodeLoop::forceChannels(int channels) {
     AVFrame& frame = *decoded;
-    const bool unknown = frame.ch_layout.order == AV_CHANNEL_ORDER_UNSPEC;
     const quol::ChannelLayout layout(channels >= 1 ? channels : frame.ch_layout.nb_channels);
-    if (unknown && layout.channels() == frame.ch_layout.nb_channels) {
+    // Layouts that are none, or are made up, get the usual one of their count, if there is one.
+    const bool unusual = frame.ch_layout.order != AV_CHANNEL_ORDER_NATIVE;
+    if (unusual && layout.channels() == frame.ch_layout.nb_channels) {
         return av_channel_layout_copy(&frame.ch_layout, layout.get()) >= 0;
     }
     if (channels < 1 || layout.equals(frame.ch_layout)) return true;
 
     const auto format = static_cast<AVSampleFormat>(frame.format);
-    if (!channelForcer.prepare(frame, {channels, format, frame.sample_rate})) return false;
+    // A count that no layout is known for: the sound stays as it is rather than fall silent.
+    if (!channelForcer.prepare(frame, {channels, format, frame.sample_rate})) return true;
     const quol::FramePtr remixed = quol::makeFrame();
     if (!remixed || av_frame_copy_props(remixed.get(), &frame) < 0) return false;
     remixed->format = frame.format;

@@ -10,4 +10,7 @@ struct LFile::Decoders {
     quol::CodecContextPtr audioCodecContext; // null without sound
     int videoStreamIndex = -1;
     int audioStreamIndex = -1;
+
+    // Packets of no use are not even read where the demuxer can help it.
+    void discardUnused();
 };

@@ -6,11 +6,16 @@
 
 #include "core/Clock.h"
 
+extern "C" {
+#include <libavutil/mathematics.h>
+}
+
 namespace {
 
 constexpr std::size_t maxQueue = 15; // pictures that wait while no sink is attached
 constexpr std::int64_t idleSleep = 10 * quol::nanosPerMilli;
 constexpr std::int64_t backPressureSleep = 5 * quol::nanosPerMilli;
+constexpr std::int64_t idleJumpSleep = 40 * quol::nanosPerMilli;
 constexpr std::int64_t endSleep = 20 * quol::nanosPerMilli;
 
 // Beyond this (some 30 years) a time stamp is damage; it keeps clock arithmetic within 64 bits.
@@ -40,10 +45,12 @@ LFile::DecodeLoop::DecodeLoop(LFile& file, bool scrub)
     if (audio != nullptr) audioTimeBase = audio->time_base;
     // A cover picture is one picture for all of the sound.
     pacedBySound = video == nullptr || (video->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
-    if (media.formatContext && media.formatContext->start_time != AV_NOPTS_VALUE) {
-        mediaStart =
-            std::max(0.0, static_cast<double>(media.formatContext->start_time) / AV_TIME_BASE);
-    }
+    if (!media.formatContext) return;
+    path = media.formatContext->url;
+    if (media.formatContext->start_time == AV_NOPTS_VALUE) return;
+    constexpr double primingAtMost = 1.0; // seconds of sound that a container may lay before 0
+    const double start = static_cast<double>(media.formatContext->start_time) / AV_TIME_BASE;
+    if (start > 0.0 || start < -primingAtMost) mediaStart = bounded(start);
 }
 
 void LFile::DecodeLoop::run() {
@@ -61,11 +68,12 @@ void LFile::DecodeLoop::step() {
     if (idle()) return;
     if (file.seekPending) seek();
     if (heldBack()) return;
-    if (av_read_frame(media.formatContext.get(), packet.get()) < 0) {
+    if (!media.formatContext || av_read_frame(media.formatContext.get(), packet.get()) < 0) {
         endOfFile();
         return;
     }
     seekUntold = false;
+    drained = false;
     if (packet->stream_index == media.videoStreamIndex) {
         videoPacket(packet.get());
     } else if (packet->stream_index == media.audioStreamIndex) {
@@ -76,17 +84,21 @@ void LFile::DecodeLoop::step() {
 
 // True while the player is paused; ends a timed pause.
 bool LFile::DecodeLoop::idle() {
-    bool over = false;
-    {
-        const std::lock_guard lock(file.clockMutex);
-        over = file.timedPause && quol::steadyNow() >= file.pauseUntil;
-    }
-    if (over) file.resume();
+    if (file.endTimedPause()) file.setSinksPaused(false);
     if (!file.paused) return false;
     scrub = scrub || file.seekPending;
     if (scrub) return false;
     file.sleeper->sleepFor(idleSleep);
     return true;
+}
+
+// Whether to go on with the frames at hand, of which one packet may give any number: waits out a
+// pause, and says no when the player jumps or ends.
+bool LFile::DecodeLoop::goOn() {
+    while (file.playing && !file.seekPending) {
+        if (!idle()) return true;
+    }
+    return false;
 }
 
 // Jumps to the pending target. The demuxer goes to the key picture before it; what lies between is
@@ -100,8 +112,7 @@ void LFile::DecodeLoop::seek() {
     }
     const double seconds = bounded(targetMs / 1000.0);
     const auto stamp = static_cast<std::int64_t>(seconds * AV_TIME_BASE);
-    const bool moved =
-        avformat_seek_file(media.formatContext.get(), -1, INT64_MIN, stamp, INT64_MAX, 0) >= 0;
+    const bool moved = media.formatContext && seekInFile(stamp);
     if (media.videoCodecContext) avcodec_flush_buffers(media.videoCodecContext.get());
     if (media.audioCodecContext) avcodec_flush_buffers(media.audioCodecContext.get());
     videoGraph.reset();
@@ -115,8 +126,49 @@ void LFile::DecodeLoop::seek() {
     audioTarget = videoTarget;
     drained = false;
     seekUntold = true;
+    firstSinceSeek = true;
     file.flushSinks();
     anchor(std::max(seconds, mediaStart));
+}
+
+// Moves the demuxer to a key picture at or before `target`, in microseconds. Demuxers with an index
+// find it by themselves. Others stop at whatever lies near the target, or round to a picture behind
+// it: they are sent further back until a key picture at or before it comes first. False when there
+// is no seeking.
+bool LFile::DecodeLoop::seekInFile(std::int64_t target) {
+    AVFormatContext* input = media.formatContext.get();
+    const auto moveTo = [input](std::int64_t place) {
+        return avformat_seek_file(input, -1, INT64_MIN, place, INT64_MAX, 0) >= 0;
+    };
+    if (!moveTo(target)) return false;
+    if (pacedBySound) return true;
+    const auto start = static_cast<std::int64_t>(mediaStart * AV_TIME_BASE);
+    const std::int64_t end = input->duration > 0 ? start + input->duration : INT64_MAX;
+    const std::int64_t latest = std::min(target, end);
+    // Some count in times of decoding, which lie before those of showing.
+    const std::int64_t earliest = start - AV_TIME_BASE;
+    std::int64_t place = target;
+    for (std::int64_t step = AV_TIME_BASE / 2;
+         file.playing && place > earliest && nextKeyPictureIsBehind(target); step *= 2) {
+        place = std::max(earliest, latest - step);
+        if (!moveTo(place)) break;
+    }
+    return moveTo(place);
+}
+
+// Reads on, for seekInFile to go back.
+bool LFile::DecodeLoop::nextKeyPictureIsBehind(std::int64_t target) {
+    while (av_read_frame(media.formatContext.get(), packet.get()) >= 0) {
+        const bool picture = packet->stream_index == media.videoStreamIndex;
+        const bool key = (packet->flags & AV_PKT_FLAG_KEY) != 0;
+        const std::int64_t stamp = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+        av_packet_unref(packet.get());
+        if (!picture) continue;
+        const bool behind = stamp != AV_NOPTS_VALUE &&
+                            av_rescale_q(stamp, videoTimeBase, AV_TIME_BASE_Q) > target + 1;
+        if (key || behind) return behind;
+    }
+    return true;
 }
 
 // True while nobody takes the pictures.
@@ -137,15 +189,10 @@ void LFile::DecodeLoop::endOfFile() {
         // What was just shown may have paused the player, made it jump or ended it.
         if (file.paused || file.seekPending || !file.playing) return;
     }
+    scrub = false; // there was no picture to show
     file.eofReached = true;
     if (file.loop) {
-        if (anchorPending) {
-            file.sleeper->sleepFor(endSleep); // nothing in it could be played: do not spin
-        } else {
-            pace(mediaEnd); // the last picture stands as long as any other
-        }
-        file.setPos(0.0);
-        file.eofReached = false;
+        startAgain();
     } else if (file.eofHold) {
         file.sleeper->sleepFor(endSleep);
     } else {
@@ -153,15 +200,23 @@ void LFile::DecodeLoop::endOfFile() {
     }
 }
 
+void LFile::DecodeLoop::startAgain() {
+    if (anchorPending) {
+        file.sleeper->sleepFor(endSleep); // nothing in it could be played: do not spin
+    } else {
+        pace(mediaEnd); // the last picture stands as long as any other
+    }
+    // Most files begin at 0; time stamps that count up to 0 begin before it.
+    file.loopTo(std::min(0.0, mediaStart) * 1000.0);
+}
+
 // Some demuxers take a seek and then have nothing more to give (that of single pictures does).
 // Opened afresh they read from the start. False for an image sequence, whose seeks can be relied
-// on.
+// on, and for a file that has gone meanwhile, which is at its end.
 bool LFile::DecodeLoop::reopen() {
-    const std::string path = media.formatContext->url;
-    if (path.find('%') != std::string::npos) return false;
-    // A file that has gone meanwhile is at its end.
-    if (!media.formatContext.open(path) || !media.formatContext.findStreamInfo())
-        file.playing = false;
+    if (path.empty() || path.find('%') != std::string::npos) return false;
+    if (!media.formatContext.open(path) || !media.formatContext.findStreamInfo()) return false;
+    media.discardUnused();
     return true;
 }
 
@@ -171,6 +226,7 @@ void LFile::DecodeLoop::drainDecoders() {
     if (media.audioCodecContext) {
         audioPacket(nullptr);
         avcodec_flush_buffers(media.audioCodecContext.get());
+        finishAudioGraph();
     }
     if (!media.videoCodecContext) return;
     videoPacket(nullptr);
@@ -178,6 +234,7 @@ void LFile::DecodeLoop::drainDecoders() {
     // The target lies behind the last picture: that one it is.
     videoTarget.reset();
     showSkipped();
+    finishGraph();
 }
 
 double LFile::DecodeLoop::playRate() const {
@@ -189,7 +246,9 @@ double LFile::DecodeLoop::playRate() const {
 void LFile::DecodeLoop::anchor(double seconds) {
     const auto offset = static_cast<std::int64_t>(bounded(seconds / playRate()) * 1000000.0) * 1000;
     const std::lock_guard lock(file.clockMutex);
-    file.clockStart = quol::steadyNow() - offset;
+    const std::int64_t now = quol::steadyNow();
+    file.clockStart = now - offset;
+    file.pauseStart = now; // what a pause has lasted so far is behind the new clock
     anchorPending = true;
 }
 
@@ -205,35 +264,49 @@ bool LFile::DecodeLoop::beforeTarget(std::optional<double>& target, double start
 void LFile::DecodeLoop::checkOutPoint(double seconds) {
     const double outPointMs = file.outPointMs;
     if (!(outPointMs > 0.0) || outPointMs > seconds * 1000.0) return;
-    if (file.loop) {
-        file.setPos(file.inPointMs);
-    } else {
+    if (!file.loop) {
         file.playing = false;
+        return;
     }
+    // An in point behind the out point would have it jump from picture to picture without a pause.
+    if (firstSinceSeek) file.sleeper->sleepFor(idleJumpSleep);
+    file.loopTo(file.inPointMs);
+}
+
+// Seconds of media time that have passed on the clock.
+double LFile::DecodeLoop::mediaTime() const {
+    const std::lock_guard lock(file.clockMutex);
+    return static_cast<double>(quol::steadyNow() - file.clockStart) / 1e9 * playRate();
 }
 
 // Holds a frame until its time. One that is late goes at once, and so does one a second or more
-// early: a gap in the time stamps is no reason to stand still.
+// early: a gap in the time stamps is no reason to stand still. Behind such a gap, and behind the
+// time that opening or a seek took, the clock goes on from the frame, or all others would rush.
 void LFile::DecodeLoop::pace(double seconds) {
-    const double rate = playRate();
-    std::int64_t clockStart = 0;
-    {
-        const std::lock_guard lock(file.clockMutex);
-        clockStart = file.clockStart;
-    }
-    const double mediaTime = static_cast<double>(quol::steadyNow() - clockStart) / 1e9 * rate;
-    if (anchorPending) {
+    const double early = (seconds - mediaTime()) / playRate();
+    const bool late = anchorPending && early < 0.0;
+    anchorPending = false;
+    if (late || early >= 1.0) {
+        anchor(seconds);
         anchorPending = false;
-        // Opening and decoding took their time; the frames behind must not rush to make it good.
-        if (mediaTime > seconds) {
-            anchor(seconds);
-            anchorPending = false;
-            return;
-        }
+        return;
     }
-    const double wait = (seconds - mediaTime) / rate;
-    if (!(wait > 0.0) || wait >= 1.0) return;
-    const auto nanoseconds =
-        static_cast<std::int64_t>(wait * static_cast<double>(quol::nanosPerSecond));
-    file.sleeper->sleepFor(std::min(nanoseconds, quol::nanosPerSecond - 1));
+    if (!(early > 0.0)) return;
+    const auto wait = static_cast<std::int64_t>(early * static_cast<double>(quol::nanosPerSecond));
+    file.sleeper->sleepFor(std::min(wait, quol::nanosPerSecond - 1));
+}
+
+// Sound goes out as it is read, just ahead of its pictures. Where there is no moving picture, or
+// none any more, it is held back itself.
+void LFile::DecodeLoop::paceSound(double seconds) {
+    constexpr double lead = 2.0; // seconds: farther apart than any container lays sound and picture
+    if (pacedBySound) {
+        if (file.rateChanged.exchange(false)) anchor(seconds);
+        checkOutPoint(seconds);
+        pace(seconds);
+        scrub = false;
+        firstSinceSeek = false;
+    } else if (!anchorPending && !scrub && seconds - lead > mediaTime()) {
+        pace(seconds - lead);
+    }
 }

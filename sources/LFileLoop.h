@@ -19,9 +19,13 @@ private:
     bool ready() const { return packet && decoded && filtered && audioFiltered; }
     void step();
     bool idle();
+    bool goOn();
     void seek();
+    bool seekInFile(std::int64_t target);
+    bool nextKeyPictureIsBehind(std::int64_t target);
     bool heldBack();
     void endOfFile();
+    void startAgain();
     bool reopen();
     void drainDecoders();
 
@@ -34,6 +38,9 @@ private:
     bool prepareGraph(AVFrame& frame, const std::string& chain);
     void deliver(AVFrame& frame, AVRational timeBase);
     void distribute(AVFrame& frame, AVRational timeBase, const std::string* timecode);
+    void receiveFiltered();
+    bool timeJumped(const AVFrame& frame) const;
+    void finishGraph();
     void drainGraph();
     std::string timecodeOf(double seconds, double fps);
 
@@ -41,17 +48,22 @@ private:
     void audioFrame();
     bool forceChannels(int channels);
     bool prepareAudioGraph(const std::string& chain);
+    void receiveAudio();
+    void finishAudioGraph();
     void deliverAudio(AVFrame& frame);
 
     void anchor(double seconds);
+    double mediaTime() const;
     void pace(double seconds);
+    void paceSound(double seconds);
     void checkOutPoint(double seconds);
     double playRate() const;
     static bool beforeTarget(std::optional<double>& target, double start, double length);
 
     LFile& file;
     Decoders& media;
-    bool scrub;
+    bool scrub;       // paused, but one picture is to be shown
+    std::string path; // of the open file
     const quol::PacketPtr packet;
     const quol::FramePtr decoded;
     const quol::FramePtr filtered;
@@ -60,6 +72,7 @@ private:
     quol::FilterGraph videoGraph;
     std::string videoChain; // the chain the graph was built from, or failed to be
     int graphQuality = 0;
+    std::int64_t lastGraphPts = 0; // of the latest picture that went into the graph
     bool videoChainFailed = false;
     quol::FilterGraph audioGraph;
     std::string audioChain;
@@ -69,12 +82,13 @@ private:
 
     AVRational videoTimeBase{1, 1};
     AVRational audioTimeBase{1, 1};
-    bool pacedBySound = false; // no moving picture holds the sound back
-    double mediaStart = 0.0;   // seconds: a position before the first time stamp counts as that
-    bool anchorPending = true; // the first frame after a start or seek may set the clock back
-    double mediaEnd = 0.0;     // seconds: where the latest frame ends
-    bool seekUntold = false;   // a seek has been made and nothing has come of it yet
-    bool drained = false;      // the decoders have given their last frames
+    bool pacedBySound = false;   // no moving picture holds the sound back
+    double mediaStart = 0.0;     // seconds: where the time stamps begin, 0 unless far from it
+    bool anchorPending = true;   // the first frame after a start or seek may set the clock back
+    double mediaEnd = 0.0;       // seconds: where the latest frame ends
+    bool firstSinceSeek = false; // no frame has gone out since a seek
+    bool seekUntold = false;     // a seek has been made and nothing has come of it yet
+    bool drained = false;        // the decoders have given their last frames
     // Seconds: frames that end before a seek's target are decoded, not shown.
     std::optional<double> videoTarget;
     std::optional<double> audioTarget;

@@ -17,15 +17,15 @@ std::string numberText(double number) {
     return {text.data(), end};
 }
 
-// Packets of no use are not even read where the demuxer can help it.
-void discardUnused(const quol::MediaInput& input, int video, int audio) {
-    for (unsigned i = 0; i < input->nb_streams; ++i) {
-        const bool used = static_cast<int>(i) == video || static_cast<int>(i) == audio;
-        input->streams[i]->discard = used ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+} // namespace
+
+void LFile::Decoders::discardUnused() {
+    for (unsigned i = 0; i < formatContext->nb_streams; ++i) {
+        const auto index = static_cast<int>(i);
+        const bool used = index == videoStreamIndex || index == audioStreamIndex;
+        formatContext->streams[i]->discard = used ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
     }
 }
-
-} // namespace
 
 bool LFile::openFile() {
     closeFile();
@@ -48,7 +48,7 @@ bool LFile::openFile() {
         closeFile();
         return false;
     }
-    discardUnused(open.formatContext, open.videoStreamIndex, open.audioStreamIndex);
+    open.discardUnused();
     const std::lock_guard lock(mediaMutex);
     media = opened;
     return true;

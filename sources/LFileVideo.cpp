@@ -25,14 +25,11 @@ void LFile::DecodeLoop::videoPacket(const AVPacket* videoPacket) {
 }
 
 void LFile::DecodeLoop::receiveVideo() {
-    while (file.playing &&
-           avcodec_receive_frame(media.videoCodecContext.get(), decoded.get()) >= 0) {
+    while (goOn() && avcodec_receive_frame(media.videoCodecContext.get(), decoded.get()) >= 0) {
+        const bool scrubbing = scrub;
         videoFrame();
         av_frame_unref(decoded.get());
-        if (scrub) {
-            scrub = false; // exactly one picture is shown
-            return;
-        }
+        if (scrubbing && !scrub) return; // the one picture has been shown
     }
 }
 
@@ -63,9 +60,11 @@ void LFile::DecodeLoop::videoFrame() {
         return;
     }
     // Where pictures last longer than most, the one before the target is still up when it comes.
+    const bool scrubbing = scrub;
     if (target && start > *target + length / 2) showSkipped();
     lastSkipped.reset();
-    mediaEnd = start + length;
+    mediaEnd = std::max(mediaEnd, start + length);
+    if (scrubbing && !scrub) return; // that was the one picture to show
     showPicture(frame);
 }
 
@@ -95,11 +94,27 @@ void LFile::DecodeLoop::showPicture(AVFrame& frame) {
         deliver(frame, videoTimeBase);
         return;
     }
+    if (timeJumped(frame)) videoGraph.reset();
     if (!prepareGraph(frame, text) || !videoGraph.send(&frame)) return;
-    while (videoGraph.receive(*filtered)) {
+    lastGraphPts = frame.pts;
+    receiveFiltered();
+}
+
+void LFile::DecodeLoop::receiveFiltered() {
+    while (goOn() && videoGraph.receive(*filtered)) {
         deliver(*filtered, videoGraph.timeBase());
         av_frame_unref(filtered.get());
     }
+}
+
+// A filter that makes an even rate would fill a long gap with copies, and drop whatever lies behind
+// a step back until the time is made good.
+bool LFile::DecodeLoop::timeJumped(const AVFrame& frame) const {
+    constexpr double longestGap = 10.0; // seconds
+    if (!videoGraph) return false;
+    const double gap = av_q2d(videoTimeBase) *
+                       (static_cast<double>(frame.pts) - static_cast<double>(lastGraphPts));
+    return gap < 0.0 || gap > longestGap;
 }
 
 // Builds the graph when the chain or the form of the pictures has changed. A chain that cannot be
@@ -133,6 +148,8 @@ void LFile::DecodeLoop::deliver(AVFrame& frame, AVRational timeBase) {
     if (!scrub) pace(seconds);
     const std::string timecode = timecodeOf(seconds, quol::fpsOrDefault(fps));
     distribute(frame, timeBase, &timecode);
+    scrub = false;
+    firstSinceSeek = false;
 }
 
 std::string LFile::DecodeLoop::timecodeOf(double seconds, double fps) {
@@ -156,10 +173,20 @@ void LFile::DecodeLoop::distribute(AVFrame& frame, AVRational timeBase,
     file.distributeVideoFrame(clone.get());
 }
 
-// What the filters still hold goes out when the worker ends, without pacing or a time code.
+// Filters keep pictures back as decoders do: at the end of the file they are shown too, in their
+// time. A jump or more pictures find a new graph.
+void LFile::DecodeLoop::finishGraph() {
+    if (!videoGraph || file.seekPending || !videoGraph.finish(nextVideoPts)) return;
+    receiveFiltered();
+    videoGraph.reset();
+}
+
+// What the filters still hold goes out when the worker ends, without pacing or a time code. A
+// filter that repeats without end holds any number, so there is a limit.
 void LFile::DecodeLoop::drainGraph() {
+    constexpr int most = 100;
     if (!videoGraph || !videoGraph.send(nullptr)) return;
-    while (videoGraph.receive(*filtered)) {
+    for (int count = 0; count < most && videoGraph.receive(*filtered); ++count) {
         distribute(*filtered, videoGraph.timeBase(), nullptr);
         av_frame_unref(filtered.get());
     }

@@ -46,7 +46,8 @@ public:
 
     /// Display aspect ratio in lowest terms, "16:9"; "N/A" without a picture.
     std::string getAspectRatio() const;
-    /// Name of the colour space; "Unknown" without one.
+    /// FFmpeg's name of the colour space ("unknown" where the file does not say); "Unknown" without
+    /// a picture.
     std::string getColorSpace() const;
     /// "4:2:0", "4:2:2" or "4:4:4"; "Unknown" for any other.
     std::string getChromaSubsampling() const;

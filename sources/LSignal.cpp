@@ -35,9 +35,9 @@ void fillColor(const AVFrame& frame, const quol::YuvLevels& levels) {
     fillPlane(frame, 2, chromaWidth, chromaHeight, levels.v);
 }
 
-bool drawImage(AVFrame& frame, const std::string& path) {
+bool drawImage(AVFrame& frame, quol::MediaInput& input, const std::string& path) {
     // Only the first packet is tried: a still has no more.
-    const quol::FramePtr image = quol::decodeFirstPicture(path, 1);
+    const quol::FramePtr image = quol::decodeFirstPicture(input, path, 1);
     return image && quol::Scaler().scale(*image, frame, SWS_BILINEAR);
 }
 
@@ -46,6 +46,7 @@ bool drawImage(AVFrame& frame, const std::string& path) {
 LSignal::LSignal()
     : color("#000000"),
       pool(std::make_unique<quol::PicturePool>()),
+      imageInput(std::make_unique<quol::MediaInput>()),
       sleeper(std::make_unique<quol::Sleeper>()) {
     videoFormatProps initial;
     initial.mode = 4;
@@ -86,7 +87,12 @@ bool LSignal::Start() {
     if (running) return true;
     sleeper->reset();
     running = true;
-    thread = std::thread(&LSignal::signalLoop, this);
+    try {
+        thread = std::thread(&LSignal::signalLoop, this);
+    } catch (...) {
+        running = false;
+        throw;
+    }
     return true;
 }
 
@@ -95,7 +101,9 @@ void LSignal::Stop() {
         const std::lock_guard lock(threadMutex);
         running = false;
         sleeper->wake();
+        imageInput->interrupt(true);
         if (thread.joinable()) thread.join();
+        imageInput->interrupt(false);
     }
     const std::lock_guard lock(mutex);
     cachedFrame.reset();
@@ -118,7 +126,7 @@ quol::FramePtr LSignal::drawFrame() {
     }
     quol::FramePtr frame = pool->get(format.width, format.height, AV_PIX_FMT_YUV420P);
     if (!frame) return nullptr;
-    const bool drawn = !imagePath.empty() && drawImage(*frame, imagePath);
+    const bool drawn = !imagePath.empty() && drawImage(*frame, *imageInput, imagePath);
     if (!drawn) fillColor(*frame, levels);
     return frame;
 }

@@ -13,6 +13,7 @@
 #include "quolsdk/formats.h"
 
 namespace quol {
+class MediaInput;
 class PicturePool;
 class Sleeper;
 } // namespace quol
@@ -20,8 +21,9 @@ class Sleeper;
 /// A source of one constant picture at the rate of its format, in planar YUV 4:2:0 8-bit whatever
 /// the format's `pixelFormat` says. No sound. A new signal is 1280x720 black at 50 frames a second.
 ///
-/// Threads: any. A change while it runs shows at the next picture. Opening an image holds the
-/// setters up for as long as the file takes.
+/// Threads: any, but `Start`, `Stop` and the destructor never from inside a push. A change while it
+/// runs shows at the next picture. Opening an image holds the setters up for as long as the file
+/// takes.
 class QUOLSDK_API LSignal : public LObject {
 public:
     LSignal();
@@ -65,6 +67,8 @@ private:
     videoFormatProps format;    ///< expanded
     quol::FramePtr cachedFrame; ///< the finished picture; null after every change
     const std::unique_ptr<quol::PicturePool> pool;
+    /// Reads the image, under `mutex`; only MediaInput::interrupt is called from elsewhere.
+    const std::unique_ptr<quol::MediaInput> imageInput;
 
     std::mutex threadMutex; ///< guards `thread`: Start and Stop one at a time
     std::thread thread;     ///< runs signalLoop

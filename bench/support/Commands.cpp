@@ -155,7 +155,18 @@ std::string testClip() {
          "128k"});
 }
 
+std::string clipStart() {
+    return madeOnce("clip-start.mp4", {"ffmpeg",   "-v",        "error",
+                                       "-nostdin", "-y",        "-i",
+                                       testClip(), "-frames:v", std::to_string(clipStartPictures),
+                                       "-t",       "0.4",       "-c:v",
+                                       "libx264",  "-preset",   "veryfast",
+                                       "-crf",     "21",        "-c:a",
+                                       "aac",      "-b:a",      "128k"});
+}
+
 void progress(const std::string& text) {
+    std::fflush(stdout);
     std::fprintf(stderr, "-- %s\n", text.c_str());
 }
 

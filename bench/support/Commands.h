@@ -41,6 +41,10 @@ std::string madeOnce(const std::string& name, Command command);
 // zoom with grain, a moving test pattern in a corner, two tones with noise.
 std::string testClip();
 
+// The first ten pictures of it.
+std::string clipStart();
+constexpr int clipStartPictures = 10;
+
 // One line of progress; it goes to the error stream, the tables do not.
 void progress(const std::string& text);
 

@@ -6,10 +6,10 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <random>
 
 extern "C" {
 #include <libavutil/imgutils.h>
+#include <libavutil/log.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -88,12 +88,14 @@ quol::FramePtr makePicture(int width, int height, AVPixelFormat format) {
     frame->height = height;
     frame->format = format;
     if (av_frame_get_buffer(frame.get(), 32) < 0) return nullptr;
-    std::mt19937 random(1);
+    std::uint32_t noise = 1;
     for (int plane = 0; plane < 4 && frame->data[plane] != nullptr; ++plane) {
         const auto size =
             static_cast<std::ptrdiff_t>(frame->linesize[plane]) * planeRows(*frame, plane);
-        std::generate_n(frame->data[plane], size,
-                        [&random] { return static_cast<std::uint8_t>(random()); });
+        std::generate_n(frame->data[plane], size, [&noise] {
+            noise = noise * 1664525U + 1013904223U;
+            return static_cast<std::uint8_t>(noise >> 24U);
+        });
     }
     return frame;
 }
@@ -133,6 +135,10 @@ QuietOutput::~QuietOutput() {
     std::fflush(stdout);
     dup2(saved_, STDOUT_FILENO);
     close(saved_);
+}
+
+void quietFFmpeg() {
+    av_log_set_level(AV_LOG_FATAL);
 }
 
 int runBenchmarks(int argc, char** argv) {

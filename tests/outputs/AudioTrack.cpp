@@ -59,6 +59,11 @@ public:
     void advance(double from, double to, double offset = 0.0) {
         for (double at = from; at < to - 1e-9; at += pictureLength) track.advance(at, at + offset);
     }
+    // The same, and these are the last ones.
+    void advanceToTheEnd(double from, double to, double offset = 0.0) {
+        advance(from, to, offset);
+        track.finish();
+    }
 
     std::int64_t pairs() const { return static_cast<std::int64_t>(left.size()); }
     // What is heard at a time of the file; 0 is silence.
@@ -118,17 +123,28 @@ TEST(AudioTrack, FirstPictureOnlyTiesTheClocks) {
     Track track;
     track.pushSound(0.0, 1.0);
     track.track.advance(0.0, 0.0);
+    track.track.finish();
     EXPECT_EQ(track.pairs(), 0);
     EXPECT_EQ(track.track.samplesWritten(), 0);
 }
 
-TEST(AudioTrack, SoundIsWrittenUpToTheSecondPictureInWholeChunks) {
+TEST(AudioTrack, SoundStartsWithTheSecondPictureInWholeChunks) {
     Track track;
     track.pushSound(0.0, 1.0);
     track.advance(0.0, 0.08);
+    EXPECT_EQ(track.pairs(), chunk); // the chunk that ends before 40 ms
+    EXPECT_EQ(track.track.samplesWritten(), chunk);
+    expectInPlace(track, 0.0, 0.02, 0.0);
+}
+
+TEST(AudioTrack, FinishWritesTheChunkThatReachesTheLastPicture) {
+    Track track;
+    track.pushSound(0.0, 1.0);
+    track.advanceToTheEnd(0.0, 0.08);
     EXPECT_EQ(track.pairs(), 2 * chunk); // the first number of whole chunks that reaches 40 ms
-    EXPECT_EQ(track.track.samplesWritten(), 2 * chunk);
     expectInPlace(track, 0.0, 0.04, 0.0);
+    track.track.finish();
+    EXPECT_EQ(track.pairs(), 2 * chunk);
 }
 
 TEST(AudioTrack, PictureThatTheSoundHasReachedWritesNothing) {
@@ -143,7 +159,7 @@ TEST(AudioTrack, PictureThatTheSoundHasReachedWritesNothing) {
 
 TEST(AudioTrack, WithoutSoundTheTrackIsSilentAndAsLongAsThePictures) {
     Track track;
-    track.advance(0.0, 4.0);
+    track.advanceToTheEnd(0.0, 4.0);
     EXPECT_GE(track.pairs(), std::lround(3.96 * rate));
     EXPECT_LT(track.pairs(), std::lround(3.96 * rate) + chunk);
     expectSilence(track, 0.0, 3.96);
@@ -160,13 +176,13 @@ TEST(AudioTrack, ChunksCarryContiguousTimeStamps) {
 
 TEST(AudioTrack, EncoderWithAFrameSizeGetsFramesOfThatSize) {
     Track track(960);
-    track.advance(0.0, 0.08);
+    track.advanceToTheEnd(0.0, 0.08);
     EXPECT_EQ(track.stamps, (std::vector<std::int64_t>{0, 960}));
 }
 
 TEST(AudioTrack, EncoderWithoutAFrameSizeGets1024Samples) {
     Track track(0);
-    track.advance(0.0, 0.08);
+    track.advanceToTheEnd(0.0, 0.08);
     EXPECT_EQ(track.stamps, (std::vector<std::int64_t>{0, 1024}));
 }
 
@@ -215,6 +231,24 @@ TEST(AudioTrack, HoleInTheSoundStaysAHoleOfItsLength) {
     track.advance(1.4, 2.5);
     expectSilence(track, 1.0, 1.5);
     expectInPlace(track, 1.5, 2.4, 0.0);
+}
+
+TEST(AudioTrack, SoundThatComesJustBehindItsPictureIsWhole) {
+    Track track;
+    for (double now = 0.0; now < 4.0 - 1e-9; now += pictureLength) {
+        track.track.advance(now, now);
+        track.pushSound(now, now + pictureLength);
+    }
+    expectInPlace(track, 0.0, 3.9, 0.0);
+}
+
+TEST(AudioTrack, ChunksLongerThanAPictureAreWhole) {
+    Track track(4608);
+    for (double now = 0.0; now < 4.0 - 1e-9; now += pictureLength) {
+        track.pushSound(now, now + pictureLength);
+        track.track.advance(now, now);
+    }
+    expectInPlace(track, 0.0, 3.8, 0.0);
 }
 
 TEST(AudioTrack, SourceThatJumpsBackIsFollowed) {

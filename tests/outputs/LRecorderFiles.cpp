@@ -45,6 +45,7 @@ void record(LRecorder& recorder, LiveSource& source, std::int64_t pictures) {
 RecordedFile recordPictures(LRecorder& recorder, const std::string& path, AVFrame& picture,
                             int count) {
     recorder.setFilePath(path);
+    picture.pts = AV_NOPTS_VALUE; // it stands at the time it comes
     EXPECT_TRUE(recorder.Record());
     for (int i = 0; i < count; ++i) {
         if (i > 0) std::this_thread::sleep_for(50ms);

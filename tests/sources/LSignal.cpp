@@ -350,8 +350,8 @@ TEST(LSignal, AChangeOfColourShowsWhileRunning) {
     EXPECT_TRUE(running.shows(0));
     running.signal.setColor("#FFFFFF");
     EXPECT_TRUE(running.shows(255));
-    running.signal.setColor("#808080");
-    EXPECT_TRUE(running.shows(128));
+    running.signal.setColor("#FF0000");
+    EXPECT_TRUE(running.shows(76));
 }
 
 TEST(LSignal, AChangeOfFormatShowsWhileRunning) {
@@ -381,7 +381,7 @@ TEST(LSignal, AnImageIsScaledToTheFormat) {
     EXPECT_NEAR(ground.v, 108, tolerance);
     const Levels quarter = levelsAt(*picture, 10, 10);
     EXPECT_NEAR(quarter.y, 133, tolerance);
-    EXPECT_NEAR(quarter.u, 67, tolerance);
+    EXPECT_NEAR(quarter.u, 76, tolerance);
     EXPECT_NEAR(quarter.v, 162, tolerance);
 }
 
