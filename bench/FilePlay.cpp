@@ -74,14 +74,13 @@ int play(const std::string& file, const Way& way) {
 }
 
 bench::Command peerCommand(const std::string& file, const Way& way) {
-    bench::Command command{"ffmpeg", "-v", "error", "-nostdin", "-i", file};
+    bench::Command command = bench::with(bench::words("ffmpeg -v error -nostdin -i"), {file});
     if (way.letterBox) {
-        const std::string chain =
-            quol::videoChainText({letterBoxFormat(), "letter-box", false, false, {}});
-        command.insert(command.end(), {"-sws_flags", "bicubic", "-vf", chain});
+        const quol::VideoChain chain{letterBoxFormat(), "letter-box", false, false, {}};
+        command =
+            bench::with(command, {"-sws_flags", "bicubic", "-vf", quol::videoChainText(chain)});
     }
-    command.insert(command.end(), {"-f", "null", "-"});
-    return command;
+    return bench::with(command, bench::words("-f null -"));
 }
 
 // CPU seconds of the whole clip, of its first pictures, and what is between them for one picture.
@@ -101,21 +100,15 @@ struct Side {
     double framesPerSecond() const { return (clipFrames - shortFrames) / bench::median(wall); }
 };
 
-void printSide(const char* name, const Side& side, double bytes) {
+void printSide(const char* name, const Side& side, double copy, double bytes) {
     std::printf("  %-8s %9.1f %9.2f %10.3f %12.1f %9.1f", name, side.framesPerSecond(),
                 side.perFrame() * 1000.0, bench::median(side.whole),
-                bench::median(side.start) * 1000.0,
-                side.perFrame() / bench::plainCopySeconds(clipPictureBytes));
+                bench::median(side.start) * 1000.0, side.perFrame() / copy);
     if (bytes > 0.0) {
         std::printf(" %12.0f\n", bytes);
     } else {
         std::printf(" %12s\n", "-");
     }
-}
-
-// A chain that makes a steady rate keeps the last picture: it waits for the time of the next.
-bool isWhole(double pictures, int decoded) {
-    return pictures == decoded || pictures == decoded - 1;
 }
 
 bool compare(const Way& way, const std::string& clip, const std::string& start, int rounds) {
@@ -133,8 +126,7 @@ bool compare(const Way& way, const std::string& clip, const std::string& start, 
         if (!mine.ok || !theirs.ok || !mineShort.ok || !theirsShort.ok) return false;
         auto numbers = bench::told(mine);
         auto shortNumbers = bench::told(mineShort);
-        if (!isWhole(numbers["frames"], clipFrames) ||
-            !isWhole(shortNumbers["frames"], shortFrames)) {
+        if (numbers["frames"] != clipFrames || shortNumbers["frames"] != shortFrames) {
             std::printf("%s: %.0f and %.0f pictures came, of %d and %d\n", way.name.c_str(),
                         numbers["frames"], shortNumbers["frames"], clipFrames, shortFrames);
             return false;
@@ -148,19 +140,19 @@ bool compare(const Way& way, const std::string& clip, const std::string& start, 
         ours.add(mine, mineShort);
         peer.add(theirs, theirsShort);
     }
+    const double copy = bench::plainCopySeconds(clipPictureBytes);
     std::printf("%s: CPU time, library / ffmpeg = %.3f\n", way.name.c_str(),
                 ours.perFrame() / peer.perFrame());
     std::printf("  %-8s %9s %9s %10s %12s %9s %12s\n", "", "frames/s", "cpu_ms", "clip_cpu_s",
                 "start_cpu_ms", "x_copy", "bytes/frame");
-    printSide("library", ours, bytes);
-    printSide("ffmpeg", peer, 0.0);
+    printSide("library", ours, copy, bytes);
+    printSide("ffmpeg", peer, copy, 0.0);
     return true;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    bench::quietFFmpeg();
     const std::vector<Way> ways{{"direct", false}, {"letter-box", true}};
     const std::string mode = bench::argument(argc, argv, "play", "");
     for (const Way& way : ways) {

@@ -95,7 +95,6 @@ void measureRecorder(double seconds) {
 } // namespace
 
 int main(int argc, char** argv) {
-    bench::quietFFmpeg();
     const double seconds = std::stod(bench::argument(argc, argv, "seconds", "4"));
     const bool media = bench::hasFFmpeg();
     const std::string clip = media ? bench::testClip() : std::string{};

@@ -1,10 +1,10 @@
 // Recording against ffmpeg encoding the same pictures and sound with the same options: CPU time of
-// two processes, both in real time, since the recorder takes a picture's time from the clock.
+// two processes, both in real time, since the recorder takes a picture's time from the clock. A
+// short run is taken off a long one, and with it the start and the end.
 //
-// What feeds the encoders differs, and is taken off on both sides: the recorder gets its pictures
-// from memory, its process is counted from Record to Stop; ffmpeg reads the same bytes from a file,
-// and what it costs to read them to nowhere, at the same pace, is subtracted.
-#include <algorithm>
+// What feeds the encoders differs: the recorder gets its pictures from memory, ffmpeg reads the
+// same bytes from a file. What it costs ffmpeg to read them to nowhere, at the same pace, is
+// measured too, so that the ratio can be told with and without.
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -23,6 +23,8 @@ constexpr int width = 1920;
 constexpr int height = 1080;
 constexpr int rate = 25;
 constexpr int distinct = 50; // pictures in the ring, 155 MB
+constexpr int shortRun = 50; // pictures
+constexpr int settled = 40;  // pictures until the encoder has all the memory it wants
 constexpr int soundRate = 48000;
 constexpr int samplesPerPicture = soundRate / rate;
 
@@ -77,7 +79,7 @@ std::vector<quol::FramePtr> readSound(const std::string& path) {
     return blocks;
 }
 
-// The process that records: feeds the ring in real time and counts from Record to Stop.
+// The process that records: feeds the ring in real time.
 int record(const std::string& output, const std::string& preset, int frames) {
     const auto pictures = readPictures(bench::mediaFolder() + "/pictures.yuv");
     const auto sound = readSound(bench::mediaFolder() + "/sound.pcm");
@@ -88,14 +90,12 @@ int record(const std::string& output, const std::string& preset, int frames) {
     recorder.setFilePath(output);
     recorder.setVideoBitrate(5000);
     recorder.customSet("preset=" + preset);
-    bench::Meter meter;
-    bench::Meter steady; // of the pictures behind the first ring of them
-    meter.start();
     if (!recorder.Record()) return 1;
+    bench::Meter steady; // without the encoders' beginnings
     const auto begin = std::chrono::steady_clock::now();
     for (int i = 0; i < frames; ++i) {
         std::this_thread::sleep_until(begin + std::chrono::milliseconds(1000 / rate) * i);
-        if (i == distinct) steady.start();
+        if (i == settled) steady.start();
         const auto index = static_cast<std::size_t>(i % distinct);
         sound[index]->pts = static_cast<std::int64_t>(i) * samplesPerPicture;
         pictures[index]->pts = i;
@@ -104,58 +104,25 @@ int record(const std::string& output, const std::string& preset, int frames) {
     }
     steady.stop();
     recorder.Stop();
-    meter.stop();
     LRecorder::Stats stats;
     recorder.getStats(stats);
-    bench::tell("cpu", meter.cpu());
     bench::tell("written", static_cast<double>(stats.framesWritten));
     bench::tell("dropped", static_cast<double>(stats.framesDropped));
-    bench::tell("bytes", static_cast<double>(steady.allocations().bytes) / (frames - distinct));
+    bench::tell("bytes", static_cast<double>(steady.allocations().bytes) / (frames - settled));
     return 0;
 }
 
 // ffmpeg reading the ring as often as needed, in real time.
 bench::Command peerInput(int frames) {
-    const std::string folder = bench::mediaFolder();
-    const std::string loops = std::to_string((frames - 1) / distinct);
-    return {"ffmpeg",
-            "-v",
-            "error",
-            "-nostdin",
-            "-y",
-            "-re",
-            "-stream_loop",
-            loops,
-            "-f",
-            "rawvideo",
-            "-pix_fmt",
-            "yuv420p",
-            "-s",
-            "1920x1080",
-            "-framerate",
-            std::to_string(rate),
-            "-i",
-            folder + "/pictures.yuv",
-            "-re",
-            "-stream_loop",
-            loops,
-            "-f",
-            "s16le",
-            "-ar",
-            "48000",
-            "-ac",
-            "2",
-            "-i",
-            folder + "/sound.pcm",
-            "-frames:v",
-            std::to_string(frames),
-            "-t",
-            std::to_string(frames / rate)};
-}
-
-bench::Command with(bench::Command command, const bench::Command& more) {
-    command.insert(command.end(), more.begin(), more.end());
-    return command;
+    const std::string again = "-re -stream_loop " + std::to_string((frames - 1) / distinct);
+    bench::Command command = bench::words("ffmpeg -v error -nostdin -y " + again +
+                                          " -f rawvideo -pix_fmt yuv420p -s 1920x1080"
+                                          " -framerate 25 -i");
+    command.push_back(bench::mediaFolder() + "/pictures.yuv");
+    command = bench::with(command, bench::words(again + " -f s16le -ar 48000 -ac 2 -i"));
+    command.push_back(bench::mediaFolder() + "/sound.pcm");
+    return bench::with(command, {"-frames:v", std::to_string(frames), "-t",
+                                 std::to_string(static_cast<double>(frames) / rate)});
 }
 
 double fileBytes(const std::string& path) {
@@ -164,77 +131,113 @@ double fileBytes(const std::string& path) {
     return error ? 0.0 : static_cast<double>(size);
 }
 
-void printSide(const char* name, double cpu, int frames, double size, double bytes) {
-    const double perFrame = cpu / frames;
-    std::printf("  %-8s %9.1f %9.2f %10.3f %9.1f %9.2f", name, 1.0 / perFrame, perFrame * 1000.0,
-                cpu, perFrame / bench::plainCopySeconds(std::size_t{width} * height * 3 / 2),
-                size / 1e6);
-    if (bytes > 0.0) {
-        std::printf(" %12.0f\n", bytes);
-    } else {
-        std::printf(" %12s\n", "-");
+// CPU seconds of the long runs and of the short ones, and what is between them for one picture.
+struct Side {
+    std::vector<double> whole;
+    std::vector<double> start;
+
+    double perFrame(int frames) const {
+        return (bench::median(whole) - bench::median(start)) / (frames - shortRun);
     }
+};
+
+void printSide(const char* name, double perFrame, double copy, const Side& side, double size) {
+    std::printf("  %-12s %9.1f %9.2f %9.1f %10.3f %11.3f %9.2f", name, 1.0 / perFrame,
+                perFrame * 1000.0, perFrame / copy, bench::median(side.whole),
+                bench::median(side.start), size / 1e6);
+}
+
+bench::Command recorderCommand(const std::string& output, const std::string& preset, int frames) {
+    return bench::ownCommand(
+        {"--record=" + output, "--preset=" + preset, "--frames=" + std::to_string(frames)});
+}
+
+bench::Command peerCommand(const std::string& output, const std::string& preset, int frames) {
+    const auto encoders =
+        bench::words("-c:v libx264 -preset " + preset + " -b:v 5000k -c:a aac -b:a 128k");
+    return bench::with(bench::with(peerInput(frames), encoders), {output});
+}
+
+bench::Command readingCommand(int frames) {
+    return bench::with(peerInput(frames), bench::words("-f null -"));
+}
+
+// Runs a command and keeps its CPU time; false when it failed. A recorder that was fed late, on a
+// busy machine, leaves ticks out: its time is that of the pictures it wrote.
+bool add(std::vector<double>& times, const bench::Command& command, int frames,
+         double* bytes = nullptr) {
+    const bench::Run done = bench::run(command);
+    if (!done.ok) return false;
+    auto numbers = bench::told(done);
+    const double written = numbers.count("written") != 0 ? numbers["written"] : frames;
+    if (written < frames) {
+        std::printf("%.0f of %d pictures written, %.0f dropped: the machine is too busy\n", written,
+                    frames, numbers["dropped"]);
+    }
+    if (written < 1) return false;
+    times.push_back(done.cpu * frames / written);
+    if (bytes != nullptr) *bytes = numbers["bytes"];
+    return true;
 }
 
 bool compare(const std::string& preset, int frames, int rounds) {
     const std::string mine = bench::mediaFolder() + "/recorded.mp4";
     const std::string theirs = bench::mediaFolder() + "/encoded.mp4";
-    std::vector<double> ours;
-    std::vector<double> peer;
-    std::vector<double> reading;
+    const std::string brief = bench::mediaFolder() + "/short.mp4";
+    Side ours;
+    Side peer;
+    Side reading;
     double bytes = 0.0;
     for (int round = 0; round < rounds; ++round) {
         bench::progress(preset + ", round " + std::to_string(round + 1) + " of " +
                         std::to_string(rounds));
-        const bench::Run recorded = bench::run(bench::ownCommand(
-            {"--record=" + mine, "--preset=" + preset, "--frames=" + std::to_string(frames)}));
-        const bench::Run encoded =
-            bench::run(with(peerInput(frames), {"-c:v", "libx264", "-preset", preset, "-b:v",
-                                                "5000k", "-c:a", "aac", "-b:a", "128k", theirs}));
-        const bench::Run read = bench::run(with(peerInput(frames), {"-f", "null", "-"}));
-        if (!recorded.ok || !encoded.ok || !read.ok) return false;
-        auto numbers = bench::told(recorded);
-        if (numbers["written"] < frames) {
-            std::printf("%s: %.0f of %d pictures written, %.0f dropped: the machine is too busy\n",
-                        preset.c_str(), numbers["written"], frames, numbers["dropped"]);
-        }
-        ours.push_back(numbers["cpu"] * frames / std::max(1.0, numbers["written"]));
-        bytes = numbers["bytes"];
-        peer.push_back(encoded.cpu);
-        reading.push_back(read.cpu);
+        const bool done = add(ours.whole, recorderCommand(mine, preset, frames), frames, &bytes) &&
+                          add(peer.whole, peerCommand(theirs, preset, frames), frames) &&
+                          add(ours.start, recorderCommand(brief, preset, shortRun), shortRun) &&
+                          add(peer.start, peerCommand(brief, preset, shortRun), shortRun) &&
+                          add(reading.whole, readingCommand(frames), frames) &&
+                          add(reading.start, readingCommand(shortRun), shortRun);
+        if (!done) return false;
     }
-    const double encoding = bench::median(peer) - bench::median(reading);
-    std::printf("%s: CPU time, library / ffmpeg = %.3f (%.3f with its reading)\n", preset.c_str(),
-                bench::median(ours) / encoding, bench::median(ours) / bench::median(peer));
-    std::printf("  %-8s %9s %9s %10s %9s %9s %12s\n", "", "frames/s", "cpu_ms", "cpu_s", "x_copy",
-                "file_MB", "bytes/frame");
-    printSide("library", bench::median(ours), frames, fileBytes(mine), bytes);
-    printSide("ffmpeg", encoding, frames, fileBytes(theirs), 0.0);
-    printSide("reading", bench::median(reading), frames, 0.0, 0.0);
-    std::filesystem::remove(mine);
-    std::filesystem::remove(theirs);
+    const double copy = bench::plainCopySeconds(std::size_t{width} * height * 3 / 2);
+    const double own = ours.perFrame(frames);
+    const double both = peer.perFrame(frames);
+    const double encoding = both - reading.perFrame(frames);
+    std::printf("%s: CPU time, library / ffmpeg = %.3f, without ffmpeg's reading %.3f\n",
+                preset.c_str(), own / both, own / encoding);
+    std::printf("  %-12s %9s %9s %9s %10s %11s %9s %12s\n", "", "frames/s", "cpu_ms", "x_copy",
+                "long_cpu_s", "short_cpu_s", "file_MB", "bytes/frame");
+    printSide("library", own, copy, ours, fileBytes(mine));
+    std::printf(" %12.0f\n", bytes);
+    printSide("ffmpeg", both, copy, peer, fileBytes(theirs));
+    std::printf("\n");
+    printSide(" its reading", reading.perFrame(frames), copy, reading, 0.0);
+    std::printf("\n");
+    for (const std::string& file : {mine, theirs, brief})
+        std::filesystem::remove(file);
     return true;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    bench::quietFFmpeg();
     const std::string preset = bench::argument(argc, argv, "preset", "veryfast");
-    const int frames = std::stoi(bench::argument(argc, argv, "frames", "250"));
-    if (frames <= distinct) return 1;
+    const int frames = std::stoi(bench::argument(argc, argv, "frames", "200"));
+    if (frames < shortRun) return 1;
     const std::string output = bench::argument(argc, argv, "record", "");
     if (!output.empty()) return record(output, preset, frames);
     if (!bench::hasFFmpeg()) return 0;
     const int rounds = std::stoi(bench::argument(argc, argv, "rounds", "3"));
     const std::string clip = bench::testClip();
     if (clip.empty()) return 1;
+    const bench::Command decode =
+        bench::with(bench::words("ffmpeg -v error -nostdin -y -i"), {clip});
     const std::string pictures = bench::madeOnce(
-        "pictures.yuv", {"ffmpeg", "-v", "error", "-nostdin", "-y", "-i", clip, "-frames:v",
-                         std::to_string(distinct), "-f", "rawvideo", "-pix_fmt", "yuv420p"});
+        "pictures.yuv", bench::with(decode, bench::words("-frames:v " + std::to_string(distinct) +
+                                                         " -f rawvideo -pix_fmt yuv420p")));
     const std::string sound = bench::madeOnce(
-        "sound.pcm", {"ffmpeg", "-v", "error", "-nostdin", "-y", "-i", clip, "-vn", "-t",
-                      std::to_string(distinct / rate), "-f", "s16le", "-ar", "48000"});
+        "sound.pcm", bench::with(decode, bench::words("-vn -t " + std::to_string(distinct / rate) +
+                                                      " -f s16le -ar 48000")));
     if (pictures.empty() || sound.empty()) return 1;
     std::printf(
         "\nRecording %d pictures of 1920x1080 in real time, H.264 at 5000 kbit/s and AAC, "

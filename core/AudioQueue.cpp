@@ -77,6 +77,26 @@ std::optional<double> AudioQueue::skipTo(double time, double window) {
     return std::max(0.0, records_.front().pts + static_cast<double>(used_) / sampleRate_ - time);
 }
 
+bool AudioQueue::reaches(double time, double window) const {
+    const double halfSample = 0.5 / sampleRate_;
+    return std::any_of(records_.begin(), records_.end(), [&](const AudioRecord& record) {
+        const double end = record.pts + static_cast<double>(record.pairs()) / sampleRate_;
+        return end > time - halfSample && record.pts < time + window;
+    });
+}
+
+std::optional<double> AudioQueue::frontTime() const {
+    if (records_.empty()) return std::nullopt;
+    return records_.front().pts + static_cast<double>(used_) / sampleRate_;
+}
+
+std::size_t AudioQueue::pairs() const {
+    std::size_t sum = 0;
+    for (const AudioRecord& record : records_)
+        sum += record.pairs();
+    return sum - used_;
+}
+
 void AudioQueue::clear() {
     records_.clear();
     used_ = 0;

@@ -37,6 +37,15 @@ public:
     // Removes up to `pairs` stereo samples unheard, oldest first.
     void drop(std::size_t pairs);
 
+    // Whether sound waits that lasts until `time` or begins less than `window` seconds behind it.
+    bool reaches(double time, double window) const;
+
+    // Time of the oldest sample; nothing without one.
+    std::optional<double> frontTime() const;
+
+    // Stereo samples that wait.
+    std::size_t pairs() const;
+
     std::size_t records() const { return records_.size(); }
     bool empty() const { return records_.empty(); }
     void clear();

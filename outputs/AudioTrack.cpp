@@ -15,7 +15,9 @@ constexpr double jump = 0.5;           // seconds: the clocks have parted by a j
 constexpr double smoothing = 1.0 / 64; // of the drift, per picture
 constexpr double alignWindow = 2.0;    // seconds ahead within which sound belongs to the pictures
 constexpr double longestStep = 10.0;   // seconds of sound that one picture may bring
-constexpr double alignPatience = 0.5;  // seconds to wait for it
+constexpr double alignPatience = 0.5;  // seconds to wait for sound of the right time
+constexpr double longestWait = 1.0;    // seconds that sound may come behind its picture
+constexpr double tolerance = 0.05;     // seconds by which a source may miscount its sound
 
 } // namespace
 
@@ -48,6 +50,7 @@ int AudioTrack::popAudioSamplesForPts(double /*pts*/, std::int16_t* samples, int
 
 void AudioTrack::tie(double sourceTime, double fileTime) {
     tied_ = true;
+    timed_ = true;
     offset_ = fileTime - sourceTime;
     parting_ = 0.0;
     silence_ = 0;
@@ -63,12 +66,41 @@ void AudioTrack::advance(double sourceTime, double fileTime) {
     }
     const double apart = sourceTime + offset_ - fileTime;
     parting_ += (apart - parting_) * smoothing;
-    if (std::fabs(apart) > jump || std::fabs(parting_) > pictureLength_) tie(sourceTime, fileTime);
+    if (std::fabs(apart) > jump) {
+        // The sound of the pictures before the jump still has its place.
+        const double end = std::min(fileTime, target_ + pictureLength_);
+        while (seconds(samplesWritten_ + chunk_) <= end)
+            writeChunk();
+        tie(sourceTime, fileTime);
+    } else if (std::fabs(parting_) > pictureLength_) {
+        tie(sourceTime, fileTime);
+    }
     target_ = sourceTime + offset_;
     // Only what ends before the picture: the sound behind it may not have come yet.
     const double end = std::min(target_, seconds(samplesWritten_) + longestStep);
-    while (seconds(samplesWritten_ + chunk_) <= end)
+    while (seconds(samplesWritten_ + chunk_) <= end) {
+        if (target_ - seconds(samplesWritten_ + chunk_) < longestWait && !soundIsThere()) break;
         writeChunk();
+    }
+}
+
+double AudioTrack::reach() const {
+    return std::max(0.0, target_ - seconds(samplesWritten_)) + alignWindow;
+}
+
+// Whether the sound of the next chunk has come.
+bool AudioTrack::soundIsThere() {
+    if (silence_ >= chunk_) return true;
+    const std::lock_guard lock(mutex_);
+    if (!timed_) return queue_.pairs() >= static_cast<std::size_t>(chunk_);
+    return queue_.reaches(due() + seconds(chunk_), reach());
+}
+
+// Whether the oldest sound stands for the time at which it would be written.
+bool AudioTrack::frontIsInPlace() {
+    const std::lock_guard lock(mutex_);
+    const auto front = queue_.frontTime();
+    return !front || std::fabs(*front - due() - seconds(silence_)) < tolerance;
 }
 
 void AudioTrack::finish(const std::function<bool()>& goOn) {
@@ -80,9 +112,8 @@ void AudioTrack::finish(const std::function<bool()>& goOn) {
 // is waited for, with silence, but not for ever: a source may count its sound by another clock than
 // its pictures, and then the order of arrival is all there is.
 void AudioTrack::align() {
-    const double due = seconds(samplesWritten_) - offset_;
     const std::lock_guard lock(mutex_);
-    const auto behind = queue_.skipTo(due, alignWindow);
+    const auto behind = queue_.skipTo(due(), reach());
     if (behind) {
         silence_ = std::llround(*behind * sampleRate_);
         alignPending_ = false;
@@ -97,11 +128,13 @@ void AudioTrack::align() {
         queue_.drop(static_cast<std::size_t>(waited_));
         waited_ = 0;
         silence_ = 0;
+        timed_ = false;
         alignPending_ = false;
     }
 }
 
 void AudioTrack::fillChunk() {
+    if (timed_ && !frontIsInPlace()) alignPending_ = true;
     if (alignPending_) align();
     const auto quiet = static_cast<int>(std::min<std::int64_t>(silence_, chunk_));
     silence_ -= quiet;

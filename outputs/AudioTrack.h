@@ -16,9 +16,11 @@ namespace quol {
 // pictures have come. What is missing is silence, so the two tracks cannot drift apart.
 //
 // Where a picture stands in the file and what time the source gave it are two clocks. The first
-// picture ties one to the other; from then on sound is taken in the order of its arrival. When the
-// clocks part (the source jumped, or runs faster than the wall clock) they are tied anew, and the
-// sound that belongs to the pictures is looked up by its time, as it is behind every shortage.
+// picture ties one to the other, and sound stands where its own time says. When the clocks part
+// (the source jumped, or runs faster than the wall clock) they are tied anew. Sound that comes
+// behind its picture, as it does from many files, is waited for: the file is none the worse when
+// the sound of a moment is written a little after its picture. Sound that is counted by a clock of
+// its own is taken in the order of its arrival.
 //
 // `push` and `clear` from any thread; `advance` and `finish` from the encoding thread alone.
 class AudioTrack {
@@ -34,8 +36,8 @@ public:
 
     // A picture of the source's time `sourceTime` stands at `fileTime` in the file; both seconds.
     // The first picture only ties the clocks. From the second on the sound is written up to it, but
-    // for the part of a chunk that is left until the next; behind a long gap no more than ten
-    // seconds at a time, for pictures wait meanwhile.
+    // for the part of a chunk that is left until the next, and for what has not come yet; behind a
+    // long gap no more than ten seconds at a time, for pictures wait meanwhile.
     void advance(double sourceTime, double fileTime);
 
     // The pictures have ended: writes what is left up to the last of them, as long as `goOn` says
@@ -51,6 +53,12 @@ public:
 private:
     void tie(double sourceTime, double fileTime);
     void align();
+    bool soundIsThere();
+    bool frontIsInPlace();
+    // The source's time of the next sample to write, and how far behind it sound is still that of
+    // the pictures.
+    double due() const { return seconds(samplesWritten_) - offset_; }
+    double reach() const;
     double seconds(std::int64_t samples) const {
         return static_cast<double>(samples) / sampleRate_;
     }
@@ -76,6 +84,7 @@ private:
     double offset_ = 0.0;  // file time - source time
     double target_ = 0.0;  // file time of the latest picture: how far the sound goes
     double parting_ = 0.0; // smoothed distance of the two clocks, seconds
+    bool timed_ = true;    // sound is placed by its time
     bool alignPending_ = false;
     std::int64_t waited_ = 0;   // samples of silence written meanwhile
     std::int64_t patience_ = 0; // samples of silence to go while sound of the right time is due

@@ -101,6 +101,11 @@ make -f lavfi -i "$(picture 320x180 25 2)" -vf "select='lt(n,25)+not(mod(n,3))'"
 make -f lavfi -i "$(picture 320x180 25 2)" -vf "setpts=PTS+gte(N\,25)*2.5/TB" \
     -fps_mode passthrough "${x264[@]}" -pix_fmt yuv420p "${exact[@]}" gap.mkv
 
+# The picture begins two seconds behind the sound.
+make -f lavfi -i "$(tone 4)" -f lavfi -i "$(picture 320x180 25 2)" -map 1 -map 0 \
+    -vf setpts=PTS+2/TB -fps_mode passthrough "${x264[@]}" -pix_fmt yuv420p "${aac[@]}" \
+    "${exact[@]}" late_picture.mkv
+
 # --------------------------------------------------------------------------- forms of sound
 
 # Nothing to see: the sound must keep the time by itself.
@@ -112,6 +117,10 @@ make -f lavfi -i "$(picture 320x180 25 1)" \
     -f lavfi -i "anoisesrc=sample_rate=48000:duration=1:seed=1:amplitude=0.2" \
     -filter_complex "[1:a]aformat=channel_layouts=mono,pan=5.1|c0=c0|c1=c0|c2=c0|c3=c0|c4=c0|c5=c0[a]" \
     -map 0:v -map "[a]" "${x264[@]}" -pix_fmt yuv420p "${aac[@]}" "${exact[@]}" aac51.mp4
+
+# A count of channels that no layout is known for.
+make -f lavfi -i "aevalsrc=$(printf '0.1*sin(2*PI*440*t)|%.0s' {1..9})0.1*sin(2*PI*880*t):sample_rate=48000:duration=1" \
+    -c:a pcm_s16le "${exact[@]}" ten_channels.wav
 
 # ------------------------------------------------------------------------------------ stills
 

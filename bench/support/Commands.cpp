@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
+#include <iterator>
 #include <sstream>
 
 #include "support/Measure.h"
@@ -32,6 +33,16 @@ std::string readAll(int descriptor) {
 }
 
 } // namespace
+
+Command words(const std::string& text) {
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), std::istream_iterator<std::string>()};
+}
+
+Command with(Command command, const Command& more) {
+    command.insert(command.end(), more.begin(), more.end());
+    return command;
+}
 
 Run run(const Command& command) {
     std::vector<char*> arguments;
@@ -67,9 +78,7 @@ Run run(const Command& command) {
 }
 
 Command ownCommand(const Command& arguments) {
-    Command command{std::filesystem::read_symlink("/proc/self/exe").string()};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return command;
+    return with({std::filesystem::read_symlink("/proc/self/exe").string()}, arguments);
 }
 
 bool hasFFmpeg() {
@@ -114,55 +123,27 @@ std::string madeOnce(const std::string& name, Command command) {
 }
 
 std::string testClip() {
+    const std::string sound =
+        "aevalsrc=0.2*sin(2*PI*440*t)+0.1*random(0)|0.2*sin(2*PI*660*t)+0.1*random(1):s=48000";
+    const std::string picture =
+        "[0][1]overlay=x=40+4*n:y=40,format=yuv420p,noise=alls=2:allf=t:all_seed=7[v]";
     return madeOnce(
         "clip.mp4",
-        {"ffmpeg",
-         "-v",
-         "error",
-         "-nostdin",
-         "-y",
-         "-f",
-         "lavfi",
-         "-i",
-         "mandelbrot=s=1920x1080:r=25:start_scale=0.5:end_scale=0.3:end_pts=250",
-         "-f",
-         "lavfi",
-         "-i",
-         "testsrc2=s=640x360:r=25",
-         "-f",
-         "lavfi",
-         "-i",
-         "aevalsrc='0.2*sin(2*PI*440*t)+0.1*random(0)|0.2*sin(2*PI*660*t)+0.1*random(1)':s=48000",
-         "-filter_complex",
-         "[0][1]overlay=x=40+4*n:y=40,format=yuv420p,noise=alls=2:allf=t:all_seed=7[v]",
-         "-map",
-         "[v]",
-         "-map",
-         "2:a",
-         "-t",
-         "10",
-         "-c:v",
-         "libx264",
-         "-preset",
-         "veryfast",
-         "-crf",
-         "21",
-         "-g",
-         "50",
-         "-c:a",
-         "aac",
-         "-b:a",
-         "128k"});
+        words("ffmpeg -v error -nostdin -y -f lavfi -i "
+              "mandelbrot=s=1920x1080:r=25:start_scale=0.5:end_scale=0.3:end_pts=250 -f lavfi -i "
+              "testsrc2=s=640x360:r=25 -f lavfi -i " +
+              sound + " -filter_complex " + picture +
+              " -map [v] -map 2:a -t 10 -c:v libx264 -preset veryfast -crf 21 -g 50 -c:a aac "
+              "-b:a 128k"));
 }
 
 std::string clipStart() {
-    return madeOnce("clip-start.mp4", {"ffmpeg",   "-v",        "error",
-                                       "-nostdin", "-y",        "-i",
-                                       testClip(), "-frames:v", std::to_string(clipStartPictures),
-                                       "-t",       "0.4",       "-c:v",
-                                       "libx264",  "-preset",   "veryfast",
-                                       "-crf",     "21",        "-c:a",
-                                       "aac",      "-b:a",      "128k"});
+    const std::string clip = testClip();
+    const std::string pictures = std::to_string(clipStartPictures);
+    return madeOnce(
+        "clip-start.mp4",
+        with(with(words("ffmpeg -v error -nostdin -y -i"), {clip, "-frames:v", pictures}),
+             words("-t 0.4 -c:v libx264 -preset veryfast -crf 21 -c:a aac -b:a 128k")));
 }
 
 void progress(const std::string& text) {

@@ -18,6 +18,12 @@ struct Run {
     std::string output;
 };
 
+// The words between the blanks of a text.
+Command words(const std::string& text);
+
+// `command` with more words behind it.
+Command with(Command command, const Command& more);
+
 // Runs a command, found by PATH, to its end. Standard output is kept, the error stream is ours.
 Run run(const Command& command);
 

@@ -86,10 +86,6 @@ private:
     int saved_ = -1;
 };
 
-// FFmpeg's statistics stay out of the output, as they do where the library is loaded as a shared
-// one.
-void quietFFmpeg();
-
 // main() of the Google Benchmark programs: counters stand in columns.
 int runBenchmarks(int argc, char** argv);
 

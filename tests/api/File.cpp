@@ -198,6 +198,8 @@ TEST(FileApiNull, EveryFunctionAnswersItsNeutralValue) {
     quolsdk_file_in_out_set(nullptr, 0.0, 0.0);
     quolsdk_file_set_props(nullptr, "rate", "no number");
     quolsdk_file_stop(nullptr);
+    quolsdk_file_set_video_format(nullptr, nullptr); // the handle is looked at first
+    quolsdk_file_set_audio_format(nullptr, nullptr);
     quolsdk_file_destroy(nullptr);
 }
 

@@ -117,6 +117,33 @@ TEST_F(RecorderApi, AValueThatIsNoNumberRaisesThroughTheInterface) {
     EXPECT_THROW(quolsdk_recorder_set_props(recorder, "timecodeSource", ""), std::invalid_argument);
 }
 
+TEST_F(RecorderApi, AnyNumberOtherThan0Pauses) {
+    for (const int pause : {1, 2, -1}) {
+        test::CapturedStream out(test::CapturedStream::Stream::output);
+        quolsdk_recorder_pause(recorder, pause);
+        EXPECT_EQ(out.text(), "LRecorder: Paused.\n") << pause;
+        quolsdk_recorder_pause(recorder, pause);
+        quolsdk_recorder_pause(recorder, 0);
+        EXPECT_EQ(out.text(), "LRecorder: Paused.\nLRecorder: Resumed.\n") << pause;
+    }
+}
+
+TEST_F(RecorderApi, ANullStatusPointerEndsTheCall) {
+    quolsdk_recorder_status_get(recorder, nullptr);
+    EXPECT_EQ(statusOf(recorder), 0);
+}
+
+TEST_F(RecorderApi, ANullPathIsTheEmptyPathWhichCannotBeWritten) {
+    quolsdk_recorder_file_name_set(recorder, nullptr);
+    char name[8] = "before";
+    quolsdk_recorder_get_stats(recorder, nullptr, nullptr, nullptr, nullptr, name, sizeof name);
+    EXPECT_STREQ(name, "");
+    test::CapturedStream error(test::CapturedStream::Stream::error);
+    quolsdk_recorder_start(recorder);
+    EXPECT_EQ(statusOf(recorder), 0);
+    EXPECT_NE(error.text(), "");
+}
+
 TEST(RecorderApiNull, NothingHappensAndNothingIsWritten) {
     EXPECT_EQ(statusOf(nullptr), -7);
     int64_t bytes = -7;
@@ -139,6 +166,8 @@ TEST(RecorderApiNull, NothingHappensAndNothingIsWritten) {
     quolsdk_recorder_start(nullptr);
     quolsdk_recorder_pause(nullptr, 1);
     quolsdk_recorder_stop(nullptr);
+    quolsdk_recorder_set_video_format(nullptr, nullptr); // the handle is looked at first
+    quolsdk_recorder_set_audio_format(nullptr, nullptr);
     quolsdk_recorder_destroy(nullptr);
 }
 

@@ -129,6 +129,25 @@ TEST(AudioQueue, ClearForgetsAllAndWhatWasUsed) {
     EXPECT_THAT(takeLeft(queue, 3), ElementsAre(8, 9));
 }
 
+TEST(AudioQueue, DropRemovesAsManyAsTakeWould) {
+    for (std::size_t dropped = 0; dropped <= 14; ++dropped) {
+        for (std::size_t used = 0; used <= 4; ++used) {
+            quol::AudioQueue queue(10, 48000);
+            quol::AudioQueue other(10, 48000);
+            for (quol::AudioQueue* one : {&queue, &other}) {
+                one->append(counting(0.0, 5, 0));
+                one->append(counting(1.0, 1, 5));
+                one->append(counting(2.0, 6, 6));
+                takeLeft(*one, used);
+            }
+            queue.drop(dropped);
+            takeLeft(other, dropped);
+            EXPECT_EQ(queue.records(), other.records()) << dropped << ' ' << used;
+            EXPECT_EQ(takeLeft(queue, 20), takeLeft(other, 20)) << dropped << ' ' << used;
+        }
+    }
+}
+
 TEST(AudioQueue, AnyPatternOfAppendingAndTakingKeepsEverySampleOnce) {
     std::mt19937 random(3);
     quol::AudioQueue queue(1000000, 48000);
@@ -211,6 +230,18 @@ TEST(AudioQueueSkipTo, NeverGoesBackInAPartUsedRecord) {
     ASSERT_TRUE(behind.has_value());
     EXPECT_NEAR(*behind, 0.03, 1e-9);
     EXPECT_THAT(takeLeft(queue, 1), ElementsAre(50));
+}
+
+TEST(AudioQueueSkipTo, OfSoundOfTwoTimesTheNearerOneIsMeant) {
+    // Behind a jump back: what was to come a second later still waits in front.
+    quol::AudioQueue queue(10, milliRate);
+    queue.append(counting(1.0, 100, 0));
+    queue.append(counting(0.0, 100, 500));
+    queue.append(counting(0.1, 100, 600));
+    const auto behind = queue.skipTo(0.05, 5.0);
+    ASSERT_TRUE(behind.has_value());
+    EXPECT_NEAR(*behind, 0.0, 1e-9);
+    EXPECT_THAT(takeLeft(queue, 1), ElementsAre(550));
 }
 
 TEST(AudioQueueSkipTo, FollowsTheSampleRate) {

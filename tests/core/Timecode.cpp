@@ -193,6 +193,19 @@ TEST(FramesToTimecode, RatesBelowOneAndNegativeCountsStayDefined) {
     EXPECT_EQ(quol::framesToTimecode(7, -25.0).frames, 0);
 }
 
+TEST(TimecodeToFrames, RatesThatAreNoneStayDefined) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ(quol::timecodeToFrames({1, 0, 0, 0}, infinity), 9000000000000000);
+    EXPECT_EQ(quol::timecodeToFrames({1, 0, 0, 0}, nan), 0);
+    EXPECT_EQ(quol::timecodeToFrames({0, 0, 0, 0}, infinity), 0);
+    EXPECT_EQ(quol::framesToTimecodeText(0, nan), "00:00:00:00");
+    EXPECT_EQ(quol::framesToTimecode(7, nan).frames, 0);
+    EXPECT_EQ(quol::framesToTimecode(7, infinity).frames, 7);
+    EXPECT_EQ(quol::framesAt(nan, 25.0), 0);
+    EXPECT_EQ(quol::framesAt(0.0, infinity), 0);
+}
+
 TEST(FramesAt, EveryFrameOfARationalRateIsFoundAtItsOwnTime) {
     struct Rate {
         int numerator;

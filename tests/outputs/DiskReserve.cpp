@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <filesystem>
+#include <fstream>
 
 #include "support/CapturedStream.h"
 #include "support/ChildProcess.h"
@@ -17,7 +17,7 @@ namespace {
 constexpr std::int64_t kilobyte = 1024;
 
 struct stat statusOf(const std::string& path) {
-    struct stat status{};
+    struct stat status {};
     EXPECT_EQ(stat(path.c_str(), &status), 0);
     return status;
 }
@@ -146,12 +146,12 @@ int holdOnSmallDisk(const std::string& folder) {
     std::ofstream(path) << "x";
     quol::DiskReserve reserve;
     reserve.open(path);
-    if (!reserve.hold(1, 300 * kilobyte)) return 2; // twice is to be had
+    if (!reserve.hold(1, 300 * kilobyte)) return 2;              // twice is to be had
     if (!reserve.hold(400 * kilobyte, 500 * kilobyte)) return 3; // once only
     if (reserve.hold(600 * kilobyte, 500 * kilobyte)) return 4;
     // What was held before is still there for the file's end.
     append(path, 850 * kilobyte);
-    struct stat status{};
+    struct stat status {};
     if (stat(path.c_str(), &status) != 0 || status.st_size != 850 * kilobyte + 1) return 5;
     return 0;
 }

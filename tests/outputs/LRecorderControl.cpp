@@ -142,7 +142,8 @@ std::size_t keyPictures(const std::vector<std::string>& options, std::size_t& al
     const std::string path = temporaryPath("keys.mov");
     LRecorder recorder;
     test::configure(recorder, path, {"mov", encoder, "none", ""});
-    for (const std::string& one : options) recorder.customSet(one);
+    for (const std::string& one : options)
+        recorder.customSet(one);
     test::setPictures(recorder, 64, 48, 1000);
     EXPECT_TRUE(recorder.Record());
     for (int i = 0; i < 10; ++i) {
@@ -154,9 +155,9 @@ std::size_t keyPictures(const std::vector<std::string>& options, std::size_t& al
     EXPECT_EQ(file.error, "");
     if (file.video() == nullptr) return 0;
     all = file.video()->packets.size();
-    return static_cast<std::size_t>(
-        std::count_if(file.video()->packets.begin(), file.video()->packets.end(),
-                      [](const auto& packet) { return packet.key; }));
+    return static_cast<std::size_t>(std::count_if(file.video()->packets.begin(),
+                                                  file.video()->packets.end(),
+                                                  [](const auto& packet) { return packet.key; }));
 }
 
 TEST(LRecorderSettings, CustomSetTokenWithoutAnEqualSignGetsTheValue1) {
@@ -437,7 +438,8 @@ TEST(LRecorderControl, FullQueueOf61LosesTheNewestPictureAndCountsIt) {
         return taken;
     };
     // The encoder has stopped for good once nothing has been taken for so long.
-    for (int refused = 0; refused < 200 && pushed < 10000;) refused = push() ? 0 : refused + 1;
+    for (int refused = 0; refused < 200 && pushed < 10000;)
+        refused = push() ? 0 : refused + 1;
     const LRecorder::Stats full = statsOf(recorder);
     EXPECT_GE(full.framesDropped, 200);
     EXPECT_EQ(pushed, full.framesWritten + 61 + full.framesDropped);
@@ -513,7 +515,8 @@ TEST(LRecorderControl, PausedRecorderRefusesFramesAndTakesThemAgainWhenItGoesOn)
     push(50);
     recorder.Pause(true);
     EXPECT_EQ(statusOf(recorder), 1);
-    for (int i = 0; i < 100; ++i) push(100); // more than the queue would hold
+    for (int i = 0; i < 100; ++i)
+        push(100); // more than the queue would hold
     EXPECT_EQ(statsOf(recorder).framesDropped, 0);
     recorder.Pause(false);
     push(150);
@@ -566,12 +569,24 @@ TEST(LRecorderControl, ThreadsMayPressEverythingAtOnce) {
         while (std::chrono::steady_clock::now() < end) {
             switch (random() % 8) {
                 case 0:
-                case 1: started += recorder.Record() ? 1 : 0; break;
-                case 2: recorder.Stop(); break;
-                case 3: recorder.Pause(true); break;
-                case 4: recorder.Pause(false); break;
-                case 5: recorder.setFilePath(random() % 2 == 0 ? first : second); break;
-                case 6: recorder.customSet("g=12"); break;
+                case 1:
+                    started += recorder.Record() ? 1 : 0;
+                    break;
+                case 2:
+                    recorder.Stop();
+                    break;
+                case 3:
+                    recorder.Pause(true);
+                    break;
+                case 4:
+                    recorder.Pause(false);
+                    break;
+                case 5:
+                    recorder.setFilePath(random() % 2 == 0 ? first : second);
+                    break;
+                case 6:
+                    recorder.customSet("g=12");
+                    break;
                 default: {
                     const LRecorder::Stats stats = statsOf(recorder);
                     EXPECT_GE(stats.secondsRecorded, 0.0);

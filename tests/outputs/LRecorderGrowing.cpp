@@ -62,8 +62,7 @@ protected:
         source.stop();
         const RecordedFile file = readRecordedFile(path);
         EXPECT_EQ(file.error, "");
-        EXPECT_EQ(static_cast<std::int64_t>(file.pictures.size()),
-                  statsOf(recorder).framesWritten);
+        EXPECT_EQ(static_cast<std::int64_t>(file.pictures.size()), statsOf(recorder).framesWritten);
         EXPECT_NEAR(file.soundSeconds(), file.pictureSeconds(), 0.15 + source.largestLateness());
     }
 

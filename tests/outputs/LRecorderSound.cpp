@@ -113,7 +113,7 @@ TEST(LRecorderSound, WithNoAudioFramesAtAllTheFileHasAFullSilentTrack) {
         recorder.source = &source;
         ASSERT_TRUE(recorder.Record());
         source.start();
-        ASSERT_TRUE(test::waitForWritten(recorder, 30));
+        ASSERT_TRUE(test::waitForWritten(recorder, 20));
         recorder.Stop();
         source.stop();
         const RecordedFile file = readRecordedFile(path);
@@ -127,17 +127,15 @@ TEST(LRecorderSound, WithNoAudioFramesAtAllTheFileHasAFullSilentTrack) {
 
 TEST(LRecorderSound, FirstPictureOnlySetsTheClockAndSoundStartsWithTheSecond) {
     ByHand one("one_picture.mov");
-    const RecordedFile first = one.record(1, [](int i) {
-        return tone(i, 48000, 2, AV_SAMPLE_FMT_S16);
-    });
+    const RecordedFile first =
+        one.record(1, [](int i) { return tone(i, 48000, 2, AV_SAMPLE_FMT_S16); });
     EXPECT_EQ(first.error, "");
     EXPECT_EQ(first.pictures.size(), 1U);
     EXPECT_EQ(first.soundPairs(), 0U);
 
     ByHand two("two_pictures.mov");
-    const RecordedFile second = two.record(2, [](int i) {
-        return tone(i, 48000, 2, AV_SAMPLE_FMT_S16);
-    });
+    const RecordedFile second =
+        two.record(2, [](int i) { return tone(i, 48000, 2, AV_SAMPLE_FMT_S16); });
     EXPECT_EQ(second.error, "");
     EXPECT_EQ(second.pictures.size(), 2U);
     // Up to the second picture.
@@ -152,7 +150,8 @@ TEST(LRecorderSound, StereoS16AtTheEncodersRateGoesInUntouched) {
         if (i == 0) pushed.clear();
         auto sound = tone(i, 48000, 2, AV_SAMPLE_FMT_S16);
         auto* samples = reinterpret_cast<std::int16_t*>(sound->data[0]);
-        for (int j = 0; j < sound->nb_samples; ++j) samples[2 * j + 1] = static_cast<std::int16_t>(j);
+        for (int j = 0; j < sound->nb_samples; ++j)
+            samples[2 * j + 1] = static_cast<std::int16_t>(j);
         pushed.insert(pushed.end(), samples, samples + sound->nb_samples * 2L);
         return sound;
     });
@@ -160,7 +159,8 @@ TEST(LRecorderSound, StereoS16AtTheEncodersRateGoesInUntouched) {
     ASSERT_GT(file.soundPairs(), 40000U);
     // Where the first picture stands in the file is its recording time: silence may come first.
     std::size_t silence = 0;
-    while (silence < file.sound.size() && file.sound[silence] == 0.0F) ++silence;
+    while (silence < file.sound.size() && file.sound[silence] == 0.0F)
+        ++silence;
     const std::size_t offset = (silence - 1) / 2 * 2; // the tone's first sample is 0 itself
     for (std::size_t i = 0; i < 60000; ++i) {
         ASSERT_EQ(file.sound[offset + i] * 32768, pushed[i]) << "sample " << i;
@@ -179,34 +179,33 @@ class LRecorderSoundForm : public testing::TestWithParam<Form> {};
 TEST_P(LRecorderSoundForm, IsBroughtToStereoAt48kHz) {
     const Form& form = GetParam();
     ByHand hand("form.mov");
-    const RecordedFile file = hand.record(
-        25, [&form](int i) { return tone(i, form.rate, form.channels, form.format); });
+    const RecordedFile file =
+        hand.record(20, [&form](int i) { return tone(i, form.rate, form.channels, form.format); });
     EXPECT_EQ(file.error, "");
     ASSERT_NE(file.audio(), nullptr);
     EXPECT_EQ(file.audio()->sampleRate, 48000);
     EXPECT_EQ(file.audio()->channels, 2);
-    EXPECT_GE(file.soundSeconds(), 0.9);
-    EXPECT_GT(amplitudeOf(file, 1000.0, 0.1, 0.8), 0.05);
-    EXPECT_LT(amplitudeOf(file, 1088.0, 0.1, 0.8), 0.03);
+    EXPECT_GE(file.soundSeconds(), 0.7);
+    EXPECT_GT(amplitudeOf(file, 1000.0, 0.1, 0.7), 0.05);
+    EXPECT_LT(amplitudeOf(file, 1088.0, 0.1, 0.7), 0.03);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    All, LRecorderSoundForm,
-    testing::Values(Form{"FltpStereo48k", 48000, 2, AV_SAMPLE_FMT_FLTP},
-                    Form{"FltStereo44k", 44100, 2, AV_SAMPLE_FMT_FLT},
-                    Form{"S16Mono48k", 48000, 1, AV_SAMPLE_FMT_S16},
-                    Form{"S16pStereo32k", 32000, 2, AV_SAMPLE_FMT_S16P},
-                    Form{"FltpFiveOne96k", 96000, 6, AV_SAMPLE_FMT_FLTP}),
-    [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(All, LRecorderSoundForm,
+                         testing::Values(Form{"FltpStereo48k", 48000, 2, AV_SAMPLE_FMT_FLTP},
+                                         Form{"FltStereo44k", 44100, 2, AV_SAMPLE_FMT_FLT},
+                                         Form{"S16Mono48k", 48000, 1, AV_SAMPLE_FMT_S16},
+                                         Form{"S16pStereo32k", 32000, 2, AV_SAMPLE_FMT_S16P},
+                                         Form{"FltpFiveOne96k", 96000, 6, AV_SAMPLE_FMT_FLTP}),
+                         [](const auto& info) { return info.param.name; });
 
 class LRecorderSoundEncoder : public testing::TestWithParam<Encoding> {};
 
 TEST_P(LRecorderSoundEncoder, ToneComesBackWithItsPitchAndLevel) {
     ByHand hand("encoded." + GetParam().container, GetParam());
     const RecordedFile file =
-        hand.record(25, [](int i) { return tone(i, 48000, 2, AV_SAMPLE_FMT_S16); });
+        hand.record(20, [](int i) { return tone(i, 48000, 2, AV_SAMPLE_FMT_S16); });
     EXPECT_EQ(file.error, "");
-    EXPECT_NEAR(amplitudeOf(file, 1000.0, 0.2, 0.8), 0.1, 0.02);
+    EXPECT_NEAR(amplitudeOf(file, 1000.0, 0.2, 0.7), 0.1, 0.02);
     EXPECT_LT(file.largestSample(), 0.2);
     EXPECT_LT(file.soundHoles, 0.002);
 }
@@ -246,9 +245,8 @@ TEST(LRecorderSound, StereoS16StillGoesInWhenAConversionWasMadeForAnother) {
 TEST(LRecorderSound, ConversionIsMadeAnewForEveryRecording) {
     ByHand hand("anew.mov");
     hand.record(5, [](int i) { return tone(i, 48000, 1, AV_SAMPLE_FMT_FLTP); });
-    const RecordedFile file = hand.record(25, [](int i) {
-        return tone(i + 5, 44100, 2, AV_SAMPLE_FMT_S16P);
-    });
+    const RecordedFile file =
+        hand.record(25, [](int i) { return tone(i + 5, 44100, 2, AV_SAMPLE_FMT_S16P); });
     EXPECT_GT(amplitudeOf(file, 1000.0, 0.2, 0.8), 0.05);
 }
 

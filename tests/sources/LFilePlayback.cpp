@@ -213,7 +213,7 @@ TEST(LFilePlayback, APictureTwoSecondsAheadOfTheClockIsNotWaitedFor) {
     ASSERT_TRUE(player.playToEnd());
     const auto pictures = player.sink.pictures();
     ASSERT_EQ(pictures.size(), 50U);
-    ASSERT_NEAR(pictures[25].seconds - pictures[24].seconds, 2.54, 0.01);
+    ASSERT_NEAR(pictures[25].seconds - pictures[24].seconds, 2.5, 0.05);
     const double waited = static_cast<double>(pictures[25].arrived - pictures[24].arrived) / 1e9;
     EXPECT_LT(waited, 2.0);
 }
@@ -272,7 +272,7 @@ TEST(LFilePlayback, SoundRunsAheadOfThePicturesByItsInterleavingOnly) {
 TEST(LFilePlayback, ThePictureAtTheOutPointIsTheLastOne) {
     FilePlayer player("h264_aac.mp4");
     player.file.outPointMs = 500.0;
-    ASSERT_TRUE(player.playToEnd());
+    ASSERT_TRUE(player.playOut());
     const auto pictures = player.sink.pictures();
     ASSERT_EQ(pictures.size(), 14U);
     EXPECT_NEAR(pictures.back().seconds, 0.52, 0.001);

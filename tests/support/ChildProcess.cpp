@@ -1,9 +1,9 @@
 #include "support/ChildProcess.h"
 
-#include <csignal>
-#include <cstdio>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <csignal>
+#include <cstdio>
 
 #include "support/CollectingSink.h"
 

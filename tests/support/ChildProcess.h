@@ -1,10 +1,10 @@
 // A copy of this process for what a process does not survive, or must not do to the others.
 #pragma once
 
+#include <sys/types.h>
 #include <chrono>
 #include <functional>
 #include <optional>
-#include <sys/types.h>
 
 namespace test {
 

@@ -36,8 +36,7 @@ void CollectingSink::pushVideoFrame(AVFrame* frame) {
 void CollectingSink::pushAudioFrame(AVFrame* frame) {
     const std::lock_guard lock(mutex_);
     sounds_.push_back({quol::frameTime(*frame).value_or(-1.0), frame->nb_samples,
-                       frame->sample_rate, frame->ch_layout.nb_channels, frame->format,
-                       now()});
+                       frame->sample_rate, frame->ch_layout.nb_channels, frame->format, now()});
     if (keep_ > 0) {
         keptSounds_.push_back(quol::cloneFrame(frame));
         if (keptSounds_.size() > keep_) keptSounds_.erase(keptSounds_.begin());

@@ -35,6 +35,12 @@ bool FilePlayer::playToEnd() {
     return file.play() && waitForEnd();
 }
 
+bool FilePlayer::playOut() {
+    const bool ended = playToEnd();
+    file.stop();
+    return ended;
+}
+
 int statusOf(LObject& object) {
     int status = -1;
     object.statusGet(status);

@@ -15,6 +15,8 @@ namespace test {
 // A player that shows what it keeps from its hosts.
 class OpenFile : public LFile {
 public:
+    // A class that derives from one with a worker ends it before it goes itself.
+    ~OpenFile() override { stop(); }
     std::size_t queued() { return queuedFrames(); }
     float peakLeft() const { return audioPeakLeft; }
     float peakRight() const { return audioPeakRight; }
@@ -33,8 +35,11 @@ public:
     int status();
     // Waits until the player says that it does not run any more; false when the limit has passed.
     bool waitForEnd(std::chrono::milliseconds limit = std::chrono::seconds(40));
-    // Plays the clip to its end; false when it does not get there.
+    // Plays the clip to its end; false when it does not get there. The player stands ended: at an
+    // out point its last picture may still be on its way.
     bool playToEnd();
+    // Plays the clip to its end and stops: whatever comes has come.
+    bool playOut();
 
     OpenFile file;
     CollectingSink sink;

@@ -5,20 +5,12 @@
 #include <limits>
 
 extern "C" {
-#include <libavutil/log.h>
 #include <libavutil/pixdesc.h>
 }
 
 namespace test {
 
 namespace {
-
-// The library raises FFmpeg's threshold when it is loaded; a test that is linked with some of its
-// objects has to do so itself, or reads FFmpeg's lines among the library's.
-const bool ffmpegIsQuiet = [] {
-    av_log_set_level(AV_LOG_FATAL);
-    return true;
-}();
 
 std::map<std::string, std::string> readMetadata(const AVDictionary* dictionary) {
     std::map<std::string, std::string> entries;
@@ -57,7 +49,8 @@ float sampleAt(const AVFrame& frame, int channel, int index) {
         case AV_SAMPLE_FMT_S16:
             return static_cast<float>(reinterpret_cast<const std::int16_t*>(plane)[at]) / 32768.0F;
         case AV_SAMPLE_FMT_S32:
-            return static_cast<float>(reinterpret_cast<const std::int32_t*>(plane)[at]) / 2147483648.0F;
+            return static_cast<float>(reinterpret_cast<const std::int32_t*>(plane)[at]) /
+                   2147483648.0F;
         case AV_SAMPLE_FMT_FLT:
             return reinterpret_cast<const float*>(plane)[at];
         default:
@@ -79,7 +72,8 @@ public:
         if (avformat_find_stream_info(opened, nullptr) < 0) file_.error = "no stream info";
         describe();
         readPackets();
-        for (std::size_t i = 0; i < decoders_.size(); ++i) decode(i, nullptr);
+        for (std::size_t i = 0; i < decoders_.size(); ++i)
+            decode(i, nullptr);
     }
 
 private:
@@ -112,7 +106,8 @@ private:
         if (codec == nullptr) return nullptr;
         quol::CodecContextPtr context(avcodec_alloc_context3(codec));
         if (avcodec_parameters_to_context(context.get(), stream.codecpar) < 0) return nullptr;
-        context->pkt_timebase = stream.time_base; // or the encoder's start-up samples shift the time
+        context->pkt_timebase =
+            stream.time_base; // or the encoder's start-up samples shift the time
         context->thread_count = 1;
         if (avcodec_open2(context.get(), codec, nullptr) < 0) {
             file_.error = "no decoder";
@@ -210,7 +205,8 @@ double RecordedFile::longestPictureGap() const {
 
 double RecordedFile::largestSample() const {
     double largest = 0.0;
-    for (const float sample : sound) largest = std::max<double>(largest, std::fabs(sample));
+    for (const float sample : sound)
+        largest = std::max<double>(largest, std::fabs(sample));
     return largest;
 }
 

@@ -36,7 +36,7 @@ struct RecordedPicture {
     double seconds = 0.0;
     int width = 0;
     int height = 0;
-    double luma = 0.0; // mean of the first plane, on a scale of 8 bits
+    double luma = 0.0;    // mean of the first plane, on a scale of 8 bits
     quol::FramePtr frame; // kept only on request
 };
 
@@ -57,10 +57,10 @@ struct RecordedFile {
     const RecordedStream* audio() const { return stream(AVMEDIA_TYPE_AUDIO); }
 
     std::size_t soundPairs() const { return sound.size() / 2; }
-    double soundSeconds() const;    // length
-    double pictureSeconds() const;  // from the first picture to the last
+    double soundSeconds() const;   // length
+    double pictureSeconds() const; // from the first picture to the last
     double longestPictureGap() const;
-    double largestSample() const;   // absolute
+    double largestSample() const; // absolute
 
     // The start time code, wherever the container keeps it; nothing without one.
     std::optional<std::string> timecode() const;

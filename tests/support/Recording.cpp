@@ -1,10 +1,10 @@
 #include "support/Recording.h"
 
-#include <csignal>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <csignal>
 
 #include "core/Handles.h"
 #include "support/CapturedStream.h"
