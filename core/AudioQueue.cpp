@@ -97,6 +97,19 @@ std::size_t AudioQueue::pairs() const {
     return sum - used_;
 }
 
+std::size_t AudioQueue::contiguousPairs(std::size_t atMost, double tolerance) const {
+    std::size_t sum = 0;
+    for (std::size_t i = 0; i < records_.size() && sum < atMost; ++i) {
+        if (i > 0) {
+            const AudioRecord& before = records_[i - 1];
+            const double end = before.pts + static_cast<double>(before.pairs()) / sampleRate_;
+            if (std::fabs(records_[i].pts - end) >= tolerance) break;
+        }
+        sum += records_[i].pairs() - (i == 0 ? used_ : 0);
+    }
+    return std::min(sum, atMost);
+}
+
 void AudioQueue::clear() {
     records_.clear();
     used_ = 0;

@@ -46,6 +46,10 @@ public:
     // Stereo samples that wait.
     std::size_t pairs() const;
 
+    // How many of them, up to `atMost`, follow each other: where a record's time is further than
+    // `tolerance` from the end of the one before, they end.
+    std::size_t contiguousPairs(std::size_t atMost, double tolerance) const;
+
     std::size_t records() const { return records_.size(); }
     bool empty() const { return records_.empty(); }
     void clear();

@@ -24,10 +24,6 @@ std::span<const AVSampleFormat> encoderSampleFormats(const AVCodec& codec) {
     return supported<AVSampleFormat>(codec, AV_CODEC_CONFIG_SAMPLE_FORMAT);
 }
 
-std::span<const int> encoderSampleRates(const AVCodec& codec) {
-    return supported<int>(codec, AV_CODEC_CONFIG_SAMPLE_RATE);
-}
-
 #else
 
 namespace {
@@ -49,10 +45,6 @@ std::span<const AVPixelFormat> encoderPixelFormats(const AVCodec& codec) {
 
 std::span<const AVSampleFormat> encoderSampleFormats(const AVCodec& codec) {
     return endedList(codec.sample_fmts, AV_SAMPLE_FMT_NONE);
-}
-
-std::span<const int> encoderSampleRates(const AVCodec& codec) {
-    return endedList(codec.supported_samplerates, 0);
 }
 
 #endif

@@ -10,6 +10,5 @@ namespace quol {
 // What an encoder takes; empty when it does not say.
 std::span<const AVPixelFormat> encoderPixelFormats(const AVCodec& codec);
 std::span<const AVSampleFormat> encoderSampleFormats(const AVCodec& codec);
-std::span<const int> encoderSampleRates(const AVCodec& codec);
 
 } // namespace quol

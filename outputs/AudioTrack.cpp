@@ -118,11 +118,11 @@ void AudioTrack::align() {
         silence_ = std::llround(*behind * sampleRate_);
         alignPending_ = false;
     } else if (queue_.empty()) {
-        silence_ = chunk_;
+        silence_ = chunk_ - filled_;
     } else if (patience_ > 0) {
-        silence_ = chunk_;
-        patience_ -= chunk_;
-        waited_ += chunk_;
+        silence_ = chunk_ - filled_;
+        patience_ -= silence_;
+        waited_ += silence_;
     } else {
         // What came while it was waited for has had its time.
         queue_.drop(static_cast<std::size_t>(waited_));
@@ -133,19 +133,38 @@ void AudioTrack::align() {
     }
 }
 
+// Takes what follows without a hole and returns how much it was.
+int AudioTrack::takeSound() {
+    const int wanted = chunk_ - filled_;
+    int there = wanted;
+    if (timed_) {
+        const std::lock_guard lock(mutex_);
+        there =
+            static_cast<int>(queue_.contiguousPairs(static_cast<std::size_t>(wanted), tolerance));
+    }
+    return popAudioSamplesForPts(due(), samples_.data() + static_cast<std::ptrdiff_t>(filled_) * 2,
+                                 there);
+}
+
 void AudioTrack::fillChunk() {
-    if (timed_ && !frontIsInPlace()) alignPending_ = true;
-    if (alignPending_) align();
-    const auto quiet = static_cast<int>(std::min<std::int64_t>(silence_, chunk_));
-    silence_ -= quiet;
-    std::fill_n(samples_.begin(), static_cast<std::ptrdiff_t>(quiet) * 2, std::int16_t{0});
-    if (quiet == chunk_) return;
-    const int wanted = chunk_ - quiet;
-    const double now = seconds(samplesWritten_);
-    const int got = popAudioSamplesForPts(
-        now, samples_.data() + static_cast<std::ptrdiff_t>(quiet) * 2, wanted);
-    // Behind a shortage the sound that comes late must not push all the rest back.
-    if (got < wanted) alignPending_ = true;
+    std::fill(samples_.begin(), samples_.end(), std::int16_t{0});
+    filled_ = 0;
+    while (filled_ < chunk_) {
+        if (timed_ && !frontIsInPlace()) alignPending_ = true;
+        if (alignPending_) align();
+        const auto quiet = static_cast<int>(std::min<std::int64_t>(silence_, chunk_ - filled_));
+        silence_ -= quiet;
+        filled_ += quiet;
+        if (filled_ == chunk_) break;
+        const int got = takeSound();
+        filled_ += got;
+        // Behind a shortage the sound that comes late must not push all the rest back.
+        if (got == 0) {
+            alignPending_ = true;
+            break;
+        }
+    }
+    filled_ = 0;
 }
 
 void AudioTrack::writeChunk() {

@@ -55,9 +55,10 @@ private:
     void align();
     bool soundIsThere();
     bool frontIsInPlace();
-    // The source's time of the next sample to write, and how far behind it sound is still that of
-    // the pictures.
-    double due() const { return seconds(samplesWritten_) - offset_; }
+    int takeSound();
+    // The source's time of the next sample, and how far behind it sound is still that of the
+    // pictures.
+    double due() const { return seconds(samplesWritten_ + filled_) - offset_; }
     double reach() const;
     double seconds(std::int64_t samples) const {
         return static_cast<double>(samples) / sampleRate_;
@@ -79,6 +80,7 @@ private:
     Resampler converter_{
         Resampler::Input::frozen};      // for the formats that have no code of their own
     std::vector<std::int16_t> samples_; // the chunk to come
+    int filled_ = 0;                    // stereo samples of it that are there
     std::int64_t samplesWritten_ = 0;
     bool tied_ = false;
     double offset_ = 0.0;  // file time - source time

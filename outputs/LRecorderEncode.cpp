@@ -54,7 +54,13 @@ void LRecorder::encodeLoop() {
         encodePicture(record);
         writable = fileTakesMore();
     }
-    if (writable && audioTrack) audioTrack->finish([this] { return fileTakesMore(); });
+    // On a full disk too: what sound has waited for is part of the room that was held.
+    constexpr int chunksHeld = 100;
+    int chunks = 0;
+    const auto soundFits = [&] {
+        return session->error() == 0 && (writable ? fileTakesMore() : chunks++ < chunksHeld);
+    };
+    if (audioTrack) audioTrack->finish(soundFits);
     recording = false;
     const int before = session->error();
     session->finish();

@@ -86,7 +86,8 @@ void LFile::DecodeLoop::step() {
 bool LFile::DecodeLoop::idle() {
     if (file.endTimedPause()) file.setSinksPaused(false);
     if (!file.paused) return false;
-    scrub = scrub || file.seekPending;
+    // Also a jump that was just made, when the pause came before its picture.
+    scrub = scrub || file.seekPending || firstSinceSeek;
     if (scrub) return false;
     file.sleeper->sleepFor(idleSleep);
     return true;
@@ -190,6 +191,7 @@ void LFile::DecodeLoop::endOfFile() {
         if (file.paused || file.seekPending || !file.playing) return;
     }
     scrub = false; // there was no picture to show
+    firstSinceSeek = false;
     file.eofReached = true;
     if (file.loop) {
         startAgain();

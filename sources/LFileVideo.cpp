@@ -136,7 +136,7 @@ bool LFile::DecodeLoop::prepareGraph(AVFrame& frame, const std::string& chain) {
 
 void LFile::DecodeLoop::deliver(AVFrame& frame, AVRational timeBase) {
     const double seconds = av_q2d(timeBase) * static_cast<double>(frame.pts);
-    const double fps = file.getFPS();
+    const double fps = file.LFile::getFPS(); // not of a class that is being destroyed
     const std::int64_t position = quol::framesAt(seconds, fps);
     file.currentFrame =
         static_cast<std::int32_t>(std::clamp<std::int64_t>(position, INT32_MIN, INT32_MAX));

@@ -252,6 +252,45 @@ TEST(AudioQueueSkipTo, FollowsTheSampleRate) {
     EXPECT_THAT(takeLeft(queue, 1), ElementsAre(50));
 }
 
+TEST(AudioQueueTimes, FrontTimeAndPairsFollowWhatWasTaken) {
+    quol::AudioQueue queue(10, milliRate);
+    EXPECT_FALSE(queue.frontTime().has_value());
+    EXPECT_EQ(queue.pairs(), 0U);
+    queue.append(counting(2.0, 100, 0));
+    queue.append(counting(5.0, 50, 100));
+    EXPECT_EQ(queue.pairs(), 150U);
+    EXPECT_EQ(takeLeft(queue, 30).size(), 30U);
+    EXPECT_NEAR(queue.frontTime().value_or(0.0), 2.03, 1e-9);
+    EXPECT_EQ(queue.pairs(), 120U);
+    EXPECT_EQ(takeLeft(queue, 70).size(), 70U);
+    EXPECT_NEAR(queue.frontTime().value_or(0.0), 5.0, 1e-9);
+}
+
+TEST(AudioQueueTimes, ReachesATimeThatSoundLastsUntilOrBeginsSoonBehind) {
+    quol::AudioQueue queue(10, milliRate);
+    EXPECT_FALSE(queue.reaches(0.0, 100.0));
+    queue.append(counting(1.0, 100, 0));
+    EXPECT_TRUE(queue.reaches(1.1, 0.5));
+    EXPECT_FALSE(queue.reaches(1.11, 0.5)); // it has ended before
+    EXPECT_TRUE(queue.reaches(0.6, 0.5));
+    EXPECT_FALSE(queue.reaches(0.4, 0.5)); // it begins too far behind
+}
+
+TEST(AudioQueueTimes, ContiguousPairsEndAtAHoleAndAtAnOverlap) {
+    quol::AudioQueue queue(10, milliRate);
+    EXPECT_EQ(queue.contiguousPairs(10, 0.05), 0U);
+    queue.append(counting(0.0, 100, 0));
+    queue.append(counting(0.12, 100, 100)); // within the tolerance
+    queue.append(counting(0.3, 100, 200));  // beyond it
+    EXPECT_EQ(queue.contiguousPairs(1000, 0.05), 200U);
+    EXPECT_EQ(queue.contiguousPairs(150, 0.05), 150U);
+    EXPECT_EQ(takeLeft(queue, 60).size(), 60U);
+    EXPECT_EQ(queue.contiguousPairs(1000, 0.05), 140U);
+    EXPECT_EQ(takeLeft(queue, 140).size(), 140U);
+    queue.append(counting(0.2, 100, 300)); // a jump back
+    EXPECT_EQ(queue.contiguousPairs(1000, 0.05), 100U);
+}
+
 // The rule on single samples: drop what lies before the time, and look how far the next one is.
 class PlainQueue {
 public:

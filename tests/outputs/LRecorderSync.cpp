@@ -100,37 +100,37 @@ TEST_F(LRecorderSync, SteadySourceStaysTogether) {
 }
 
 TEST_F(LRecorderSync, SourceThatStopsAndResumesLeavesAGapAndStaysTogether) {
-    pass(2.0);
+    pass(1.6);
     source.setSilent(true); // its clock runs on, as that of a camera does
     std::this_thread::sleep_for(1000ms);
     source.setSilent(false);
-    pass(2.0);
+    pass(1.6);
     const RecordedFile file = finish();
     EXPECT_GE(file.longestPictureGap(), 0.9);
-    expectTogether(file, 4);
+    expectTogether(file, 3);
 }
 
 TEST_F(LRecorderSync, SourceThatIsHeldAndGoesOnLeavesAGapAndStaysTogether) {
-    pass(2.0);
+    pass(1.6);
     source.setClockRunsOn(false); // as that of a paused file
     source.setSilent(true);
     std::this_thread::sleep_for(1000ms);
     source.setSilent(false);
-    pass(2.0);
+    pass(1.6);
     const RecordedFile file = finish();
     EXPECT_GE(file.longestPictureGap(), 0.9);
-    expectTogether(file, 4);
+    expectTogether(file, 3);
 }
 
 TEST_F(LRecorderSync, PausedRecorderGoesOnTogether) {
-    pass(2.0);
+    pass(1.6);
     recorder.Pause(true);
     std::this_thread::sleep_for(1000ms);
     recorder.Pause(false);
-    pass(2.0);
+    pass(1.6);
     const RecordedFile file = finish();
     EXPECT_LT(file.longestPictureGap(), 0.2 + source.largestLateness());
-    expectTogether(file, 4);
+    expectTogether(file, 3);
 }
 
 TEST_F(LRecorderSync, SourceThatLoopsStaysTogether) {
@@ -162,8 +162,8 @@ TEST_F(LRecorderSync, SoundThatIsMissingForAWhileComesBackInItsPlace) {
     source.setSound(false);
     pass(1.0);
     source.setSound(true);
-    pass(2.0);
-    expectTogether(finish(), 4);
+    pass(1.6);
+    expectTogether(finish(), 3);
 }
 
 // ---------------------------------------------------------------------------- a file as source

@@ -22,8 +22,8 @@ constexpr double stopLimit =
 // A filter that repeats its picture for ever.
 class EndlessFilter : public testing::TestWithParam<std::pair<const char*, const char*>> {
 protected:
+    LFilter filter{LFilter::Type::video}; // outlives its use by the player
     FilePlayer player{"silent.mp4"};
-    LFilter filter{LFilter::Type::video};
     EndlessFilter() {
         filter.setProps(GetParam().first, GetParam().second);
         player.file.setVideoFilter(&filter);

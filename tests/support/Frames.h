@@ -12,7 +12,8 @@ namespace test {
 quol::FramePtr makePicture(int width, int height, AVPixelFormat format, std::int64_t pts = 0,
                            AVRational timeBase = {1, 25}, unsigned seed = 1);
 
-// Sets every byte of a plane, the padding of its rows too. A plane that the format lacks stays away.
+// Sets every byte of a plane, the padding of its rows too. A plane that the format lacks stays
+// away.
 void fillPlane(AVFrame& frame, int plane, std::uint8_t level);
 
 // Sound with a sine of `hertz` at a tenth of full scale in every channel; 0 for silence.
