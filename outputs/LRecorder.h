@@ -32,9 +32,9 @@ class Scaler;
 /// A sink that encodes pictures and sound into a file, on a thread of its own.
 ///
 /// The steady clock since the start, less the pauses, gives the pictures their times; sound is
-/// written exactly as far as the pictures have come, with silence for what is missing. A source
-/// that stops leaves a gap, in the middle of which nothing is written. At most one picture goes
-/// into each tick of the file's rate.
+/// written as far as the pictures have come, up to a second behind them while it is waited for, and
+/// with silence for what is missing. A source that stops leaves a gap, in the middle of which
+/// nothing is written. At most one picture goes into each tick of the file's rate.
 ///
 /// A recording that runs out of disk, or whose file cannot be written, ends by itself while there
 /// is room to finish the file, and says so on the error stream.

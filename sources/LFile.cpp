@@ -156,8 +156,10 @@ void LFile::setPosTC(const std::string& text) {
 void LFile::stop() {
     // Ahead of the lock: another thread may be in the middle of opening a file that does not
     // answer.
+    ++stopsWaiting;
     decoders->formatContext.interrupt(true);
     const std::lock_guard control(controlMutex);
+    --stopsWaiting;
     stopLocked();
     seekPending = false;
 }

@@ -192,8 +192,9 @@ private:
     // Flags and numbers: hosts write, the worker reads, and the other way round where it says so.
     std::atomic<bool> playing{false}; ///< cleared by the worker too: end of file, out point
     std::atomic<bool> paused{false};
-    std::atomic<bool> seekPending{false};      ///< cleared by the worker
-    std::atomic<bool> eofReached{false};       ///< set by the worker
+    std::atomic<int> stopsWaiting{0};     ///< calls of stop that have not got `controlMutex` yet
+    std::atomic<bool> seekPending{false}; ///< cleared by the worker
+    std::atomic<bool> eofReached{false};  ///< set by the worker
     std::atomic<std::int32_t> currentFrame{0}; ///< written by the worker
     std::atomic<bool> loop{false};
     std::atomic<bool> eofHold{true};

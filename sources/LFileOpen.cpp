@@ -30,6 +30,7 @@ void LFile::Decoders::discardUnused() {
 bool LFile::openFile() {
     closeFile();
     decoders->formatContext.interrupt(false);
+    if (stopsWaiting > 0) decoders->formatContext.interrupt(true);
     if (!openInput()) return false;
     Decoders& open = *decoders;
     if (!open.formatContext.findStreamInfo()) return false;
