@@ -45,9 +45,6 @@ void AudioQueue::advance(std::size_t pairs) {
 }
 
 std::optional<double> AudioQueue::skipTo(double time, double window) {
-    const auto length = [this](const AudioRecord& record) {
-        return static_cast<double>(record.pairs()) / sampleRate_;
-    };
     // A record that ends at `time`, but for a rounding error, holds nothing that is wanted.
     const double halfSample = 0.5 / sampleRate_;
     const auto start = [this](const AudioRecord& record) {
@@ -60,8 +57,7 @@ std::optional<double> AudioQueue::skipTo(double time, double window) {
     };
     auto wanted = records_.end();
     for (auto record = records_.begin(); record != records_.end(); ++record) {
-        const bool fits =
-            record->pts + length(*record) > time + halfSample && start(*record) < time + window;
+        const bool fits = endOf(*record) > time + halfSample && start(*record) < time + window;
         if (fits && (wanted == records_.end() || behind(*record) < behind(*wanted))) {
             wanted = record;
         }
@@ -77,11 +73,14 @@ std::optional<double> AudioQueue::skipTo(double time, double window) {
     return std::max(0.0, records_.front().pts + static_cast<double>(used_) / sampleRate_ - time);
 }
 
+double AudioQueue::endOf(const AudioRecord& record) const {
+    return record.pts + static_cast<double>(record.pairs()) / sampleRate_;
+}
+
 bool AudioQueue::reaches(double time, double window) const {
     const double halfSample = 0.5 / sampleRate_;
     return std::any_of(records_.begin(), records_.end(), [&](const AudioRecord& record) {
-        const double end = record.pts + static_cast<double>(record.pairs()) / sampleRate_;
-        return end > time - halfSample && record.pts < time + window;
+        return endOf(record) > time - halfSample && record.pts < time + window;
     });
 }
 
@@ -101,8 +100,7 @@ std::size_t AudioQueue::contiguousPairs(std::size_t atMost, double tolerance) co
     std::size_t sum = 0;
     for (std::size_t i = 0; i < records_.size() && sum < atMost; ++i) {
         if (i > 0) {
-            const AudioRecord& before = records_[i - 1];
-            const double end = before.pts + static_cast<double>(before.pairs()) / sampleRate_;
+            const double end = endOf(records_[i - 1]);
             if (std::fabs(records_[i].pts - end) >= tolerance) break;
         }
         sum += records_[i].pairs() - (i == 0 ? used_ : 0);

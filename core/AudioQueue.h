@@ -57,6 +57,7 @@ public:
 
 private:
     void advance(std::size_t pairs);
+    double endOf(const AudioRecord& record) const; // time behind its last sample
 
     std::size_t maxRecords_;
     int sampleRate_;

@@ -4,6 +4,7 @@
 #include <clocale>
 #include <cstdio>
 
+#include "core/ErrorText.h"
 #include "core/Log.h"
 
 extern "C" {
@@ -89,9 +90,7 @@ bool FilterGraph::parse(const std::string& chain, bool report) {
     inputs.reset(openInputs);
     outputs.reset(openOutputs);
     if (result < 0 && report) {
-        std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
-        av_strerror(result, text.data(), text.size());
-        logError("AVFILTER PARSE ERROR: %s\nDESC: %s", text.data(), chain.c_str());
+        logError("AVFILTER PARSE ERROR: %s\nDESC: %s", errorText(result).c_str(), chain.c_str());
     }
     return result >= 0;
 }

@@ -1,8 +1,8 @@
 // The recorder's encoding thread.
 #include <algorithm>
-#include <array>
 #include <chrono>
 
+#include "core/ErrorText.h"
 #include "core/FrameTime.h"
 #include "core/Log.h"
 #include "core/PicturePool.h"
@@ -131,7 +131,6 @@ bool LRecorder::fileTakesMore() {
 }
 
 void LRecorder::tellEnded(int error) {
-    std::array<char, AV_ERROR_MAX_STRING_SIZE> reason{};
-    av_strerror(error, reason.data(), reason.size());
-    quol::logError("LRecorder: Recording ended, %s: %s", reason.data(), job.filePath.c_str());
+    quol::logError("LRecorder: Recording ended, %s: %s", quol::errorText(error).c_str(),
+                   job.filePath.c_str());
 }

@@ -130,6 +130,7 @@ void LFile::DecodeLoop::seek() {
     firstSinceSeek = true;
     file.flushSinks();
     anchor(std::max(seconds, mediaStart));
+    anchorPending = true;
 }
 
 // Moves the demuxer to a key picture at or before `target`, in microseconds. Demuxers with an index
@@ -251,7 +252,6 @@ void LFile::DecodeLoop::anchor(double seconds) {
     const std::int64_t now = quol::steadyNow();
     file.clockStart = now - offset;
     file.pauseStart = now; // what a pause has lasted so far is behind the new clock
-    anchorPending = true;
 }
 
 // Whether a frame lies before the target of a seek. The first that does not ends the question: time
@@ -290,7 +290,6 @@ void LFile::DecodeLoop::pace(double seconds) {
     anchorPending = false;
     if (late || early >= 1.0) {
         anchor(seconds);
-        anchorPending = false;
         return;
     }
     if (!(early > 0.0)) return;
