@@ -166,6 +166,52 @@ QUOLSDK_C_API int64_t quolsdk_reader_audio_bitrate_get(quolsdk_handle reader); /
 QUOLSDK_C_API int64_t quolsdk_reader_audio_channels_get(quolsdk_handle reader); /**< count */
 /** @} */
 
+/** @name Mixer: many layers into one picture and one sound, a source
+ *  A new mixer runs at once: 1280x720 at 50 frames a second. Layers are known by name; a function
+ *  that changes a layer does nothing for a name that is not there. A source must not be destroyed
+ *  before its layer has been removed or the mixer destroyed. */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_mixer_create(void);        /**< a new mixer, running */
+QUOLSDK_C_API void quolsdk_mixer_destroy(quolsdk_handle mixer); /**< ends it; layers go with it */
+/** Adds a layer that shows a source: at the top left corner, in the source's size, opaque, without
+ *  sound, z index 0. For a name that is there already everything is set back to that; with the same
+ *  source the picture stays. A null source leaves a layer without a picture. */
+QUOLSDK_C_API void quolsdk_mixer_add_layer(quolsdk_handle mixer, const char* name,
+                                           quolsdk_handle source);
+/** Takes a layer away. Once it has returned its source is not used any more. */
+QUOLSDK_C_API void quolsdk_mixer_remove_layer(quolsdk_handle mixer, const char* name);
+/** Puts the layer's top left corner there, pixels of the canvas, cut to whole ones. */
+QUOLSDK_C_API void quolsdk_mixer_set_layer_pos(quolsdk_handle mixer, const char* name, float x,
+                                               float y);
+/** Scales the layer to that many pixels; 0 and below: as many as the picture has. */
+QUOLSDK_C_API void quolsdk_mixer_set_layer_size(quolsdk_handle mixer, const char* name, float width,
+                                                float height);
+/** Opacity, 0 to 255. */
+QUOLSDK_C_API void quolsdk_mixer_set_layer_alpha(quolsdk_handle mixer, const char* name, int alpha);
+/** Shows (not 0) or hides (0) the layer, its sound included. */
+QUOLSDK_C_API void quolsdk_mixer_set_layer_visible(quolsdk_handle mixer, const char* name,
+                                                   int visible);
+/** Stacking order: higher is nearer. Equal layers lie in the order of their names. */
+QUOLSDK_C_API void quolsdk_mixer_set_layer_z_index(quolsdk_handle mixer, const char* name, int z);
+/** Whether the layer's sound is heard (not 0), and its gain in percent; 0 and below is silence. */
+QUOLSDK_C_API void quolsdk_mixer_set_layer_audio(quolsdk_handle mixer, const char* name,
+                                                 int enabled, int gain);
+/** Radius of the corners, percent of the layer's smaller side. */
+QUOLSDK_C_API void quolsdk_mixer_set_layer_border_radius(quolsdk_handle mixer, const char* name,
+                                                         int radius);
+/** Adds a downstream key: `fill` is seen where `key` is bright, or opaque where it has alpha. The
+ *  defaults are those of quolsdk_mixer_add_layer. */
+QUOLSDK_C_API void quolsdk_mixer_add_dsk(quolsdk_handle mixer, const char* name,
+                                         quolsdk_handle fill, quolsdk_handle key);
+/** Adds a still image, read before this returns; one that cannot be read leaves a layer without a
+ *  picture. The defaults are those of quolsdk_mixer_add_layer. */
+QUOLSDK_C_API void quolsdk_mixer_add_image(quolsdk_handle mixer, const char* name,
+                                           const char* path);
+/** Size, rate and pixel format of the canvas; `format` must not be NULL. */
+QUOLSDK_C_API void quolsdk_mixer_set_video_format(quolsdk_handle mixer,
+                                                  const quolsdk_video_format* format);
+/** @} */
+
 /** @name Recorder: a source into a movie file, a sink */
 /** @{ */
 QUOLSDK_C_API quolsdk_handle quolsdk_recorder_create(void);           /**< a new recorder, idle */

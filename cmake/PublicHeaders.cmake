@@ -11,6 +11,9 @@ set(QUOLSDK_PUBLIC_HEADERS
     sources/LSignal.h
     sources/LFile.h
     sources/LReader.h
+    compositing/LLayerItem.h
+    compositing/LMixer.h
+    compositing/LAudioMixer.h
     outputs/LRecorder.h
     api/quolsdk_c_api.h
 )

@@ -29,6 +29,9 @@ public:
     // many there were; the rest of `target` is left as it is.
     std::size_t take(std::int16_t* target, std::size_t pairs);
 
+    // The same, but stops at a record whose next sample lies beyond `latest`, in seconds.
+    std::size_t takeDue(std::int16_t* target, std::size_t pairs, double latest);
+
     // Removes what lies before `time`, so that the oldest sample is the first at or behind it, and
     // returns how many seconds behind. Nothing, with the queue unchanged, when no sound lies within
     // `window` seconds behind `time`.
@@ -56,6 +59,7 @@ public:
     void setSampleRate(int sampleRate) { sampleRate_ = sampleRate; }
 
 private:
+    std::size_t takeFromFront(std::int16_t* target, std::size_t pairs);
     void advance(std::size_t pairs);
     double endOf(const AudioRecord& record) const; // time behind its last sample
 

@@ -24,6 +24,10 @@ struct YuvLevels {
 // not begin with a hexadecimal number raises std::invalid_argument with the text "stoi".
 std::optional<Rgb> parseColor(const std::string& text);
 
+// Reads "#RRGGBB" and "#RGB", where each digit stands twice. Any other text is white; from the
+// first channel that is no hexadecimal number on, channels are 255.
+Rgb parseColorOrWhite(const std::string& text);
+
 // BT.601 full range in doubles (JFIF), truncated to whole numbers:
 // Y = 0.299 R + 0.587 G + 0.114 B, U = -0.1687 R - 0.3313 G + 0.5 B + 128,
 // V = 0.5 R - 0.4187 G - 0.0813 B + 128.

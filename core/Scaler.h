@@ -24,6 +24,9 @@ public:
     // Makes sure of a scaler for this key. False when there can be none; the next key tries again.
     bool prepare(const ScalerKey& key);
 
+    // From now on the scaler prepared last writes YUV in full range. False when it cannot.
+    bool setFullRangeOutput();
+
     // Scales `source` into the planes given, of the size and format of the key prepared last.
     // False when the picture cannot be read.
     bool run(const AVFrame& source, std::uint8_t* const planes[], const int strides[]);

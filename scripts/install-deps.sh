@@ -8,6 +8,8 @@ packages=(
     g++ make cmake ninja-build pkg-config ccache git
     # what the library links
     libavformat-dev libavcodec-dev libavfilter-dev libswscale-dev libswresample-dev libavutil-dev
+    # OpenGL without a window: headers, and the loader and drivers that are found at run time
+    libegl-dev libgl-dev libegl1 libgl1-mesa-dri
     # tests and benchmarks; ffmpeg makes the test media, python3 runs a source check
     ffmpeg libgtest-dev libgmock-dev libbenchmark-dev python3
     # style, static analysis, reference manual

@@ -1,0 +1,266 @@
+// The layers of the mixer: adding, changing and removing them. The pictures are in LMixerRender.
+#include "quolsdk/LMixer.h"
+
+#include <limits>
+#include <utility>
+
+#include "compositing/LayerState.h"
+#include "core/FairMutex.h"
+#include "core/MediaInput.h"
+#include "core/ModeTables.h"
+#include "core/PicturePool.h"
+#include "core/Scaler.h"
+
+namespace {
+
+constexpr std::uint32_t initialMode = 4; // 1280x720 at 50
+constexpr audioFormatProps initialAudio{0, 16, 48000, 2};
+
+// The first picture of a file, as layers keep images. Null when there is none.
+quol::FramePtr loadImage(const std::string& path) {
+    const quol::FramePtr decoded = quol::decodeFirstPicture(path, std::numeric_limits<int>::max());
+    if (!decoded) return nullptr;
+    quol::FramePtr image =
+        quol::PicturePool().get(decoded->width, decoded->height, AV_PIX_FMT_YUVA420P);
+    if (!image || !quol::Scaler().scale(*decoded, *image, SWS_BILINEAR)) return nullptr;
+    return image;
+}
+
+} // namespace
+
+LMixer::LMixer(Renderer how)
+    : renderer(how), layerMutex(std::make_unique<quol::FairMutex>()), audioFormat(initialAudio) {
+    videoFormat.mode = initialMode;
+    quol::expandVideoFormat(videoFormat);
+    ensureRunning();
+}
+
+LMixer::~LMixer() {
+    {
+        const std::lock_guard lock(pullMutex);
+        running = false;
+        requested.notify_all();
+        done.notify_all();
+    }
+    if (thread.joinable()) thread.join();
+    quol::DetachedSinks detached;
+    for (auto& [name, item] : layers)
+        cleanupLayerItem(*item, detached);
+}
+
+void LMixer::ensureRunning() {
+    const std::lock_guard control(controlMutex);
+    if (running) return;
+    running = true;
+    try {
+        thread = std::thread(&LMixer::mixerLoop, this);
+    } catch (...) {
+        running = false;
+        throw;
+    }
+}
+
+// The layer of that name, made when there is none. Under `layerMutex`.
+LLayerItem& LMixer::layerOf(const std::string& name) {
+    auto& item = layers[name];
+    if (!item) item = std::make_unique<LLayerItem>(name);
+    return *item;
+}
+
+// Gives one input of a layer another source. The new sink, to be attached when the layer lock has
+// been let go; null when nothing is new. Under `layerMutex`.
+MixerSink* LMixer::exchangeSource(quol::LayerFeed& feed, LObject*& source, LObject* newSource,
+                                  quol::DetachedSinks& detached) {
+    if (source == newSource) return nullptr;
+    detached.add(source, std::move(feed.sink));
+    feed.lastFrame.reset();
+    source = newSource;
+    if (source == nullptr) return nullptr;
+    feed.sink = std::make_unique<MixerSink>(audioFormat.sampleRate);
+    feed.sink->pullFrom(source);
+    return feed.sink.get();
+}
+
+LLayerItem* LMixer::addLayer(const std::string& name, LObject* source, int zIndex, float x, float y,
+                             int alpha, float width, float height, float cropTop, float cropBottom,
+                             float cropLeft, float cropRight, int borderThickness,
+                             const std::string& borderColor, bool audioEnabled, int audioGain) {
+    const std::lock_guard control(controlMutex);
+    LObject* const shown = source != this ? source : nullptr;
+    quol::DetachedSinks detached;
+    LLayerItem* item = nullptr;
+    MixerSink* sink = nullptr;
+    {
+        const std::lock_guard lock(*layerMutex);
+        item = &layerOf(name);
+        sink = exchangeSource(item->state->picture, item->source, shown, detached);
+        place(*item, zIndex, x, y, alpha, width, height);
+        item->cropTop = cropTop;
+        item->cropBottom = cropBottom;
+        item->cropLeft = cropLeft;
+        item->cropRight = cropRight;
+        item->borderThickness = borderThickness;
+        item->borderColor = borderColor;
+        item->borderRadius = 0;
+        item->audioEnabled = audioEnabled;
+        item->audioGain = audioGain;
+        ensureRunning();
+    }
+    detached.release();
+    if (sink != nullptr) shown->addSink(sink);
+    return item;
+}
+
+LLayerItem* LMixer::addLayer(const std::string& name, LObject* source, int zIndex, float x, float y,
+                             int alpha, float width, float height, bool audioEnabled,
+                             int audioGain) {
+    return addLayer(name, source, zIndex, x, y, alpha, width, height, 0.0F, 0.0F, 0.0F, 0.0F, 0,
+                    "#FFFFFF", audioEnabled, audioGain);
+}
+
+LLayerItem* LMixer::addDSK(const std::string& name, LObject* fillSource, LObject* keySource,
+                           int zIndex, float x, float y, int alpha, float width, float height) {
+    const std::lock_guard control(controlMutex);
+    LObject* const fill = fillSource != this ? fillSource : nullptr;
+    LObject* const key = keySource != this ? keySource : nullptr;
+    quol::DetachedSinks detached;
+    LLayerItem* item = nullptr;
+    MixerSink* fillSink = nullptr;
+    MixerSink* keySink = nullptr;
+    {
+        const std::lock_guard lock(*layerMutex);
+        item = &layerOf(name);
+        fillSink = exchangeSource(item->state->picture, item->source, fill, detached);
+        keySink = exchangeSource(item->state->key, item->keySource, key, detached);
+        place(*item, zIndex, x, y, alpha, width, height);
+        item->cropTop = 0.0F;
+        item->cropBottom = 0.0F;
+        item->cropLeft = 0.0F;
+        item->cropRight = 0.0F;
+        item->borderThickness = 0;
+        item->borderColor = "#FFFFFF";
+        item->borderRadius = 0;
+        item->audioEnabled = false;
+        item->audioGain = 100;
+        item->isDSK = true;
+        ensureRunning();
+    }
+    detached.release();
+    if (fillSink != nullptr) fill->addSink(fillSink);
+    if (keySink != nullptr) key->addSink(keySink);
+    return item;
+}
+
+LLayerItem* LMixer::addImage(const std::string& name, const std::string& path, int zIndex, float x,
+                             float y, int alpha, float width, float height, float cropTop,
+                             float cropBottom, float cropLeft, float cropRight, int borderThickness,
+                             const std::string& borderColor) {
+    const std::lock_guard control(controlMutex);
+    quol::FramePtr image = loadImage(path); // takes its time: the pictures go on meanwhile
+    quol::DetachedSinks detached;
+    const std::lock_guard lock(*layerMutex);
+    LLayerItem& item = layerOf(name);
+    cleanupLayerItem(item, detached);
+    item.state->picture.lastFrame = std::move(image);
+    item.isDSK = false;
+    place(item, zIndex, x, y, alpha, width, height);
+    item.cropTop = cropTop;
+    item.cropBottom = cropBottom;
+    item.cropLeft = cropLeft;
+    item.cropRight = cropRight;
+    item.borderThickness = borderThickness;
+    item.borderColor = borderColor;
+    ensureRunning();
+    return &item;
+}
+
+void LMixer::place(LLayerItem& item, int zIndex, float x, float y, int alpha, float width,
+                   float height) {
+    item.zIndex = zIndex;
+    item.x = x;
+    item.y = y;
+    item.alpha = alpha;
+    item.width = width;
+    item.height = height;
+}
+
+// Leaves a layer without sources, pictures and caches. Under `layerMutex`, or with the thread gone.
+void LMixer::cleanupLayerItem(LLayerItem& item, quol::DetachedSinks& detached) {
+    quol::LayerState& state = *item.state;
+    {
+        const std::lock_guard lock(textureMutex);
+        for (const unsigned int texture : {state.textures.y, state.textures.u, state.textures.v,
+                                           state.textures.a, state.textures.key}) {
+            if (texture != 0) deadTextures.push_back(texture);
+        }
+    }
+    state.textures = {};
+    detached.add(item.source, std::move(state.picture.sink));
+    detached.add(item.keySource, std::move(state.key.sink));
+    for (quol::LayerFeed* feed : {&state.picture, &state.key}) {
+        feed->lastFrame.reset();
+        feed->scaled.clear();
+    }
+    item.source = nullptr;
+    item.keySource = nullptr;
+}
+
+void LMixer::removeLayer(const std::string& name) {
+    const std::lock_guard control(controlMutex);
+    quol::DetachedSinks detached;
+    const std::lock_guard lock(*layerMutex);
+    const auto entry = layers.find(name);
+    if (entry == layers.end()) return;
+    cleanupLayerItem(*entry->second, detached);
+    layers.erase(entry);
+}
+
+LLayerItem* LMixer::getLayer(const std::string& name) {
+    const std::lock_guard lock(*layerMutex);
+    const auto entry = layers.find(name);
+    return entry != layers.end() ? entry->second.get() : nullptr;
+}
+
+int LMixer::getLayerCount() {
+    const std::lock_guard lock(*layerMutex);
+    return static_cast<int>(layers.size());
+}
+
+LLayerItem* LMixer::getLayerByIndex(int index) {
+    const std::lock_guard lock(*layerMutex);
+    if (index < 0 || static_cast<std::size_t>(index) >= layers.size()) return nullptr;
+    return std::next(layers.begin(), index)->second.get();
+}
+
+bool LMixer::editLayer(const std::string& name, const std::function<void(LLayerItem&)>& edit) {
+    const std::lock_guard lock(*layerMutex);
+    const auto entry = layers.find(name);
+    if (entry == layers.end()) return false;
+    edit(*entry->second);
+    return true;
+}
+
+void LMixer::setLayerBorderRadius(const std::string& name, int radius) {
+    editLayer(name, [radius](LLayerItem& item) { item.borderRadius = radius; });
+}
+
+void LMixer::setVideoFormat(const videoFormatProps& format) {
+    const std::lock_guard lock(*layerMutex);
+    videoFormat = format;
+    quol::expandVideoFormat(videoFormat);
+}
+
+void LMixer::getVideoFormat(videoFormatProps& format) {
+    const std::lock_guard lock(*layerMutex);
+    format = videoFormat;
+}
+
+void LMixer::setAudioFormat(const audioFormatProps& format) {
+    const std::lock_guard lock(*layerMutex);
+    audioFormat = format;
+}
+
+void LMixer::getAudioFormat(audioFormatProps& format) {
+    const std::lock_guard lock(*layerMutex);
+    format = audioFormat;
+}

@@ -1,0 +1,253 @@
+// The pictures and the sound of the mixer, tick by tick, and their way to whoever pulls.
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include "compositing/LayerRenderer.h"
+#include "compositing/RenderPace.h"
+#include "core/AudioMix.h"
+#include "core/AudioPeak.h"
+#include "core/Clock.h"
+#include "core/FairMutex.h"
+#include "core/FrameTime.h"
+#include "core/Log.h"
+#include "core/PictureCheck.h"
+#include "core/SoundBlock.h"
+#include "quolsdk/LMixer.h"
+
+extern "C" {
+#include <libavutil/mathematics.h>
+}
+
+namespace {
+
+constexpr int mixRate = 48000;
+constexpr double soundAhead = 0.05; // seconds that sound may be ahead of its picture
+constexpr int longestBlock = 60 * mixRate;
+constexpr std::chrono::milliseconds pullTimeout(100);
+
+// Samples a channel in one tick.
+int blockLength(double fps) {
+    const double samples = static_cast<double>(mixRate) / fps;
+    const int length = static_cast<int>(std::min<double>(samples, longestBlock));
+    return length > 0 ? length : 960;
+}
+
+// Ticks are counted in whole frames a second: at 29.97 the time base is 1/29.
+AVRational tickBase(double fps) {
+    return {1, static_cast<int>(std::clamp(fps, 1.0, 1.0e6))};
+}
+
+} // namespace
+
+namespace quol {
+
+// What the render thread works on. Its memory is kept from tick to tick.
+struct MixerTick {
+    struct Entry {
+        int zIndex; // read once: a host may write it at any time
+        int place;  // in the order of names
+        LLayerItem* item;
+
+        bool operator<(const Entry& other) const {
+            return zIndex != other.zIndex ? zIndex < other.zIndex : place < other.place;
+        }
+    };
+
+    std::int64_t index = 0;
+    videoFormatProps format;
+    double fps = 0.0;
+    std::vector<Entry> order; // visible layers, the lowest first
+    std::vector<RenderedLayer> rendered;
+    std::vector<std::int16_t> samples;
+};
+
+} // namespace quol
+
+std::unique_ptr<quol::LayerRenderer> LMixer::makeRenderer() const {
+    if (renderer != Renderer::processor) {
+        auto graphics = quol::makeGraphicsRenderer(renderer == Renderer::graphics
+                                                       ? quol::GraphicsDriver::any
+                                                       : quol::GraphicsDriver::hardware);
+        if (graphics) return graphics;
+        quol::logError(
+            "LMixer [GPU]: Failed to initialize OpenGL context. "
+            "Falling back to CPU mixing.");
+    }
+    return quol::makeProcessorRenderer();
+}
+
+void LMixer::mixerLoop() {
+    quol::RenderPace pace(quol::steadyNow());
+    const std::unique_ptr<quol::LayerRenderer> layerRenderer = makeRenderer();
+    quol::MixerTick tick;
+    while (running) {
+        getVideoFormat(tick.format);
+        if (!waitForTurn(pace, tick.index, quol::rateOrDefault(tick.format.fps))) break;
+        deleteDeadTextures(*layerRenderer);
+        quol::FramePtr picture;
+        quol::FramePtr sound;
+        {
+            const std::lock_guard lock(*layerMutex);
+            tick.format = videoFormat;
+            tick.fps = quol::rateOrDefault(videoFormat.fps);
+            collectLayers(tick);
+            picture = layerRenderer->render({tick.format.width, tick.format.height,
+                                             quol::canvasFormat(tick.format.pixelFormat)},
+                                            tick.rendered);
+            sound = mixAudio(tick);
+        }
+        if (picture) {
+            picture->pts = tick.index;
+            picture->time_base = tickBase(tick.fps);
+            handOnPicture(std::move(picture));
+        } else {
+            answerPull();
+        }
+        if (sound) handOnSound(*sound);
+        ++tick.index;
+    }
+    const std::lock_guard lock(*layerMutex);
+    for (auto& [name, item] : layers)
+        layerRenderer->deleteTextures(item->state->textures);
+}
+
+// Waits until the picture is due, or asked for. False when the mixer ends.
+bool LMixer::waitForTurn(quol::RenderPace& pace, std::int64_t frameIndex, double fps) {
+    const std::int64_t wait = pace.untilDue(frameIndex, fps, quol::steadyNow());
+    if (wait <= 0) return running;
+    std::unique_lock lock(pullMutex);
+    if (pullConsumers > 0) {
+        requested.wait(lock, [this] { return request || !running; });
+    } else if (quol::RenderPace::isSleepable(wait, fps)) {
+        requested.wait_for(lock, std::chrono::nanoseconds(wait),
+                           [this] { return !running || (request && pullConsumers > 0); });
+    } else {
+        pace.restart(frameIndex, fps, quol::steadyNow());
+    }
+    return running;
+}
+
+void LMixer::deleteDeadTextures(quol::LayerRenderer& layerRenderer) {
+    std::vector<unsigned int> names;
+    {
+        const std::lock_guard lock(textureMutex);
+        names.swap(deadTextures);
+    }
+    layerRenderer.deleteTextures(names);
+}
+
+// Visible layers in the order of painting, with the pictures of this tick. Under `layerMutex`.
+void LMixer::collectLayers(quol::MixerTick& tick) {
+    tick.order.clear();
+    tick.rendered.clear();
+    for (auto& [name, item] : layers) {
+        if (item->visible)
+            tick.order.push_back({item->zIndex, static_cast<int>(tick.order.size()), item.get()});
+    }
+    std::sort(tick.order.begin(), tick.order.end());
+    for (const auto& entry : tick.order) {
+        quol::LayerState& state = *entry.item->state;
+        quol::RenderedLayer layer;
+        layer.look = quol::lookOf(*entry.item);
+        takePicture(state.picture);
+        layer.picture = state.picture.lastFrame.get();
+        if (layer.look.isKeyed) {
+            takePicture(state.key);
+            layer.key = state.key.lastFrame.get();
+        }
+        layer.state = &state;
+        if (layer.picture != nullptr) tick.rendered.push_back(layer);
+    }
+}
+
+// The newest picture of a source becomes the last one; without a new one the last one stands.
+void LMixer::takePicture(quol::LayerFeed& feed) {
+    if (!feed.sink) return;
+    quol::FramePtr newest = feed.sink->newestFrame();
+    if (newest && quol::isReadablePicture(*newest)) feed.lastFrame = std::move(newest);
+}
+
+// The sound of this tick. Under `layerMutex`.
+quol::FramePtr LMixer::mixAudio(quol::MixerTick& tick) {
+    const int length = blockLength(tick.fps);
+    quol::FramePtr block = quol::makeSilentBlock(length, mixRate);
+    if (!block) return nullptr;
+    block->pts = av_rescale_q(tick.index, tickBase(tick.fps), {1, mixRate});
+    block->time_base = {1, mixRate};
+    tick.samples.resize(static_cast<std::size_t>(length) * 2);
+    for (const auto& entry : tick.order) {
+        quol::LayerFeed& feed = entry.item->state->picture;
+        const int gain = entry.item->audioGain;
+        if (!entry.item->audioEnabled || gain <= 0 || !feed.sink) continue;
+        const auto pictureTime = feed.lastFrame ? quol::frameTime(*feed.lastFrame) : std::nullopt;
+        const double reference = pictureTime.value_or(static_cast<double>(tick.index) / tick.fps);
+        const std::size_t taken = feed.sink->sound().takeDue(
+            tick.samples.data(), static_cast<std::size_t>(length), reference + soundAhead);
+        quol::addToMix(quol::samplesOf(*block), tick.samples.data(), taken * 2,
+                       static_cast<float>(gain / 100.0));
+    }
+    return block;
+}
+
+// To the consumer that pulls, who then hands it to the sinks; without one to the sinks.
+void LMixer::handOnPicture(quol::FramePtr picture) {
+    if (pullConsumers <= 0) {
+        distributeVideoFrame(picture.get());
+        return;
+    }
+    const std::lock_guard lock(pullMutex);
+    pendingFrame.swap(picture); // one that nobody took goes
+    request = false;
+    done.notify_all();
+}
+
+void LMixer::handOnSound(AVFrame& sound) {
+    const quol::AudioPeak peak = quol::measurePeak(sound);
+    audioPeakLeft.store(peak.left, std::memory_order_relaxed);
+    audioPeakRight.store(peak.right, std::memory_order_relaxed);
+    distributeAudioFrame(&sound);
+}
+
+// A tick without a picture lets nobody wait. One with a picture has answered already: a request that
+// stands behind it is the next one.
+void LMixer::answerPull() {
+    if (pullConsumers <= 0) return;
+    const std::lock_guard lock(pullMutex);
+    if (!request) return;
+    request = false;
+    done.notify_all();
+}
+
+bool LMixer::canPullRender() const {
+    return true;
+}
+
+AVFrame* LMixer::renderVideoFrame() {
+    quol::FramePtr frame;
+    {
+        std::unique_lock lock(pullMutex);
+        request = true;
+        requested.notify_one();
+        done.wait_for(lock, pullTimeout, [this] { return !request || !running; });
+        frame = std::move(pendingFrame);
+    }
+    if (frame) distributeVideoFrame(frame.get());
+    return frame.release();
+}
+
+void LMixer::addPullConsumer() {
+    ++pullConsumers;
+}
+
+void LMixer::removePullConsumer() {
+    int consumers = pullConsumers;
+    do {
+        if (consumers <= 0) return;
+    } while (!pullConsumers.compare_exchange_weak(consumers, consumers - 1));
+    if (consumers > 1) return;
+    const std::lock_guard lock(pullMutex);
+    request = true;
+    pendingFrame.reset();
+    requested.notify_all();
+}

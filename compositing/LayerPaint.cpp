@@ -1,0 +1,210 @@
+#include "compositing/LayerPaint.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "compositing/PlaneBlend.h"
+#include "core/Handles.h"
+
+namespace quol {
+
+namespace {
+
+constexpr int alphaPlane = 3;
+
+std::uint8_t* rowOf(const AVFrame& frame, int plane, int row) {
+    return frame.data[plane] + static_cast<std::ptrdiff_t>(row) * frame.linesize[plane];
+}
+
+bool hasAlphaPlane(const AVFrame& frame) {
+    return frame.data[alphaPlane] != nullptr;
+}
+
+std::size_t lengthOf(const RowSpan& span) {
+    return static_cast<std::size_t>(span.end - span.begin);
+}
+
+// One row of a plane on the canvas, addressed by the column of the layer.
+struct TargetRow {
+    std::uint8_t* samples; // where column `first` goes
+    int first;
+
+    std::uint8_t* at(int column) const { return samples + (column - first); }
+};
+
+class Painter {
+public:
+    Painter(AVFrame& canvas, const PaintedLayer& layer, std::vector<std::uint8_t>& scratch)
+        : canvas_(canvas), layer_(layer), alphas_(scratch) {
+        isUniform_ = !hasAlphaPlane(*layer.picture) && layer.keyKind == KeyKind::none;
+        alphas_.resize(static_cast<std::size_t>(layer.picture->width));
+    }
+
+    void paint() {
+        if (isUniform_ && layer_.alpha == 0) return;
+        paintPlanes(layer_.luma, 1);
+        paintPlanes(layer_.chroma, 2);
+    }
+
+private:
+    // Luma with the coverage (step 1), or both chroma planes (step 2).
+    void paintPlanes(const PlaneShape& shape, int step) {
+        const SampleRange rows = visibleRows(shape);
+        const SampleRange columns = visibleColumns(shape);
+        if (columns.empty()) return;
+        for (int row = rows.begin; row < rows.end; ++row) {
+            if (!isUniform_) findAlphas(row, columns, step);
+            for (const RowSpan& span : RowSpans(shape, row, columns)) {
+                if (step == 1) {
+                    paintSpan(shape, row, columns, span, 0, layer_.border.y);
+                    if (hasAlphaPlane(canvas_)) coverSpan(shape, row, columns, span);
+                } else {
+                    paintSpan(shape, row, columns, span, 1, layer_.border.u);
+                    paintSpan(shape, row, columns, span, 2, layer_.border.v);
+                }
+            }
+        }
+    }
+
+    // Effective alpha of a row of samples; for chroma that of every second luma sample.
+    void findAlphas(int row, const SampleRange& columns, int step) {
+        const auto count = static_cast<std::size_t>(columns.end - columns.begin);
+        const int lumaRow = row * step;
+        const std::ptrdiff_t lumaColumn = static_cast<std::ptrdiff_t>(columns.begin) * step;
+        std::uint8_t* const e = alphas_.data();
+        if (!hasAlphaPlane(*layer_.picture)) {
+            std::memset(e, 255, count);
+        } else if (step == 1) {
+            std::memcpy(e, rowOf(*layer_.picture, alphaPlane, lumaRow) + lumaColumn, count);
+        } else {
+            takeEverySecond(e, rowOf(*layer_.picture, alphaPlane, lumaRow) + lumaColumn, count);
+        }
+        if (layer_.keyKind == KeyKind::alpha) {
+            keyByAlpha(e, rowOf(*layer_.key, alphaPlane, lumaRow) + lumaColumn, step, count);
+        } else if (layer_.keyKind == KeyKind::luma) {
+            keyByLuma(e, rowOf(*layer_.key, 0, lumaRow) + lumaColumn, step, count);
+        }
+        if (layer_.alpha != 255) scaleAlpha(e, layer_.alpha, count);
+    }
+
+    TargetRow targetRow(const PlaneShape& shape, int row, const SampleRange& columns,
+                        int plane) const {
+        return {rowOf(canvas_, plane, shape.canvasRow(row)) + shape.canvasColumn(columns.begin),
+                columns.begin};
+    }
+
+    void paintSpan(const PlaneShape& shape, int row, const SampleRange& columns,
+                   const RowSpan& span, int plane, std::uint8_t border) {
+        std::uint8_t* const target = targetRow(shape, row, columns, plane).at(span.begin);
+        const std::uint8_t* const source = rowOf(*layer_.picture, plane, row) + span.begin;
+        const std::uint8_t* const e = alphas_.data() + (span.begin - columns.begin);
+        const std::size_t count = lengthOf(span);
+        if (span.coat == Coat::border) {
+            if (isUniform_) {
+                blendLevel(target, border, layer_.borderAlpha, count);
+            } else {
+                blendLevel(target, border, layer_.borderAlpha, e, count);
+            }
+        } else if (isUniform_) {
+            blendRow(target, source, count, layer_.alpha);
+        } else {
+            blendRow(target, source, e, count);
+        }
+    }
+
+    void coverSpan(const PlaneShape& shape, int row, const SampleRange& columns,
+                   const RowSpan& span) {
+        std::uint8_t* const target = targetRow(shape, row, columns, alphaPlane).at(span.begin);
+        const std::uint8_t* const e = alphas_.data() + (span.begin - columns.begin);
+        const std::size_t count = lengthOf(span);
+        if (isUniform_) {
+            coverRow(target, count, span.coat == Coat::border ? layer_.borderAlpha : layer_.alpha);
+        } else if (span.coat == Coat::border) {
+            coverRow(target, layer_.borderAlpha, e, count);
+        } else {
+            coverRow(target, e, count);
+        }
+    }
+
+    AVFrame& canvas_;
+    const PaintedLayer& layer_;
+    std::vector<std::uint8_t>& alphas_; // of the row in hand, from its first visible column on
+    bool isUniform_;                    // every sample has the layer's own alpha
+};
+
+// The part of a plane of the picture that lies on the canvas. Here an odd size counts its last,
+// half chroma sample.
+PlaneShape wholePlane(const PaintedLayer& layer, const AVFrame& canvas, int halving) {
+    const auto halved = [halving](int size) { return (size + halving) >> halving; };
+    PlaneShape shape;
+    shape.right = halved(layer.picture->width);
+    shape.bottom = halved(layer.picture->height);
+    shape.x = layer.luma.x / (1 + halving);
+    shape.y = layer.luma.y / (1 + halving);
+    shape.canvasWidth = halved(canvas.width);
+    shape.canvasHeight = halved(canvas.height);
+    return shape;
+}
+
+void copyLayer(AVFrame& canvas, const PaintedLayer& layer) {
+    for (int plane = 0; plane < 3; ++plane) {
+        const PlaneShape shape = wholePlane(layer, canvas, plane == 0 ? 0 : 1);
+        const SampleRange rows = visibleRows(shape);
+        const SampleRange columns = visibleColumns(shape);
+        if (columns.empty()) continue;
+        const auto count = static_cast<std::size_t>(columns.end - columns.begin);
+        const int column = shape.canvasColumn(columns.begin);
+        for (int row = rows.begin; row < rows.end; ++row) {
+            std::memcpy(rowOf(canvas, plane, shape.canvasRow(row)) + column,
+                        rowOf(*layer.picture, plane, row) + columns.begin, count);
+            if (plane == 0 && hasAlphaPlane(canvas))
+                std::memset(rowOf(canvas, alphaPlane, shape.canvasRow(row)) + column, 255, count);
+        }
+    }
+}
+
+std::uint8_t level(int value) {
+    return static_cast<std::uint8_t>(std::clamp(value, 0, 255));
+}
+
+void fillPlane(const AVFrame& frame, int plane, int width, int height, std::uint8_t value) {
+    for (int row = 0; row < height; ++row)
+        std::memset(rowOf(frame, plane, row), value, static_cast<std::size_t>(width));
+}
+
+} // namespace
+
+bool PaintedLayer::coversCanvas() const {
+    return opaque && luma.x <= 0 && luma.y <= 0 && luma.x + picture->width >= luma.canvasWidth &&
+           luma.y + picture->height >= luma.canvasHeight;
+}
+
+PaintedLayer paintedLayer(const LayerLook& look, const PictureSize& target,
+                          const PictureSize& canvas) {
+    PaintedLayer layer;
+    layer.alpha = level(look.alpha);
+    layer.borderAlpha = level(level(look.borderAlpha) * layer.alpha / 255);
+    layer.border = toYuvTruncated(look.borderColor);
+    layer.luma = lumaShape(look, target, canvas);
+    layer.chroma = chromaShape(look, target, canvas);
+    return layer;
+}
+
+void paintLayer(AVFrame& canvas, const PaintedLayer& layer, std::vector<std::uint8_t>& scratch) {
+    if (layer.opaque) {
+        copyLayer(canvas, layer);
+    } else {
+        Painter(canvas, layer, scratch).paint();
+    }
+}
+
+void clearCanvas(AVFrame& canvas) {
+    const int chromaWidth = (canvas.width + 1) / 2;
+    const int chromaHeight = (canvas.height + 1) / 2;
+    fillPlane(canvas, 0, canvas.width, canvas.height, 0);
+    fillPlane(canvas, 1, chromaWidth, chromaHeight, 128);
+    fillPlane(canvas, 2, chromaWidth, chromaHeight, 128);
+    if (hasAlphaPlane(canvas)) fillPlane(canvas, alphaPlane, canvas.width, canvas.height, 0);
+}
+
+} // namespace quol

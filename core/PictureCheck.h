@@ -1,0 +1,12 @@
+// Whether a picture that came from outside can be read.
+#pragma once
+
+struct AVFrame;
+
+namespace quol {
+
+// True for a picture in main memory that has a size, a format, and every plane of it with rows long
+// enough. Anything else would be read out of bounds.
+bool isReadablePicture(const AVFrame& frame);
+
+} // namespace quol

@@ -1,0 +1,124 @@
+#include "platform/gl/Egl.h"
+
+#include <dlfcn.h>
+
+#include <array>
+#include <cstring>
+#include <mutex>
+
+namespace quol::gl {
+
+namespace {
+
+template <typename Function>
+bool findSymbol(void* library, const char* name, Function& function) {
+    function = reinterpret_cast<Function>(dlsym(library, name));
+    return function != nullptr;
+}
+
+template <typename Function>
+void findExtension(const Egl& egl, const char* name, Function& function) {
+    function = reinterpret_cast<Function>(egl.GetProcAddress(name));
+}
+
+// A word of a list, not a part of one.
+bool hasExtension(const char* list, const char* name) {
+    if (list == nullptr) return false;
+    const std::size_t length = std::strlen(name);
+    for (const char* at = std::strstr(list, name); at != nullptr;
+         at = std::strstr(at + length, name)) {
+        const bool begins = at == list || at[-1] == ' ';
+        if (begins && (at[length] == ' ' || at[length] == '\0')) return true;
+    }
+    return false;
+}
+
+bool load(Egl& egl) {
+    void* const library = dlopen("libEGL.so.1", RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) return false;
+    const bool complete = findSymbol(library, "eglGetProcAddress", egl.GetProcAddress) &&
+                          findSymbol(library, "eglGetDisplay", egl.GetDisplay) &&
+                          findSymbol(library, "eglInitialize", egl.Initialize) &&
+                          findSymbol(library, "eglBindAPI", egl.BindAPI) &&
+                          findSymbol(library, "eglChooseConfig", egl.ChooseConfig) &&
+                          findSymbol(library, "eglCreateContext", egl.CreateContext) &&
+                          findSymbol(library, "eglDestroyContext", egl.DestroyContext) &&
+                          findSymbol(library, "eglMakeCurrent", egl.MakeCurrent) &&
+                          findSymbol(library, "eglQueryString", egl.QueryString) &&
+                          findSymbol(library, "eglReleaseThread", egl.ReleaseThread);
+    if (!complete) return false;
+    const char* const extensions = egl.QueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
+    if (hasExtension(extensions, "EGL_EXT_platform_base"))
+        findExtension(egl, "eglGetPlatformDisplayEXT", egl.GetPlatformDisplay);
+    if (hasExtension(extensions, "EGL_EXT_device_base") ||
+        hasExtension(extensions, "EGL_EXT_device_enumeration")) {
+        findExtension(egl, "eglQueryDevicesEXT", egl.QueryDevices);
+        findExtension(egl, "eglQueryDeviceStringEXT", egl.QueryDeviceString);
+    }
+    return true;
+}
+
+class DisplaySearch {
+public:
+    DisplaySearch(const Egl& egl, bool software) : egl_(egl), software_(software) {}
+
+    std::vector<EGLDisplay> run() {
+        tryDevices();
+        if (egl_.GetPlatformDisplay != nullptr) {
+            add(egl_.GetPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA,
+                                        reinterpret_cast<void*>(EGL_DEFAULT_DISPLAY), nullptr));
+        }
+        add(egl_.GetDisplay(EGL_DEFAULT_DISPLAY));
+        return found_;
+    }
+
+private:
+    void tryDevices() {
+        if (egl_.QueryDevices == nullptr || egl_.QueryDeviceString == nullptr ||
+            egl_.GetPlatformDisplay == nullptr)
+            return;
+        std::array<EGLDeviceEXT, 32> devices{};
+        EGLint count = 0;
+        if (egl_.QueryDevices(static_cast<EGLint>(devices.size()), devices.data(), &count) == 0)
+            return;
+        for (EGLint i = 0; i < count; ++i) {
+            void* const device = devices[static_cast<std::size_t>(i)];
+            const char* const extensions = egl_.QueryDeviceString(device, EGL_EXTENSIONS);
+            if (!software_ && hasExtension(extensions, "EGL_MESA_device_software")) continue;
+            add(egl_.GetPlatformDisplay(EGL_PLATFORM_DEVICE_EXT, device, nullptr));
+        }
+    }
+
+    void add(EGLDisplay display) {
+        if (display == EGL_NO_DISPLAY) return;
+        for (const EGLDisplay known : found_) {
+            if (known == display) return;
+        }
+        if (egl_.Initialize(display, nullptr, nullptr) != 0) found_.push_back(display);
+    }
+
+    const Egl& egl_;
+    bool software_;
+    std::vector<EGLDisplay> found_;
+};
+
+} // namespace
+
+const Egl* loadEgl() {
+    static Egl egl;
+    static const bool loaded = load(egl);
+    return loaded ? &egl : nullptr;
+}
+
+const std::vector<EGLDisplay>& headlessDisplays(const Egl& egl, bool software) {
+    static std::mutex searching; // drivers do not all take two first initialisations at once
+    const std::lock_guard lock(searching);
+    if (software) {
+        static const std::vector<EGLDisplay> all = DisplaySearch(egl, true).run();
+        return all;
+    }
+    static const std::vector<EGLDisplay> hardware = DisplaySearch(egl, false).run();
+    return hardware;
+}
+
+} // namespace quol::gl
