@@ -209,8 +209,8 @@ void LMixer::handOnSound(AVFrame& sound) {
     distributeAudioFrame(&sound);
 }
 
-// A tick without a picture lets nobody wait. One with a picture has answered already: a request that
-// stands behind it is the next one.
+// A tick without a picture lets nobody wait. One with a picture has answered already: a request
+// that stands behind it is the next one.
 void LMixer::answerPull() {
     if (pullConsumers <= 0) return;
     const std::lock_guard lock(pullMutex);

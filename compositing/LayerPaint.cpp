@@ -24,6 +24,20 @@ std::size_t lengthOf(const RowSpan& span) {
     return static_cast<std::size_t>(span.end - span.begin);
 }
 
+// The rows of a plane that belong to a band; at the end of an odd height a half chroma row does.
+SampleRange planeRows(const CanvasBand& band, int plane) {
+    const bool isChroma = plane == 1 || plane == 2;
+    return isChroma ? SampleRange{band.begin / 2, (band.end + 1) / 2} : band;
+}
+
+// The rows of a layer that come to lie on these rows of the canvas.
+SampleRange rowsWithin(const PlaneShape& shape, const SampleRange& canvasRows) {
+    const SampleRange visible = visibleRows(shape);
+    const int offset = shape.canvasRow(0);
+    return {std::max(visible.begin, canvasRows.begin - offset),
+            std::min(visible.end, canvasRows.end - offset)};
+}
+
 // One row of a plane on the canvas, addressed by the column of the layer.
 struct TargetRow {
     std::uint8_t* samples; // where column `first` goes
@@ -34,8 +48,9 @@ struct TargetRow {
 
 class Painter {
 public:
-    Painter(AVFrame& canvas, const PaintedLayer& layer, std::vector<std::uint8_t>& scratch)
-        : canvas_(canvas), layer_(layer), alphas_(scratch) {
+    Painter(AVFrame& canvas, const PaintedLayer& layer, const CanvasBand& band,
+            std::vector<std::uint8_t>& scratch)
+        : canvas_(canvas), layer_(layer), band_(band), alphas_(scratch) {
         isUniform_ = !hasAlphaPlane(*layer.picture) && layer.keyKind == KeyKind::none;
         alphas_.resize(static_cast<std::size_t>(layer.picture->width));
     }
@@ -49,7 +64,7 @@ public:
 private:
     // Luma with the coverage (step 1), or both chroma planes (step 2).
     void paintPlanes(const PlaneShape& shape, int step) {
-        const SampleRange rows = visibleRows(shape);
+        const SampleRange rows = rowsWithin(shape, planeRows(band_, step - 1));
         const SampleRange columns = visibleColumns(shape);
         if (columns.empty()) return;
         for (int row = rows.begin; row < rows.end; ++row) {
@@ -128,6 +143,7 @@ private:
 
     AVFrame& canvas_;
     const PaintedLayer& layer_;
+    const CanvasBand band_;
     std::vector<std::uint8_t>& alphas_; // of the row in hand, from its first visible column on
     bool isUniform_;                    // every sample has the layer's own alpha
 };
@@ -146,10 +162,10 @@ PlaneShape wholePlane(const PaintedLayer& layer, const AVFrame& canvas, int halv
     return shape;
 }
 
-void copyLayer(AVFrame& canvas, const PaintedLayer& layer) {
+void copyLayer(AVFrame& canvas, const PaintedLayer& layer, const CanvasBand& band) {
     for (int plane = 0; plane < 3; ++plane) {
         const PlaneShape shape = wholePlane(layer, canvas, plane == 0 ? 0 : 1);
-        const SampleRange rows = visibleRows(shape);
+        const SampleRange rows = rowsWithin(shape, planeRows(band, plane));
         const SampleRange columns = visibleColumns(shape);
         if (columns.empty()) continue;
         const auto count = static_cast<std::size_t>(columns.end - columns.begin);
@@ -167,17 +183,14 @@ std::uint8_t level(int value) {
     return static_cast<std::uint8_t>(std::clamp(value, 0, 255));
 }
 
-void fillPlane(const AVFrame& frame, int plane, int width, int height, std::uint8_t value) {
-    for (int row = 0; row < height; ++row)
+void fillPlane(const AVFrame& frame, int plane, const CanvasBand& band, int width,
+               std::uint8_t value) {
+    const SampleRange rows = planeRows(band, plane);
+    for (int row = rows.begin; row < rows.end; ++row)
         std::memset(rowOf(frame, plane, row), value, static_cast<std::size_t>(width));
 }
 
 } // namespace
-
-bool PaintedLayer::coversCanvas() const {
-    return opaque && luma.x <= 0 && luma.y <= 0 && luma.x + picture->width >= luma.canvasWidth &&
-           luma.y + picture->height >= luma.canvasHeight;
-}
 
 PaintedLayer paintedLayer(const LayerLook& look, const PictureSize& target,
                           const PictureSize& canvas) {
@@ -190,21 +203,21 @@ PaintedLayer paintedLayer(const LayerLook& look, const PictureSize& target,
     return layer;
 }
 
-void paintLayer(AVFrame& canvas, const PaintedLayer& layer, std::vector<std::uint8_t>& scratch) {
+void paintLayer(AVFrame& canvas, const PaintedLayer& layer, const CanvasBand& band,
+                std::vector<std::uint8_t>& scratch) {
     if (layer.opaque) {
-        copyLayer(canvas, layer);
+        copyLayer(canvas, layer, band);
     } else {
-        Painter(canvas, layer, scratch).paint();
+        Painter(canvas, layer, band, scratch).paint();
     }
 }
 
-void clearCanvas(AVFrame& canvas) {
+void clearCanvas(AVFrame& canvas, const CanvasBand& band) {
     const int chromaWidth = (canvas.width + 1) / 2;
-    const int chromaHeight = (canvas.height + 1) / 2;
-    fillPlane(canvas, 0, canvas.width, canvas.height, 0);
-    fillPlane(canvas, 1, chromaWidth, chromaHeight, 128);
-    fillPlane(canvas, 2, chromaWidth, chromaHeight, 128);
-    if (hasAlphaPlane(canvas)) fillPlane(canvas, alphaPlane, canvas.width, canvas.height, 0);
+    fillPlane(canvas, 0, band, canvas.width, 0);
+    fillPlane(canvas, 1, band, chromaWidth, 128);
+    fillPlane(canvas, 2, band, chromaWidth, 128);
+    if (hasAlphaPlane(canvas)) fillPlane(canvas, alphaPlane, band, canvas.width, 0);
 }
 
 } // namespace quol

@@ -25,20 +25,22 @@ struct PaintedLayer {
     YuvLevels border;
     PlaneShape luma;
     PlaneShape chroma;
-
-    // Whether it hides everything beneath it.
-    bool coversCanvas() const;
 };
 
 // What the look of a layer says, for a target and a canvas of these sizes.
 PaintedLayer paintedLayer(const LayerLook& look, const PictureSize& target,
                           const PictureSize& canvas);
 
-// Paints on a canvas of 4:2:0 8-bit. With an alpha plane in it, coverage is kept there. Samples
-// outside the canvas are passed over. `scratch` is memory that is kept between calls.
-void paintLayer(AVFrame& canvas, const PaintedLayer& layer, std::vector<std::uint8_t>& scratch);
+// Rows of the canvas, from an even one to an even one or the last: what one thread paints.
+using CanvasBand = SampleRange;
+
+// Paints on a canvas of 4:2:0 8-bit, within `band`. With an alpha plane in it, coverage is kept
+// there. Samples outside the canvas are passed over. `scratch` is memory that is kept between
+// calls.
+void paintLayer(AVFrame& canvas, const PaintedLayer& layer, const CanvasBand& band,
+                std::vector<std::uint8_t>& scratch);
 
 // Luma 0, chroma 128, and with an alpha plane nothing covered.
-void clearCanvas(AVFrame& canvas);
+void clearCanvas(AVFrame& canvas, const CanvasBand& band);
 
 } // namespace quol

@@ -23,6 +23,11 @@ struct PlaneShape {
     int canvasWidth = 0;
     int canvasHeight = 0;
 
+    // Whether the rectangle lies under every sample of the canvas.
+    bool coversCanvas() const {
+        return x <= 0 && y <= 0 && x + right - left >= canvasWidth &&
+               y + bottom - top >= canvasHeight;
+    }
     int canvasRow(int row) const { return y + row - top; }
     int canvasColumn(int column) const { return x + column - left; }
 };

@@ -6,6 +6,7 @@
 #include "compositing/LayerRenderer.h"
 #include "core/PicturePool.h"
 #include "core/Scaler.h"
+#include "core/WorkerTeam.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>
@@ -64,6 +65,18 @@ FramePtr sharedPicture(const AVFrame& source) {
     return frame;
 }
 
+// One conversion to be made.
+struct ScaleJob {
+    ScaledPicture* scaled;
+    const AVFrame* source;
+    PictureSize size;
+    AVPixelFormat format;
+    const AVFrame* result = nullptr;
+
+    bool isWork() const { return scaled->wouldScale(*source, size.width, size.height, format); }
+    void run() { result = scaled->get(*source, size.width, size.height, format); }
+};
+
 class ProcessorRenderer final : public LayerRenderer {
 public:
     FramePtr render(const Canvas& canvas, const std::vector<RenderedLayer>& layers) override {
@@ -78,44 +91,75 @@ public:
     }
 
 private:
+    // A layer on its way to be painted, with the places of its conversions among the jobs.
+    struct Chosen {
+        PaintedLayer layer;
+        std::size_t pictureJob = 0;
+        std::size_t keyJob = 0; // where the layer has a key
+    };
+
     // Fills `painted_` with what is to be painted, the first at the bottom. What a layer hides
     // entirely is not even scaled.
     void chooseLayers(const PictureSize& canvas, const std::vector<RenderedLayer>& layers) {
-        painted_.clear();
+        chosen_.clear();
+        jobs_.clear();
         for (auto layer = layers.rbegin(); layer != layers.rend(); ++layer) {
-            PaintedLayer painted;
-            if (!prepare(*layer, canvas, painted)) continue;
-            painted_.push_back(painted);
-            if (painted.coversCanvas()) break;
+            if (choose(*layer, canvas)) break;
         }
-        std::reverse(painted_.begin(), painted_.end());
+        scalePictures();
+        painted_.clear();
+        for (auto chosen = chosen_.rbegin(); chosen != chosen_.rend(); ++chosen) {
+            PaintedLayer& layer = chosen->layer;
+            layer.picture = jobs_[chosen->pictureJob].result;
+            if (layer.picture == nullptr) continue;
+            if (layer.keyKind != KeyKind::none) layer.key = jobs_[chosen->keyJob].result;
+            if (layer.key == nullptr) layer.keyKind = KeyKind::none;
+            painted_.push_back(layer);
+        }
     }
 
-    // Scales the pictures of a layer. False when there is nothing to paint.
-    static bool prepare(const RenderedLayer& layer, const PictureSize& canvas,
-                        PaintedLayer& painted) {
-        const PictureSize target = targetSize(layer.look, *layer.picture);
+    // Puts a layer and its conversions on the lists, if there is anything to see of it. True when
+    // it hides what lies beneath.
+    bool choose(const RenderedLayer& rendered, const PictureSize& canvas) {
+        const AVFrame& picture = *rendered.picture;
+        const PictureSize target = targetSize(rendered.look, picture);
         if (!canBeScaledTo(target)) return false;
-        painted = paintedLayer(layer.look, target, canvas);
-        painted.opaque = isCopied(layer.look, *layer.picture);
-        if (visibleRows(painted.luma).empty() || visibleColumns(painted.luma).empty()) return false;
+        Chosen chosen;
+        PaintedLayer& layer = chosen.layer;
+        layer = paintedLayer(rendered.look, target, canvas);
+        layer.opaque = isCopied(rendered.look, picture);
+        if (visibleRows(layer.luma).empty() || visibleColumns(layer.luma).empty()) return false;
         // Without alpha in it a picture needs no plane of it: the other planes are the same.
-        const bool withAlpha = !painted.opaque && hasAlpha(layer.picture->format);
-        painted.picture =
-            layer.state->picture.scaled.get(*layer.picture, target.width, target.height,
-                                            withAlpha ? AV_PIX_FMT_YUVA420P : AV_PIX_FMT_YUV420P);
-        if (painted.picture == nullptr) return false;
-        if (layer.look.isKeyed && layer.key != nullptr) prepareKey(layer, target, painted);
-        return true;
+        const bool withAlpha = !layer.opaque && hasAlpha(picture.format);
+        chosen.pictureJob = addJob(rendered.state->picture.scaled, picture, target, withAlpha);
+        if (rendered.look.isKeyed && rendered.key != nullptr) {
+            const bool byAlpha = isPlanarWithAlpha(rendered.key->format);
+            layer.keyKind = byAlpha ? KeyKind::alpha : KeyKind::luma;
+            chosen.keyJob = addJob(rendered.state->key.scaled, *rendered.key, target, byAlpha);
+        }
+        chosen_.push_back(chosen);
+        return layer.opaque && layer.luma.coversCanvas() &&
+               sws_isSupportedInput(static_cast<AVPixelFormat>(picture.format)) > 0;
     }
 
-    static void prepareKey(const RenderedLayer& layer, const PictureSize& target,
-                           PaintedLayer& painted) {
-        const bool byAlpha = isPlanarWithAlpha(layer.key->format);
-        painted.key =
-            layer.state->key.scaled.get(*layer.key, target.width, target.height,
-                                        byAlpha ? AV_PIX_FMT_YUVA420P : AV_PIX_FMT_YUV420P);
-        if (painted.key != nullptr) painted.keyKind = byAlpha ? KeyKind::alpha : KeyKind::luma;
+    std::size_t addJob(ScaledPicture& scaled, const AVFrame& source, const PictureSize& size,
+                       bool withAlpha) {
+        jobs_.push_back(
+            {&scaled, &source, size, withAlpha ? AV_PIX_FMT_YUVA420P : AV_PIX_FMT_YUV420P});
+        return jobs_.size() - 1;
+    }
+
+    void scalePictures() {
+        work_.clear();
+        for (ScaleJob& job : jobs_) {
+            if (job.isWork()) {
+                work_.push_back(&job);
+            } else {
+                job.run();
+            }
+        }
+        team_.run(static_cast<int>(work_.size()),
+                  [this](int i) { work_[static_cast<std::size_t>(i)]->run(); });
     }
 
     // A picture in 4:2:0, with or without alpha, of the layers chosen.
@@ -124,10 +168,31 @@ private:
             return sharedPicture(*painted_.front().picture);
         FramePtr picture = pool_.get(canvas.width, canvas.height, canvas.format);
         if (!picture) return nullptr;
-        if (painted_.empty() || !painted_.front().coversCanvas()) clearCanvas(*picture);
-        for (const PaintedLayer& layer : painted_)
-            paintLayer(*picture, layer, scratch_);
+        const int bands = bandCount(canvas);
+        scratch_.resize(static_cast<std::size_t>(bands));
+        const int bandHeight = ((canvas.height + bands - 1) / bands + 1) / 2 * 2;
+        team_.run(bands, [&](int i) {
+            paintBand(*picture,
+                      {std::min(i * bandHeight, canvas.height),
+                       std::min((i + 1) * bandHeight, canvas.height)},
+                      scratch_[static_cast<std::size_t>(i)]);
+        });
         return picture;
+    }
+
+    void paintBand(AVFrame& picture, const CanvasBand& band, std::vector<std::uint8_t>& scratch) {
+        const bool isCovered =
+            !painted_.empty() && painted_.front().opaque && painted_.front().luma.coversCanvas();
+        if (!isCovered) clearCanvas(picture, band);
+        for (const PaintedLayer& layer : painted_)
+            paintLayer(picture, layer, band, scratch);
+    }
+
+    // Bands that are painted side by side. A small canvas is done before a helper has woken up.
+    int bandCount(const Canvas& canvas) const {
+        constexpr std::int64_t worthSharing = 500'000; // samples
+        const std::int64_t samples = static_cast<std::int64_t>(canvas.width) * canvas.height;
+        return samples < worthSharing ? 1 : std::min(2 * team_.size(), canvas.height);
     }
 
     // Whether the bottom layer is the canvas, sample for sample.
@@ -144,11 +209,17 @@ private:
         return result;
     }
 
-    std::vector<PaintedLayer> painted_; // of the picture in hand
-    std::vector<std::uint8_t> scratch_;
+    // Of the picture in hand; kept for their memory.
+    std::vector<Chosen> chosen_; // the top one first
+    std::vector<ScaleJob> jobs_;
+    std::vector<ScaleJob*> work_;
+    std::vector<PaintedLayer> painted_;              // the bottom one first
+    std::vector<std::vector<std::uint8_t>> scratch_; // one a band
+
     PicturePool pool_;
     PicturePool convertedPool_;
     Scaler scaler_;
+    WorkerTeam team_{WorkerTeam::usualHelpers()};
 };
 
 } // namespace

@@ -15,13 +15,31 @@ bool isSamePicture(const AVFrame& a, const AVFrame& b) {
     return a.buf[0] != nullptr;
 }
 
+namespace {
+
+bool isOfForm(const AVFrame& frame, int width, int height, AVPixelFormat format) {
+    return frame.width == width && frame.height == height && frame.format == format;
+}
+
+} // namespace
+
+bool ScaledPicture::holds(const AVFrame& source, int width, int height,
+                          AVPixelFormat format) const {
+    return scaled_ && source_ && isOfForm(*scaled_, width, height, format) &&
+           isSamePicture(*source_, source);
+}
+
+bool ScaledPicture::wouldScale(const AVFrame& source, int width, int height,
+                               AVPixelFormat format) const {
+    return !isOfForm(source, width, height, format) && !holds(source, width, height, format);
+}
+
 const AVFrame* ScaledPicture::get(const AVFrame& source, int width, int height,
                                   AVPixelFormat format) {
-    if (source.width == width && source.height == height && source.format == format) return &source;
-    const bool fits = scaled_ && scaled_->width == width && scaled_->height == height &&
-                      scaled_->format == format;
-    if (fits && source_ && isSamePicture(*source_, source)) return scaled_.get();
+    if (isOfForm(source, width, height, format)) return &source;
+    if (holds(source, width, height, format)) return scaled_.get();
     source_.reset();
+    const bool fits = scaled_ && isOfForm(*scaled_, width, height, format);
     if (!fits || av_frame_is_writable(scaled_.get()) <= 0)
         scaled_ = pool_.get(width, height, format);
     if (!scaled_ || !scaler_.scale(source, *scaled_, SWS_BILINEAR)) {

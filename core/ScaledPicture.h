@@ -19,10 +19,15 @@ public:
     // call. Null when the picture cannot be converted or memory is short.
     const AVFrame* get(const AVFrame& source, int width, int height, AVPixelFormat format);
 
+    // Whether `get` would have to scale: false where the picture fits already, or was the last one.
+    bool wouldScale(const AVFrame& source, int width, int height, AVPixelFormat format) const;
+
     // Forgets the picture, and gives the memory back.
     void clear();
 
 private:
+    bool holds(const AVFrame& source, int width, int height, AVPixelFormat format) const;
+
     FramePtr source_; // what `scaled_` was made from
     FramePtr scaled_; // may have been handed on: never written to while others hold it
     PicturePool pool_;

@@ -1,0 +1,64 @@
+#include "core/WorkerTeam.h"
+
+#include <algorithm>
+
+namespace quol {
+
+WorkerTeam::~WorkerTeam() {
+    {
+        const std::lock_guard lock(mutex_);
+        ending_ = true;
+        started_.notify_all();
+    }
+    for (std::thread& thread : threads_)
+        thread.join();
+}
+
+int WorkerTeam::usualHelpers() {
+    constexpr int most = 3;
+    return std::clamp(static_cast<int>(std::thread::hardware_concurrency()) - 1, 0, most);
+}
+
+void WorkerTeam::startThreads() {
+    while (static_cast<int>(threads_.size()) < helpers_)
+        threads_.emplace_back(&WorkerTeam::help, this);
+}
+
+void WorkerTeam::runParts(int count, PartCall part) {
+    if (count <= 1 || helpers_ < 1) {
+        for (int i = 0; i < count; ++i)
+            part(i);
+        return;
+    }
+    startThreads();
+    std::unique_lock lock(mutex_);
+    part_ = part;
+    next_ = 0;
+    count_ = count;
+    unfinished_ = count;
+    started_.notify_all();
+    while (next_ < count_) {
+        const int mine = next_++;
+        lock.unlock();
+        part(mine);
+        lock.lock();
+        --unfinished_;
+    }
+    finished_.wait(lock, [this] { return unfinished_ == 0; });
+}
+
+void WorkerTeam::help() {
+    std::unique_lock lock(mutex_);
+    while (true) {
+        started_.wait(lock, [this] { return ending_ || next_ < count_; });
+        if (ending_) return;
+        const int mine = next_++;
+        const PartCall part = part_;
+        lock.unlock();
+        part(mine);
+        lock.lock();
+        if (--unfinished_ == 0) finished_.notify_one();
+    }
+}
+
+} // namespace quol
