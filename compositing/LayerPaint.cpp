@@ -87,17 +87,18 @@ private:
         const int lumaRow = row * step;
         const std::ptrdiff_t lumaColumn = static_cast<std::ptrdiff_t>(columns.begin) * step;
         std::uint8_t* const e = alphas_.data();
-        if (!hasAlphaPlane(*layer_.picture)) {
-            std::memset(e, 255, count);
-        } else if (step == 1) {
-            std::memcpy(e, rowOf(*layer_.picture, alphaPlane, lumaRow) + lumaColumn, count);
+        const bool keyedByAlpha = layer_.keyKind == KeyKind::alpha;
+        const std::uint8_t* const key =
+            layer_.keyKind == KeyKind::none
+                ? nullptr
+                : rowOf(*layer_.key, keyedByAlpha ? alphaPlane : 0, lumaRow) + lumaColumn;
+        if (hasAlphaPlane(*layer_.picture)) {
+            takeEvery(e, rowOf(*layer_.picture, alphaPlane, lumaRow) + lumaColumn, step, count);
+            if (key != nullptr)
+                keyedByAlpha ? keyByAlpha(e, key, step, count) : keyByLuma(e, key, step, count);
         } else {
-            takeEverySecond(e, rowOf(*layer_.picture, alphaPlane, lumaRow) + lumaColumn, count);
-        }
-        if (layer_.keyKind == KeyKind::alpha) {
-            keyByAlpha(e, rowOf(*layer_.key, alphaPlane, lumaRow) + lumaColumn, step, count);
-        } else if (layer_.keyKind == KeyKind::luma) {
-            keyByLuma(e, rowOf(*layer_.key, 0, lumaRow) + lumaColumn, step, count);
+            // The picture is opaque, and one without a key has no alpha to find.
+            keyedByAlpha ? takeEvery(e, key, step, count) : takeLumaKey(e, key, step, count);
         }
         if (layer_.alpha != 255) scaleAlpha(e, layer_.alpha, count);
     }

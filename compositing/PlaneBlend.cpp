@@ -1,6 +1,7 @@
 #include "compositing/PlaneBlend.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "core/Vectorize.h"
 
@@ -28,10 +29,12 @@ inline u8 covered(unsigned target, unsigned e) {
     return static_cast<u8>(target + over255(e * (255U - target)));
 }
 
+// (Y - 16) * 255 / 219 is x + x * 36 / 219; a factor of 10774 / 65536 gives the same whole numbers
+// for every x up to 239.
 inline u8 lumaKey(unsigned y) {
-    const unsigned above = y < 16 ? 0U : y - 16U;
-    return static_cast<u8>(
-        std::min(255U, static_cast<unsigned>(static_cast<u16>(above * 255U) / 219U)));
+    const u16 x = static_cast<u16>(y < 16 ? 0U : y - 16U);
+    const u16 k = static_cast<u16>(x + static_cast<u16>((x * 10774U) >> 16));
+    return static_cast<u8>(std::min<u16>(255, k));
 }
 
 } // namespace
@@ -101,28 +104,38 @@ QUOL_VECTORIZED void keyByLumaOf(u8* __restrict e, const u8* __restrict key, std
         e[i] = over255(static_cast<unsigned>(lumaKey(key[i * step])) * e[i]);
 }
 
-} // namespace
-
-void keyByAlpha(u8* e, const u8* key, int step, std::size_t count) {
-    if (step == 1) {
-        keyByAlphaOf<1>(e, key, count);
-    } else {
-        keyByAlphaOf<2>(e, key, count);
-    }
-}
-
-void keyByLuma(u8* e, const u8* key, int step, std::size_t count) {
-    if (step == 1) {
-        keyByLumaOf<1>(e, key, count);
-    } else {
-        keyByLumaOf<2>(e, key, count);
-    }
+template <int step>
+QUOL_VECTORIZED void takeLumaKeyOf(u8* __restrict e, const u8* __restrict key, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i)
+        e[i] = lumaKey(key[i * step]);
 }
 
 QUOL_VECTORIZED void takeEverySecond(u8* __restrict target, const u8* __restrict source,
                                      std::size_t count) {
     for (std::size_t i = 0; i < count; ++i)
         target[i] = source[2 * i];
+}
+
+} // namespace
+
+void keyByAlpha(u8* e, const u8* key, int step, std::size_t count) {
+    step == 1 ? keyByAlphaOf<1>(e, key, count) : keyByAlphaOf<2>(e, key, count);
+}
+
+void keyByLuma(u8* e, const u8* key, int step, std::size_t count) {
+    step == 1 ? keyByLumaOf<1>(e, key, count) : keyByLumaOf<2>(e, key, count);
+}
+
+void takeLumaKey(u8* e, const u8* key, int step, std::size_t count) {
+    step == 1 ? takeLumaKeyOf<1>(e, key, count) : takeLumaKeyOf<2>(e, key, count);
+}
+
+void takeEvery(u8* target, const u8* source, int step, std::size_t count) {
+    if (step == 1) {
+        std::memcpy(target, source, count);
+    } else {
+        takeEverySecond(target, source, count);
+    }
 }
 
 } // namespace quol

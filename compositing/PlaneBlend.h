@@ -34,7 +34,10 @@ void keyByAlpha(std::uint8_t* e, const std::uint8_t* key, int step, std::size_t 
 // The same with k = min(255, (Y - 16) * 255 / 219) for key samples that are luma; 0 below 16.
 void keyByLuma(std::uint8_t* e, const std::uint8_t* key, int step, std::size_t count);
 
-// target[i] = source[2 i].
-void takeEverySecond(std::uint8_t* target, const std::uint8_t* source, std::size_t count);
+// e = k: the same where every e is 255.
+void takeLumaKey(std::uint8_t* e, const std::uint8_t* key, int step, std::size_t count);
+
+// target[i] = source[step * i].
+void takeEvery(std::uint8_t* target, const std::uint8_t* source, int step, std::size_t count);
 
 } // namespace quol

@@ -20,6 +20,10 @@ namespace {
 constexpr int longestSide = 32768;
 constexpr std::int64_t mostSamples = std::int64_t{1} << 27;
 
+// Rows that are painted in one go, all layers: few enough to stay in a processor's cache from the
+// lowest layer to the highest. Even, so that it holds whole rows of chroma.
+constexpr int bandHeight = 32;
+
 bool canBeScaledTo(const PictureSize& size) {
     return size.width > 0 && size.height > 0 && size.width <= longestSide &&
            size.height <= longestSide &&
@@ -168,15 +172,15 @@ private:
             return sharedPicture(*painted_.front().picture);
         FramePtr picture = pool_.get(canvas.width, canvas.height, canvas.format);
         if (!picture) return nullptr;
-        const int bands = bandCount(canvas);
-        scratch_.resize(static_cast<std::size_t>(bands));
-        const int bandHeight = ((canvas.height + bands - 1) / bands + 1) / 2 * 2;
-        team_.run(bands, [&](int i) {
-            paintBand(*picture,
-                      {std::min(i * bandHeight, canvas.height),
-                       std::min((i + 1) * bandHeight, canvas.height)},
+        const int bands = (canvas.height + bandHeight - 1) / bandHeight;
+        if (scratch_.size() < static_cast<std::size_t>(bands))
+            scratch_.resize(static_cast<std::size_t>(bands));
+        const auto paintOne = [&](int i) {
+            const int top = i * bandHeight;
+            paintBand(*picture, {top, std::min(top + bandHeight, canvas.height)},
                       scratch_[static_cast<std::size_t>(i)]);
-        });
+        };
+        team_.run(bands, paintOne);
         return picture;
     }
 
@@ -186,13 +190,6 @@ private:
         if (!isCovered) clearCanvas(picture, band);
         for (const PaintedLayer& layer : painted_)
             paintLayer(picture, layer, band, scratch);
-    }
-
-    // Bands that are painted side by side. A small canvas is done before a helper has woken up.
-    int bandCount(const Canvas& canvas) const {
-        constexpr std::int64_t worthSharing = 500'000; // samples
-        const std::int64_t samples = static_cast<std::int64_t>(canvas.width) * canvas.height;
-        return samples < worthSharing ? 1 : std::min(2 * team_.size(), canvas.height);
     }
 
     // Whether the bottom layer is the canvas, sample for sample.
