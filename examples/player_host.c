@@ -5,32 +5,13 @@
  *     player_host FILE [RECORDING.mp4 [JUMPS.mp4]]
  *
  * Exit status: 0 done, 1 the file cannot be played (the text says why), 2 wrong use. */
-#define _POSIX_C_SOURCE 200809L
-
 #include <quolsdk/quolsdk_c_api.h>
 #include <stdio.h>
 #include <string.h>
-#include <time.h>
-#include <unistd.h>
 
-enum { RECORD_SECONDS = 10, STEP_MS = 100, LINE = 79 };
+#include "host_help.h"
 
-static void wait_ms(long ms) {
-    struct timespec left = {ms / 1000, ms % 1000 * 1000000L};
-    while (nanosleep(&left, &left) != 0) {
-    }
-}
-
-/* One line that is written over on a terminal; elsewhere only its last state is printed. */
-static void progress(const char* text, int last) {
-    if (isatty(STDOUT_FILENO)) {
-        printf("\r%-*s", LINE, text);
-    } else if (last) {
-        printf("%s", text);
-    }
-    if (last) printf("\n");
-    fflush(stdout);
-}
+enum { RECORD_SECONDS = 10, STEP_MS = 100 };
 
 static int file_status(quolsdk_handle file) {
     int status = 0;
@@ -73,7 +54,7 @@ static int can_be_played(quolsdk_handle reader, const char* path) {
 
 /* Watches the player for a while. */
 static void watch(quolsdk_handle file, const char* what, int ms) {
-    char line[LINE], timecode[16];
+    char line[PROGRESS_LINE], timecode[16];
     int passed;
     for (passed = 0; passed <= ms; passed += STEP_MS) {
         quolsdk_file_timecode_get(file, timecode, sizeof timecode);
@@ -104,7 +85,7 @@ static quolsdk_handle start_recorder(quolsdk_handle file, const char* path) {
 /* Records until the recorder ends by itself. Pictures written, -1 when it could not begin. */
 static int record(quolsdk_handle file, const char* path) {
     quolsdk_handle recorder = start_recorder(file, path);
-    char line[LINE];
+    char line[PROGRESS_LINE];
     int status = 0, written = 0, dropped = 0;
     double seconds = 0.0;
     int64_t bytes = 0;

@@ -34,3 +34,28 @@ if [ -s "$out/recording.mp4" ]; then
     "$bin/contact_sheet" "$out/recording.mp4" "$out/sheet.png"
     echo "== done: build/demo/recording.mp4, build/demo/sheet.png"
 fi
+
+# ----------------------------------------------------------------------------- the mixer's scene
+make_once() {
+    local file=$1
+    shift
+    [ -s "$file" ] || ffmpeg -v error -y "$@" "$file"
+}
+echo "== making a second clip, a still with alpha and a mask"
+make_once "$out/second.mp4" -f lavfi -i mandelbrot=size=960x540:rate=25 \
+    -f lavfi -i 'aevalsrc=0.15*sin(2*PI*330*t)|0.15*sin(2*PI*330*t):s=48000' \
+    -t 8 -c:v libx264 -preset veryfast -pix_fmt yuv420p -c:a aac -b:a 128k
+make_once "$out/logo.png" -f lavfi -i color=white:size=220x100 -frames:v 1 -vf \
+    "format=rgba,geq=r='255-X':g='200':b='X':a='255*lt(hypot(max(0\,abs(X-110)-60)\,max(0\,abs(Y-50)-5))\,42)'"
+make_once "$out/mask.png" -f lavfi -i color=black:size=1280x720 -frames:v 1 -vf \
+    "format=gray,geq=lum='255*between(Y\,560\,640)*clip((X-200)/400\,0\,1)*clip((1240-X)/200\,0\,1)'"
+
+# A file with sound only has no picture to mix; the scene then shows the clip made here.
+main_clip=$source_file
+[ -s "$out/recording.mp4" ] || main_clip="$out/second.mp4"
+echo "== a host in C: picture in picture, a still, a downstream key, recorded from the mixer"
+rm -f "$out/programme.mp4" "$out/programme.png"
+"$bin/mixer_host" "$main_clip" "$out/second.mp4" "$out/logo.png" "$out/mask.png" \
+    "$out/programme.mp4"
+"$bin/contact_sheet" "$out/programme.mp4" "$out/programme.png"
+echo "== done: build/demo/programme.mp4, build/demo/programme.png"

@@ -63,7 +63,10 @@ public:
     DisplaySearch(const Egl& egl, bool software) : egl_(egl), software_(software) {}
 
     std::vector<EGLDisplay> run() {
-        tryDevices();
+        const bool devicesAreKnown = tryDevices();
+        // Without a device that is no driver on the main processor, no other way leads to one
+        // either, and looking for it loads that driver: half a second, and a hundred megabytes.
+        if (!software_ && devicesAreKnown) return found_;
         if (egl_.GetPlatformDisplay != nullptr) {
             add(egl_.GetPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA,
                                         reinterpret_cast<void*>(EGL_DEFAULT_DISPLAY), nullptr));
@@ -73,20 +76,22 @@ public:
     }
 
 private:
-    void tryDevices() {
+    // Whether there is a list of devices.
+    bool tryDevices() {
         if (egl_.QueryDevices == nullptr || egl_.QueryDeviceString == nullptr ||
             egl_.GetPlatformDisplay == nullptr)
-            return;
+            return false;
         std::array<EGLDeviceEXT, 32> devices{};
         EGLint count = 0;
         if (egl_.QueryDevices(static_cast<EGLint>(devices.size()), devices.data(), &count) == 0)
-            return;
+            return false;
         for (EGLint i = 0; i < count; ++i) {
             void* const device = devices[static_cast<std::size_t>(i)];
             const char* const extensions = egl_.QueryDeviceString(device, EGL_EXTENSIONS);
             if (!software_ && hasExtension(extensions, "EGL_MESA_device_software")) continue;
             add(egl_.GetPlatformDisplay(EGL_PLATFORM_DEVICE_EXT, device, nullptr));
         }
+        return count > 0;
     }
 
     void add(EGLDisplay display) {

@@ -18,7 +18,8 @@ enum class Driver {
 // thread that made it, on which it is current until it goes.
 //
 // EGL is opened at run time. A graphics processor's device is tried first, then a display without
-// any surface, then the default one; the first that gives a complete entry table is taken.
+// any surface, then the default one; the first that gives a complete entry table is taken. Where a
+// graphics processor is asked for and the system lists its devices, only those are tried.
 class HeadlessContext {
 public:
     // Null when there is no such context to be had.
