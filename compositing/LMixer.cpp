@@ -18,7 +18,8 @@ constexpr audioFormatProps initialAudio{0, 16, 48000, 2};
 
 // The first picture of a file, as layers keep images. Null when there is none.
 quol::FramePtr loadImage(const std::string& path) {
-    const quol::FramePtr decoded = quol::decodeFirstPicture(path, std::numeric_limits<int>::max());
+    const quol::FramePtr decoded =
+        quol::decodeFirstPicture(path, std::numeric_limits<int>::max(), quol::StreamChoice::first);
     if (!decoded) return nullptr;
     quol::FramePtr image =
         quol::PicturePool().get(decoded->width, decoded->height, AV_PIX_FMT_YUVA420P);

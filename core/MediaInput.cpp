@@ -49,6 +49,13 @@ int MediaInput::bestStream(AVMediaType type, int related) const {
     return index < 0 ? -1 : index;
 }
 
+int MediaInput::firstStream(AVMediaType type) const {
+    for (unsigned int i = 0; context_ && i < context_->nb_streams; ++i) {
+        if (context_->streams[i]->codecpar->codec_type == type) return static_cast<int>(i);
+    }
+    return -1;
+}
+
 AVStream* MediaInput::stream(int index) const {
     const bool known =
         context_ && index >= 0 && static_cast<unsigned>(index) < context_->nb_streams;
@@ -107,15 +114,10 @@ FramePtr decodePicture(AVCodecContext& decoder, const AVPacket* packet) {
 
 } // namespace
 
-FramePtr decodeFirstPicture(const std::string& path, int maxPackets) {
-    MediaInput input;
-    return decodeFirstPicture(input, path, maxPackets);
-}
+namespace {
 
-FramePtr decodeFirstPicture(MediaInput& input, const std::string& path, int maxPackets) {
-    const Closing closing(input);
-    if (!input.open(path) || !input.findStreamInfo()) return nullptr;
-    const int index = input.bestStream(AVMEDIA_TYPE_VIDEO);
+// The first picture of a stream of an input that has been opened.
+FramePtr firstPictureOf(MediaInput& input, int index, int maxPackets) {
     const AVStream* stream = input.stream(index);
     if (stream == nullptr) return nullptr;
     const CodecContextPtr decoder = openDecoder(*stream, DecoderThreads::one);
@@ -128,6 +130,21 @@ FramePtr decodeFirstPicture(MediaInput& input, const std::string& path, int maxP
         if (frame) return frame;
     }
     return decodePicture(*decoder, nullptr);
+}
+
+} // namespace
+
+FramePtr decodeFirstPicture(const std::string& path, int maxPackets, StreamChoice choice) {
+    MediaInput input;
+    if (choice == StreamChoice::best) return decodeFirstPicture(input, path, maxPackets);
+    if (!input.open(path) || !input.findStreamInfo()) return nullptr;
+    return firstPictureOf(input, input.firstStream(AVMEDIA_TYPE_VIDEO), maxPackets);
+}
+
+FramePtr decodeFirstPicture(MediaInput& input, const std::string& path, int maxPackets) {
+    const Closing closing(input);
+    if (!input.open(path) || !input.findStreamInfo()) return nullptr;
+    return firstPictureOf(input, input.bestStream(AVMEDIA_TYPE_VIDEO), maxPackets);
 }
 
 double rationalOrZero(AVRational rate) {

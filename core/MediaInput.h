@@ -31,6 +31,9 @@ public:
     // Index of the best stream of a type, -1 for none.
     int bestStream(AVMediaType type, int related = -1) const;
 
+    // Index of the first stream of a type, -1 for none.
+    int firstStream(AVMediaType type) const;
+
     // The stream of an index, null for -1 or with nothing open.
     AVStream* stream(int index) const;
 
@@ -57,10 +60,14 @@ enum class DecoderThreads {
 // Opens a decoder for a stream. Null without one, or when it does not open.
 CodecContextPtr openDecoder(const AVStream& stream, DecoderThreads threads);
 
-// Decodes the first picture of the best video stream of `path`, reading at most `maxPackets`
-// packets. Null when it cannot. With an input of the caller's it can be interrupted, and leaves
-// that closed.
-FramePtr decodeFirstPicture(const std::string& path, int maxPackets);
+// Which of several video streams is meant.
+enum class StreamChoice { best, first };
+
+// Decodes the first picture of a video stream of `path`, the best one or the first, reading at most
+// `maxPackets` packets. Null when it cannot. With an input of the caller's it can be interrupted,
+// takes the best stream, and leaves the input closed.
+FramePtr decodeFirstPicture(const std::string& path, int maxPackets,
+                            StreamChoice choice = StreamChoice::best);
 FramePtr decodeFirstPicture(MediaInput& input, const std::string& path, int maxPackets);
 
 // A rate as a number; 0.0 for one that is none.
