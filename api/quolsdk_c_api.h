@@ -212,6 +212,24 @@ QUOLSDK_C_API void quolsdk_mixer_set_video_format(quolsdk_handle mixer,
                                                   const quolsdk_video_format* format);
 /** @} */
 
+/** @name Character: titles, crawls, tickers, images and panels, a source with alpha
+ *  1920x1080, 50 pictures a second, from its creation on. */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_character_create(void);           /**< a new, empty one */
+QUOLSDK_C_API void quolsdk_character_destroy(quolsdk_handle character); /**< ends it */
+/** Shows (not 0) or hides (0) an item, or a group of items, by its name. */
+QUOLSDK_C_API void quolsdk_character_show_item(quolsdk_handle character, const char* id, int show);
+/** Takes the first item of that name away. */
+QUOLSDK_C_API void quolsdk_character_remove(quolsdk_handle character, const char* id);
+/** Draws the scene anew at the next picture: texts with tags show what holds then. */
+QUOLSDK_C_API void quolsdk_character_force_update(quolsdk_handle character);
+/** Replaces the scene by that of a project file. Whether it could be opened is told on the error
+ *  stream; a file with a number that is none raises an exception. */
+QUOLSDK_C_API void quolsdk_character_load_from_xml(quolsdk_handle character, const char* path);
+/** Writes the scene to a project file. */
+QUOLSDK_C_API void quolsdk_character_save_to_xml(quolsdk_handle character, const char* path);
+/** @} */
+
 /** @name Recorder: a source into a movie file, a sink */
 /** @{ */
 QUOLSDK_C_API quolsdk_handle quolsdk_recorder_create(void);           /**< a new recorder, idle */

@@ -14,6 +14,10 @@ set(QUOLSDK_PUBLIC_HEADERS
     compositing/LLayerItem.h
     compositing/LMixer.h
     compositing/LAudioMixer.h
+    graphics/LCGColor.h
+    graphics/LCGProps.h
+    graphics/LCGItems.h
+    graphics/LCharacter.h
     outputs/LRecorder.h
     api/quolsdk_c_api.h
 )

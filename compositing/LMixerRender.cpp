@@ -13,6 +13,7 @@
 #include "core/Log.h"
 #include "core/PictureCheck.h"
 #include "core/SoundBlock.h"
+#include "quolsdk/LCharacter.h"
 #include "quolsdk/LMixer.h"
 
 extern "C" {
@@ -36,6 +37,12 @@ int blockLength(double fps) {
 // Ticks are counted in whole frames a second: at 29.97 the time base is 1/29.
 AVRational tickBase(double fps) {
     return {1, static_cast<int>(std::clamp(fps, 1.0, 1.0e6))};
+}
+
+// Titles of which none is visible: the layer is left out entirely.
+bool isEmptyTitle(const LObject* source) {
+    const auto* character = dynamic_cast<const LCharacter*>(source);
+    return character != nullptr && !character->hasVisibleItem();
 }
 
 } // namespace
@@ -147,6 +154,7 @@ void LMixer::collectLayers(quol::MixerTick& tick) {
     }
     std::sort(tick.order.begin(), tick.order.end());
     for (const auto& entry : tick.order) {
+        if (isEmptyTitle(entry.item->source)) continue;
         quol::LayerState& state = *entry.item->state;
         quol::RenderedLayer layer;
         layer.look = quol::lookOf(*entry.item);

@@ -8,6 +8,8 @@ packages=(
     g++ make cmake ninja-build pkg-config ccache git
     # what the library links
     libavformat-dev libavcodec-dev libavfilter-dev libswscale-dev libswresample-dev libavutil-dev
+    # drawing of titles, and a font that is always there
+    libcairo2-dev fonts-dejavu-core
     # OpenGL without a window: headers, and the loader and drivers that are found at run time
     libegl-dev libgl-dev libegl1 libgl1-mesa-dri
     # tests and benchmarks; ffmpeg makes the test media, python3 runs a source check

@@ -1,0 +1,36 @@
+// Lines of text as cairo draws them, letter by letter.
+#pragma once
+
+#include <cairo.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quol {
+
+// One piece for each UTF-8 sequence, going by its first byte alone; one that the text cuts short is
+// as long as the rest.
+std::vector<std::string> splitUtf8(const std::string& text);
+
+enum class EmptyLines { keep, drop };
+
+// Cut at line feeds; one at the end begins no line.
+std::vector<std::string> splitLines(const std::string& text, EmptyLines empty);
+
+// Whether cairo can take it: it gives up a whole context for a text that is no UTF-8.
+bool isValidUtf8(std::string_view text);
+
+// Width of a line in the font of `cr`: advances with `spacing` behind each letter. What is no UTF-8
+// has none.
+double measureLine(cairo_t* cr, const std::string& line, double spacing);
+
+// Adds a line to the path of `cr`, from (x, baseline) on.
+void addLine(cairo_t* cr, const std::string& line, double spacing, double x, double baseline);
+
+// Advance of a text drawn in one go; 0 for what is no UTF-8.
+double advanceOf(cairo_t* cr, const std::string& text);
+
+void selectFont(cairo_t* cr, const std::string& family, double size);
+
+} // namespace quol

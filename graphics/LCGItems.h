@@ -1,0 +1,106 @@
+/// @file
+/// The items of the character generator, and their groups.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "quolsdk/LCGProps.h"
+#include "quolsdk/export.h"
+
+struct LCGGroup;
+
+namespace quol {
+struct CrawlState;
+struct ItemMemory;
+struct TickerState;
+class VideoItemReader;
+} // namespace quol
+
+/// What all items have. LCharacter owns them: a pointer stands until the item is removed or the
+/// scene is loaded anew.
+///
+/// The atomic fields may be written at any time from any thread; LCharacter::forceUpdate makes a
+/// scene that stands still show them. All others, `props` included, are read by the render thread:
+/// change them by LCharacter::updateItem, or while the generator does not run on them.
+class QUOLSDK_API LCGItem {
+public:
+    LCGItem();
+    LCGItem(const LCGItem&) = delete;
+    LCGItem& operator=(const LCGItem&) = delete;
+    virtual ~LCGItem();
+
+    std::string id;                     ///< name
+    std::atomic<float> x{0.0F};         ///< left edge now, pixels
+    std::atomic<float> y{0.0F};         ///< top edge now, pixels
+    std::atomic<float> startX{0.0F};    ///< left edge at home
+    std::atomic<float> startY{0.0F};    ///< top edge at home
+    std::atomic<int> w{0};              ///< pixels
+    std::atomic<int> h{0};              ///< pixels
+    std::atomic<bool> show{true};       ///< visible
+    std::atomic<float> alpha{1.0F};     ///< opacity, 0.0 to 1.0
+    LCGGroup* group = nullptr;          ///< not owned; null for an item of its own
+    std::string moveType = "None";      ///< "Horizontal" or "Vertical": the item drifts
+    std::atomic<float> moveSpeed{0.0F}; ///< pixels a picture, signed
+    /// Beyond the edge of the picture: come in at the other side (true), or hide and go home. Also
+    /// whether a crawl and a video begin again.
+    std::atomic<bool> moveLoop{true};
+
+    /// What was drawn last: the generator's own.
+    const std::unique_ptr<quol::ItemMemory> memory;
+};
+
+class QUOLSDK_API LCGTextItem : public LCGItem {
+public:
+    LCGTextProps props;
+};
+
+class QUOLSDK_API LCGCrawlItem : public LCGItem {
+public:
+    LCGCrawlItem();
+    ~LCGCrawlItem() override;
+
+    LCGCrawlProps props;
+    std::atomic<float> scrollX{0.0F};              ///< left edge of the running text
+    std::atomic<float> scrollY{0.0F};              ///< top edge of the running text
+    const std::unique_ptr<quol::CrawlState> state; ///< the drawn text: the generator's own
+};
+
+class QUOLSDK_API LCGTickerItem : public LCGItem {
+public:
+    LCGTickerItem();
+    ~LCGTickerItem() override;
+
+    LCGTickerProps props;
+    const std::unique_ptr<quol::TickerState> state; ///< which line shows: the generator's own
+};
+
+class QUOLSDK_API LCGImageItem : public LCGItem {
+public:
+    LCGImageProps props;
+};
+
+class QUOLSDK_API LCGVideoItem : public LCGItem {
+public:
+    LCGVideoItem();
+    ~LCGVideoItem() override;
+
+    LCGVideoProps props;
+    const std::unique_ptr<quol::VideoItemReader> reader; ///< the open file: the generator's own
+};
+
+class QUOLSDK_API LCGRectItem : public LCGItem {
+public:
+    LCGRectProps props;
+};
+
+/// Items that are shown, hidden and moved together.
+struct QUOLSDK_API LCGGroup {
+    std::string name;
+    std::atomic<bool> show{true};
+    std::atomic<float> x{0.0F};  ///< added to every member's position, pixels
+    std::atomic<float> y{0.0F};  ///< added to every member's position, pixels
+    std::vector<LCGItem*> items; ///< not owned
+};

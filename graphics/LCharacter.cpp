@@ -1,0 +1,478 @@
+#include "quolsdk/LCharacter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <utility>
+
+#include "core/Clock.h"
+#include "core/FairMutex.h"
+#include "core/Log.h"
+#include "graphics/CGImages.h"
+#include "graphics/CGProject.h"
+#include "graphics/ItemPicture.h"
+#include "graphics/SceneRenderer.h"
+
+namespace {
+
+constexpr int pictureWidth = 1920;
+constexpr int pictureHeight = 1080;
+constexpr double defaultRate = 50.0;
+
+// A size of 0 and below is the picture's own.
+int sizeOr(int given, int otherwise) {
+    return given > 0 ? given : otherwise;
+}
+
+quol::TagTime timeNow() {
+    return {std::chrono::system_clock::now(), std::chrono::steady_clock::now()};
+}
+
+// Whole milliseconds from one picture to the next.
+std::int64_t periodNanos(double fps) {
+    const double rate = fps > 0.0 ? fps : defaultRate;
+    constexpr double longest = 3600.0e3;
+    const double milliseconds = std::floor(std::min(1000.0 / rate, longest));
+    return static_cast<std::int64_t>(std::max(1.0, milliseconds)) * quol::nanosPerMilli;
+}
+
+bool moves(const LCGItem& item) {
+    const float speed = item.moveSpeed;
+    return item.moveType != "None" && speed != 0.0F;
+}
+
+bool isAlwaysDrawn(const LCGItem& item) {
+    if (moves(item)) return true;
+    if (dynamic_cast<const LCGCrawlItem*>(&item) != nullptr ||
+        dynamic_cast<const LCGTickerItem*>(&item) != nullptr ||
+        dynamic_cast<const LCGVideoItem*>(&item) != nullptr)
+        return true;
+    const auto* text = dynamic_cast<const LCGTextItem*>(&item);
+    return text != nullptr && text->props.text.find('%') != std::string::npos;
+}
+
+template <typename Item, typename Props>
+std::unique_ptr<Item> makeItem(const Props& props) {
+    auto item = std::make_unique<Item>();
+    item->props = props;
+    return item;
+}
+
+} // namespace
+
+LCharacter::LCharacter()
+    : itemMutex(std::make_unique<quol::FairMutex>()),
+      renderer(std::make_unique<quol::SceneRenderer>(pictureWidth, pictureHeight)),
+      sleeper(std::make_unique<quol::Sleeper>()) {
+    thread = std::thread(&LCharacter::playbackLoop, this);
+}
+
+LCharacter::~LCharacter() {
+    running = false;
+    sleeper->wake();
+    if (thread.joinable()) thread.join();
+}
+
+// ------------------------------------------------------------------------------------ items
+
+// Puts an item on top. Under `itemMutex`.
+LCGItem* LCharacter::add(std::unique_ptr<LCGItem> item, const std::string& id, int x, int y, int w,
+                         int h) {
+    item->id = id;
+    item->x = static_cast<float>(x);
+    item->y = static_cast<float>(y);
+    item->startX = item->x.load();
+    item->startY = item->y.load();
+    item->w = w;
+    item->h = h;
+    LCGItem* const added = item.get();
+    items.push_back(std::move(item));
+    itemMap[id] = added;
+    needsRender = true;
+    return added;
+}
+
+LCGItem* LCharacter::addItem(const std::string& id, int x, int y, int w, int h,
+                             const LCGTextProps& props) {
+    const std::lock_guard lock(*itemMutex);
+    return add(makeItem<LCGTextItem>(props), id, x, y, sizeOr(w, pictureWidth),
+               sizeOr(h, pictureHeight));
+}
+
+LCGItem* LCharacter::addItem(const std::string& id, int x, int y, int w, int h,
+                             const LCGCrawlProps& props) {
+    const std::lock_guard lock(*itemMutex);
+    auto crawl = makeItem<LCGCrawlItem>(props);
+    crawl->scrollX = static_cast<float>(x) + static_cast<float>(sizeOr(w, pictureWidth));
+    crawl->scrollY = static_cast<float>(y) + static_cast<float>(sizeOr(h, pictureHeight));
+    return add(std::move(crawl), id, x, y, sizeOr(w, pictureWidth), sizeOr(h, pictureHeight));
+}
+
+LCGItem* LCharacter::addItem(const std::string& id, int x, int y, int w, int h,
+                             const LCGTickerProps& props) {
+    const std::lock_guard lock(*itemMutex);
+    return add(makeItem<LCGTickerItem>(props), id, x, y, sizeOr(w, pictureWidth),
+               sizeOr(h, pictureHeight));
+}
+
+LCGItem* LCharacter::addItem(const std::string& id, int x, int y, int w, int h,
+                             const LCGRectProps& props) {
+    const std::lock_guard lock(*itemMutex);
+    return add(makeItem<LCGRectItem>(props), id, x, y, sizeOr(w, pictureWidth),
+               sizeOr(h, pictureHeight));
+}
+
+LCGItem* LCharacter::addItem(const std::string& id, int x, int y, int w, int h,
+                             const LCGImageProps& props) {
+    // Read before the lock is taken: the pictures go on meanwhile.
+    const quol::SurfacePtr image = quol::loadImageSurface(props.path);
+    const int imageWidth = image ? cairo_image_surface_get_width(image.get()) : 0;
+    const int imageHeight = image ? cairo_image_surface_get_height(image.get()) : 0;
+    const std::lock_guard lock(*itemMutex);
+    return add(makeItem<LCGImageItem>(props), id, x, y, sizeOr(w, imageWidth),
+               sizeOr(h, imageHeight));
+}
+
+LCGItem* LCharacter::addItem(const std::string& id, int x, int y, int w, int h,
+                             const LCGVideoProps& props) {
+    auto video = makeItem<LCGVideoItem>(props);
+    if (!video->reader->open(props.path)) return nullptr;
+    const int videoWidth = video->reader->width();
+    const int videoHeight = video->reader->height();
+    const std::lock_guard lock(*itemMutex);
+    return add(std::move(video), id, x, y, sizeOr(w, videoWidth), sizeOr(h, videoHeight));
+}
+
+template <typename Item, typename Props>
+void LCharacter::update(const std::string& id, int x, int y, int w, int h, float alpha, bool show,
+                        const Props& props) {
+    const std::lock_guard lock(*itemMutex);
+    const auto entry = itemMap.find(id);
+    auto* const item = entry != itemMap.end() ? dynamic_cast<Item*>(entry->second) : nullptr;
+    if (item == nullptr) return;
+    item->x = static_cast<float>(x);
+    item->y = static_cast<float>(y);
+    item->w = w;
+    item->h = h;
+    item->alpha = alpha;
+    item->show = show;
+    item->props = props;
+    needsRender = true;
+}
+
+void LCharacter::updateItem(const std::string& id, int x, int y, int w, int h, float alpha,
+                            bool show, const LCGTextProps& props) {
+    update<LCGTextItem>(id, x, y, w, h, alpha, show, props);
+}
+
+void LCharacter::updateItem(const std::string& id, int x, int y, int w, int h, float alpha,
+                            bool show, const LCGCrawlProps& props) {
+    update<LCGCrawlItem>(id, x, y, w, h, alpha, show, props);
+}
+
+void LCharacter::updateItem(const std::string& id, int x, int y, int w, int h, float alpha,
+                            bool show, const LCGTickerProps& props) {
+    update<LCGTickerItem>(id, x, y, w, h, alpha, show, props);
+}
+
+void LCharacter::updateItem(const std::string& id, int x, int y, int w, int h, float alpha,
+                            bool show, const LCGRectProps& props) {
+    update<LCGRectItem>(id, x, y, w, h, alpha, show, props);
+}
+
+void LCharacter::updateItem(const std::string& id, int x, int y, int w, int h, float alpha,
+                            bool show, const LCGImageProps& props) {
+    update<LCGImageItem>(id, x, y, w, h, alpha, show, props);
+}
+
+void LCharacter::updateItem(const std::string& id, int x, int y, int w, int h, float alpha,
+                            bool show, const LCGVideoProps& props) {
+    update<LCGVideoItem>(id, x, y, w, h, alpha, show, props);
+}
+
+namespace {
+
+void setShown(LCGItem& item, bool show) {
+    item.show = show;
+    if (show) return;
+    item.x = item.startX.load();
+    item.y = item.startY.load();
+}
+
+} // namespace
+
+void LCharacter::showItem(const std::string& id, bool show) {
+    const std::lock_guard lock(*itemMutex);
+    needsRender = true;
+    const auto item = itemMap.find(id);
+    if (item != itemMap.end() && item->second != nullptr) {
+        setShown(*item->second, show);
+        return;
+    }
+    const auto group = groups.find(id);
+    if (group != groups.end() && group->second) {
+        group->second->show = show;
+        return;
+    }
+    for (const auto& each : items) {
+        if (each->group != nullptr && each->group->name == id) setShown(*each, show);
+    }
+}
+
+void LCharacter::remove(const std::string& id) {
+    const std::lock_guard lock(*itemMutex);
+    needsRender = true;
+    const auto found = std::find_if(items.begin(), items.end(),
+                                    [&id](const auto& item) { return item->id == id; });
+    if (found == items.end()) return;
+    itemMap.erase(id);
+    leaveGroup(**found);
+    renderer->forget(**found);
+    items.erase(found);
+}
+
+// Takes an item out of the list, and off the picture. Under `itemMutex`.
+void LCharacter::take(const LCGItem& item) {
+    itemMap.erase(item.id);
+    renderer->forget(item);
+    std::erase_if(items, [&item](const auto& each) { return each.get() == &item; });
+}
+
+// ----------------------------------------------------------------------------------- groups
+
+// Under `itemMutex`.
+void LCharacter::leaveGroup(LCGItem& item) {
+    if (item.group != nullptr) std::erase(item.group->items, &item);
+    item.group = nullptr;
+}
+
+std::string LCharacter::group(const std::vector<std::string>& ids) {
+    const std::lock_guard lock(*itemMutex);
+    needsRender = true;
+    auto made = std::make_unique<LCGGroup>();
+    made->name = "group" + std::to_string(groupCounter++);
+    LCGGroup& entry = *made;
+    std::unique_ptr<LCGGroup>& place = groups[entry.name];
+    if (place) {
+        // A loaded group of that name gives way; its items are on their own.
+        for (LCGItem* item : place->items)
+            item->group = nullptr;
+    }
+    place = std::move(made);
+    for (const std::string& id : ids) {
+        const auto found = itemMap.find(id);
+        if (found == itemMap.end() || found->second == nullptr) continue;
+        leaveGroup(*found->second);
+        found->second->group = &entry;
+        entry.items.push_back(found->second);
+    }
+    return entry.name;
+}
+
+void LCharacter::unGroup(const std::string& name) {
+    const std::lock_guard lock(*itemMutex);
+    needsRender = true;
+    const auto found = groups.find(name);
+    if (found == groups.end()) return;
+    if (found->second) {
+        for (LCGItem* item : found->second->items)
+            item->group = nullptr;
+    }
+    groups.erase(found);
+}
+
+void LCharacter::deleteGroup(const std::string& name) {
+    const std::lock_guard lock(*itemMutex);
+    needsRender = true;
+    const auto found = groups.find(name);
+    if (found == groups.end()) return;
+    if (found->second) {
+        for (const LCGItem* item : found->second->items)
+            take(*item);
+    }
+    groups.erase(found);
+}
+
+// -------------------------------------------------------------------------------- accessors
+
+int LCharacter::getItemCount() {
+    const std::lock_guard lock(*itemMutex);
+    return static_cast<int>(items.size());
+}
+
+LCGItem* LCharacter::getItemByIndex(int index) {
+    const std::lock_guard lock(*itemMutex);
+    if (index < 0 || static_cast<std::size_t>(index) >= items.size()) return nullptr;
+    return items[static_cast<std::size_t>(index)].get();
+}
+
+LCGItem* LCharacter::getItem(const std::string& id) {
+    const std::lock_guard lock(*itemMutex);
+    return itemMap[id];
+}
+
+int LCharacter::getGroupCount() {
+    const std::lock_guard lock(*itemMutex);
+    return static_cast<int>(groups.size());
+}
+
+LCGGroup* LCharacter::getGroupByIndex(int index) {
+    const std::lock_guard lock(*itemMutex);
+    if (index < 0 || static_cast<std::size_t>(index) >= groups.size()) return nullptr;
+    return std::next(groups.begin(), index)->second.get();
+}
+
+std::string LCharacter::getGroup(const std::string& id) {
+    const std::lock_guard lock(*itemMutex);
+    const auto found = itemMap.find(id);
+    const LCGItem* const item = found != itemMap.end() ? found->second : nullptr;
+    return item != nullptr && item->group != nullptr ? item->group->name : "";
+}
+
+LCGGroup* LCharacter::getGroupObject(const std::string& name) {
+    const std::lock_guard lock(*itemMutex);
+    return groups[name].get();
+}
+
+int LCharacter::groupItemCount(const std::string& name) {
+    const LCGGroup* const found = getGroupObject(name);
+    const std::lock_guard lock(*itemMutex);
+    return found != nullptr ? static_cast<int>(found->items.size()) : 0;
+}
+
+LCGItem* LCharacter::getGroupItemByIndex(const std::string& name, int index) {
+    const std::lock_guard lock(*itemMutex);
+    const auto& found = groups[name];
+    if (!found || index < 0 || static_cast<std::size_t>(index) >= found->items.size())
+        return nullptr;
+    return found->items[static_cast<std::size_t>(index)];
+}
+
+bool LCharacter::isDynamic() {
+    const std::lock_guard lock(*itemMutex);
+    return std::any_of(items.begin(), items.end(),
+                       [](const auto& item) { return item->show && isAlwaysDrawn(*item); });
+}
+
+void LCharacter::forceUpdate() {
+    needsRender = true;
+}
+
+void LCharacter::setFPS(double rate) {
+    fps = rate;
+}
+
+// --------------------------------------------------------------------------------- projects
+
+std::uint32_t LCharacter::hexToUint(const std::string& text) {
+    return LCGColor(text).value();
+}
+
+std::string LCharacter::uintToHex(std::uint32_t color) {
+    return quol::colorText(color);
+}
+
+void LCharacter::saveToXMLFile(const std::string& path) {
+    const std::lock_guard lock(*itemMutex);
+    std::ofstream file(path);
+    if (!file) {
+        quol::logError("XML dosyasi acilamadi: %s", path.c_str());
+        return;
+    }
+    quol::writeProject(file, items, groups);
+}
+
+void LCharacter::insertFromXMLFile(const std::string& path) {
+    const std::lock_guard lock(*itemMutex);
+    std::ifstream file(path);
+    if (!file) {
+        quol::logError("XML dosyasi acilamadi: %s", path.c_str());
+        return;
+    }
+    std::map<std::string, int> suffixes;
+    quol::readProject(file, [&](const quol::ProjectItem& parsed) {
+        quol::ProjectItem item = parsed;
+        item.id = freeId(parsed.id, suffixes);
+        addParsed(item);
+    });
+}
+
+// `wanted`, or with the first number behind it that makes it another one. `suffixes` keeps the
+// numbers that are known to be taken. Under `itemMutex`.
+std::string LCharacter::freeId(const std::string& wanted, std::map<std::string, int>& suffixes) {
+    if (itemMap.count(wanted) == 0) return wanted;
+    int& number = suffixes[wanted];
+    std::string id;
+    do {
+        id = wanted + "_" + std::to_string(++number);
+    } while (itemMap.count(id) != 0);
+    return id;
+}
+
+// Under `itemMutex`.
+void LCharacter::addParsed(const quol::ProjectItem& parsed) {
+    const auto addAs = [&](auto props, auto set) {
+        set(props);
+        addItem(parsed.id, parsed.x, parsed.y, parsed.w, parsed.h, props);
+    };
+    const auto setText = [&](auto& props) { props.text = parsed.value("text"); };
+    const auto setPath = [&](auto& props) { props.path = parsed.value("path"); };
+    if (parsed.type == "text") {
+        addAs(LCGTextProps(), setText);
+    } else if (parsed.type == "crawl") {
+        addAs(LCGCrawlProps(), setText);
+    } else if (parsed.type == "ticker") {
+        addAs(LCGTickerProps(), setText);
+    } else if (parsed.type == "rect") {
+        addAs(LCGRectProps(),
+              [&](LCGRectProps& props) { props.bgColor = parsed.value("bgColor"); });
+    } else if (parsed.type == "image") {
+        addAs(LCGImageProps(), setPath);
+    } else if (parsed.type == "video") {
+        addAs(LCGVideoProps(), setPath);
+    }
+    LCGItem* const item = itemMap[parsed.id];
+    if (item == nullptr) return;
+    item->show = parsed.show;
+    item->alpha = static_cast<float>(parsed.alpha / 255.0);
+    quol::applyValues(parsed, *item);
+    if (parsed.group.empty()) return;
+    std::unique_ptr<LCGGroup>& entry = groups[parsed.group];
+    if (!entry) {
+        entry = std::make_unique<LCGGroup>();
+        entry->name = parsed.group;
+    }
+    item->group = entry.get();
+    entry->items.push_back(item);
+}
+
+void LCharacter::loadFromXMLFile(const std::string& path) {
+    const std::lock_guard lock(*itemMutex);
+    for (const auto& item : items)
+        renderer->forget(*item);
+    items.clear();
+    itemMap.clear();
+    groups.clear();
+    needsRender = true;
+    insertFromXMLFile(path);
+}
+
+// ------------------------------------------------------------------------------------- loop
+
+// A picture leaves at every tick, drawn anew or not.
+void LCharacter::playbackLoop() {
+    while (running) {
+        const std::int64_t start = quol::steadyNow();
+        quol::FramePtr picture;
+        {
+            // Cleared before: an edit behind it belongs to the next picture.
+            const std::lock_guard lock(*itemMutex);
+            if (needsRender.exchange(false) || isDynamic()) renderer->render(items, timeNow());
+            picture = renderer->frame();
+            anyVisible = std::any_of(items.begin(), items.end(),
+                                     [](const auto& item) { return item->show.load(); });
+        }
+        if (picture) distributeVideoFrame(picture.get());
+        sleeper->sleepFor(start + periodNanos(fps) - quol::steadyNow());
+    }
+}

@@ -1,0 +1,157 @@
+#include "graphics/SceneRenderer.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace quol {
+
+namespace {
+
+// A chroma sample looks at rows and columns beside its own, so a part is converted with a margin;
+// with this one it comes out as it would in the whole picture.
+constexpr int margin = 4;
+// Parts come in steps of this size: a scaler is made for each size.
+constexpr int step = 64;
+
+std::uint8_t* sampleAt(const AVFrame& frame, int plane, int row, int column) {
+    return frame.data[plane] + static_cast<std::ptrdiff_t>(row) * frame.linesize[plane] + column;
+}
+
+bool isChroma(int plane) {
+    return plane == 1 || plane == 2;
+}
+
+// `rect` with even edges, and as large as the next step where the canvas has room.
+PixelRect rounded(const PixelRect& rect, const PixelRect& canvas) {
+    const auto grown = [](int begin, int end, int limit) {
+        const int length = std::min((end - begin + step - 1) / step * step, limit);
+        return std::pair(std::min(begin, limit - length), length);
+    };
+    const auto [left, width] = grown(rect.left / 2 * 2, (rect.right + 1) / 2 * 2, canvas.right);
+    const auto [top, height] = grown(rect.top / 2 * 2, (rect.bottom + 1) / 2 * 2, canvas.bottom);
+    return {left / 2 * 2, top / 2 * 2, left / 2 * 2 + width, top / 2 * 2 + height};
+}
+
+void copyPart(const AVFrame& from, int fromLeft, int fromTop, AVFrame& to, const PixelRect& part) {
+    for (int plane = 0; plane < 4; ++plane) {
+        const int shift = isChroma(plane) ? 1 : 0;
+        const auto length = static_cast<std::size_t>(part.width() >> shift);
+        for (int row = 0; row < part.height() >> shift; ++row) {
+            std::memcpy(sampleAt(to, plane, (part.top >> shift) + row, part.left >> shift),
+                        sampleAt(from, plane, (fromTop >> shift) + row, fromLeft >> shift), length);
+        }
+    }
+}
+
+} // namespace
+
+SceneRenderer::SceneRenderer(int width, int height)
+    : canvas_{0, 0, width, height}, dirty_(canvas_) {
+    frame_ = pool_.get(width, height, AV_PIX_FMT_YUVA420P);
+    makeContext();
+    dirty_.add(canvas_);
+    convert();
+}
+
+// A context that has met an error draws nothing any more.
+void SceneRenderer::makeContext() {
+    if (!surface_) surface_ = makeSurface(canvas_.width(), canvas_.height());
+    if (surface_) cr_.reset(cairo_create(surface_.get()));
+}
+
+void SceneRenderer::forget(const LCGItem& item) {
+    dirty_.add(item.memory->drawn.panelBounds);
+    dirty_.add(item.memory->drawn.inkBounds);
+}
+
+void SceneRenderer::render(const std::vector<std::unique_ptr<LCGItem>>& items, const TagTime& now) {
+    if (!cr_ || cairo_status(cr_.get()) != CAIRO_STATUS_SUCCESS) makeContext();
+    if (!cr_) return;
+    tellItems(items, now);
+    if (dirty_.empty()) return;
+    draw(items);
+    convert();
+}
+
+void SceneRenderer::tellItems(const std::vector<std::unique_ptr<LCGItem>>& items,
+                              const TagTime& now) {
+    ItemTeller teller(cr_.get(), canvas_, tags_, now);
+    for (const auto& item : items) {
+        ItemPicture& drawn = item->memory->drawn;
+        ItemPicture next = teller.tell(*item);
+        if (!next.samePanel(drawn)) {
+            dirty_.add(drawn.panelBounds);
+            dirty_.add(next.panelBounds);
+        }
+        if (!next.sameInk(drawn)) {
+            dirty_.add(drawn.inkBounds);
+            dirty_.add(next.inkBounds);
+        }
+        drawn = std::move(next);
+    }
+}
+
+void SceneRenderer::draw(const std::vector<std::unique_ptr<LCGItem>>& items) {
+    for (const PixelRect& rect : dirty_.rects())
+        drawRect(items, rect);
+    cairo_surface_flush(surface_.get());
+}
+
+void SceneRenderer::drawRect(const std::vector<std::unique_ptr<LCGItem>>& items,
+                             const PixelRect& rect) {
+    const auto clip = [&] {
+        cairo_save(cr_.get());
+        cairo_new_path(cr_.get());
+        cairo_rectangle(cr_.get(), rect.left, rect.top, rect.width(), rect.height());
+        cairo_clip(cr_.get());
+    };
+    clip();
+    cairo_set_operator(cr_.get(), CAIRO_OPERATOR_CLEAR);
+    cairo_paint(cr_.get());
+    cairo_set_operator(cr_.get(), CAIRO_OPERATOR_OVER);
+    for (const auto& item : items) {
+        const ItemPicture& drawn = item->memory->drawn;
+        const PixelRect touched = around(drawn.panelBounds, drawn.inkBounds);
+        if (!drawn.visible || intersection(touched, rect).empty()) continue;
+        cairo_new_path(cr_.get());
+        drawItem(cr_.get(), drawn, canvas_);
+        if (cairo_status(cr_.get()) == CAIRO_STATUS_SUCCESS) continue;
+        makeContext(); // the item cannot be drawn; those above it can
+        clip();
+    }
+    cairo_restore(cr_.get());
+}
+
+void SceneRenderer::convert() {
+    FramePtr next = pool_.get(canvas_.width(), canvas_.height(), AV_PIX_FMT_YUVA420P);
+    if (!next || !surface_) return; // what is dirty stays so
+    if (frame_) copyPart(*frame_, 0, 0, *next, canvas_);
+    bool done = true;
+    for (const PixelRect& rect : dirty_.rects())
+        done = convertRect(rounded(rect, canvas_), *next) && done;
+    if (!done) return;
+    frame_ = std::move(next);
+    dirty_.clear();
+}
+
+bool SceneRenderer::convertRect(const PixelRect& rect, AVFrame& target) {
+    const PixelRect source = intersection(
+        {rect.left - margin, rect.top - margin, rect.right + margin, rect.bottom + margin},
+        canvas_);
+    const FramePtr piece = pieces_.get(source.width(), source.height(), AV_PIX_FMT_YUVA420P);
+    if (!piece) return false;
+    const int stride = cairo_image_surface_get_stride(surface_.get());
+    FramePtr pixels = makeFrame();
+    if (!pixels) return false;
+    pixels->width = source.width();
+    pixels->height = source.height();
+    pixels->format = AV_PIX_FMT_BGRA;
+    pixels->data[0] = cairo_image_surface_get_data(surface_.get()) +
+                      static_cast<std::ptrdiff_t>(source.top) * stride + source.left * 4;
+    pixels->linesize[0] = stride;
+    if (!scaler_.scale(*pixels, *piece, SWS_BILINEAR)) return false;
+    copyPart(*piece, rect.left - source.left, rect.top - source.top, target, rect);
+    return true;
+}
+
+} // namespace quol

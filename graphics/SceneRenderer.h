@@ -1,0 +1,53 @@
+// The scene as a picture, drawn and converted only where it has changed.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "core/Handles.h"
+#include "core/PicturePool.h"
+#include "core/Scaler.h"
+#include "graphics/CGTags.h"
+#include "graphics/CairoHandles.h"
+#include "graphics/ItemPicture.h"
+#include "graphics/PixelRect.h"
+
+namespace quol {
+
+// A picture that was handed out is never written to again: a changed scene goes into another one,
+// which is brought up to date from the one before. One thread at a time.
+class SceneRenderer {
+public:
+    SceneRenderer(int width, int height);
+
+    // Moves all items on by one picture and draws what has changed since the last call.
+    void render(const std::vector<std::unique_ptr<LCGItem>>& items, const TagTime& now);
+
+    // What an item that is about to go has left on the picture has to be drawn anew.
+    void forget(const LCGItem& item);
+
+    // The picture as it stands; planar 4:2:0 with alpha, colours premultiplied. Transparent before
+    // the first `render`. Null when memory is short.
+    FramePtr frame() const { return cloneFrame(frame_.get()); }
+
+private:
+    void makeContext();
+    void tellItems(const std::vector<std::unique_ptr<LCGItem>>& items, const TagTime& now);
+    void draw(const std::vector<std::unique_ptr<LCGItem>>& items);
+    void drawRect(const std::vector<std::unique_ptr<LCGItem>>& items, const PixelRect& rect);
+    void convert();
+    bool convertRect(const PixelRect& rect, AVFrame& target);
+
+    const PixelRect canvas_;
+    TagClock tags_;
+    SurfacePtr surface_;
+    CairoPtr cr_;
+    DirtyRegion dirty_;
+
+    PicturePool pool_;
+    FramePtr frame_; // holds what the surface does
+    PicturePool pieces_;
+    Scaler scaler_;
+};
+
+} // namespace quol
