@@ -1,7 +1,7 @@
 #include "graphics/SceneRenderer.h"
 
 #include <algorithm>
-#include <cstring>
+#include <utility>
 
 namespace quol {
 
@@ -12,14 +12,6 @@ namespace {
 constexpr int margin = 4;
 // Parts come in steps of this size: a scaler is made for each size.
 constexpr int step = 64;
-
-std::uint8_t* sampleAt(const AVFrame& frame, int plane, int row, int column) {
-    return frame.data[plane] + static_cast<std::ptrdiff_t>(row) * frame.linesize[plane] + column;
-}
-
-bool isChroma(int plane) {
-    return plane == 1 || plane == 2;
-}
 
 // `rect` with even edges, and as large as the next step where the canvas has room.
 PixelRect rounded(const PixelRect& rect, const PixelRect& canvas) {
@@ -32,22 +24,10 @@ PixelRect rounded(const PixelRect& rect, const PixelRect& canvas) {
     return {left / 2 * 2, top / 2 * 2, left / 2 * 2 + width, top / 2 * 2 + height};
 }
 
-void copyPart(const AVFrame& from, int fromLeft, int fromTop, AVFrame& to, const PixelRect& part) {
-    for (int plane = 0; plane < 4; ++plane) {
-        const int shift = isChroma(plane) ? 1 : 0;
-        const auto length = static_cast<std::size_t>(part.width() >> shift);
-        for (int row = 0; row < part.height() >> shift; ++row) {
-            std::memcpy(sampleAt(to, plane, (part.top >> shift) + row, part.left >> shift),
-                        sampleAt(from, plane, (fromTop >> shift) + row, fromLeft >> shift), length);
-        }
-    }
-}
-
 } // namespace
 
 SceneRenderer::SceneRenderer(int width, int height)
-    : canvas_{0, 0, width, height}, dirty_(canvas_) {
-    frame_ = pool_.get(width, height, AV_PIX_FMT_YUVA420P);
+    : canvas_{0, 0, width, height}, dirty_(canvas_), frames_(canvas_) {
     makeContext();
     dirty_.add(canvas_);
     convert();
@@ -123,14 +103,15 @@ void SceneRenderer::drawRect(const std::vector<std::unique_ptr<LCGItem>>& items,
 }
 
 void SceneRenderer::convert() {
-    FramePtr next = pool_.get(canvas_.width(), canvas_.height(), AV_PIX_FMT_YUVA420P);
-    if (!next || !surface_) return; // what is dirty stays so
-    if (frame_) copyPart(*frame_, 0, 0, *next, canvas_);
-    bool done = true;
+    std::vector<PixelRect> parts;
     for (const PixelRect& rect : dirty_.rects())
-        done = convertRect(rounded(rect, canvas_), *next) && done;
-    if (!done) return;
-    frame_ = std::move(next);
+        parts.push_back(rounded(rect, canvas_));
+    AVFrame* const next = surface_ ? frames_.next(parts) : nullptr;
+    if (next == nullptr) return; // what is dirty stays so
+    for (const PixelRect& part : parts) {
+        if (!convertRect(part, *next)) return;
+    }
+    frames_.makeCurrent();
     dirty_.clear();
 }
 

@@ -10,6 +10,7 @@
 #include "graphics/CGTags.h"
 #include "graphics/CairoHandles.h"
 #include "graphics/ItemPicture.h"
+#include "graphics/OutputFrames.h"
 #include "graphics/PixelRect.h"
 
 namespace quol {
@@ -28,7 +29,7 @@ public:
 
     // The picture as it stands; planar 4:2:0 with alpha, colours premultiplied. Transparent before
     // the first `render`. Null when memory is short.
-    FramePtr frame() const { return cloneFrame(frame_.get()); }
+    FramePtr frame() const { return cloneFrame(frames_.current()); }
 
 private:
     void makeContext();
@@ -44,8 +45,7 @@ private:
     CairoPtr cr_;
     DirtyRegion dirty_;
 
-    PicturePool pool_;
-    FramePtr frame_; // holds what the surface does
+    OutputFrames frames_; // the current one holds what the surface does
     PicturePool pieces_;
     Scaler scaler_;
 };
