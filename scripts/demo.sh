@@ -59,3 +59,11 @@ rm -f "$out/programme.mp4" "$out/programme.png"
     "$out/programme.mp4"
 "$bin/contact_sheet" "$out/programme.mp4" "$out/programme.png"
 echo "== done: build/demo/programme.mp4, build/demo/programme.png"
+
+# ----------------------------------------------------------------------------------- titles
+echo "== a host in C: a lower third with a clock, a crawl and a logo from a project file"
+rm -f "$out/titles.mp4" "$out/titles.png"
+# Paths in a project are those of the working folder.
+(cd "$out" && "$bin/title_host" "$(realpath "$main_clip")" "$root/examples/titles.xml" titles.mp4)
+"$bin/contact_sheet" "$out/titles.mp4" "$out/titles.png"
+echo "== done: build/demo/titles.mp4, build/demo/titles.png"

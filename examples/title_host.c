@@ -1,0 +1,95 @@
+/* A host in C that puts titles over a clip: a lower third with a clock, a crawl and a logo, all from
+ * a project file. The mixer lays them over the clip, and the programme is recorded.
+ *
+ *     title_host CLIP PROJECT.xml [RECORDING.mp4]
+ *
+ * Exit status: 0 done, 1 the clip cannot be played or nothing recorded, 2 wrong use. */
+#include <quolsdk/quolsdk_c_api.h>
+#include <stdio.h>
+
+#include "host_help.h"
+
+enum { WIDTH = 1280, HEIGHT = 720, FPS = 25, STEP_MS = 100 };
+
+/* The running order, in milliseconds. */
+enum { LOGO_IN = 1000, LOWER_THIRD_IN = 2000, CRAWL_IN = 4000, LOWER_THIRD_OUT = 8000, END = 10000 };
+
+static const quolsdk_video_format programme = {0, WIDTH, HEIGHT, FPS, 1};
+
+static void show_at(quolsdk_handle titles, const char* item, int ms, int when, int show) {
+    if (ms == when) quolsdk_character_show_item(titles, item, show);
+}
+
+static void run(quolsdk_handle titles) {
+    char line[PROGRESS_LINE];
+    int ms;
+    for (ms = 0; ms <= END; ms += STEP_MS) {
+        show_at(titles, "logo", ms, LOGO_IN, 1);
+        show_at(titles, "lowerthird", ms, LOWER_THIRD_IN, 1);
+        show_at(titles, "crawl", ms, CRAWL_IN, 1);
+        show_at(titles, "lowerthird", ms, LOWER_THIRD_OUT, 0);
+        snprintf(line, sizeof line, "  on air %5.1f s of %.1f%s%s%s", ms / 1000.0, END / 1000.0,
+                 ms >= LOGO_IN ? ", logo" : "",
+                 ms >= LOWER_THIRD_IN && ms < LOWER_THIRD_OUT ? ", lower third" : "",
+                 ms >= CRAWL_IN ? ", crawl" : "");
+        progress(line, ms + STEP_MS > END);
+        wait_ms(STEP_MS);
+    }
+}
+
+static int record(quolsdk_handle mixer, quolsdk_handle titles, const char* path) {
+    quolsdk_handle recorder = quolsdk_recorder_create();
+    int status = 0, written = 0, dropped = 0;
+    double seconds = 0.0;
+    quolsdk_recorder_set_source(recorder, mixer);
+    quolsdk_recorder_file_name_set(recorder, path);
+    quolsdk_recorder_set_video_format(recorder, &programme);
+    quolsdk_recorder_custom_set(recorder, "preset=veryfast");
+    quolsdk_recorder_start(recorder);
+    quolsdk_recorder_status_get(recorder, &status);
+    if (status != 0) {
+        run(titles);
+        quolsdk_recorder_stop(recorder);
+        quolsdk_recorder_get_stats(recorder, NULL, &seconds, &written, &dropped, NULL, 0);
+        printf("  recorded %.2f s, %d pictures, %d dropped\n", seconds, written, dropped);
+    }
+    quolsdk_recorder_destroy(recorder);
+    return written > 0;
+}
+
+int main(int argc, char** argv) {
+    quolsdk_handle clip, titles, mixer;
+    int status = 0, done = 0;
+    if (argc < 3) {
+        fprintf(stderr, "use: %s CLIP PROJECT.xml [RECORDING.mp4]\n", argv[0]);
+        return 2;
+    }
+    clip = quolsdk_file_create();
+    quolsdk_file_name_set(clip, argv[1]);
+    quolsdk_file_set_props(clip, "loop", "true");
+    quolsdk_file_play(clip);
+    quolsdk_file_status_get(clip, &status);
+    if (status != 0) {
+        titles = quolsdk_character_create();
+        mixer = quolsdk_mixer_create();
+        quolsdk_character_load_from_xml(titles, argv[2]);
+        quolsdk_character_show_item(titles, "logo", 0);
+        quolsdk_character_show_item(titles, "lowerthird", 0);
+        quolsdk_character_show_item(titles, "crawl", 0);
+
+        quolsdk_mixer_set_video_format(mixer, &programme);
+        quolsdk_mixer_add_layer(mixer, "clip", clip);
+        quolsdk_mixer_set_layer_size(mixer, "clip", WIDTH, HEIGHT);
+        quolsdk_mixer_set_layer_audio(mixer, "clip", 1, 100);
+        quolsdk_mixer_add_layer(mixer, "titles", titles);
+        quolsdk_mixer_set_layer_z_index(mixer, "titles", 1);
+        quolsdk_mixer_set_layer_size(mixer, "titles", WIDTH, HEIGHT);
+        done = record(mixer, titles, argc > 3 ? argv[3] : "titles.mp4");
+        quolsdk_mixer_destroy(mixer);
+        quolsdk_character_destroy(titles);
+    } else {
+        printf("  CANNOT PLAY %s\n", argv[1]);
+    }
+    quolsdk_file_destroy(clip);
+    return done ? 0 : 1;
+}
