@@ -68,8 +68,9 @@ private:
         const SampleRange columns = visibleColumns(shape);
         if (columns.empty()) return;
         for (int row = rows.begin; row < rows.end; ++row) {
-            if (!isUniform_) findAlphas(row, columns, step);
-            for (const RowSpan& span : RowSpans(shape, row, columns)) {
+            // Of a title most rows are transparent from end to end.
+            const SampleRange seen = isUniform_ ? columns : findAlphas(row, columns, step);
+            for (const RowSpan& span : RowSpans(shape, row, seen)) {
                 if (step == 1) {
                     paintSpan(shape, row, columns, span, 0, layer_.border.y);
                     if (hasAlphaPlane(canvas_)) coverSpan(shape, row, columns, span);
@@ -81,8 +82,9 @@ private:
         }
     }
 
-    // Effective alpha of a row of samples; for chroma that of every second luma sample.
-    void findAlphas(int row, const SampleRange& columns, int step) {
+    // Effective alpha of a row of samples; for chroma that of every second luma sample. The columns
+    // between the first and the last that is not transparent.
+    SampleRange findAlphas(int row, const SampleRange& columns, int step) {
         const auto count = static_cast<std::size_t>(columns.end - columns.begin);
         const int lumaRow = row * step;
         const std::ptrdiff_t lumaColumn = static_cast<std::ptrdiff_t>(columns.begin) * step;
@@ -101,6 +103,9 @@ private:
             keyedByAlpha ? takeEvery(e, key, step, count) : takeLumaKey(e, key, step, count);
         }
         if (layer_.alpha != 255) scaleAlpha(e, layer_.alpha, count);
+        const std::size_t before = leadingZeros(e, count);
+        const std::size_t behind = trailingZeros(e + before, count - before);
+        return {columns.begin + static_cast<int>(before), columns.end - static_cast<int>(behind)};
     }
 
     TargetRow targetRow(const PlaneShape& shape, int row, const SampleRange& columns,

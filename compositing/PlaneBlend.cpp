@@ -130,6 +130,37 @@ void takeLumaKey(u8* e, const u8* key, int step, std::size_t count) {
     step == 1 ? takeLumaKeyOf<1>(e, key, count) : takeLumaKeyOf<2>(e, key, count);
 }
 
+namespace {
+
+// Eight samples at once; whether all of them are 0.
+bool areZero(const u8* samples) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, samples, sizeof word);
+    return word == 0;
+}
+
+constexpr std::size_t wordLength = sizeof(std::uint64_t);
+
+} // namespace
+
+std::size_t leadingZeros(const u8* samples, std::size_t count) {
+    std::size_t i = 0;
+    while (i + wordLength <= count && areZero(samples + i))
+        i += wordLength;
+    while (i < count && samples[i] == 0)
+        ++i;
+    return i;
+}
+
+std::size_t trailingZeros(const u8* samples, std::size_t count) {
+    std::size_t end = count;
+    while (end >= wordLength && areZero(samples + end - wordLength))
+        end -= wordLength;
+    while (end > 0 && samples[end - 1] == 0)
+        --end;
+    return count - end;
+}
+
 void takeEvery(u8* target, const u8* source, int step, std::size_t count) {
     if (step == 1) {
         std::memcpy(target, source, count);

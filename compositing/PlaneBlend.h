@@ -37,6 +37,10 @@ void keyByLuma(std::uint8_t* e, const std::uint8_t* key, int step, std::size_t c
 // e = k: the same where every e is 255.
 void takeLumaKey(std::uint8_t* e, const std::uint8_t* key, int step, std::size_t count);
 
+// How many samples at the beginning, and at the end, are 0.
+std::size_t leadingZeros(const std::uint8_t* samples, std::size_t count);
+std::size_t trailingZeros(const std::uint8_t* samples, std::size_t count);
+
 // target[i] = source[step * i].
 void takeEvery(std::uint8_t* target, const std::uint8_t* source, int step, std::size_t count);
 
