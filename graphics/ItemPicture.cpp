@@ -69,7 +69,7 @@ ItemPicture ItemTeller::tell(LCGItem& item) {
     } else if (const auto* rect = dynamic_cast<LCGRectItem*>(&item)) {
         picture.panel = panelOf(rect->props);
     }
-    findBounds(picture);
+    findBounds(picture, item.memory->drawn);
     return picture;
 }
 
@@ -135,8 +135,14 @@ void ItemTeller::tellVideo(LCGVideoItem& item, ItemPicture& picture) const {
     picture.ink = ink;
 }
 
-void ItemTeller::findBounds(ItemPicture& picture) const {
-    picture.panelBounds = panelBounds(picture.box, picture.panel, canvas_);
+void ItemTeller::findBounds(ItemPicture& picture, const ItemPicture& drawn) const {
+    picture.panelBounds = picture.samePanel(drawn)
+                              ? drawn.panelBounds
+                              : panelBounds(picture.box, picture.panel, canvas_);
+    if (picture.sameInk(drawn)) {
+        picture.inkBounds = drawn.inkBounds;
+        return;
+    }
     picture.inkBounds =
         std::visit(Overloaded{[](const std::monostate&) { return PixelRect{}; },
                               [this](const TextInk& ink) { return inkBounds(cr_, ink, canvas_); },

@@ -47,6 +47,7 @@ public:
     ItemTeller(cairo_t* cr, const PixelRect& canvas, TagClock& tags, const TagTime& now)
         : cr_(cr), canvas_(canvas), tags_(tags), now_(now) {}
 
+    // `item.memory` holds what was drawn last: bounds of what is the same are not found again.
     ItemPicture tell(LCGItem& item);
 
 private:
@@ -56,7 +57,7 @@ private:
     void tellTicker(LCGTickerItem& item, ItemPicture& picture);
     void tellImage(LCGImageItem& item, ItemPicture& picture) const;
     void tellVideo(LCGVideoItem& item, ItemPicture& picture) const;
-    void findBounds(ItemPicture& picture) const;
+    void findBounds(ItemPicture& picture, const ItemPicture& drawn) const;
 
     cairo_t* cr_;
     const PixelRect canvas_;
