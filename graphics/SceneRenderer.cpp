@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "core/PicturePool.h"
+
 namespace quol {
 
 namespace {
@@ -11,7 +13,7 @@ namespace {
 // with this one it comes out as it would in the whole picture.
 constexpr int margin = 4;
 // Parts come in steps of this size: a scaler is made for each size.
-constexpr int step = 64;
+constexpr int step = 16;
 
 // `rect` with even edges, and as large as the next step where the canvas has room.
 PixelRect rounded(const PixelRect& rect, const PixelRect& canvas) {
@@ -115,11 +117,20 @@ void SceneRenderer::convert() {
     dirty_.clear();
 }
 
+SceneRenderer::Converter& SceneRenderer::converterOf(int width, int height) {
+    constexpr std::size_t many = 24;
+    if (converters_.size() >= many && converters_.count({width, height}) == 0) converters_.clear();
+    Converter& converter = converters_[{width, height}];
+    if (!converter.piece) converter.piece = PicturePool().get(width, height, AV_PIX_FMT_YUVA420P);
+    return converter;
+}
+
 bool SceneRenderer::convertRect(const PixelRect& rect, AVFrame& target) {
     const PixelRect source = intersection(
         {rect.left - margin, rect.top - margin, rect.right + margin, rect.bottom + margin},
         canvas_);
-    const FramePtr piece = pieces_.get(source.width(), source.height(), AV_PIX_FMT_YUVA420P);
+    Converter& converter = converterOf(source.width(), source.height());
+    const FramePtr& piece = converter.piece;
     if (!piece) return false;
     const int stride = cairo_image_surface_get_stride(surface_.get());
     FramePtr pixels = makeFrame();
@@ -130,7 +141,7 @@ bool SceneRenderer::convertRect(const PixelRect& rect, AVFrame& target) {
     pixels->data[0] = cairo_image_surface_get_data(surface_.get()) +
                       static_cast<std::ptrdiff_t>(source.top) * stride + source.left * 4;
     pixels->linesize[0] = stride;
-    if (!scaler_.scale(*pixels, *piece, SWS_BILINEAR)) return false;
+    if (!converter.scaler.scale(*pixels, *piece, SWS_BILINEAR)) return false;
     copyPart(*piece, rect.left - source.left, rect.top - source.top, target, rect);
     return true;
 }

@@ -1,11 +1,12 @@
 // The scene as a picture, drawn and converted only where it has changed.
 #pragma once
 
+#include <map>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "core/Handles.h"
-#include "core/PicturePool.h"
 #include "core/Scaler.h"
 #include "graphics/CGTags.h"
 #include "graphics/CairoHandles.h"
@@ -46,8 +47,15 @@ private:
     DirtyRegion dirty_;
 
     OutputFrames frames_; // the current one holds what the surface does
-    PicturePool pieces_;
-    Scaler scaler_;
+
+    // What converts a part of a size, kept for the next part of that size.
+    struct Converter {
+        FramePtr piece;
+        Scaler scaler;
+    };
+    Converter& converterOf(int width, int height);
+
+    std::map<std::pair<int, int>, Converter> converters_; // by width and height
 };
 
 } // namespace quol
