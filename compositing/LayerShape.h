@@ -47,6 +47,9 @@ struct SampleRange {
 // Rows and columns of the rectangle that lie on the canvas.
 SampleRange visibleRows(const PlaneShape& shape);
 SampleRange visibleColumns(const PlaneShape& shape);
+inline bool isVisible(const PlaneShape& shape) {
+    return !visibleRows(shape).empty() && !visibleColumns(shape).empty();
+}
 
 enum class Coat { none, picture, border };
 
