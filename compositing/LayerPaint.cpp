@@ -154,23 +154,9 @@ private:
     bool isUniform_;                    // every sample has the layer's own alpha
 };
 
-// The part of a plane of the picture that lies on the canvas. Here an odd size counts its last,
-// half chroma sample.
-PlaneShape wholePlane(const PaintedLayer& layer, const AVFrame& canvas, int halving) {
-    const auto halved = [halving](int size) { return (size + halving) >> halving; };
-    PlaneShape shape;
-    shape.right = halved(layer.picture->width);
-    shape.bottom = halved(layer.picture->height);
-    shape.x = layer.luma.x / (1 + halving);
-    shape.y = layer.luma.y / (1 + halving);
-    shape.canvasWidth = halved(canvas.width);
-    shape.canvasHeight = halved(canvas.height);
-    return shape;
-}
-
 void copyLayer(AVFrame& canvas, const PaintedLayer& layer, const CanvasBand& band) {
     for (int plane = 0; plane < 3; ++plane) {
-        const PlaneShape shape = wholePlane(layer, canvas, plane == 0 ? 0 : 1);
+        const PlaneShape shape = plane == 0 ? layer.luma : copiedChroma(layer.luma);
         const SampleRange rows = rowsWithin(shape, planeRows(band, plane));
         const SampleRange columns = visibleColumns(shape);
         if (columns.empty()) continue;

@@ -55,6 +55,17 @@ PlaneShape chromaShape(const LayerLook& look, const PictureSize& target,
     return shape;
 }
 
+PlaneShape copiedChroma(const PlaneShape& luma) {
+    PlaneShape shape;
+    shape.right = (luma.right + 1) / 2;
+    shape.bottom = (luma.bottom + 1) / 2;
+    shape.x = luma.x / 2;
+    shape.y = luma.y / 2;
+    shape.canvasWidth = (luma.canvasWidth + 1) / 2;
+    shape.canvasHeight = (luma.canvasHeight + 1) / 2;
+    return shape;
+}
+
 SampleRange visibleRows(const PlaneShape& shape) {
     return clipped(shape.top, shape.bottom, shape.y, shape.canvasHeight);
 }

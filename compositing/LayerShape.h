@@ -37,6 +37,9 @@ PlaneShape lumaShape(const LayerLook& look, const PictureSize& target, const Pic
 // For planes of half width and height: everything is halved and cut to whole samples.
 PlaneShape chromaShape(const LayerLook& look, const PictureSize& target, const PictureSize& canvas);
 
+// The same for a picture that is copied whole: an odd size counts its last, half sample.
+PlaneShape copiedChroma(const PlaneShape& luma);
+
 struct SampleRange {
     int begin = 0;
     int end = 0; // behind the last
@@ -47,6 +50,9 @@ struct SampleRange {
 // Rows and columns of the rectangle that lie on the canvas.
 SampleRange visibleRows(const PlaneShape& shape);
 SampleRange visibleColumns(const PlaneShape& shape);
+inline bool isVisible(const PlaneShape& shape) {
+    return !visibleRows(shape).empty() && !visibleColumns(shape).empty();
+}
 
 enum class Coat { none, picture, border };
 

@@ -132,7 +132,9 @@ private:
         PaintedLayer& layer = chosen.layer;
         layer = paintedLayer(rendered.look, target, canvas);
         layer.opaque = isCopied(rendered.look, picture);
-        if (visibleRows(layer.luma).empty() || visibleColumns(layer.luma).empty()) return false;
+        // Where no luma is seen, a row or column of chroma may be.
+        const PlaneShape chroma = layer.opaque ? copiedChroma(layer.luma) : layer.chroma;
+        if (!isVisible(layer.luma) && !isVisible(chroma)) return false;
         // Without alpha in it a picture needs no plane of it: the other planes are the same.
         const bool withAlpha = !layer.opaque && hasAlpha(picture.format);
         chosen.pictureJob = addJob(rendered.state->picture.scaled, picture, target, withAlpha);

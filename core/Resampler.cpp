@@ -23,7 +23,9 @@ bool Resampler::prepare(const AVFrame& frame, const AudioTarget& target) {
     if (context_ && input_ == Input::frozen) return sameShape(frame);
     if (context_ && sameKey(frame, target)) return true;
     context_.reset();
-    if (frame.sample_rate < 1 || frame.ch_layout.nb_channels < 1 || target.sampleRate < 1)
+    // A frame without a format would be accepted by FFmpeg, which then divides by its size of 0.
+    if (frame.format < 0 || frame.sample_rate < 1 || frame.ch_layout.nb_channels < 1 ||
+        target.sampleRate < 1)
         return false;
 
     const ChannelLayout output(target.channels);

@@ -359,4 +359,30 @@ TEST(AudioQueueSkipTo, AnyPatternFollowsThePlainRule) {
     }
 }
 
+TEST(AudioQueue, TakesWhatIsDueAndNoMore) {
+    quol::AudioQueue queue(10, 1000);
+    queue.append(counting(0.0, 10, 0));
+    queue.append(counting(0.010, 10, 10));
+    queue.append(counting(0.5, 10, 20));
+    std::vector<std::int16_t> samples(200);
+    EXPECT_EQ(queue.takeDue(samples.data(), 100, -0.001), 0U);
+    EXPECT_EQ(queue.takeDue(samples.data(), 4, 0.0), 4U) << "no more than asked for";
+    EXPECT_EQ(queue.takeDue(samples.data(), 100, 0.003), 0U) << "the rest begins at 4 ms";
+    EXPECT_EQ(queue.takeDue(samples.data(), 100, 0.004), 6U);
+    EXPECT_EQ(queue.takeDue(samples.data(), 100, 0.499), 10U);
+    EXPECT_EQ(samples[0], 10);
+    EXPECT_EQ(queue.takeDue(samples.data(), 100, 0.499), 0U);
+    EXPECT_EQ(queue.takeDue(samples.data(), 100, 0.5), 10U);
+    EXPECT_TRUE(queue.empty());
+}
+
+TEST(AudioQueue, SoundAheadHoldsUpWhatLiesBehindIt) {
+    quol::AudioQueue queue(10, 1000);
+    queue.append(counting(5.0, 10));
+    queue.append(counting(0.0, 10));
+    std::vector<std::int16_t> samples(200);
+    EXPECT_EQ(queue.takeDue(samples.data(), 100, 1.0), 0U);
+    EXPECT_EQ(queue.takeDue(samples.data(), 100, 5.0), 20U);
+}
+
 } // namespace

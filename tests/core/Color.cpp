@@ -96,4 +96,39 @@ TEST(YuvLevels, EveryColorByTheFormula) {
     }
 }
 
+void expectColor(const char* text, int red, int green, int blue) {
+    const quol::Rgb rgb = quol::parseColorOrWhite(text);
+    EXPECT_EQ(rgb.red, red) << text;
+    EXPECT_EQ(rgb.green, green) << text;
+    EXPECT_EQ(rgb.blue, blue) << text;
+}
+
+TEST(ColorOrWhite, ReadsSixDigitsAndThree) {
+    expectColor("#1a2B3c", 0x1A, 0x2B, 0x3C);
+    expectColor("#000000", 0, 0, 0);
+    expectColor("#4c9", 0x44, 0xCC, 0x99);
+    expectColor("#000", 0, 0, 0);
+}
+
+TEST(ColorOrWhite, IsWhiteForEveryOtherShape) {
+    for (const char* text : {"", "#", "#1", "#12", "#1234", "#12345", "#1234567", "123456", "0000",
+                             "red", "x123", "?000000"})
+        expectColor(text, 255, 255, 255);
+}
+
+TEST(ColorOrWhite, KeepsTheChannelsBeforeOneThatCannotBeRead) {
+    expectColor("#12G456", 0x12, 255, 255);
+    expectColor("#1234-1", 0x12, 0x34, 255);
+    expectColor("#+10203", 255, 255, 255);
+    expectColor("#1z3", 0x11, 255, 255);
+    expectColor("# 10203", 255, 255, 255);
+}
+
+TEST(ColorOrWhite, WhiteIsFullInLumaAndWithoutColour) {
+    const quol::YuvLevels levels = quol::toYuvTruncated(quol::parseColorOrWhite("none"));
+    EXPECT_EQ(levels.y, 255);
+    EXPECT_EQ(levels.u, 128);
+    EXPECT_EQ(levels.v, 128);
+}
+
 } // namespace

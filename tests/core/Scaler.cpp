@@ -7,6 +7,10 @@
 #include "core/PicturePool.h"
 #include "support/Frames.h"
 
+extern "C" {
+#include <libavutil/cpu.h>
+}
+
 namespace {
 
 quol::FramePtr blank(int width, int height, AVPixelFormat format) {
@@ -99,6 +103,41 @@ TEST(Scaler, RefusedScalingLeavesTheTargetUnchanged) {
     const std::string before = visible(*target, 4);
     EXPECT_FALSE(scaler.scale(*source, *target, SWS_BILINEAR));
     EXPECT_EQ(visible(*target, 4), before);
+}
+
+// Widths that are multiples of 16 are those that the gather instruction would be taken for.
+TEST(Scaler, GivesWhatAScalerMadeByHandGives) {
+    const quol::FramePtr source = test::makePicture(256, 144, AV_PIX_FMT_YUV420P, 0, {1, 25}, 9);
+    for (const auto& [width, height] : {std::pair(64, 48), {80, 45}, {61, 37}, {512, 288}}) {
+        const quol::FramePtr target = blank(width, height, AV_PIX_FMT_RGBA);
+        ASSERT_TRUE(quol::Scaler().scale(*source, *target, SWS_BILINEAR));
+        EXPECT_EQ(visible(*target, 4),
+                  reference(*source, width, height, AV_PIX_FMT_RGBA, SWS_BILINEAR))
+            << width;
+    }
+}
+
+TEST(Scaler, LeavesTheProcessorFlagsAsTheyAre) {
+    const int flags = av_get_cpu_flags();
+    const quol::FramePtr source = test::makePicture(64, 48, AV_PIX_FMT_YUV420P);
+    const quol::FramePtr target = blank(32, 32, AV_PIX_FMT_RGBA);
+    ASSERT_TRUE(quol::Scaler().scale(*source, *target, SWS_BILINEAR));
+    EXPECT_EQ(av_get_cpu_flags(), flags);
+}
+
+TEST(Scaler, WritesFullRangeWhenAskedTo) {
+    const quol::FramePtr white = test::makePicture(32, 32, AV_PIX_FMT_RGBA);
+    test::fillPlane(*white, 0, 255);
+    const quol::FramePtr target = blank(32, 32, AV_PIX_FMT_YUV420P);
+    quol::Scaler scaler;
+    ASSERT_TRUE(scaler.scale(*white, *target, SWS_BILINEAR));
+    EXPECT_EQ(target->data[0][0], 235);
+    for (int turn = 0; turn < 2; ++turn) {
+        ASSERT_TRUE(scaler.setFullRangeOutput());
+        ASSERT_TRUE(scaler.run(*white, target->data, target->linesize));
+        EXPECT_EQ(target->data[0][0], 255);
+        EXPECT_EQ(target->data[1][0], 128);
+    }
 }
 
 } // namespace
