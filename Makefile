@@ -5,7 +5,7 @@ SHELL := /bin/bash
 JOBS ?= $(shell nproc)
 
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo test bench format check docs tidy debug asan tsan install clean
+.PHONY: help deps build demo test bench format check docs tidy debug asan tsan fuzz install clean
 
 help: ## Show this list
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1|\2/p' $(MAKEFILE_LIST) | column -t -s '|'
@@ -62,8 +62,13 @@ tsan: deps ## Run the suite under the thread sanitizer
 	cmake --build --preset tsan -j $(JOBS)
 	ctest --preset tsan -j $(JOBS)
 
+fuzz: deps ## Run every fuzz target for a minute (FUZZ_SECONDS=600)
+	cmake --preset fuzz
+	cmake --build --preset fuzz -j $(JOBS)
+	scripts/fuzz.sh $(FUZZ_SECONDS)
+
 install: build ## Install (PREFIX=/usr/local)
 	cmake --install build $(if $(PREFIX),--prefix "$(PREFIX)")
 
 clean: ## Remove every build folder
-	rm -rf build build-debug build-asan build-tsan
+	rm -rf build build-debug build-asan build-tsan build-fuzz

@@ -1,6 +1,12 @@
+#include <locale.h>
+#include <stdlib.h>
+
+#include <cerrno>
 #include <istream>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
+#include <utility>
 
 #include "graphics/CGProject.h"
 
@@ -20,19 +26,25 @@ struct TaggedValue {
 // The first <([^>]+)>([^<]*)</[^>]+> of a line, told from left to right: a regular expression's
 // engine takes as deep a stack as the line is long.
 std::optional<TaggedValue> findTag(const std::string& line) {
-    for (std::size_t open = line.find('<'); open != std::string::npos;
-         open = line.find('<', open + 1)) {
+    std::size_t open = line.find('<');
+    while (open != std::string::npos) {
         const std::size_t close = line.find('>', open + 1);
         if (close == std::string::npos) return std::nullopt;
-        if (close == open + 1) continue;
+        if (close == open + 1) {
+            open = line.find('<', close);
+            continue;
+        }
         const std::size_t end = line.find('<', close + 1);
         if (end == std::string::npos) return std::nullopt;
-        if (line.compare(end, 2, "</") != 0) continue;
-        const std::size_t last = line.find('>', end + 2);
+        const std::size_t last =
+            line.compare(end, 2, "</") == 0 ? line.find('>', end + 2) : end + 2;
         if (last == std::string::npos) return std::nullopt;
-        if (last == end + 2) continue;
-        return TaggedValue{line.substr(open + 1, close - open - 1),
-                           line.substr(close + 1, end - close - 1)};
+        if (last > end + 2)
+            return TaggedValue{line.substr(open + 1, close - open - 1),
+                               line.substr(close + 1, end - close - 1)};
+        // All that opens before `close` would end there too: a line of nothing but "<" is read in
+        // one go.
+        open = end;
     }
     return std::nullopt;
 }
@@ -75,6 +87,18 @@ void take(const TaggedValue& tagged, ProjectItem& item) {
     }
 }
 
+// std::stof with the decimal point that files are written with, whatever the host's is.
+float plainStof(const std::string& text) {
+    static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+    const int hostError = std::exchange(errno, 0);
+    char* end = nullptr;
+    const float value = strtof_l(text.c_str(), &end, plain);
+    const int error = std::exchange(errno, hostError);
+    if (end == text.c_str()) throw std::invalid_argument("stof");
+    if (error == ERANGE) throw std::out_of_range("stof");
+    return value;
+}
+
 void assign(std::string& field, const std::string& text) {
     field = text;
 }
@@ -85,7 +109,7 @@ void assign(int& field, const std::string& text) {
     field = std::stoi(text);
 }
 void assign(float& field, const std::string& text) {
-    field = std::stof(text);
+    field = plainStof(text);
 }
 void assign(bool& field, const std::string& text) {
     field = text == "true";

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <locale>
 #include <ostream>
+#include <unordered_map>
 
 #include "graphics/CGProject.h"
 
@@ -131,18 +132,20 @@ void writeItem(std::ostream& file, const LCGItem& item, const std::string& inden
 void writeProject(std::ostream& file, const std::vector<std::unique_ptr<LCGItem>>& items,
                   const std::map<std::string, std::unique_ptr<LCGGroup>>& groups) {
     file.imbue(std::locale::classic()); // a host's decimal comma would not be read back
+    // Told apart in one pass: there may be as many groups as items.
+    std::unordered_map<const LCGGroup*, std::vector<const LCGItem*>> members;
+    for (const auto& item : items)
+        members[item->group].push_back(item.get());
     file << "<CGProject>\n";
     for (const auto& [name, group] : groups) {
         if (!group) continue;
         file << "  <group>\n    <id>" << name << "</id>\n";
-        for (const auto& item : items) {
-            if (item->group == group.get()) writeItem(file, *item, "    ");
-        }
+        for (const LCGItem* item : members[group.get()])
+            writeItem(file, *item, "    ");
         file << "  </group>\n";
     }
-    for (const auto& item : items) {
-        if (item->group == nullptr) writeItem(file, *item, "  ");
-    }
+    for (const LCGItem* item : members[nullptr])
+        writeItem(file, *item, "  ");
     file << "</CGProject>\n";
 }
 

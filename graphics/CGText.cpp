@@ -25,6 +25,7 @@ double advanceOfPiece(cairo_t* cr, const std::string& piece) {
 long codePoint(std::string_view text, std::size_t at, std::size_t length) {
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[at + i]); };
     if (length == 1) return byte(0) < 128 ? byte(0) : -1;
+    if (byte(0) >= 0xF8) return -1; // would begin a longer one, which there is none of
     long value = byte(0) & (0xFF >> (length + 1));
     for (std::size_t i = 1; i < length; ++i) {
         if ((byte(i) & 0xC0) != 0x80) return -1;
@@ -92,7 +93,7 @@ double advanceOf(cairo_t* cr, const std::string& text) {
 void selectFont(cairo_t* cr, const std::string& family, double size) {
     cairo_select_font_face(cr, isValidUtf8(family) ? family.c_str() : "", CAIRO_FONT_SLANT_NORMAL,
                            CAIRO_FONT_WEIGHT_NORMAL);
-    cairo_set_font_size(cr, size);
+    cairo_set_font_size(cr, std::clamp<double>(size, -largestFont, largestFont));
 }
 
 } // namespace quol

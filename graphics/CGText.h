@@ -31,6 +31,10 @@ void addLine(cairo_t* cr, const std::string& line, double spacing, double x, dou
 // Advance of a text drawn in one go; 0 for what is no UTF-8.
 double advanceOf(cairo_t* cr, const std::string& text);
 
+// Larger fonts are drawn at this size. Cairo cannot make one of 65536 pixels, and when it fails,
+// none of that family any more, at any size, for the rest of the process.
+constexpr int largestFont = 32767;
+
 void selectFont(cairo_t* cr, const std::string& family, double size);
 
 } // namespace quol

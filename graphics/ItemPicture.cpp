@@ -1,5 +1,7 @@
 #include "graphics/ItemPicture.h"
 
+#include <algorithm>
+
 #include "graphics/CGImages.h"
 #include "graphics/CGText.h"
 
@@ -148,6 +150,19 @@ void ItemTeller::findBounds(ItemPicture& picture, const ItemPicture& drawn) cons
                               [this](const TextInk& ink) { return inkBounds(cr_, ink, canvas_); },
                               [this](const auto& ink) { return inkBounds(ink, canvas_); }},
                    picture.ink);
+}
+
+PixelRect clipFor(const ItemPicture& picture, const PixelRect& rect) {
+    PixelRect clip = rect;
+    const auto takeColumns = [&](const PixelRect& part) {
+        if (intersection(part, clip).empty()) return;
+        clip.left = std::min(clip.left, part.left);
+        clip.right = std::max(clip.right, part.right);
+    };
+    if (!picture.visible) return clip;
+    if (picture.panel.radius > 0) takeColumns(picture.panelBounds);
+    if (!std::holds_alternative<PictureInk>(picture.ink)) takeColumns(picture.inkBounds);
+    return clip;
 }
 
 void drawItem(cairo_t* cr, const ItemPicture& picture, const PixelRect& canvas) {

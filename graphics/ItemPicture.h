@@ -65,6 +65,11 @@ private:
     const TagTime now_;
 };
 
+// `rect` with what of the item has to be drawn along with it: the columns that a clip leaves of a
+// shape with slanted or round edges change how cairo smooths them. The rows do not, and upright
+// rectangles and images may be cut anywhere.
+PixelRect clipFor(const ItemPicture& picture, const PixelRect& rect);
+
 // Draws an item; `canvas` is the whole picture, the clip of `cr` what is to be drawn of it.
 void drawItem(cairo_t* cr, const ItemPicture& picture, const PixelRect& canvas);
 

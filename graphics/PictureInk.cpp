@@ -1,6 +1,7 @@
 #include "graphics/PictureInk.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <utility>
 
@@ -29,30 +30,86 @@ bool hasAlpha(int format) {
     return description != nullptr && (description->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
 }
 
+bool isScaled(const PictureInk& ink) {
+    return ink.scaled && ink.box.w > 0.0 && ink.box.h > 0.0 &&
+           (ink.box.w != cairo_image_surface_get_width(ink.surface.get()) ||
+            ink.box.h != cairo_image_surface_get_height(ink.surface.get()));
+}
+
+// Where a picture is sampled: the place of the canvas' corner, and steps from pixel to pixel.
+struct Sampling {
+    double x = 0.0;
+    double y = 0.0;
+    double stepX = 1.0;
+    double stepY = 1.0;
+};
+
+// Cairo samples in steps of 1/65536 pixel, and shifts what they do not meet so that the middle of
+// what is drawn comes out best: parts of a picture would not be those of the whole one. Steps that
+// it need not round make it the same.
+double onGrid(double value) {
+    constexpr double grid = 32768.0;
+    return std::round(value * grid) / grid;
+}
+
+Sampling samplingOf(const PictureInk& ink) {
+    Sampling sampling{-ink.box.x, -ink.box.y};
+    if (!isScaled(ink)) return sampling;
+    constexpr double smallest = 1.0 / 32768.0;
+    sampling.stepX =
+        std::max(smallest, onGrid(cairo_image_surface_get_width(ink.surface.get()) / ink.box.w));
+    sampling.stepY =
+        std::max(smallest, onGrid(cairo_image_surface_get_height(ink.surface.get()) / ink.box.h));
+    sampling.x = onGrid(-ink.box.x * sampling.stepX);
+    sampling.y = onGrid(-ink.box.y * sampling.stepY);
+    return sampling;
+}
+
+// What a picture touches: enlarged, its edge pixels fade out over half their size.
+struct Reach {
+    double left;
+    double top;
+    double right;
+    double bottom;
+};
+
+Reach reachOf(const PictureInk& ink) {
+    const Sampling sampling = samplingOf(ink);
+    const int width = cairo_image_surface_get_width(ink.surface.get());
+    const int height = cairo_image_surface_get_height(ink.surface.get());
+    return {(-1.0 - sampling.x) / sampling.stepX, (-1.0 - sampling.y) / sampling.stepY,
+            (width + 1.0 - sampling.x) / sampling.stepX,
+            (height + 1.0 - sampling.y) / sampling.stepY};
+}
+
+// Whether any of it can be on a surface. A place that is none is on no surface.
+bool canBeSeen(const Reach& reach) {
+    return reach.left < longestSide && reach.top < longestSide && reach.right > 0.0 &&
+           reach.bottom > 0.0;
+}
+
 } // namespace
 
 void drawInk(cairo_t* cr, const PictureInk& ink) {
-    if (!ink.surface) return;
+    // One that is far away puts the surface that is drawn on into error, for good.
+    if (!ink.surface || !canBeSeen(reachOf(ink))) return;
     const SavedState saved(cr);
-    cairo_translate(cr, ink.box.x, ink.box.y);
-    if (ink.scaled && ink.box.w > 0.0 && ink.box.h > 0.0) {
-        cairo_scale(cr, ink.box.w / cairo_image_surface_get_width(ink.surface.get()),
-                    ink.box.h / cairo_image_surface_get_height(ink.surface.get()));
+    cairo_set_source_surface(cr, ink.surface.get(), ink.box.x, ink.box.y);
+    if (isScaled(ink)) {
+        const Sampling sampling = samplingOf(ink);
+        cairo_matrix_t matrix;
+        cairo_matrix_init(&matrix, sampling.stepX, 0.0, 0.0, sampling.stepY, sampling.x,
+                          sampling.y);
+        cairo_pattern_set_matrix(cairo_get_source(cr), &matrix);
     }
-    cairo_set_source_surface(cr, ink.surface.get(), 0.0, 0.0);
     cairo_paint_with_alpha(cr, ink.opacity);
 }
 
 PixelRect inkBounds(const PictureInk& ink, const PixelRect& bounds) {
     if (!ink.surface) return {};
-    const bool toBox = ink.scaled && ink.box.w > 0.0 && ink.box.h > 0.0;
-    const double width = toBox ? ink.box.w : cairo_image_surface_get_width(ink.surface.get());
-    const double height = toBox ? ink.box.h : cairo_image_surface_get_height(ink.surface.get());
-    // Enlarged, the edge pixels fade out over half their size.
-    const double acrossFade = width / cairo_image_surface_get_width(ink.surface.get());
-    const double downFade = height / cairo_image_surface_get_height(ink.surface.get());
-    return touchedPixels(ink.box.x - acrossFade, ink.box.y - downFade,
-                         ink.box.x + width + acrossFade, ink.box.y + height + downFade, bounds);
+    const Reach reach = reachOf(ink);
+    if (!canBeSeen(reach)) return {};
+    return touchedPixels(reach.left, reach.top, reach.right, reach.bottom, bounds);
 }
 
 bool VideoItemReader::open(const std::string& path) {

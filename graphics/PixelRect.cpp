@@ -19,7 +19,11 @@ PixelRect around(const PixelRect& a, const PixelRect& b) {
 
 PixelRect touchedPixels(double left, double top, double right, double bottom,
                         const PixelRect& bounds) {
-    if (!std::isfinite(left + top + right + bottom)) return bounds;
+    // Beyond it cairo's coordinates come in again at the other side.
+    constexpr double farthest = 1 << 23;
+    for (const double edge : {left, top, right, bottom}) {
+        if (!(std::abs(edge) < farthest - 2.0)) return bounds;
+    }
     const auto column = [&](double value) {
         return static_cast<int>(std::clamp<double>(value, bounds.left, bounds.right));
     };

@@ -24,7 +24,7 @@ PixelRect intersection(const PixelRect& a, const PixelRect& b);
 PixelRect around(const PixelRect& a, const PixelRect& b);
 
 // The pixels that a rectangle of any coordinates touches, one more all around, within `bounds`.
-// Numbers that are none give all of `bounds`.
+// Numbers that are none, or that cairo cannot hold, give all of `bounds`.
 PixelRect touchedPixels(double left, double top, double right, double bottom,
                         const PixelRect& bounds);
 

@@ -26,6 +26,16 @@ PixelRect rounded(const PixelRect& rect, const PixelRect& canvas) {
     return {left / 2 * 2, top / 2 * 2, left / 2 * 2 + width, top / 2 * 2 + height};
 }
 
+// What has to be drawn for `rect` to come out as in the whole picture.
+PixelRect widened(const std::vector<std::unique_ptr<LCGItem>>& items, PixelRect rect) {
+    for (PixelRect before; before != rect;) {
+        before = rect;
+        for (const auto& item : items)
+            rect = clipFor(item->memory->drawn, rect);
+    }
+    return rect;
+}
+
 } // namespace
 
 SceneRenderer::SceneRenderer(int width, int height)
@@ -35,8 +45,13 @@ SceneRenderer::SceneRenderer(int width, int height)
     convert();
 }
 
-// A context that has met an error draws nothing any more.
+// A context that has met an error draws nothing any more, nor does any on a surface that has. With
+// the surface goes what was on it.
 void SceneRenderer::makeContext() {
+    if (surface_ && cairo_surface_status(surface_.get()) != CAIRO_STATUS_SUCCESS) {
+        surface_.reset();
+        lost_ = true;
+    }
     if (!surface_) surface_ = makeSurface(canvas_.width(), canvas_.height());
     if (surface_) cr_.reset(cairo_create(surface_.get()));
 }
@@ -49,6 +64,7 @@ void SceneRenderer::forget(const LCGItem& item) {
 void SceneRenderer::render(const std::vector<std::unique_ptr<LCGItem>>& items, const TagTime& now) {
     if (!cr_ || cairo_status(cr_.get()) != CAIRO_STATUS_SUCCESS) makeContext();
     if (!cr_) return;
+    if (std::exchange(lost_, false)) dirty_.add(canvas_);
     tellItems(items, now);
     if (dirty_.empty()) return;
     draw(items);
@@ -57,10 +73,11 @@ void SceneRenderer::render(const std::vector<std::unique_ptr<LCGItem>>& items, c
 
 void SceneRenderer::tellItems(const std::vector<std::unique_ptr<LCGItem>>& items,
                               const TagTime& now) {
-    ItemTeller teller(cr_.get(), canvas_, tags_, now);
     for (const auto& item : items) {
         ItemPicture& drawn = item->memory->drawn;
-        ItemPicture next = teller.tell(*item);
+        // What could not be measured spoils nothing of the items behind it.
+        if (cairo_status(cr_.get()) != CAIRO_STATUS_SUCCESS) makeContext();
+        ItemPicture next = ItemTeller(cr_.get(), canvas_, tags_, now).tell(*item);
         if (!next.samePanel(drawn)) {
             dirty_.add(drawn.panelBounds);
             dirty_.add(next.panelBounds);
@@ -73,8 +90,23 @@ void SceneRenderer::tellItems(const std::vector<std::unique_ptr<LCGItem>>& items
     }
 }
 
+// What is dirty, and what has to be drawn along with it. Rectangles that meet are joined, which may
+// take more along in turn.
+std::vector<PixelRect> SceneRenderer::rectsToDraw(
+    const std::vector<std::unique_ptr<LCGItem>>& items) const {
+    std::vector<PixelRect> rects = dirty_.rects();
+    for (std::vector<PixelRect> before; before != rects;) {
+        before = rects;
+        DirtyRegion joined(canvas_);
+        for (const PixelRect& rect : before)
+            joined.add(widened(items, rect));
+        rects = joined.rects();
+    }
+    return rects;
+}
+
 void SceneRenderer::draw(const std::vector<std::unique_ptr<LCGItem>>& items) {
-    for (const PixelRect& rect : dirty_.rects())
+    for (const PixelRect& rect : rectsToDraw(items))
         drawRect(items, rect);
     cairo_surface_flush(surface_.get());
 }
@@ -91,6 +123,8 @@ void SceneRenderer::drawRect(const std::vector<std::unique_ptr<LCGItem>>& items,
     cairo_set_operator(cr_.get(), CAIRO_OPERATOR_CLEAR);
     cairo_paint(cr_.get());
     cairo_set_operator(cr_.get(), CAIRO_OPERATOR_OVER);
+    // Cairo rounds in another way on a surface that it knows to be blank, as a whole one is now.
+    cairo_surface_mark_dirty(surface_.get());
     for (const auto& item : items) {
         const ItemPicture& drawn = item->memory->drawn;
         const PixelRect touched = around(drawn.panelBounds, drawn.inkBounds);

@@ -35,6 +35,7 @@ public:
 private:
     void makeContext();
     void tellItems(const std::vector<std::unique_ptr<LCGItem>>& items, const TagTime& now);
+    std::vector<PixelRect> rectsToDraw(const std::vector<std::unique_ptr<LCGItem>>& items) const;
     void draw(const std::vector<std::unique_ptr<LCGItem>>& items);
     void drawRect(const std::vector<std::unique_ptr<LCGItem>>& items, const PixelRect& rect);
     void convert();
@@ -45,6 +46,7 @@ private:
     SurfacePtr surface_;
     CairoPtr cr_;
     DirtyRegion dirty_;
+    bool lost_ = false; // the picture on the surface: all of it has to be drawn at the next call
 
     OutputFrames frames_; // the current one holds what the surface does
 

@@ -27,17 +27,19 @@ double widestLine(cairo_t* cr, const std::vector<std::string>& lines, double spa
 // by size.
 int firstCandidate(cairo_t* cr, const LCGTextProps& props, const std::vector<std::string>& lines,
                    double width) {
-    int candidate = props.fontSize;
-    cairo_set_font_size(cr, props.fontSize);
+    const int largest = std::min(props.fontSize, largestFont);
+    int candidate = largest;
+    cairo_set_font_size(cr, largest);
     for (const std::string& line : lines) {
         const auto letters = static_cast<double>(splitUtf8(line).size());
         const double spacing = letters * props.letterSpacing;
+        if (spacing > width) return smallestFont;
         const double letterWidth = measureLine(cr, line, props.letterSpacing) - spacing;
-        const double slack = 2.0 * letters; // what rounding may add up to
-        if (letterWidth <= slack) continue;
-        const double size = (width - spacing + slack) / (letterWidth - slack) * props.fontSize;
-        candidate = std::min(candidate, static_cast<int>(std::clamp<double>(
-                                            size + 1.0, smallestFont, props.fontSize)));
+        const double slack = 2.0 * letters;   // what rounding may add up to
+        if (!(letterWidth > slack)) continue; // nor a spacing that is no number
+        const double size = (width - spacing + slack) / (letterWidth - slack) * largest;
+        candidate = std::min(
+            candidate, static_cast<int>(std::clamp<double>(size + 1.0, smallestFont, largest)));
     }
     return candidate;
 }

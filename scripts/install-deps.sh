@@ -14,6 +14,8 @@ packages=(
     libegl-dev libgl-dev libegl1 libgl1-mesa-dri
     # tests and benchmarks; ffmpeg makes the test media, python3 runs a source check
     ffmpeg libgtest-dev libgmock-dev libbenchmark-dev python3
+    # fuzz targets: the compiler that has them, and its run-time library
+    clang libclang-rt-dev
     # style, static analysis, reference manual
     clang-format clang-tidy doxygen
 )
