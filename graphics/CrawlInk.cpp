@@ -60,7 +60,7 @@ void CrawlStrip::layOut(cairo_t* cr, const LCGCrawlProps& props, bool loop) {
         addSeparator(cr, props, cursor, middle, extents.ascent);
         cursor += gap;
     }
-    length_ = cursor;
+    length_ = std::isnan(cursor) ? 0.0 : cursor; // a spacing may be no number
 }
 
 double CrawlStrip::separatorLength(cairo_t* cr, const LCGCrawlProps& props) const {

@@ -550,13 +550,20 @@ TEST_F(LCharacterCrawl, StandsStillWithoutASpeed) {
     EXPECT_EQ(item->scrollX, -100000.0F);
 }
 
-TEST_F(LCharacterCrawl, RunsUpwardsAndLeavesTheOtherPlaceAlone) {
-    const LCGCrawlItem* const item = addCrawl("one\ntwo", -2.0F, "Vertical");
-    titles.step(20);
-    EXPECT_EQ(item->scrollY, 90.0F); // from 130, the lower edge of the box
+// A vertical crawl stands at scrollX too, which a host sets: it begins beside its box.
+TEST_F(LCharacterCrawl, RunsUpwardsAndStandsWhereItIsAcross) {
+    LCGCrawlItem* const item = addCrawl("one\ntwo", -2.0F, "Vertical");
+    titles.step(19);
     EXPECT_EQ(item->scrollX, 700.0F);
-    EXPECT_GT(inked(titles.picture(), 100, 90, 700, 130), 0);
-    EXPECT_EQ(inked(titles.picture(), 100, 50, 700, 90), 0);
+    EXPECT_EQ(item->scrollY, 92.0F); // from 130, the lower edge of the box
+    EXPECT_EQ(inked(titles.picture(), 0, 0, 1920, 200), 0);
+    item->scrollX = 300.0F;
+    const quol::FramePtr picture = titles.step();
+    EXPECT_EQ(item->scrollX, 300.0F);
+    EXPECT_EQ(item->scrollY, 90.0F);
+    EXPECT_GT(inked(picture, 300, 90, 700, 130), 0);
+    EXPECT_EQ(inked(picture, 100, 50, 700, 90), 0);
+    EXPECT_EQ(inked(picture, 100, 50, 298, 130), 0);
 }
 
 TEST_F(LCharacterCrawl, WithoutALineAfterAChangeOfTextRunsOn) {
