@@ -262,7 +262,7 @@ long residentMemory() {
 }
 
 TEST_F(GraphicsRenderer, GivesTheMemoryOfDeletedTexturesBack) {
-    constexpr int turns = 300;
+    constexpr int turns = 1000;
     constexpr int side = 512; // a megabyte or more a layer
     const auto turn = [&] {
         add({}, test::plainPicture(side, side, {100, 128, 128}, AV_PIX_FMT_YUVA420P));
