@@ -350,8 +350,8 @@ TEST(LMixerPull, AfterFastPullingTheClockGoesOnAtItsRate) {
 }
 
 TEST(LMixerPull, AMixerALittleAheadOfItsClockWaitsForIt) {
-    RunningMixer running(customVideo(64, 48, 50, 1), 0);
     const test::Stopwatch watch;
+    RunningMixer running(customVideo(64, 48, 50, 1), 0);
     std::int64_t last = 0;
     {
         Consumer consumer(running.mixer);

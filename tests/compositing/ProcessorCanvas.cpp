@@ -90,16 +90,20 @@ TEST(ProcessorCanvas, CanvasOfEveryFormatIsBlackOrTransparentWithoutLayers) {
     }
 }
 
-TEST(ProcessorCanvas, CanvasOfEveryFormatShowsItsLayers) {
+TEST(ProcessorCanvas, CanvasOfEveryFormatShowsItsLayersToTheLastColumnAndRow) {
     LayerScene scene;
     const quol::FramePtr picture = test::makePicture(31, 21, AV_PIX_FMT_RGBA);
     LayerLook look = lookAt(3, 3);
     look.alpha = 200;
     scene.add(look, *picture);
     for (const EmptyCanvas& empty : emptyCanvases()) {
-        const Canvas canvas{38, 28, quol::canvasFormat(empty.pixelFormat)};
-        SCOPED_TRACE(av_get_pix_fmt_name(canvas.format));
-        EXPECT_EQ(scene.differenceOn(canvas), "");
+        const AVPixelFormat format = quol::canvasFormat(empty.pixelFormat);
+        SCOPED_TRACE(av_get_pix_fmt_name(format));
+        for (const int width : {37, 38}) {
+            for (const int height : {27, 28})
+                EXPECT_EQ(scene.differenceOn({width, height, format}), "")
+                    << width << ' ' << height;
+        }
     }
 }
 

@@ -49,6 +49,23 @@ void paint(ReferencePainter& painter, const quol::RenderedLayer& layer) {
     if (picture) painter.paint(look, *picture, key.get());
 }
 
+// The same picture of planar 4:2:0 with noise in one more column and row where its size is odd:
+// swscale leaves the last ones of odd pictures out in some conversions.
+quol::FramePtr widenedToEven(const AVFrame& picture) {
+    quol::FramePtr even = makePicture((picture.width + 1) / 2 * 2, (picture.height + 1) / 2 * 2,
+                                      static_cast<AVPixelFormat>(picture.format));
+    for (int plane = 0; plane < 4 && picture.data[plane] != nullptr; ++plane) {
+        const int half = plane == 1 || plane == 2 ? 1 : 0;
+        for (int row = 0; row < (picture.height + half) >> half; ++row) {
+            const std::uint8_t* const from =
+                picture.data[plane] + static_cast<std::ptrdiff_t>(row) * picture.linesize[plane];
+            std::copy(from, from + ((picture.width + half) >> half),
+                      even->data[plane] + static_cast<std::ptrdiff_t>(row) * even->linesize[plane]);
+        }
+    }
+    return even;
+}
+
 std::string formatName(const AVFrame& frame) {
     return std::string(av_get_pix_fmt_name(static_cast<AVPixelFormat>(frame.format))) + " " +
            std::to_string(frame.width) + " x " + std::to_string(frame.height);
@@ -70,7 +87,11 @@ quol::FramePtr LayerScene::reference(const quol::Canvas& canvas) const {
         paint(painter, layer);
     quol::FramePtr painted = painter.picture(keepsAlpha(canvas.format));
     if (!painted || painted->format == canvas.format) return painted;
-    return scaledByHand(*painted, canvas.width, canvas.height, canvas.format);
+    const quol::FramePtr even = widenedToEven(*painted);
+    quol::FramePtr converted = scaledByHand(*even, even->width, even->height, canvas.format);
+    converted->width = canvas.width;
+    converted->height = canvas.height;
+    return converted;
 }
 
 std::string LayerScene::differenceOn(const quol::Canvas& canvas) {
@@ -115,6 +136,14 @@ std::string visibleBytes(const AVFrame& picture) {
     std::string bytes(static_cast<std::size_t>(std::max(0, size)), '\0');
     av_image_copy_to_buffer(reinterpret_cast<std::uint8_t*>(bytes.data()), size, picture.data,
                             picture.linesize, format, picture.width, picture.height, 1);
+    // Packed 4:2:2 holds two pixels together; the second of the last two may lie outside.
+    const bool isPacked = format == AV_PIX_FMT_UYVY422 || format == AV_PIX_FMT_YUYV422;
+    if (isPacked && picture.width % 2 != 0) {
+        const std::size_t length = static_cast<std::size_t>(picture.width + 1) * 2;
+        const std::size_t place = length - (format == AV_PIX_FMT_UYVY422 ? 1 : 2);
+        for (std::size_t i = place; i < bytes.size(); i += length)
+            bytes[i] = 0;
+    }
     return bytes;
 }
 

@@ -42,7 +42,7 @@ private:
 // Bilinear, by a scaler made for this one picture.
 quol::FramePtr scaledByHand(const AVFrame& source, int width, int height, AVPixelFormat format);
 
-// The bytes of a picture of any format, without what pads its rows.
+// The bytes of a picture of any format, without what pads its rows; samples that lie outside are 0.
 std::string visibleBytes(const AVFrame& picture);
 
 // The first of those bytes that differs, as text; empty for none.

@@ -38,6 +38,9 @@ void PulledSource::show(quol::FramePtr picture) {
 RunningMixer::RunningMixer(const videoFormatProps& format, std::size_t keep) : sink(keep) {
     mixer.setVideoFormat(format);
     mixer.addSink(&sink);
+    // The tick in the making may still be of the format that a new mixer has.
+    sink.waitForSounds(3);
+    sink.clear();
 }
 
 RunningMixer::~RunningMixer() {
