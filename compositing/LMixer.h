@@ -65,6 +65,7 @@ public:
         graphics,  ///< OpenGL, also by a driver that computes on the main processor; else as above
     };
 
+    /// Starts the thread: pictures come at once.
     explicit LMixer(Renderer renderer = Renderer::automatic);
     /// Ends the thread, lets go of all sources. Pull consumers should have signed off.
     ~LMixer() override;

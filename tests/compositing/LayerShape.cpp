@@ -264,9 +264,7 @@ TEST(LayerShape, ChromaThicknessIsHalvedAndCut) {
     }
 }
 
-// Not half the luma radius, which is cut already: at 3 percent of 101 they are 3 and 1, at 5
-// percent 5 and 2.
-TEST(LayerShape, ChromaRadiusIsCountedFromTheFullSize) {
+TEST(LayerShape, RadiusIsAPercentageOfTheSmallerSideAndHalfOfItInChroma) {
     LayerLook look;
     for (int percent = 0; percent <= 120; ++percent) {
         look.borderRadius = percent;
