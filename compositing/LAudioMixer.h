@@ -88,6 +88,5 @@ private:
     float masterLeft = 0.0F;
     float masterRight = 0.0F;
 
-    std::vector<std::int16_t> mix;     ///< the mixing thread's: the block
-    std::vector<std::int16_t> samples; ///< the mixing thread's: of one channel
+    std::vector<std::int16_t> mix; ///< the mixing thread's: the block
 };
