@@ -30,8 +30,9 @@ float levelOf(int largest, float gain) {
 }
 
 std::size_t pairsPerBlock(int sampleRate) {
-    return static_cast<std::size_t>(sampleRate < blocksPerSecond ? defaultPairs
-                                                                 : sampleRate / blocksPerSecond);
+    constexpr int fastest = 768000; // of any sound there is
+    const int rate = std::min(sampleRate, fastest);
+    return static_cast<std::size_t>(rate < blocksPerSecond ? defaultPairs : rate / blocksPerSecond);
 }
 
 } // namespace

@@ -140,7 +140,7 @@ private:
 
     void mixerLoop();
     std::unique_ptr<quol::LayerRenderer> makeRenderer() const;
-    bool waitForTurn(quol::RenderPace& pace, std::int64_t frameIndex, double fps);
+    bool waitForTurn(quol::RenderPace& pace, std::int64_t frameIndex);
     void deleteDeadTextures(quol::LayerRenderer& layerRenderer);
     void collectLayers(quol::MixerTick& tick);
     static void takePicture(quol::LayerFeed& feed);

@@ -102,7 +102,10 @@ public:
         if (!canBeMade({canvas.width, canvas.height}) || canvas.format == AV_PIX_FMT_NONE)
             return nullptr;
         chooseLayers({canvas.width, canvas.height}, layers);
-        if (canvas.format == AV_PIX_FMT_YUV420P) return paint(canvas);
+        if (canvas.format == AV_PIX_FMT_YUV420P) {
+            FramePtr shared = sharedLayer(canvas);
+            return shared ? std::move(shared) : paint(canvas);
+        }
         const bool keepsAlpha = hasAlpha(canvas.format);
         const FramePtr painted = paint(
             {canvas.width, canvas.height, keepsAlpha ? AV_PIX_FMT_YUVA420P : AV_PIX_FMT_YUV420P});
@@ -185,8 +188,6 @@ private:
 
     // A picture in 4:2:0, with or without alpha, of the layers chosen.
     FramePtr paint(const Canvas& canvas) {
-        if (canvas.format == AV_PIX_FMT_YUV420P && painted_.size() == 1 && fillsCanvas(canvas))
-            return sharedPicture(*painted_.front().picture);
         FramePtr picture =
             pool_.get(evenSize(canvas.width), evenSize(canvas.height), canvas.format);
         if (!picture) return nullptr;
@@ -210,6 +211,12 @@ private:
         if (!isCovered) clearCanvas(picture, band);
         for (const PaintedLayer& layer : painted_)
             paintLayer(picture, layer, band, scratch);
+    }
+
+    // The only layer, where it is the canvas; null where it is not.
+    FramePtr sharedLayer(const Canvas& canvas) const {
+        if (painted_.size() != 1 || !fillsCanvas(canvas)) return nullptr;
+        return sharedPicture(*painted_.front().picture);
     }
 
     // Whether the bottom layer is the canvas, sample for sample.

@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <limits>
 #include <set>
@@ -656,6 +657,7 @@ TEST(LMixerPictures, AnImageThatIsReplacedShowsTheNewFile) {
 
 TEST(LMixerPictures, AnImageThatCannotBeReadLeavesALayerWithoutAPicture) {
     const std::string pipe = test::temporaryPath("pipe.png");
+    std::filesystem::remove(pipe); // of a run before
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     const std::vector<std::string> paths = {
         "",

@@ -330,15 +330,17 @@ void checkRow(const RowFunction& function, std::size_t length, std::size_t align
                     static_cast<u8>(random()),
                     static_cast<u8>(random())};
     function.call(call);
-    SCOPED_TRACE(testing::Message() << function.name << ", " << length << " at " << alignment);
     for (std::size_t i = 0; i < length; ++i) {
         const int expected = function.formula(target.before(i), source.before(i),
                                               source.before(2 * i), alphas.before(i), call);
-        ASSERT_EQ(target.now(i), expected) << "at " << i;
+        if (target.now(i) == expected) continue;
+        FAIL() << function.name << ", " << length << " at " << alignment << ", sample " << i << ": "
+               << target.now(i) << " in place of " << expected;
     }
-    ASSERT_TRUE(target.isUntouchedOutside());
-    ASSERT_TRUE(source.isUntouched());
-    ASSERT_TRUE(alphas.isUntouched());
+    ASSERT_TRUE(target.isUntouchedOutside())
+        << function.name << ", " << length << " at " << alignment;
+    ASSERT_TRUE(source.isUntouched()) << function.name << ", " << length;
+    ASSERT_TRUE(alphas.isUntouched()) << function.name << ", " << length;
 }
 
 TEST(PlaneBlendRows, OfEveryLengthAtEveryAlignmentAreTheFormulaAndNothingElseIsWritten) {
