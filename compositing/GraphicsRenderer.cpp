@@ -25,6 +25,8 @@ using gl::EntryTable;
 constexpr GLuint positionAttribute = 0;
 constexpr GLuint texCoordAttribute = 1;
 
+constexpr int bytesPerPixel = 4; // of RGBA
+
 GLuint compile(const EntryTable& gl, GLenum kind, const char* source) {
     const GLuint shader = gl.CreateShader(kind);
     gl.ShaderSource(shader, 1, &source, nullptr);
@@ -54,6 +56,11 @@ GLuint makeTexture(const EntryTable& gl) {
     gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
     gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
     return texture;
+}
+
+// The next even number; of the largest of all none that a picture can have.
+int evenSize(int size) {
+    return static_cast<int>((static_cast<unsigned>(size) + 1U) / 2U * 2U);
 }
 
 bool isPlanarWithAlpha(int format) {
@@ -108,14 +115,12 @@ public:
         if (canvas.width < 1 || canvas.height < 1 || canvas.format == AV_PIX_FMT_NONE)
             return nullptr;
         fitFramebuffer(canvas);
-        FramePtr picture = pool_.get(canvas.width, canvas.height, canvas.format);
-        if (!picture) return nullptr;
         beginPicture();
         for (const RenderedLayer& layer : layers)
             draw(layer);
-        const bool done = readBack(*picture);
+        FramePtr picture = readBack(canvas.format);
         gl.BindFramebuffer(GL_FRAMEBUFFER, 0);
-        return done ? std::move(picture) : nullptr;
+        return picture;
     }
 
     void deleteTextures(const std::vector<unsigned int>& names) override {
@@ -157,8 +162,8 @@ private:
         gl.TexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, width_, height_, 0, GL_RGBA, GL_UNSIGNED_BYTE,
                       nullptr);
         gl.FramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, colour_, 0);
-        if (gl.CheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE)
-            logError("LMixer [GPU]: Framebuffer is not complete!");
+        isComplete_ = gl.CheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+        if (!isComplete_) logError("LMixer [GPU]: Framebuffer is not complete!");
     }
 
     void beginPicture() {
@@ -256,7 +261,7 @@ private:
         gl.Uniform1i(uniforms_.isDSK, key != nullptr ? 1 : 0);
         gl.Uniform1i(uniforms_.keyHasAlpha,
                      key != nullptr && isPlanarWithAlpha(key->format) ? 1 : 0);
-        gl.Uniform1f(uniforms_.globalAlpha, static_cast<float>(look.alpha) / 255.0F);
+        gl.Uniform1f(uniforms_.globalAlpha, level(look.alpha));
         gl.Uniform4f(uniforms_.crop, look.cropLeft / pictureWidth, look.cropTop / pictureHeight,
                      look.cropRight / pictureWidth, look.cropBottom / pictureHeight);
         gl.Uniform2f(uniforms_.resolution, static_cast<float>(target.width),
@@ -266,8 +271,11 @@ private:
                      static_cast<float>(look.borderColor.red) / 255.0F,
                      static_cast<float>(look.borderColor.green) / 255.0F,
                      static_cast<float>(look.borderColor.blue) / 255.0F);
-        gl.Uniform1f(uniforms_.borderAlpha, static_cast<float>(look.borderAlpha) / 255.0F);
+        gl.Uniform1f(uniforms_.borderAlpha, level(look.borderAlpha));
     }
+
+    // An opacity counts within its range.
+    static float level(int value) { return static_cast<float>(std::clamp(value, 0, 255)) / 255.0F; }
 
     // Here the radius keeps its fraction: a whole product, divided in float.
     static float graphicsRadius(const PictureSize& target, int percent) {
@@ -298,32 +306,60 @@ private:
     }
 
     // Row 0 of the framebuffer is the top row of the picture: nothing is turned over.
-    bool readBack(AVFrame& picture) {
-        if (picture.format == AV_PIX_FMT_RGBA) {
-            readPixels(picture);
-            return true;
-        }
-        const FramePtr rgba = rgbaPool_.get(width_, height_, AV_PIX_FMT_RGBA);
-        if (!rgba) return false;
-        readPixels(*rgba);
-        return convert(*rgba, picture);
+    FramePtr readBack(AVPixelFormat format) {
+        if (format != AV_PIX_FMT_RGBA) return converted(format);
+        FramePtr picture = pool_.get(width_, height_, format);
+        if (picture) readPixels(*picture);
+        return picture;
     }
 
     void readPixels(AVFrame& rgba) {
-        constexpr int bytesPerPixel = 4;
+        if (!isComplete_) {
+            // Nothing would be written.
+            std::memset(
+                rgba.data[0], 0,
+                static_cast<std::size_t>(rgba.linesize[0]) * static_cast<std::size_t>(height_));
+            return;
+        }
         gl.PixelStorei(GL_PACK_ALIGNMENT, 1);
         gl.PixelStorei(GL_PACK_ROW_LENGTH, rgba.linesize[0] / bytesPerPixel);
         gl.ReadPixels(0, 0, width_, height_, GL_RGBA, GL_UNSIGNED_BYTE, rgba.data[0]);
         gl.PixelStorei(GL_PACK_ROW_LENGTH, 0);
     }
 
-    // Planar 4:2:0 goes out in full range.
-    bool convert(const AVFrame& rgba, AVFrame& picture) {
-        const ScalerKey key{rgba.width,     rgba.height,    rgba.format, picture.width,
-                            picture.height, picture.format, SWS_BILINEAR};
-        if (!scaler_.prepare(key)) return false;
-        if (picture.format == AV_PIX_FMT_YUV420P) scaler_.setFullRangeOutput();
-        return scaler_.run(rgba, picture.data, picture.linesize);
+    // Planar 4:2:0 goes out in full range. Of an odd size swscale would make the last column of
+    // chroma half from what lies behind the picture, so the last pixels are converted twice.
+    FramePtr converted(AVPixelFormat format) {
+        const FramePtr rgba = rgbaPool_.get(evenSize(width_), evenSize(height_), AV_PIX_FMT_RGBA);
+        FramePtr picture = pool_.get(evenSize(width_), evenSize(height_), format);
+        if (!rgba || !picture) return nullptr;
+        readPixels(*rgba);
+        repeatLastPixels(*rgba);
+        const ScalerKey key{rgba->width,     rgba->height,    rgba->format, picture->width,
+                            picture->height, picture->format, SWS_BILINEAR};
+        if (!scaler_.prepare(key)) return nullptr;
+        if (format == AV_PIX_FMT_YUV420P) scaler_.setFullRangeOutput();
+        if (!scaler_.run(*rgba, picture->data, picture->linesize)) return nullptr;
+        picture->width = width_;
+        picture->height = height_;
+        return picture;
+    }
+
+    // Into the column and the row that an odd size is converted with.
+    void repeatLastPixels(AVFrame& rgba) const {
+        const auto stride = static_cast<std::size_t>(rgba.linesize[0]);
+        const std::size_t length = static_cast<std::size_t>(width_) * bytesPerPixel;
+        if (rgba.width != width_) {
+            for (int row = 0; row < height_; ++row) {
+                std::uint8_t* const behind =
+                    rgba.data[0] + static_cast<std::size_t>(row) * stride + length;
+                std::memcpy(behind, behind - bytesPerPixel, bytesPerPixel);
+            }
+        }
+        if (rgba.height != height_) {
+            std::uint8_t* const behind = rgba.data[0] + static_cast<std::size_t>(height_) * stride;
+            std::memcpy(behind, behind - stride, stride);
+        }
     }
 
     const std::unique_ptr<gl::HeadlessContext> context_;
@@ -333,6 +369,7 @@ private:
     GLuint white_ = 0;
     GLuint framebuffer_ = 0;
     GLuint colour_ = 0;
+    bool isComplete_ = false;
     int width_ = 0; // of the framebuffer
     int height_ = 0;
     std::vector<std::uint8_t> rows_;

@@ -30,8 +30,9 @@ float levelOf(int largest, float gain) {
 }
 
 std::size_t pairsPerBlock(int sampleRate) {
-    return static_cast<std::size_t>(sampleRate < blocksPerSecond ? defaultPairs
-                                                                 : sampleRate / blocksPerSecond);
+    constexpr int fastest = 768000; // of any sound there is
+    const int rate = std::min(sampleRate, fastest);
+    return static_cast<std::size_t>(rate < blocksPerSecond ? defaultPairs : rate / blocksPerSecond);
 }
 
 } // namespace
@@ -192,7 +193,6 @@ quol::FramePtr LAudioMixer::mixBlock() {
     const std::lock_guard lock(*mutex);
     const std::size_t pairs = pairsPerBlock(audioFormat.sampleRate);
     mix.assign(pairs * 2, 0);
-    samples.resize(pairs * 2);
     const float master = masterMute ? 0.0F : static_cast<float>(masterVolume) / 100.0F;
     for (auto& [name, channel] : channels)
         mixChannel(*channel, pairs, master);
@@ -206,14 +206,17 @@ quol::FramePtr LAudioMixer::mixBlock() {
 
 // Takes a block of the channel's sound, whether it is heard or not.
 void LAudioMixer::mixChannel(Channel& channel, std::size_t pairs, float master) {
-    const std::size_t taken = channel.sink.sound.take(samples.data(), pairs);
-    channel.left = 0.0F;
-    channel.right = 0.0F;
-    if (channel.mute) return;
     const float gain = static_cast<float>(channel.gain) / 100.0F;
-    const quol::StereoPeak peak = quol::largestSamples(samples.data(), taken);
+    const bool isHeard = !channel.mute && gain * master > faintest;
+    quol::StereoPeak peak;
+    channel.sink.sound.consume(
+        pairs, [&](const std::int16_t* samples, std::size_t count, std::size_t before) {
+            if (channel.mute) return;
+            const quol::StereoPeak piece = quol::largestSamples(samples, count);
+            peak.left = std::max(peak.left, piece.left);
+            peak.right = std::max(peak.right, piece.right);
+            if (isHeard) quol::addToMix(mix.data() + before * 2, samples, count * 2, gain * master);
+        });
     channel.left = levelOf(peak.left, gain);
     channel.right = levelOf(peak.right, gain);
-    if (gain * master > faintest)
-        quol::addToMix(mix.data(), samples.data(), taken * 2, gain * master);
 }

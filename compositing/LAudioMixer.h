@@ -45,9 +45,9 @@ public:
     void removeChannel(const std::string& name); ///< prints one line; an unknown name is ignored
 
     void setChannelGain(const std::string& name, int percent); ///< kept within 0..200
-    void setChannelMute(const std::string& name, bool mute);
-    void setMasterVolume(int percent); ///< kept within 0..200
-    void setMasterMute(bool mute);     ///< silence; channels still show their levels
+    void setChannelMute(const std::string& name, bool mute);   ///< true: neither heard nor measured
+    void setMasterVolume(int percent);                         ///< kept within 0..200
+    void setMasterMute(bool mute); ///< silence; channels still show their levels
 
     /// Rate and channel count of the mix, expanded by the mode; the mix stays stereo. What waits at
     /// the old rate is not played. A rate below 50 gives blocks of 960 samples.
@@ -88,6 +88,5 @@ private:
     float masterLeft = 0.0F;
     float masterRight = 0.0F;
 
-    std::vector<std::int16_t> mix;     ///< the mixing thread's: the block
-    std::vector<std::int16_t> samples; ///< the mixing thread's: of one channel
+    std::vector<std::int16_t> mix; ///< the mixing thread's: the block
 };

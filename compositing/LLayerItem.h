@@ -21,7 +21,7 @@ struct LayerState;
 /// the change. The others are written by the mixer, under its layer lock: read them, and write
 /// `borderColor`, in LMixer::editLayer where another thread may change the layer.
 struct QUOLSDK_API LLayerItem {
-    explicit LLayerItem(std::string key);
+    explicit LLayerItem(std::string key); ///< an empty layer of that name
     LLayerItem(const LLayerItem&) = delete;
     LLayerItem& operator=(const LLayerItem&) = delete;
     ~LLayerItem();

@@ -1,7 +1,6 @@
 // The layers of the mixer: adding, changing and removing them. The pictures are in LMixerRender.
 #include "quolsdk/LMixer.h"
 
-#include <limits>
 #include <utility>
 
 #include "compositing/LayerState.h"
@@ -16,10 +15,13 @@ namespace {
 constexpr std::uint32_t initialMode = 4; // 1280x720 at 50
 constexpr audioFormatProps initialAudio{0, 16, 48000, 2};
 
+// An image is there after one; a movie's first picture after a few.
+constexpr int mostPackets = 10000;
+
 // The first picture of a file, as layers keep images. Null when there is none.
 quol::FramePtr loadImage(const std::string& path) {
     const quol::FramePtr decoded =
-        quol::decodeFirstPicture(path, std::numeric_limits<int>::max(), quol::StreamChoice::first);
+        quol::decodeFirstPicture(path, mostPackets, quol::StreamChoice::first);
     if (!decoded) return nullptr;
     quol::FramePtr image =
         quol::PicturePool().get(decoded->width, decoded->height, AV_PIX_FMT_YUVA420P);
@@ -75,6 +77,7 @@ MixerSink* LMixer::exchangeSource(quol::LayerFeed& feed, LObject*& source, LObje
     if (source == newSource) return nullptr;
     detached.add(source, std::move(feed.sink));
     feed.lastFrame.reset();
+    feed.scaled.clear();
     source = newSource;
     if (source == nullptr) return nullptr;
     feed.sink = std::make_unique<MixerSink>(audioFormat.sampleRate);
@@ -156,8 +159,8 @@ LLayerItem* LMixer::addImage(const std::string& name, const std::string& path, i
                              float y, int alpha, float width, float height, float cropTop,
                              float cropBottom, float cropLeft, float cropRight, int borderThickness,
                              const std::string& borderColor) {
+    quol::FramePtr image = loadImage(path); // takes its time: everything goes on meanwhile
     const std::lock_guard control(controlMutex);
-    quol::FramePtr image = loadImage(path); // takes its time: the pictures go on meanwhile
     quol::DetachedSinks detached;
     const std::lock_guard lock(*layerMutex);
     LLayerItem& item = layerOf(name);

@@ -65,6 +65,7 @@ public:
         graphics,  ///< OpenGL, also by a driver that computes on the main processor; else as above
     };
 
+    /// Starts the thread: pictures come at once.
     explicit LMixer(Renderer renderer = Renderer::automatic);
     /// Ends the thread, lets go of all sources. Pull consumers should have signed off.
     ~LMixer() override;
@@ -139,7 +140,7 @@ private:
 
     void mixerLoop();
     std::unique_ptr<quol::LayerRenderer> makeRenderer() const;
-    bool waitForTurn(quol::RenderPace& pace, std::int64_t frameIndex, double fps);
+    bool waitForTurn(quol::RenderPace& pace, std::int64_t frameIndex);
     void deleteDeadTextures(quol::LayerRenderer& layerRenderer);
     void collectLayers(quol::MixerTick& tick);
     static void takePicture(quol::LayerFeed& feed);

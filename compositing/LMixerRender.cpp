@@ -89,8 +89,7 @@ void LMixer::mixerLoop() {
     const std::unique_ptr<quol::LayerRenderer> layerRenderer = makeRenderer();
     quol::MixerTick tick;
     while (running) {
-        getVideoFormat(tick.format);
-        if (!waitForTurn(pace, tick.index, quol::rateOrDefault(tick.format.fps))) break;
+        if (!waitForTurn(pace, tick.index)) break;
         deleteDeadTextures(*layerRenderer);
         quol::FramePtr picture;
         quol::FramePtr sound;
@@ -119,18 +118,28 @@ void LMixer::mixerLoop() {
         layerRenderer->deleteTextures(item->state->textures);
 }
 
-// Waits until the picture is due, or asked for. False when the mixer ends.
-bool LMixer::waitForTurn(quol::RenderPace& pace, std::int64_t frameIndex, double fps) {
-    const std::int64_t wait = pace.untilDue(frameIndex, fps, quol::steadyNow());
-    if (wait <= 0) return running;
-    std::unique_lock lock(pullMutex);
-    if (pullConsumers > 0) {
-        requested.wait(lock, [this] { return request || !running; });
-    } else if (quol::RenderPace::isSleepable(wait, fps)) {
-        requested.wait_for(lock, std::chrono::nanoseconds(wait),
+// Waits until the picture is due, or asked for. False when the mixer ends. A long wait is looked at
+// anew now and then: the rate may have changed.
+bool LMixer::waitForTurn(quol::RenderPace& pace, std::int64_t frameIndex) {
+    constexpr std::int64_t longestSleep = 200 * quol::nanosPerMilli;
+    videoFormatProps format;
+    while (running) {
+        getVideoFormat(format);
+        const double fps = quol::rateOrDefault(format.fps);
+        const std::int64_t wait = pace.untilDue(frameIndex, fps, quol::steadyNow());
+        if (wait <= 0) break;
+        std::unique_lock lock(pullMutex);
+        if (pullConsumers > 0) {
+            requested.wait(lock, [this] { return request || !running; });
+            break;
+        }
+        if (!quol::RenderPace::isSleepable(wait, fps)) {
+            pace.restart(frameIndex, fps, quol::steadyNow());
+            break;
+        }
+        requested.wait_for(lock, std::chrono::nanoseconds(std::min(wait, longestSleep)),
                            [this] { return !running || (request && pullConsumers > 0); });
-    } else {
-        pace.restart(frameIndex, fps, quol::steadyNow());
+        if (request && pullConsumers > 0) break;
     }
     return running;
 }

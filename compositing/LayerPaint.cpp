@@ -17,7 +17,7 @@ std::uint8_t* rowOf(const AVFrame& frame, int plane, int row) {
 }
 
 bool hasAlphaPlane(const AVFrame& frame) {
-    return frame.data[alphaPlane] != nullptr;
+    return frame.format == AV_PIX_FMT_YUVA420P;
 }
 
 std::size_t lengthOf(const RowSpan& span) {

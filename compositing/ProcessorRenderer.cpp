@@ -16,7 +16,7 @@ namespace quol {
 
 namespace {
 
-// A layer is scaled into memory of its own, so its size has to have an end.
+// A layer is scaled into memory of its own, so its size has to have an end; so does a canvas.
 constexpr int longestSide = 32768;
 constexpr std::int64_t mostSamples = std::int64_t{1} << 27;
 
@@ -24,16 +24,31 @@ constexpr std::int64_t mostSamples = std::int64_t{1} << 27;
 // lowest layer to the highest. Even, so that it holds whole rows of chroma.
 constexpr int bandHeight = 32;
 
-bool canBeScaledTo(const PictureSize& size) {
+bool canBeMade(const PictureSize& size) {
     return size.width > 0 && size.height > 0 && size.width <= longestSide &&
            size.height <= longestSide &&
            static_cast<std::int64_t>(size.width) * size.height <= mostSamples;
+}
+
+// The next even number: swscale leaves the last column and row of odd pictures out in some
+// conversions, so memory is taken, and conversions are made, for one more.
+int evenSize(int size) {
+    return (size + 1) / 2 * 2;
 }
 
 bool hasAlpha(int format) {
     const AVPixFmtDescriptor* const description =
         av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
     return description != nullptr && (description->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
+}
+
+// Whether a picture is scaled the same with and without an alpha plane beside: swscale takes other
+// ways for some forms of RGB.
+bool scalesAlikeWithoutAlpha(int format) {
+    const AVPixFmtDescriptor* const description =
+        av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
+    return description != nullptr &&
+           (description->flags & (AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_RGB)) == 0;
 }
 
 bool isPlanarWithAlpha(int format) {
@@ -84,10 +99,13 @@ struct ScaleJob {
 class ProcessorRenderer final : public LayerRenderer {
 public:
     FramePtr render(const Canvas& canvas, const std::vector<RenderedLayer>& layers) override {
-        if (canvas.width < 1 || canvas.height < 1 || canvas.format == AV_PIX_FMT_NONE)
+        if (!canBeMade({canvas.width, canvas.height}) || canvas.format == AV_PIX_FMT_NONE)
             return nullptr;
         chooseLayers({canvas.width, canvas.height}, layers);
-        if (canvas.format == AV_PIX_FMT_YUV420P) return paint(canvas);
+        if (canvas.format == AV_PIX_FMT_YUV420P) {
+            FramePtr shared = sharedLayer(canvas);
+            return shared ? std::move(shared) : paint(canvas);
+        }
         const bool keepsAlpha = hasAlpha(canvas.format);
         const FramePtr painted = paint(
             {canvas.width, canvas.height, keepsAlpha ? AV_PIX_FMT_YUVA420P : AV_PIX_FMT_YUV420P});
@@ -127,7 +145,7 @@ private:
     bool choose(const RenderedLayer& rendered, const PictureSize& canvas) {
         const AVFrame& picture = *rendered.picture;
         const PictureSize target = targetSize(rendered.look, picture);
-        if (!canBeScaledTo(target)) return false;
+        if (!canBeMade(target)) return false;
         Chosen chosen;
         PaintedLayer& layer = chosen.layer;
         layer = paintedLayer(rendered.look, target, canvas);
@@ -135,8 +153,8 @@ private:
         // Where no luma is seen, a row or column of chroma may be.
         const PlaneShape chroma = layer.opaque ? copiedChroma(layer.luma) : layer.chroma;
         if (!isVisible(layer.luma) && !isVisible(chroma)) return false;
-        // Without alpha in it a picture needs no plane of it: the other planes are the same.
-        const bool withAlpha = !layer.opaque && hasAlpha(picture.format);
+        // The alpha plane of a picture without alpha would be opaque all over.
+        const bool withAlpha = !layer.opaque && !scalesAlikeWithoutAlpha(picture.format);
         chosen.pictureJob = addJob(rendered.state->picture.scaled, picture, target, withAlpha);
         if (rendered.look.isKeyed && rendered.key != nullptr) {
             const bool byAlpha = isPlanarWithAlpha(rendered.key->format);
@@ -170,10 +188,11 @@ private:
 
     // A picture in 4:2:0, with or without alpha, of the layers chosen.
     FramePtr paint(const Canvas& canvas) {
-        if (canvas.format == AV_PIX_FMT_YUV420P && painted_.size() == 1 && fillsCanvas(canvas))
-            return sharedPicture(*painted_.front().picture);
-        FramePtr picture = pool_.get(canvas.width, canvas.height, canvas.format);
+        FramePtr picture =
+            pool_.get(evenSize(canvas.width), evenSize(canvas.height), canvas.format);
         if (!picture) return nullptr;
+        picture->width = canvas.width;
+        picture->height = canvas.height;
         const int bands = (canvas.height + bandHeight - 1) / bandHeight;
         if (scratch_.size() < static_cast<std::size_t>(bands))
             scratch_.resize(static_cast<std::size_t>(bands));
@@ -194,6 +213,12 @@ private:
             paintLayer(picture, layer, band, scratch);
     }
 
+    // The only layer, where it is the canvas; null where it is not.
+    FramePtr sharedLayer(const Canvas& canvas) const {
+        if (painted_.size() != 1 || !fillsCanvas(canvas)) return nullptr;
+        return sharedPicture(*painted_.front().picture);
+    }
+
     // Whether the bottom layer is the canvas, sample for sample.
     bool fillsCanvas(const Canvas& canvas) const {
         const PaintedLayer& bottom = painted_.front();
@@ -201,10 +226,16 @@ private:
                bottom.picture->width == canvas.width && bottom.picture->height == canvas.height;
     }
 
-    FramePtr converted(const AVFrame& picture, AVPixelFormat format) {
+    FramePtr converted(AVFrame& picture, AVPixelFormat format) {
         if (picture.format == format) return cloneFrame(&picture);
+        const int width = picture.width;
+        const int height = picture.height;
+        picture.width = evenSize(width);
+        picture.height = evenSize(height);
         FramePtr result = convertedPool_.get(picture.width, picture.height, format);
         if (!result || !scaler_.scale(picture, *result, SWS_BILINEAR)) return nullptr;
+        result->width = width;
+        result->height = height;
         return result;
     }
 

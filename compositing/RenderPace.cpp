@@ -17,7 +17,9 @@ double periods(std::int64_t count, double fps) {
 } // namespace
 
 double rateOrDefault(double fps) {
-    return fps > 0.0 ? fps : 50.0;
+    constexpr double slowest = 0.001;
+    constexpr double fastest = 1.0e6;
+    return fps > 0.0 ? std::clamp(fps, slowest, fastest) : 50.0;
 }
 
 std::int64_t RenderPace::untilDue(std::int64_t index, double fps, std::int64_t now) {

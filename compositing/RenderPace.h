@@ -29,7 +29,8 @@ private:
     double fps_ = 0.0;
 };
 
-// The rate a format asks for; 50 where it names none.
+// The rate a format asks for, from one picture in a thousand seconds to a million a second; 50
+// where it names none.
 double rateOrDefault(double fps);
 
 } // namespace quol

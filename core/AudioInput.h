@@ -25,7 +25,15 @@ public:
     // of `target` is left as it is.
     std::size_t take(std::int16_t* target, std::size_t pairs);
 
-    // The same, but stops at sound whose time is beyond `latest`, in seconds.
+    // Hands the same samples out where they lie, in pieces: `use(samples, pairs, before)`, under
+    // the lock. They are gone then.
+    template <typename Use>
+    std::size_t consume(std::size_t pairs, Use use) {
+        const std::lock_guard lock(mutex_);
+        return queue_.consume(pairs, use);
+    }
+
+    // Like `take`, but stops at sound whose time is beyond `latest`, in seconds.
     std::size_t takeDue(std::int16_t* target, std::size_t pairs, double latest);
 
     // Another rate from now on. What was queued at the old one is dropped.

@@ -1,6 +1,7 @@
 // A bounded queue of stereo 16-bit sound between a source's thread and a worker.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <deque>
 #include <optional>
@@ -29,8 +30,23 @@ public:
     // many there were; the rest of `target` is left as it is.
     std::size_t take(std::int16_t* target, std::size_t pairs);
 
-    // The same, but stops at a record whose next sample lies beyond `latest`, in seconds.
+    // Like `take`, but stops at a record whose next sample lies beyond `latest`, in seconds.
     std::size_t takeDue(std::int16_t* target, std::size_t pairs, double latest);
+
+    // Hands up to `pairs` stereo samples out where they lie, oldest first, in pieces: `use` gets
+    // each piece, how many pairs it has and how many went before. Then they are gone.
+    template <typename Use>
+    std::size_t consume(std::size_t pairs, Use use) {
+        std::size_t taken = 0;
+        while (taken < pairs && !records_.empty()) {
+            const AudioRecord& front = records_.front();
+            const std::size_t count = std::min(pairs - taken, front.pairs() - used_);
+            use(front.samples.data() + used_ * 2, count, taken);
+            taken += count;
+            advance(count);
+        }
+        return taken;
+    }
 
     // Removes what lies before `time`, so that the oldest sample is the first at or behind it, and
     // returns how many seconds behind. Nothing, with the queue unchanged, when no sound lies within

@@ -11,6 +11,9 @@ namespace {
 // A pipe, a socket or a terminal has no end and no length, and reading it may block for ever in a
 // way that nothing can interrupt.
 bool isEndless(const std::string& path) {
+    for (const std::string_view endless : {"pipe:", "fd:"}) {
+        if (path.compare(0, endless.size(), endless) == 0) return true;
+    }
     constexpr std::string_view scheme = "file:";
     const bool named = path.compare(0, scheme.size(), scheme) == 0;
     struct stat status {};

@@ -26,7 +26,7 @@ bool isOfForm(const AVFrame& frame, int width, int height, AVPixelFormat format)
 bool ScaledPicture::holds(const AVFrame& source, int width, int height,
                           AVPixelFormat format) const {
     return scaled_ && source_ && isOfForm(*scaled_, width, height, format) &&
-           isSamePicture(*source_, source);
+           isSamePicture(*source_, source) && source_->pts == source.pts;
 }
 
 bool ScaledPicture::wouldScale(const AVFrame& source, int width, int height,

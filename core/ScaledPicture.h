@@ -11,7 +11,9 @@ namespace quol {
 // held nobody may write to it, so the contents are the same too.
 bool isSamePicture(const AVFrame& a, const AVFrame& b);
 
-// Keeps the result, and a reference to what it was made from: the same picture is not scaled again.
+// Keeps the result, and a reference to what it was made from: the same picture is not scaled again,
+// unless its time has changed. Sources that write into the picture they have handed out are thus
+// seen to move, where they count the time.
 // One thread at a time.
 class ScaledPicture {
 public:

@@ -1,6 +1,7 @@
 #include "core/WorkerTeam.h"
 
 #include <algorithm>
+#include <system_error>
 
 namespace quol {
 
@@ -19,9 +20,15 @@ int WorkerTeam::usualHelpers() {
     return std::clamp(static_cast<int>(std::thread::hardware_concurrency()) - 1, 0, most);
 }
 
+// Without another thread to be had, those there are will do.
 void WorkerTeam::startThreads() {
-    while (static_cast<int>(threads_.size()) < helpers_)
-        threads_.emplace_back(&WorkerTeam::help, this);
+    if (isStarted_) return;
+    isStarted_ = true;
+    try {
+        while (static_cast<int>(threads_.size()) < helpers_)
+            threads_.emplace_back(&WorkerTeam::help, this);
+    } catch (const std::system_error&) {
+    }
 }
 
 void WorkerTeam::runParts(int count, PartCall part) {

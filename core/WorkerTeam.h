@@ -46,6 +46,7 @@ private:
     void startThreads();
 
     const int helpers_;
+    bool isStarted_ = false;           // the owner's
     std::vector<std::thread> threads_; // the owner's
     std::mutex mutex_;                 // guards all below
     std::condition_variable started_;

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "core/Handles.h"
 #include "quolsdk/LLayerItem.h"
@@ -16,12 +18,25 @@ TEST(LayerLook, CutsPositionsTowardsZero) {
     EXPECT_EQ(quol::wholePixels(-0.5F), 0);
 }
 
+TEST(LayerLook, CutsEveryQuarterOfAPixel) {
+    for (int quarters = -4 * 8192; quarters <= 4 * 8192; ++quarters)
+        ASSERT_EQ(quol::wholePixels(static_cast<float>(quarters) / 4.0F), quarters / 4);
+    EXPECT_EQ(quol::wholePixels(std::numeric_limits<float>::denorm_min()), 0);
+    EXPECT_EQ(quol::wholePixels(-0.0F), 0);
+}
+
 TEST(LayerLook, BoundsWhatNoPictureHas) {
     constexpr int far = 1 << 20;
     EXPECT_EQ(quol::wholePixels(std::numeric_limits<float>::quiet_NaN()), 0);
     EXPECT_EQ(quol::wholePixels(std::numeric_limits<float>::infinity()), far);
     EXPECT_EQ(quol::wholePixels(-std::numeric_limits<float>::infinity()), -far);
     EXPECT_EQ(quol::wholePixels(1.0e30F), far);
+    for (const float value :
+         {static_cast<float>(far), 2147483648.0F, 1.0e30F, std::numeric_limits<float>::max()}) {
+        EXPECT_EQ(quol::wholePixels(value), far);
+        EXPECT_EQ(quol::wholePixels(-value), -far);
+    }
+    EXPECT_EQ(quol::wholePixels(1048575.0F), far - 1);
 }
 
 TEST(LayerLook, TakesThePicturesSizeForNoneOfItsOwn) {
@@ -39,6 +54,56 @@ TEST(LayerLook, TakesThePicturesSizeForNoneOfItsOwn) {
     EXPECT_EQ(quol::targetSize(look, picture).width, 0) << "above 0, but no pixel";
     look.width = std::nanf("");
     EXPECT_EQ(quol::targetSize(look, picture).width, 320);
+}
+
+TEST(LayerLook, TakesNoSizeForTheWrongSideAndBoundsIt) {
+    AVFrame picture{};
+    picture.width = 320;
+    picture.height = 180;
+    constexpr float infinite = std::numeric_limits<float>::infinity();
+    quol::LayerLook look;
+    for (const float none : {0.0F, -0.0F, -0.5F, -1000.0F, -infinite, std::nanf("")}) {
+        look.width = none;
+        look.height = 50.0F;
+        EXPECT_EQ(quol::targetSize(look, picture).width, 320) << none;
+        EXPECT_EQ(quol::targetSize(look, picture).height, 50) << none;
+        std::swap(look.width, look.height);
+        EXPECT_EQ(quol::targetSize(look, picture).width, 50) << none;
+        EXPECT_EQ(quol::targetSize(look, picture).height, 180) << none;
+    }
+    for (const float large : {1.0e9F, infinite}) {
+        look.width = look.height = large;
+        EXPECT_EQ(quol::targetSize(look, picture).width, 1 << 20);
+        EXPECT_EQ(quol::targetSize(look, picture).height, 1 << 20);
+    }
+}
+
+TEST(LayerLook, RadiusOfEverySmallTargetIsCutToAWholeNumber) {
+    for (int width = 0; width <= 40; ++width) {
+        for (int height = 0; height <= 40; ++height) {
+            for (int percent = 0; percent <= 210; percent += 7) {
+                const int side = std::min(width, height);
+                ASSERT_EQ(quol::cornerRadius({width, height}, percent, 100), side * percent / 100);
+                ASSERT_EQ(quol::cornerRadius({width, height}, percent, 200), side * percent / 200);
+            }
+        }
+    }
+    EXPECT_EQ(quol::cornerRadius({100, 100}, std::numeric_limits<int>::min(), 100), 0);
+    EXPECT_EQ(quol::cornerRadius({1 << 20, 1 << 20}, std::numeric_limits<int>::max(), 200),
+              1 << 20);
+}
+
+TEST(LayerLook, KeepsTheThicknessWithinWhatAPictureCanHave) {
+    LLayerItem item("layer");
+    const auto thicknessOf = [&item](int thickness) {
+        item.borderThickness = thickness;
+        return quol::lookOf(item).borderThickness;
+    };
+    EXPECT_EQ(thicknessOf(-1), 0);
+    EXPECT_EQ(thicknessOf(std::numeric_limits<int>::min()), 0);
+    EXPECT_EQ(thicknessOf(0), 0);
+    EXPECT_EQ(thicknessOf(3000), 3000);
+    EXPECT_EQ(thicknessOf(std::numeric_limits<int>::max()), 1 << 20);
 }
 
 TEST(LayerLook, RadiusIsAPercentageOfTheSmallerSide) {

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
+#include <thread>
 #include <vector>
 
 #include "support/Frames.h"
@@ -124,6 +126,39 @@ TEST(AudioInput, OfNoRateTakesNothingThatNeedsConverting) {
     quol::AudioInput input(0);
     input.push(test::plainSound(960, 1, 1).get());
     EXPECT_EQ(input.records(), 0U);
+}
+
+// The source's thread and the compositor's at once.
+TEST(AudioInput, GivesEverySampleOnceWhileOthersCome) {
+    quol::AudioInput input(48000);
+    constexpr int blocks = 3000;
+    constexpr int length = 7;
+    std::thread source([&input] {
+        for (int i = 0; i < blocks; ++i) {
+            const quol::FramePtr sound = test::plainSound(length, 0, 0);
+            for (int k = 0; k < length; ++k) {
+                const auto value = static_cast<std::int16_t>((i * length + k) % 30000);
+                reinterpret_cast<std::int16_t*>(sound->data[0])[2 * k] = value;
+                reinterpret_cast<std::int16_t*>(sound->data[0])[2 * k + 1] =
+                    static_cast<std::int16_t>(-value);
+            }
+            input.push(sound.get());
+        }
+    });
+    int taken = 0;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (taken < blocks * length && std::chrono::steady_clock::now() < deadline) {
+        const std::vector<std::int16_t> samples =
+            take(input, 1 + static_cast<std::size_t>(taken) % 50);
+        for (std::size_t i = 0; i < samples.size(); i += 2) {
+            EXPECT_EQ(samples[i], taken % 30000);
+            EXPECT_EQ(samples[i + 1], -samples[i]);
+            ++taken;
+        }
+        if (testing::Test::HasFailure()) break;
+    }
+    source.join();
+    EXPECT_EQ(taken, blocks * length);
 }
 
 TEST(AudioInput, IsEmptyBehindClear) {

@@ -43,6 +43,39 @@ TEST(AddToMix, EqualsTheFormulaForEverySampleAtEveryUsualGain) {
     }
 }
 
+// The product is cut towards zero on both sides of it, and a negative gain turns the sound round.
+TEST(AddToMix, EqualsTheFormulaAtGainsBeyondTheUsual) {
+    Samples all(65536);
+    for (int i = 0; i < 65536; ++i)
+        all[static_cast<std::size_t>(i)] = static_cast<std::int16_t>(i - 32768);
+    for (const float gain : {1.0e-30F, 1.0e-5F, 0.333F, 0.999F, 1.001F, 3.999F, 4.0F, 4.001F,
+                             100.0F, 21474836.47F, -0.5F, -1.0F, -7.0F, -1.0e30F}) {
+        Samples mix = noise(all.size(), 2);
+        Samples wanted = mix;
+        for (std::size_t i = 0; i < all.size(); ++i)
+            wanted[i] = mixed(mix[i], all[i], gain);
+        quol::addToMix(mix.data(), all.data(), all.size(), gain);
+        ASSERT_EQ(mix, wanted) << gain;
+    }
+}
+
+TEST(AddToMix, AnyPartOfAnySoundIsTheFormula) {
+    std::mt19937 random(3);
+    for (int turn = 0; turn < 5000; ++turn) {
+        const std::size_t count = random() % 200;
+        const std::size_t mixStart = random() % 20;
+        const std::size_t start = random() % 20;
+        const auto gain = static_cast<float>(static_cast<int>(random() % 400) / 100.0);
+        Samples mix = noise(240, static_cast<unsigned>(random()));
+        const Samples samples = noise(240, static_cast<unsigned>(random()));
+        Samples wanted = mix;
+        for (std::size_t i = 0; i < count; ++i)
+            wanted[mixStart + i] = mixed(mix[mixStart + i], samples[start + i], gain);
+        quol::addToMix(mix.data() + mixStart, samples.data() + start, count, gain);
+        ASSERT_EQ(mix, wanted) << count << " at " << gain;
+    }
+}
+
 TEST(AddToMix, LimitsAtAnyGain) {
     for (const float gain : {1.0e3F, 1.0e7F, 1.0e30F}) {
         Samples mix{0, 0, 32767, -32768, 5};
@@ -77,6 +110,21 @@ TEST(LargestSamples, AreThoseOfEachChannelForEveryLength) {
         const quol::StereoPeak peak = quol::largestSamples(samples.data(), pairs);
         EXPECT_EQ(peak.left, left) << pairs;
         EXPECT_EQ(peak.right, right) << pairs;
+    }
+}
+
+// One value alone in silence, at every place of blocks of every length.
+TEST(LargestSamples, AreFoundAtEveryPlace) {
+    for (std::size_t pairs = 1; pairs < 40; ++pairs) {
+        for (std::size_t place = 0; place < pairs * 2; ++place) {
+            for (const int value : {1, -1, 32767, -32767, -32768}) {
+                Samples samples(pairs * 2, 0);
+                samples[place] = static_cast<std::int16_t>(value);
+                const quol::StereoPeak peak = quol::largestSamples(samples.data(), pairs);
+                ASSERT_EQ(peak.left, place % 2 == 0 ? std::abs(value) : 0) << place;
+                ASSERT_EQ(peak.right, place % 2 == 1 ? std::abs(value) : 0) << place;
+            }
+        }
     }
 }
 

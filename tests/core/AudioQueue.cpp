@@ -385,4 +385,44 @@ TEST(AudioQueue, SoundAheadHoldsUpWhatLiesBehindIt) {
     EXPECT_EQ(queue.takeDue(samples.data(), 100, 5.0), 20U);
 }
 
+// Samples with times of their own, one behind the other.
+TEST(AudioQueue, TakingWhatIsDueFollowsThePlainRuleInAnyPattern) {
+    std::mt19937 random(8);
+    constexpr int rate = 1000;
+    for (int run = 0; run < 500; ++run) {
+        quol::AudioQueue queue(100000, rate);
+        struct Pair {
+            double time;
+            int value;
+            int block;
+        };
+        std::deque<Pair> plain;
+        int value = 0;
+        for (int step = 0; step < 40; ++step) {
+            const std::size_t pairs = 1 + random() % 30;
+            const double start = static_cast<double>(random() % 200) / 64;
+            queue.append(counting(start, pairs, value));
+            for (std::size_t i = 0; i < pairs; ++i)
+                plain.push_back({start + static_cast<double>(i) / rate, value++, step});
+            const double latest = static_cast<double>(random() % 220) / 64 - 0.1;
+            const std::size_t wanted = random() % 60;
+            std::vector<std::int16_t> got(120, 77);
+            const std::size_t count = queue.takeDue(got.data(), wanted, latest);
+            // A block is taken to its end once its next sample is due.
+            std::size_t expected = 0;
+            while (expected < wanted && !plain.empty() && latest >= plain.front().time) {
+                const int block = plain.front().block;
+                while (expected < wanted && !plain.empty() && plain.front().block == block) {
+                    ASSERT_EQ(got[2 * expected], plain.front().value) << run << ' ' << step;
+                    plain.pop_front();
+                    ++expected;
+                }
+            }
+            ASSERT_EQ(count, expected) << run << ' ' << step;
+            for (std::size_t i = count * 2; i < got.size(); ++i)
+                ASSERT_EQ(got[i], 77);
+        }
+    }
+}
+
 } // namespace

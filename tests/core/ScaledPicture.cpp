@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <utility>
+#include <vector>
 
 #include "support/Frames.h"
 #include "support/PlainFrames.h"
@@ -94,6 +96,94 @@ TEST(ScaledPicture, HoldsNothingBehindClear) {
     scaled.clear();
     EXPECT_EQ(av_buffer_get_ref_count(picture->buf[0]), 1);
     EXPECT_TRUE(scaled.wouldScale(*picture, 32, 18, AV_PIX_FMT_YUV420P));
+}
+
+// What was handed on keeps its contents however many pictures follow, and is used again only when
+// it has come back.
+TEST(ScaledPicture, EveryHeldResultKeepsItsContents) {
+    quol::ScaledPicture scaled;
+    std::vector<quol::FramePtr> held;
+    for (int level = 20; level < 220; level += 10) {
+        const quol::FramePtr picture = test::plainPicture(64, 36, {level, 128, 128});
+        const AVFrame* const result = scaled.get(*picture, 32, 18, AV_PIX_FMT_YUV420P);
+        ASSERT_NE(result, nullptr);
+        held.push_back(quol::cloneFrame(result));
+        for (std::size_t i = 0; i < held.size(); ++i)
+            ASSERT_EQ(test::levelsAt(held[i].get(), 31, 17).y, 20 + 10 * static_cast<int>(i));
+    }
+}
+
+TEST(ScaledPicture, ThatNobodyHoldsIsWrittenInPlace) {
+    quol::ScaledPicture scaled;
+    const AVFrame* first = nullptr;
+    const std::uint8_t* memory = nullptr;
+    for (const int level : {40, 80, 120}) {
+        const quol::FramePtr picture = test::plainPicture(64, 36, {level, 128, 128});
+        const AVFrame* const result = scaled.get(*picture, 32, 18, AV_PIX_FMT_YUV420P);
+        ASSERT_NE(result, nullptr);
+        if (first == nullptr) {
+            first = result;
+            memory = result->data[0];
+        }
+        EXPECT_EQ(result, first);
+        EXPECT_EQ(result->data[0], memory);
+        EXPECT_EQ(result->data[0][0], level);
+    }
+}
+
+TEST(ScaledPicture, OfWhatCannotBeConvertedForgetsTheOneBefore) {
+    quol::ScaledPicture scaled;
+    const quol::FramePtr picture = test::makePicture(64, 36, AV_PIX_FMT_YUV420P);
+    ASSERT_NE(scaled.get(*picture, 32, 18, AV_PIX_FMT_YUV420P), nullptr);
+    const quol::FramePtr odd = test::makePicture(64, 36, AV_PIX_FMT_YUV420P, 0, {1, 25}, 2);
+    odd->format = AV_PIX_FMT_VAAPI;
+    EXPECT_EQ(scaled.get(*odd, 32, 18, AV_PIX_FMT_YUV420P), nullptr);
+    EXPECT_TRUE(scaled.wouldScale(*picture, 32, 18, AV_PIX_FMT_YUV420P));
+    EXPECT_EQ(av_buffer_get_ref_count(picture->buf[0]), 1);
+}
+
+TEST(SamePicture, IsAnotherFrameOnTheSameMemory) {
+    const quol::FramePtr picture = test::makePicture(64, 36, AV_PIX_FMT_YUV420P);
+    const quol::FramePtr again = quol::cloneFrame(picture.get());
+    EXPECT_TRUE(quol::isSamePicture(*picture, *again));
+    again->pts = 99; // what it shows is the same
+    EXPECT_TRUE(quol::isSamePicture(*picture, *again));
+}
+
+TEST(SamePicture, IsNotOneOfEqualContents) {
+    const quol::FramePtr picture = test::makePicture(64, 36, AV_PIX_FMT_YUV420P);
+    const quol::FramePtr twin = test::makePicture(64, 36, AV_PIX_FMT_YUV420P);
+    EXPECT_FALSE(quol::isSamePicture(*picture, *twin));
+}
+
+TEST(SamePicture, IsNotAnotherPartOrReadingOfTheSameMemory) {
+    const quol::FramePtr picture = test::makePicture(64, 36, AV_PIX_FMT_YUV420P);
+    const auto differs = [&picture](auto change) {
+        const quol::FramePtr other = quol::cloneFrame(picture.get());
+        change(*other);
+        return !quol::isSamePicture(*picture, *other) && !quol::isSamePicture(*other, *picture);
+    };
+    EXPECT_TRUE(differs([](AVFrame& frame) { frame.width = 62; }));
+    EXPECT_TRUE(differs([](AVFrame& frame) { frame.height = 34; }));
+    EXPECT_TRUE(differs([](AVFrame& frame) { frame.format = AV_PIX_FMT_YUVJ420P; }));
+    EXPECT_TRUE(differs([](AVFrame& frame) { frame.data[0] += 2; }));
+    EXPECT_TRUE(differs([](AVFrame& frame) { std::swap(frame.data[1], frame.data[2]); }));
+    EXPECT_TRUE(differs([](AVFrame& frame) { frame.linesize[0] *= 2; }));
+}
+
+// Its memory belongs to somebody else, who may have written to it since.
+TEST(SamePicture, IsNeverOneWithoutAnOwnerOfItsMemory) {
+    const quol::FramePtr owner = test::makePicture(64, 36, AV_PIX_FMT_YUV420P);
+    const quol::FramePtr view = quol::makeFrame();
+    view->width = owner->width;
+    view->height = owner->height;
+    view->format = owner->format;
+    for (int plane = 0; plane < 3; ++plane) {
+        view->data[plane] = owner->data[plane];
+        view->linesize[plane] = owner->linesize[plane];
+    }
+    EXPECT_FALSE(quol::isSamePicture(*view, *view));
+    EXPECT_FALSE(quol::isSamePicture(*view, *owner));
 }
 
 } // namespace

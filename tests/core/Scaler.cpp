@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <thread>
+#include <vector>
 
 #include "core/PicturePool.h"
 #include "support/Frames.h"
@@ -117,8 +119,14 @@ TEST(Scaler, GivesWhatAScalerMadeByHandGives) {
     }
 }
 
+// Those of the processor itself, whatever was done to the process's before.
+int detectedFlags() {
+    av_force_cpu_flags(-1);
+    return av_get_cpu_flags();
+}
+
 TEST(Scaler, LeavesTheProcessorFlagsAsTheyAre) {
-    const int flags = av_get_cpu_flags();
+    const int flags = detectedFlags();
     const quol::FramePtr source = test::makePicture(64, 48, AV_PIX_FMT_YUV420P);
     const quol::FramePtr target = blank(32, 32, AV_PIX_FMT_RGBA);
     ASSERT_TRUE(quol::Scaler().scale(*source, *target, SWS_BILINEAR));
@@ -138,6 +146,76 @@ TEST(Scaler, WritesFullRangeWhenAskedTo) {
         EXPECT_EQ(target->data[0][0], 255);
         EXPECT_EQ(target->data[1][0], 128);
     }
+}
+
+// The gather instruction, which scalers made here go without, gives no other samples.
+TEST(Scaler, GivesTheSameSamplesAsAScalerThatUsesEveryInstruction) {
+    for (const AVPixelFormat format :
+         {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUVA420P, AV_PIX_FMT_NV12,
+          AV_PIX_FMT_UYVY422, AV_PIX_FMT_RGB24, AV_PIX_FMT_RGBA, AV_PIX_FMT_YUV422P10LE}) {
+        const quol::FramePtr source = test::makePicture(352, 96, format, 0, {1, 25}, 11);
+        for (int width = 16; width <= 720; width += 16) {
+            const quol::FramePtr target = blank(width, 50, AV_PIX_FMT_RGBA);
+            ASSERT_TRUE(quol::Scaler().scale(*source, *target, SWS_BILINEAR));
+            ASSERT_EQ(visible(*target, 4),
+                      reference(*source, width, 50, AV_PIX_FMT_RGBA, SWS_BILINEAR))
+                << format << " to " << width;
+        }
+    }
+}
+
+TEST(Scaler, LeavesTheProcessorFlagsAsTheyAreWhileManyThreadsMakeScalers) {
+    const int flags = detectedFlags();
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([i] {
+            const quol::FramePtr source = test::makePicture(64, 48, AV_PIX_FMT_YUV420P);
+            for (int width = 16; width < 116; ++width) {
+                const quol::FramePtr target = blank(width + i, 32, AV_PIX_FMT_RGBA);
+                quol::Scaler scaler;
+                if (!scaler.scale(*source, *target, SWS_BILINEAR)) ADD_FAILURE() << width;
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(av_get_cpu_flags(), flags);
+}
+
+TEST(Scaler, FullRangeHoldsUntilAnotherScalerIsPrepared) {
+    const quol::FramePtr white = test::makePicture(32, 32, AV_PIX_FMT_RGBA);
+    test::fillPlane(*white, 0, 255);
+    const quol::FramePtr target = blank(32, 32, AV_PIX_FMT_YUV420P);
+    quol::Scaler scaler;
+    ASSERT_TRUE(scaler.scale(*white, *target, SWS_BILINEAR));
+    ASSERT_TRUE(scaler.setFullRangeOutput());
+    ASSERT_TRUE(scaler.scale(*white, *target, SWS_BILINEAR)); // the same once more
+    EXPECT_EQ(target->data[0][0], 255);
+    const quol::FramePtr other = blank(32, 30, AV_PIX_FMT_YUV420P);
+    ASSERT_TRUE(scaler.scale(*white, *other, SWS_BILINEAR));
+    EXPECT_EQ(other->data[0][0], 235);
+    ASSERT_TRUE(scaler.scale(*white, *target, SWS_BILINEAR));
+    EXPECT_EQ(target->data[0][0], 235);
+}
+
+TEST(Scaler, FullRangeSpreadsEveryGreyOverAllLevels) {
+    const quol::FramePtr greys = test::makePicture(256, 16, AV_PIX_FMT_RGBA);
+    for (int row = 0; row < 16; ++row) {
+        for (int i = 0; i < 256 * 4; ++i)
+            greys->data[0][row * greys->linesize[0] + i] = static_cast<std::uint8_t>(i / 4);
+    }
+    const quol::FramePtr target = blank(256, 16, AV_PIX_FMT_YUV420P);
+    quol::Scaler scaler;
+    ASSERT_TRUE(
+        scaler.prepare({256, 16, AV_PIX_FMT_RGBA, 256, 16, AV_PIX_FMT_YUV420P, SWS_BILINEAR}));
+    ASSERT_TRUE(scaler.setFullRangeOutput());
+    ASSERT_TRUE(scaler.run(*greys, target->data, target->linesize));
+    for (int grey = 0; grey < 256; ++grey)
+        EXPECT_NEAR(target->data[0][8 * target->linesize[0] + grey], grey, 1) << grey;
+}
+
+TEST(Scaler, FullRangeIsRefusedWhereNothingIsPrepared) {
+    EXPECT_FALSE(quol::Scaler().setFullRangeOutput());
 }
 
 } // namespace

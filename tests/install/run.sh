@@ -38,8 +38,10 @@ read -ra flags < <(pkg-config --cflags --libs quolsdk)
 LD_LIBRARY_PATH=$libdir "$work/host_c"
 
 step "the example hosts in C with pkg-config"
-for source in "$here"/../../examples/*.c; do
-    "${CC:-cc}" -std=c99 -Wall -Wextra -Werror "$source" -o "$work/example" "${flags[@]}"
+examples="$here/../../examples"
+for source in "$examples"/*_host.c; do
+    "${CC:-cc}" -std=c99 -Wall -Wextra -Werror "$source" "$examples/host_help.c" \
+        -o "$work/example" "${flags[@]}"
     echo "${source##*/} builds"
 done
 

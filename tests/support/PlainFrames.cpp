@@ -26,7 +26,7 @@ quol::FramePtr plainPicture(int width, int height, const Levels& levels, AVPixel
 }
 
 Levels levelsAt(const AVFrame* picture, int x, int y) {
-    if (picture == nullptr) return {-1, -1, -1};
+    if (picture == nullptr || picture->data[2] == nullptr) return {-1, -1, -1};
     const auto at = [picture](int plane, int column, int row) {
         return picture->data[plane][row * picture->linesize[plane] + column];
     };

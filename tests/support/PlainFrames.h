@@ -24,7 +24,7 @@ constexpr Levels blackLevels{0, 128, 128}; // of a canvas that nothing lies on
 quol::FramePtr plainPicture(int width, int height, const Levels& levels,
                             AVPixelFormat format = AV_PIX_FMT_YUV420P, std::uint8_t alpha = 255);
 
-// Of a planar 4:2:0 picture at one of its pixels; -1 for a null picture.
+// Of a planar 4:2:0 picture at one of its pixels; -1 for a null picture and one that is not planar.
 Levels levelsAt(const AVFrame* picture, int x, int y);
 
 // 16-bit stereo from `pts` samples on.

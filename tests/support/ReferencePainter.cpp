@@ -64,6 +64,17 @@ ReferencePainter::ReferencePainter(int width, int height) : width_(width), heigh
     }
 }
 
+ReferencePainter::ReferencePainter(const AVFrame& canvas)
+    : ReferencePainter(canvas.width, canvas.height) {
+    for (int plane = 0; plane < 4 && canvas.data[plane] != nullptr; ++plane) {
+        Plane& target = planes_[static_cast<std::size_t>(plane)];
+        for (int y = 0; y < target.height; ++y) {
+            for (int x = 0; x < target.width; ++x)
+                target.at(x, y) = sample(canvas, plane, x, y);
+        }
+    }
+}
+
 void ReferencePainter::paint(const quol::LayerLook& look, const AVFrame& picture,
                              const AVFrame* key) {
     const bool cropped =
@@ -124,6 +135,25 @@ void ReferencePainter::blend(const quol::LayerLook& look, const AVFrame& picture
             coverage += weight * (255 - coverage) / 255;
         }
     }
+}
+
+quol::FramePtr ReferencePainter::picture(bool withAlpha) const {
+    quol::FramePtr picture = quol::makeFrame();
+    picture->width = width_;
+    picture->height = height_;
+    picture->format = withAlpha ? AV_PIX_FMT_YUVA420P : AV_PIX_FMT_YUV420P;
+    if (av_frame_get_buffer(picture.get(), 32) < 0) return nullptr;
+    for (int plane = 0; plane < (withAlpha ? 4 : 3); ++plane) {
+        const Plane& from = planes_[static_cast<std::size_t>(plane)];
+        for (int y = 0; y < from.height; ++y) {
+            for (int x = 0; x < from.width; ++x)
+                picture
+                    ->data[plane][static_cast<std::ptrdiff_t>(y) * picture->linesize[plane] + x] =
+                    static_cast<std::uint8_t>(
+                        from.samples[static_cast<std::size_t>(y) * from.width + x]);
+        }
+    }
+    return picture;
 }
 
 std::string ReferencePainter::firstDifference(const AVFrame& picture) const {

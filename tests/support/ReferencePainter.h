@@ -13,11 +13,17 @@ namespace test {
 // A canvas of planar 4:2:0, with coverage, that layers are painted on.
 class ReferencePainter {
 public:
+    // Black, with nothing covered.
     ReferencePainter(int width, int height);
+    // As this picture of planar 4:2:0 is; one without alpha counts as not covered.
+    explicit ReferencePainter(const AVFrame& canvas);
 
     // `picture` and `key` (null for none) have the target's size already and are planar 4:2:0, with
     // or without alpha.
     void paint(const quol::LayerLook& look, const AVFrame& picture, const AVFrame* key);
+
+    // A copy of what has been painted so far, as yuva420p or without the coverage as yuv420p.
+    quol::FramePtr picture(bool withAlpha) const;
 
     // Where the first plane of `picture` that differs is, and what it holds; empty when none does.
     std::string firstDifference(const AVFrame& picture) const;
