@@ -215,7 +215,7 @@ QUOLSDK_C_API void quolsdk_mixer_set_video_format(quolsdk_handle mixer,
 /** @name Character: titles, crawls, tickers, images and panels, a source with alpha
  *  1920x1080, 50 pictures a second, from its creation on. */
 /** @{ */
-QUOLSDK_C_API quolsdk_handle quolsdk_character_create(void);           /**< a new, empty one */
+QUOLSDK_C_API quolsdk_handle quolsdk_character_create(void);            /**< a new, empty one */
 QUOLSDK_C_API void quolsdk_character_destroy(quolsdk_handle character); /**< ends it */
 /** Shows (not 0) or hides (0) an item, or a group of items, by its name. */
 QUOLSDK_C_API void quolsdk_character_show_item(quolsdk_handle character, const char* id, int show);

@@ -1,5 +1,5 @@
-/* A host in C that puts titles over a clip: a lower third with a clock, a crawl and a logo, all from
- * a project file. The mixer lays them over the clip, and the programme is recorded.
+/* A host in C that puts titles over a clip: a lower third with a clock, a crawl and a logo, all
+ * from a project file. The mixer lays them over the clip, and the programme is recorded.
  *
  *     title_host CLIP PROJECT.xml [RECORDING.mp4]
  *
@@ -12,7 +12,13 @@
 enum { WIDTH = 1280, HEIGHT = 720, FPS = 25, STEP_MS = 100 };
 
 /* The running order, in milliseconds. */
-enum { LOGO_IN = 1000, LOWER_THIRD_IN = 2000, CRAWL_IN = 4000, LOWER_THIRD_OUT = 8000, END = 10000 };
+enum {
+    LOGO_IN = 1000,
+    LOWER_THIRD_IN = 2000,
+    CRAWL_IN = 4000,
+    LOWER_THIRD_OUT = 8000,
+    END = 10000
+};
 
 static const quolsdk_video_format programme = {0, WIDTH, HEIGHT, FPS, 1};
 
