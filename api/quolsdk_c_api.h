@@ -230,6 +230,53 @@ QUOLSDK_C_API void quolsdk_character_load_from_xml(quolsdk_handle character, con
 QUOLSDK_C_API void quolsdk_character_save_to_xml(quolsdk_handle character, const char* path);
 /** @} */
 
+/** @name Switcher: a program and a preview, and the ways between them, with sound; a source
+ *  The canvas is 1280x720 at 50 a second. */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_switcher_create(void); /**< a new one, which runs at once */
+/** Ends it, an automatic transition that is under way too. */
+QUOLSDK_C_API void quolsdk_switcher_destroy(quolsdk_handle switcher);
+/** Puts a source on preview; null takes the one there away. */
+QUOLSDK_C_API void quolsdk_switcher_set_preview(quolsdk_handle switcher, quolsdk_handle source);
+/** Puts a source on program; null takes the one there away. */
+QUOLSDK_C_API void quolsdk_switcher_set_program(quolsdk_handle switcher, quolsdk_handle source);
+/** Program and preview change places with the next picture. */
+QUOLSDK_C_API void quolsdk_switcher_cut(quolsdk_handle switcher);
+/** Fades from program to preview within `duration` ms; then they have changed places. Returns at
+ *  once. */
+QUOLSDK_C_API void quolsdk_switcher_fade(quolsdk_handle switcher, int duration);
+/** The same by a transition of type "wipe" with `pattern` as its parameter. No pattern has a look of
+ *  its own: the picture changes at half of the duration, the sound fades. */
+QUOLSDK_C_API void quolsdk_switcher_wipe(quolsdk_handle switcher, int duration, int pattern);
+/** Puts one character generator on top, instead of those there; null leaves none. */
+QUOLSDK_C_API void quolsdk_switcher_set_cg(quolsdk_handle switcher, quolsdk_handle character);
+/** Sets a property; see LSwitcher. */
+QUOLSDK_C_API void quolsdk_switcher_set_props(quolsdk_handle switcher, const char* key,
+                                              const char* value);
+/** @} */
+
+/** @name Stinger: a short clip with alpha in memory, a source
+ *  It is loaded once, and each start plays it without decoding. */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_stinger_create(void);          /**< a new, empty stinger */
+QUOLSDK_C_API void quolsdk_stinger_destroy(quolsdk_handle stinger); /**< stops and ends it */
+/** Stops, frees the clip there was, and decodes another, all of it, before this returns: the
+ *  pictures scaled to `width` by `height`, with alpha, to be played at `fps` (0 and below: 25). A
+ *  path with a "%" is the pattern of an image sequence. 1 when there is at least one picture; else
+ *  0, with a line on the error stream, also for a clip that does not fit into memory. */
+QUOLSDK_C_API int quolsdk_stinger_load(quolsdk_handle stinger, const char* path, int width,
+                                       int height, double fps);
+/** Frees the clip; a playback ends at its next picture. */
+QUOLSDK_C_API void quolsdk_stinger_clear(quolsdk_handle stinger);
+/** Plays the clip once, from its first picture; does nothing without a clip. Not from inside a
+ *  push of the stinger. */
+QUOLSDK_C_API void quolsdk_stinger_play_once(quolsdk_handle stinger);
+/** Ends the playback and waits for its thread. */
+QUOLSDK_C_API void quolsdk_stinger_stop(quolsdk_handle stinger);
+/** Stores 1 while it plays, else 0. */
+QUOLSDK_C_API void quolsdk_stinger_status_get(quolsdk_handle stinger, int* status);
+/** @} */
+
 /** @name Recorder: a source into a movie file, a sink */
 /** @{ */
 QUOLSDK_C_API quolsdk_handle quolsdk_recorder_create(void);           /**< a new recorder, idle */

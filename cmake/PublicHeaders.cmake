@@ -14,6 +14,9 @@ set(QUOLSDK_PUBLIC_HEADERS
     compositing/LLayerItem.h
     compositing/LMixer.h
     compositing/LAudioMixer.h
+    compositing/LStinger.h
+    compositing/SwitcherPreviewObject.h
+    compositing/LSwitcher.h
     graphics/LCGColor.h
     graphics/LCGProps.h
     graphics/LCGItems.h

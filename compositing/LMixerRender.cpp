@@ -5,6 +5,7 @@
 
 #include "compositing/LayerRenderer.h"
 #include "compositing/RenderPace.h"
+#include "compositing/TickTime.h"
 #include "core/AudioMix.h"
 #include "core/AudioPeak.h"
 #include "core/Clock.h"
@@ -24,20 +25,7 @@ namespace {
 
 constexpr int mixRate = 48000;
 constexpr double soundAhead = 0.05; // seconds that sound may be ahead of its picture
-constexpr int longestBlock = 60 * mixRate;
 constexpr std::chrono::milliseconds pullTimeout(100);
-
-// Samples a channel in one tick.
-int blockLength(double fps) {
-    const double samples = static_cast<double>(mixRate) / fps;
-    const int length = static_cast<int>(std::min<double>(samples, longestBlock));
-    return length > 0 ? length : 960;
-}
-
-// Ticks are counted in whole frames a second: at 29.97 the time base is 1/29.
-AVRational tickBase(double fps) {
-    return {1, static_cast<int>(std::clamp(fps, 1.0, 1.0e6))};
-}
 
 // Titles of which none is visible: the layer is left out entirely.
 bool isEmptyTitle(const LObject* source) {
@@ -105,7 +93,7 @@ void LMixer::mixerLoop() {
         }
         if (picture) {
             picture->pts = tick.index;
-            picture->time_base = tickBase(tick.fps);
+            picture->time_base = quol::tickBase(tick.fps);
             handOnPicture(std::move(picture));
         } else {
             answerPull();
@@ -187,10 +175,10 @@ void LMixer::takePicture(quol::LayerFeed& feed) {
 
 // The sound of this tick. Under `layerMutex`.
 quol::FramePtr LMixer::mixAudio(quol::MixerTick& tick) {
-    const int length = blockLength(tick.fps);
+    const int length = quol::samplesOfTick(mixRate, tick.fps);
     quol::FramePtr block = quol::makeSilentBlock(length, mixRate);
     if (!block) return nullptr;
-    block->pts = av_rescale_q(tick.index, tickBase(tick.fps), {1, mixRate});
+    block->pts = av_rescale_q(tick.index, quol::tickBase(tick.fps), {1, mixRate});
     block->time_base = {1, mixRate};
     tick.samples.resize(static_cast<std::size_t>(length) * 2);
     for (const auto& entry : tick.order) {

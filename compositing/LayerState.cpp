@@ -1,23 +1,6 @@
 #include "compositing/LayerState.h"
 
 #include "quolsdk/LLayerItem.h"
-#include "quolsdk/LObject.h"
-
-namespace quol {
-
-void DetachedSinks::add(LObject* source, std::unique_ptr<MixerSink> sink) {
-    if (sink) sinks_.emplace_back(source, std::move(sink));
-}
-
-void DetachedSinks::release() {
-    for (auto& [source, sink] : sinks_) {
-        if (source != nullptr) source->removeSink(sink.get());
-        sink.reset();
-    }
-    sinks_.clear();
-}
-
-} // namespace quol
 
 LLayerItem::LLayerItem(std::string key)
     : name(std::move(key)), state(std::make_unique<quol::LayerState>()) {}

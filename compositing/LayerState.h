@@ -3,9 +3,8 @@
 #pragma once
 
 #include <memory>
-#include <utility>
-#include <vector>
 
+#include "compositing/DetachedSinks.h"
 #include "compositing/MixerSink.h"
 #include "core/Handles.h"
 #include "core/ScaledPicture.h"
@@ -32,23 +31,6 @@ struct LayerState {
     LayerFeed picture;
     LayerFeed key; // of a downstream key
     LayerTextures textures;
-};
-
-// Sinks that a layer has given up and that are still attached. They are detached and ended when
-// this goes, outside the layer lock: detaching waits for the source's distribution, and a slow one
-// must not hold up the picture.
-class DetachedSinks {
-public:
-    DetachedSinks() = default;
-    DetachedSinks(const DetachedSinks&) = delete;
-    DetachedSinks& operator=(const DetachedSinks&) = delete;
-    ~DetachedSinks() { release(); }
-
-    void add(LObject* source, std::unique_ptr<MixerSink> sink);
-    void release();
-
-private:
-    std::vector<std::pair<LObject*, std::unique_ptr<MixerSink>>> sinks_;
 };
 
 } // namespace quol

@@ -8,15 +8,23 @@
 namespace quol {
 
 QUOL_VECTORIZED void addToMix(std::int16_t* __restrict mix, const std::int16_t* __restrict samples,
-                              std::size_t count, float gain) {
+                              std::size_t count, float gain, float master) {
     // Beyond twice full scale the sum is clamped whatever the mix holds, and a whole number of
     // that size is still one.
     constexpr float beyond = 131072.0F;
     for (std::size_t i = 0; i < count; ++i) {
-        const float product = static_cast<float>(samples[i]) * gain;
+        const float product = static_cast<float>(samples[i]) * gain * master;
         const float bounded = std::min(std::max(product, -beyond), beyond);
         const int sum = mix[i] + static_cast<int>(bounded);
         mix[i] = static_cast<std::int16_t>(std::min(std::max(sum, -32768), 32767));
+    }
+}
+
+void stretchNearest(const std::int16_t* samples, int pairs, std::int16_t* target, int targetPairs) {
+    const int last = 2 * pairs - 1;
+    for (int i = 0; i < 2 * targetPairs; ++i) {
+        const double wanted = static_cast<double>(i) * pairs / targetPairs;
+        target[i] = samples[std::min(static_cast<int>(wanted), last)];
     }
 }
 

@@ -1,0 +1,28 @@
+// Sinks that a compositor has given up and that are still attached to their sources.
+#pragma once
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "compositing/CompositorSink.h"
+
+namespace quol {
+
+// They are detached and ended when this goes, outside the lock of the compositor's state: detaching
+// waits for the source's distribution, and a slow one must not hold up the picture.
+class DetachedSinks {
+public:
+    DetachedSinks() = default;
+    DetachedSinks(const DetachedSinks&) = delete;
+    DetachedSinks& operator=(const DetachedSinks&) = delete;
+    ~DetachedSinks() { release(); }
+
+    void add(LObject* source, std::unique_ptr<CompositorSink> sink);
+    void release();
+
+private:
+    std::vector<std::pair<LObject*, std::unique_ptr<CompositorSink>>> sinks_;
+};
+
+} // namespace quol
