@@ -23,8 +23,10 @@ class VideoItemReader;
 /// scene is loaded anew.
 ///
 /// The atomic fields may be written at any time from any thread; LCharacter::forceUpdate makes a
-/// scene that stands still show them. All others, `props` included, are read by the render thread:
-/// change them by LCharacter::updateItem, or while the generator does not run on them.
+/// scene that stands still show them. While an item drifts its position is the generator's, which
+/// may overwrite one that is written at the same moment. All others, `props` included, are read by
+/// the render thread: change them by LCharacter::updateItem, or while the generator does not run on
+/// them.
 class QUOLSDK_API LCGItem {
 public:
     LCGItem();
