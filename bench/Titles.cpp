@@ -59,6 +59,13 @@ LCGTextProps line(const char* text) {
     return props;
 }
 
+// Nothing in it changes.
+void buildStill(Scene& scene) {
+    auto& panel = scene.add<LCGRectItem>("panel", 80, 820, 1200, 180);
+    panel.props.bgType = "Color";
+    scene.add<LCGTextItem>("name", 110, 830, 1140, 80).props = line("Jane Example");
+}
+
 void buildLowerThird(Scene& scene) {
     auto& panel = scene.add<LCGRectItem>("panel", 80, 820, 1200, 180);
     panel.props.bgType = "Color";
@@ -111,7 +118,8 @@ struct Case {
     void (*build)(Scene&);
 };
 
-constexpr std::array<Case, 5> cases{{{"lower third, clock of seconds", buildLowerThird},
+constexpr std::array<Case, 6> cases{{{"nothing changes, drawn all the same", buildStill},
+                                     {"lower third, clock of seconds", buildLowerThird},
                                      {"lower third, hundredths running", buildFastClock},
                                      {"crawl of 2000 letters", buildCrawl},
                                      {"ticker, sliding", buildTicker},

@@ -22,7 +22,7 @@ bool isNamedPng(const std::string& path) {
            path.compare(path.size() - pngEnding.size(), pngEnding.size(), pngEnding) == 0;
 }
 
-// A pipe would keep the reader waiting, and everybody behind it.
+// A pipe or an address would keep the reader waiting, and everybody behind it.
 bool isFile(const std::string& path) {
     std::error_code error;
     return std::filesystem::is_regular_file(path, error);
@@ -68,19 +68,38 @@ void premultiply(std::uint8_t* pixels, int width, int height, int stride) {
     }
 }
 
+namespace {
+
+// Left to the end of the process: surfaces may still be in use in threads that end behind it.
+struct ImageCache {
+    std::mutex mutex; // guards `surfaces`; held for moments only, no file is read under it
+    std::map<std::string, SurfacePtr> surfaces;
+};
+
+ImageCache& imageCache() {
+    static ImageCache& cache = *new ImageCache;
+    return cache;
+}
+
+} // namespace
+
 SurfacePtr loadImageSurface(const std::string& path) {
-    // Left to the end of the process: surfaces may still be in use in threads that end behind it.
-    static std::mutex& mutex = *new std::mutex;
-    static auto& cache = *new std::map<std::string, SurfacePtr>;
     if (path.empty()) return nullptr;
-    const std::lock_guard lock(mutex);
-    const auto known = cache.find(path);
-    if (known != cache.end()) return share(known->second.get());
+    ImageCache& cache = imageCache();
+    {
+        const std::lock_guard lock(cache.mutex);
+        const auto known = cache.surfaces.find(path);
+        if (known != cache.surfaces.end()) return share(known->second.get());
+    }
+    if (!isFile(path)) return nullptr;
     SurfacePtr surface;
-    if (isNamedPng(path) && isFile(path)) surface = readPng(path);
+    if (isNamedPng(path)) surface = readPng(path);
     if (!surface) surface = decodeImage(path);
     if (!surface) return nullptr;
-    return share((cache[path] = std::move(surface)).get());
+    const std::lock_guard lock(cache.mutex);
+    SurfacePtr& entry = cache.surfaces[path]; // another thread may have read it meanwhile
+    if (!entry) entry = std::move(surface);
+    return share(entry.get());
 }
 
 } // namespace quol

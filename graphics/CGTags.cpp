@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstdio>
 #include <ctime>
+#include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -84,27 +85,70 @@ bool findWallTag(const std::string& text, std::size_t from, Match& match) {
     return false;
 }
 
+// A run of characters of counting formats, and the last place in it that a value follows. All
+// keywords in a run share it: a text of nothing but keywords is looked through once.
+struct FormatRun {
+    std::size_t end = 0;
+    std::size_t lastFormatEnd = 0; // 0 for none
+};
+
+FormatRun formatRunAt(const std::string& text, std::size_t begin) {
+    FormatRun run{endOfRun(text, begin, isCountFormat), 0};
+    for (std::size_t end = run.end; end > begin && run.lastFormatEnd == 0; --end) {
+        const std::size_t value = end + separator.size();
+        if (text.compare(end, separator.size(), separator) == 0 && value < text.size() &&
+            isCountValue(text[value]))
+            run.lastFormatEnd = end;
+    }
+    return run;
+}
+
 // (tUp|tDown)::([a-zA-Z:]+)::([0-9:]+). The format takes as much as it can and still leave "::" and
-// a value behind it.
-bool findCountingTag(const std::string& text, std::size_t from, Match& match) {
+// a value behind it. `run` is kept from match to match.
+bool findCountingTag(const std::string& text, std::size_t from, FormatRun& run, Match& match) {
     constexpr std::array<std::string_view, 2> keywords{"tUp", "tDown"};
     for (std::size_t at = from; at < text.size(); ++at) {
         const int keyword = keywordAt(text, at, keywords);
         if (keyword < 0) continue;
         const std::size_t format =
             at + keywords[static_cast<std::size_t>(keyword)].size() + separator.size();
-        for (std::size_t end = endOfRun(text, format, isCountFormat); end > format; --end) {
-            if (text.compare(end, separator.size(), separator) != 0) continue;
-            const std::size_t value = end + separator.size();
-            const std::size_t stop = endOfRun(text, value, isCountValue);
-            if (stop == value) continue;
-            match = {at, stop, keyword, text.substr(format, end - format),
-                     text.substr(value, stop - value)};
-            return true;
-        }
+        if (format >= run.end) run = formatRunAt(text, format);
+        if (run.lastFormatEnd <= format) continue;
+        const std::size_t end = run.lastFormatEnd;
+        const std::size_t value = end + separator.size();
+        const std::size_t stop = endOfRun(text, value, isCountValue);
+        match = {at, stop, keyword, text.substr(format, end - format),
+                 text.substr(value, stop - value)};
+        return true;
     }
     return false;
 }
+
+// Replaces the texts of tags, each once; a text of more than `most` different ones keeps the rest.
+class TagReplacer {
+public:
+    explicit TagReplacer(const std::string& text) : text_(text), result_(text) {}
+
+    // False when no more can be replaced.
+    template <typename Value>
+    bool replace(const Match& match, Value value) {
+        constexpr std::size_t most = 500;
+        const std::string_view tag =
+            std::string_view(text_).substr(match.begin, match.end - match.begin);
+        if (seen_.count(tag) != 0) return true;
+        if (seen_.size() == most) return false;
+        seen_.insert(tag);
+        replaceAll(result_, tag, value());
+        return true;
+    }
+
+    const std::string& result() const { return result_; }
+
+private:
+    const std::string& text_;
+    std::string result_;
+    std::set<std::string_view> seen_; // within `text_`
+};
 
 std::string wallText(std::string format, std::chrono::system_clock::time_point now) {
     constexpr std::array<std::pair<std::string_view, std::string_view>, 7> tokens{{{"yyyy", "%Y"},
@@ -153,13 +197,12 @@ bool contains(const std::string& text, std::string_view what) {
 } // namespace
 
 std::string resolveWallClock(const std::string& text, std::chrono::system_clock::time_point now) {
-    std::string result = text;
+    TagReplacer replacer(text);
     Match match;
     for (std::size_t from = 0; findWallTag(text, from, match); from = match.end) {
-        replaceAll(result, std::string_view(text).substr(match.begin, match.end - match.begin),
-                   wallText(match.format, now));
+        if (!replacer.replace(match, [&] { return wallText(match.format, now); })) break;
     }
-    return result;
+    return replacer.result();
 }
 
 std::int64_t countingTarget(const std::string& text) {
@@ -217,16 +260,16 @@ std::string TagClock::resolve(const std::string& itemId, const std::string& text
 
 std::string TagClock::resolveCounting(const std::string& itemId, const std::string& text,
                                       std::chrono::steady_clock::time_point now) {
-    std::string result = text;
+    TagReplacer replacer(text);
     Match match;
-    for (std::size_t from = 0; findCountingTag(text, from, match); from = match.end) {
+    FormatRun run;
+    for (std::size_t from = 0; findCountingTag(text, from, run, match); from = match.end) {
         const auto start = starts_.emplace(itemId, now).first->second;
         const auto elapsed = std::chrono::duration_cast<milliseconds>(now - start).count();
         const CountingTag tag{match.keyword == 0, match.format, countingTarget(match.value)};
-        replaceAll(result, std::string_view(text).substr(match.begin, match.end - match.begin),
-                   countingText(tag, elapsed));
+        if (!replacer.replace(match, [&] { return countingText(tag, elapsed); })) break;
     }
-    return result;
+    return replacer.result();
 }
 
 } // namespace quol

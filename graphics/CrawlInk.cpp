@@ -74,7 +74,7 @@ double CrawlStrip::separatorLength(cairo_t* cr, const LCGCrawlProps& props) cons
 void CrawlStrip::addSeparator(cairo_t* cr, const LCGCrawlProps& props, double cursor,
                               double baseline, double ascent) {
     if (separatorImage_) {
-        pictures_.push_back(
+        runs_.emplace_back(
             vertical_ ? Picture{0.0, cursor}
                       : Picture{props.separatorPadding + cursor, (thickness_ - fontSize_) * 0.5});
         return;
@@ -93,7 +93,7 @@ void CrawlStrip::addText(cairo_t* cr, const std::string& line, double spacing, d
         if (isValidUtf8(piece)) run.push_back({std::move(piece), pen, baseline});
         pen += spacing + advance;
     }
-    runs_.push_back(std::move(run));
+    runs_.emplace_back(std::move(run));
 }
 
 int CrawlStrip::tileCount() const {
@@ -106,8 +106,8 @@ cairo_surface_t* CrawlStrip::tile(int index) {
     return surface.get();
 }
 
-// One tile with its margins. Letters that lie far from it are passed over; in a strip of thousands
-// nearly all do.
+// One tile with its margins. What lies far from it is passed over; in a strip of thousands of
+// letters nearly all do.
 SurfacePtr CrawlStrip::drawTile(int index) const {
     const int begin = index * tileLength_ - margin;
     const int end = std::min((index + 1) * tileLength_, surfaceLength_) + margin;
@@ -123,25 +123,43 @@ SurfacePtr CrawlStrip::drawTile(int index) const {
                     vertical_ ? thickness_ : last - first, vertical_ ? last - first : thickness_);
     cairo_clip(cr.get());
     selectFont(cr.get(), font_, fontSize_);
-    const double reach = 4.0 * std::abs(fontSize_) + 16.0;
-    cairo_set_source_rgba(cr.get(), color_.red(), color_.green(), color_.blue(), color_.alpha());
-    for (const auto& run : runs_) {
-        for (const Letter& letter : run) {
-            const double place = vertical_ ? letter.baseline : letter.x;
-            if (place < begin - reach || place > end + reach) continue;
-            cairo_move_to(cr.get(), letter.x, letter.baseline);
-            cairo_text_path(cr.get(), letter.text.c_str());
+    for (const Run& run : runs_) {
+        if (const auto* letters = std::get_if<std::vector<Letter>>(&run)) {
+            drawLetters(cr.get(), *letters, begin, end);
+        } else {
+            drawPicture(cr.get(), std::get<Picture>(run), begin, end);
         }
-        cairo_fill(cr.get());
-    }
-    for (const Picture& picture : pictures_) {
-        const SavedState saved(cr.get());
-        cairo_translate(cr.get(), picture.x, picture.y);
-        cairo_scale(cr.get(), separatorScale_, separatorScale_);
-        cairo_set_source_surface(cr.get(), separatorImage_.get(), 0.0, 0.0);
-        cairo_paint(cr.get());
     }
     return surface;
+}
+
+void CrawlStrip::drawLetters(cairo_t* cr, const std::vector<Letter>& letters, double from,
+                             double to) const {
+    const double reach = 4.0 * std::abs(fontSize_) + 16.0;
+    cairo_set_source_rgba(cr, color_.red(), color_.green(), color_.blue(), color_.alpha());
+    for (const Letter& letter : letters) {
+        const double place = vertical_ ? letter.baseline : letter.x;
+        if (place < from - reach || place > to + reach) continue;
+        cairo_move_to(cr, letter.x, letter.baseline);
+        cairo_text_path(cr, letter.text.c_str());
+    }
+    cairo_fill(cr);
+}
+
+void CrawlStrip::drawPicture(cairo_t* cr, const Picture& picture, double from, double to) const {
+    constexpr double smoothing = 2.0; // pixels beyond the edge of a scaled image
+    cairo_surface_t* const image = separatorImage_.get();
+    const int side =
+        vertical_ ? cairo_image_surface_get_height(image) : cairo_image_surface_get_width(image);
+    const double begin = vertical_ ? picture.y : picture.x;
+    const double end = begin + side * separatorScale_;
+    const double reach = smoothing + 2.0 * std::abs(separatorScale_);
+    if (std::max(begin, end) < from - reach || std::min(begin, end) > to + reach) return;
+    const SavedState saved(cr);
+    cairo_translate(cr, picture.x, picture.y);
+    cairo_scale(cr, separatorScale_, separatorScale_);
+    cairo_set_source_surface(cr, image, 0.0, 0.0);
+    cairo_paint(cr);
 }
 
 void CrawlStrip::dropTilesOutside(int first, int last) {

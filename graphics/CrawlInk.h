@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "graphics/CGPanel.h"
@@ -44,6 +45,8 @@ private:
         double x;
         double y;
     };
+    // What is filled, or painted, at once.
+    using Run = std::variant<std::vector<Letter>, Picture>;
 
     void layOut(cairo_t* cr, const LCGCrawlProps& props, bool loop);
     double separatorLength(cairo_t* cr, const LCGCrawlProps& props) const;
@@ -52,6 +55,8 @@ private:
     void addText(cairo_t* cr, const std::string& line, double spacing, double x, double baseline);
     cairo_surface_t* tile(int index);
     SurfacePtr drawTile(int index) const;
+    void drawLetters(cairo_t* cr, const std::vector<Letter>& letters, double from, double to) const;
+    void drawPicture(cairo_t* cr, const Picture& picture, double from, double to) const;
     int tileCount() const;
     void dropTilesOutside(int first, int last);
 
@@ -64,9 +69,8 @@ private:
     SurfacePtr separatorImage_;
     double separatorScale_ = 1.0;
     double length_ = 0.0;
-    int surfaceLength_ = 1;                 // whole pixels along the way
-    std::vector<std::vector<Letter>> runs_; // filled one by one
-    std::vector<Picture> pictures_;
+    int surfaceLength_ = 1; // whole pixels along the way
+    std::vector<Run> runs_; // along the way, each over those before it
     int tileLength_;
     std::map<int, SurfacePtr> tiles_;
     std::uint64_t serial_;

@@ -122,8 +122,12 @@ void ItemTeller::tellTicker(LCGTickerItem& item, ItemPicture& picture) {
 void ItemTeller::tellImage(LCGImageItem& item, ItemPicture& picture) const {
     PictureInk ink;
     ink.box = picture.box;
-    SurfacePtr surface = loadImageSurface(item.props.path);
-    if (surface) ink.surface = {surface.release(), cairo_surface_destroy};
+    ItemMemory& memory = *item.memory;
+    if (!memory.image || memory.imagePath != item.props.path) {
+        memory.imagePath = item.props.path;
+        memory.image = {loadImageSurface(item.props.path).release(), cairo_surface_destroy};
+    }
+    ink.surface = memory.image;
     ink.opacity = picture.alpha;
     picture.ink = ink;
 }

@@ -38,6 +38,8 @@ struct ItemPicture {
 // The picture of an item as it was drawn last.
 struct ItemMemory {
     ItemPicture drawn;
+    std::string imagePath; // of an image item
+    std::shared_ptr<cairo_surface_t> image;
 };
 
 // Moves an item on by one picture (drift, running text, slides, clips) and tells what it shows.

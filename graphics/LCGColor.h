@@ -14,17 +14,20 @@ class QUOLSDK_API LCGColor {
 public:
     LCGColor() = default; ///< opaque black
     // A colour is written as a text wherever one is asked for.
-    LCGColor(const char* text); ///< null counts as ""
-    LCGColor(const std::string& text) : argb(parse(text)) {}
+    LCGColor(const char* text);                              ///< null counts as ""
+    LCGColor(const std::string& text) : argb(parse(text)) {} ///< reads a text
 
-    void assign(const std::string& text) { argb = parse(text); }
+    void assign(const std::string& text) { argb = parse(text); } ///< reads a text
+    /// Reads a text.
     LCGColor& operator=(const std::string& text) {
         assign(text);
         return *this;
     }
+    /// Reads a text.
     LCGColor& operator=(const char* text) { return *this = LCGColor(text); }
 
     std::uint32_t value() const { return argb; } ///< 0xAARRGGBB
+    /// The same colour, alpha included.
     bool operator==(const LCGColor& other) const { return argb == other.argb; }
 
     double red() const { return component(16); }   ///< 0.0 to 1.0

@@ -23,8 +23,10 @@ class VideoItemReader;
 /// scene is loaded anew.
 ///
 /// The atomic fields may be written at any time from any thread; LCharacter::forceUpdate makes a
-/// scene that stands still show them. All others, `props` included, are read by the render thread:
-/// change them by LCharacter::updateItem, or while the generator does not run on them.
+/// scene that stands still show them. While an item drifts its position is the generator's, which
+/// may overwrite one that is written at the same moment. All others, `props` included, are read by
+/// the render thread: change them by LCharacter::updateItem, or while the generator does not run on
+/// them.
 class QUOLSDK_API LCGItem {
 public:
     LCGItem();
@@ -52,55 +54,61 @@ public:
     const std::unique_ptr<quol::ItemMemory> memory;
 };
 
+/// Lines in a box.
 class QUOLSDK_API LCGTextItem : public LCGItem {
 public:
-    LCGTextProps props;
+    LCGTextProps props; ///< what it shows, and how
 };
 
+/// Lines that run through a box.
 class QUOLSDK_API LCGCrawlItem : public LCGItem {
 public:
     LCGCrawlItem();
     ~LCGCrawlItem() override;
 
-    LCGCrawlProps props;
+    LCGCrawlProps props;                           ///< what it shows, and how
     std::atomic<float> scrollX{0.0F};              ///< left edge of the running text
     std::atomic<float> scrollY{0.0F};              ///< top edge of the running text
     const std::unique_ptr<quol::CrawlState> state; ///< the drawn text: the generator's own
 };
 
+/// Lines in a box, one at a time.
 class QUOLSDK_API LCGTickerItem : public LCGItem {
 public:
     LCGTickerItem();
     ~LCGTickerItem() override;
 
-    LCGTickerProps props;
+    LCGTickerProps props;                           ///< what it shows, and how
     const std::unique_ptr<quol::TickerState> state; ///< which line shows: the generator's own
 };
 
+/// A still image.
 class QUOLSDK_API LCGImageItem : public LCGItem {
 public:
-    LCGImageProps props;
+    LCGImageProps props; ///< what it shows, and how
 };
 
+/// A clip, a picture a tick.
 class QUOLSDK_API LCGVideoItem : public LCGItem {
 public:
     LCGVideoItem();
     ~LCGVideoItem() override;
 
-    LCGVideoProps props;
+    LCGVideoProps props;                                 ///< what it shows, and how
     const std::unique_ptr<quol::VideoItemReader> reader; ///< the open file: the generator's own
 };
 
+/// A panel.
 class QUOLSDK_API LCGRectItem : public LCGItem {
 public:
-    LCGRectProps props;
+    LCGRectProps props; ///< what it shows, and how
 };
 
 /// Items that are shown, hidden and moved together.
 struct QUOLSDK_API LCGGroup {
-    std::string name;
-    std::atomic<bool> show{true};
-    std::atomic<float> x{0.0F};  ///< added to every member's position, pixels
-    std::atomic<float> y{0.0F};  ///< added to every member's position, pixels
-    std::vector<LCGItem*> items; ///< not owned
+    std::string name;             ///< key of the group
+    std::atomic<bool> show{true}; ///< of all members, beside their own
+    std::atomic<float> x{0.0F};   ///< added to every member's position, pixels
+    std::atomic<float> y{0.0F};   ///< added to every member's position, pixels
+    std::vector<LCGItem*> items;  ///< not owned
 };

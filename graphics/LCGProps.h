@@ -42,7 +42,7 @@ struct LCGTextProps {
     int textShadowAlpha = 0;                   ///< not drawn
     LCGColor textShadowColor = "#000000";      ///< not drawn
 
-    bool operator==(const LCGTextProps&) const = default;
+    bool operator==(const LCGTextProps&) const = default; ///< field by field
 };
 
 /// Lines that run through a box one behind the other.
@@ -82,7 +82,7 @@ struct LCGCrawlProps {
     int borderSize = 0;                        ///< pixels, centred on the edge
     int borderAlpha = 255;                     ///< opacity of the border
 
-    bool operator==(const LCGCrawlProps&) const = default;
+    bool operator==(const LCGCrawlProps&) const = default; ///< field by field
 };
 
 /// Lines that are shown one at a time, and change by a slide of half a second.
@@ -119,7 +119,7 @@ struct LCGTickerProps {
     int borderSize = 0;                        ///< pixels, centred on the edge
     int borderAlpha = 255;                     ///< opacity of the border
 
-    bool operator==(const LCGTickerProps&) const = default;
+    bool operator==(const LCGTickerProps&) const = default; ///< field by field
 };
 
 /// A panel. At its default type it draws nothing.
@@ -138,19 +138,19 @@ struct LCGRectProps {
     int bgShadowAlpha = 0;                     ///< opacity of the shadow
     LCGColor bgShadowColor = "#000000";        ///< of the shadow
 
-    bool operator==(const LCGRectProps&) const = default;
+    bool operator==(const LCGRectProps&) const = default; ///< field by field
 };
 
 /// A still image.
 struct LCGImageProps {
     std::string path; ///< file
 
-    bool operator==(const LCGImageProps&) const = default;
+    bool operator==(const LCGImageProps&) const = default; ///< field by field
 };
 
 /// A clip, at the generator's rate.
 struct LCGVideoProps {
     std::string path; ///< file; counts when the item is added
 
-    bool operator==(const LCGVideoProps&) const = default;
+    bool operator==(const LCGVideoProps&) const = default; ///< field by field
 };

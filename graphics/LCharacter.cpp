@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
+#include <filesystem>
 #include <fstream>
+#include <set>
 #include <utility>
 
 #include "core/Clock.h"
@@ -52,11 +55,84 @@ bool isAlwaysDrawn(const LCGItem& item) {
 }
 
 template <typename Item, typename Props>
-std::unique_ptr<Item> makeItem(const Props& props) {
+std::unique_ptr<Item> placed(const Props& props, int x, int y, int w, int h) {
     auto item = std::make_unique<Item>();
+    item->x = static_cast<float>(x);
+    item->y = static_cast<float>(y);
+    item->startX = item->x.load();
+    item->startY = item->y.load();
+    item->w = w;
+    item->h = h;
     item->props = props;
     return item;
 }
+
+// Items are made whole before they meet the scene: what has to be read for them is read while the
+// pictures go on. Null for one that cannot be.
+std::unique_ptr<LCGItem> makeItem(int x, int y, int w, int h, const LCGTextProps& props) {
+    return placed<LCGTextItem>(props, x, y, sizeOr(w, pictureWidth), sizeOr(h, pictureHeight));
+}
+
+std::unique_ptr<LCGItem> makeItem(int x, int y, int w, int h, const LCGCrawlProps& props) {
+    quol::loadImageSurface(props.separatorImage);
+    auto crawl =
+        placed<LCGCrawlItem>(props, x, y, sizeOr(w, pictureWidth), sizeOr(h, pictureHeight));
+    crawl->scrollX = static_cast<float>(x) + static_cast<float>(crawl->w);
+    crawl->scrollY = static_cast<float>(y) + static_cast<float>(crawl->h);
+    return crawl;
+}
+
+std::unique_ptr<LCGItem> makeItem(int x, int y, int w, int h, const LCGTickerProps& props) {
+    return placed<LCGTickerItem>(props, x, y, sizeOr(w, pictureWidth), sizeOr(h, pictureHeight));
+}
+
+std::unique_ptr<LCGItem> makeItem(int x, int y, int w, int h, const LCGRectProps& props) {
+    return placed<LCGRectItem>(props, x, y, sizeOr(w, pictureWidth), sizeOr(h, pictureHeight));
+}
+
+std::unique_ptr<LCGItem> makeItem(int x, int y, int w, int h, const LCGImageProps& props) {
+    const quol::SurfacePtr image = quol::loadImageSurface(props.path);
+    const int imageWidth = image ? cairo_image_surface_get_width(image.get()) : 0;
+    const int imageHeight = image ? cairo_image_surface_get_height(image.get()) : 0;
+    return placed<LCGImageItem>(props, x, y, sizeOr(w, imageWidth), sizeOr(h, imageHeight));
+}
+
+std::unique_ptr<LCGItem> makeItem(int x, int y, int w, int h, const LCGVideoProps& props) {
+    auto video = placed<LCGVideoItem>(props, x, y, w, h);
+    if (!video->reader->open(props.path)) return nullptr;
+    video->w = sizeOr(w, video->reader->width());
+    video->h = sizeOr(h, video->reader->height());
+    return video;
+}
+
+// An item of a project file, before its values are applied. Null for an unknown type, and for one
+// that cannot be made.
+std::unique_ptr<LCGItem> makeParsed(const quol::ProjectItem& parsed) {
+    const auto make = [&parsed](auto props, auto set) {
+        set(props);
+        return makeItem(parsed.x, parsed.y, parsed.w, parsed.h, props);
+    };
+    const auto setText = [&](auto& props) { props.text = parsed.value("text"); };
+    const auto setPath = [&](auto& props) { props.path = parsed.value("path"); };
+    const auto setColor = [&](auto& props) { props.bgColor = parsed.value("bgColor"); };
+    if (parsed.type == "text") return make(LCGTextProps(), setText);
+    if (parsed.type == "crawl") return make(LCGCrawlProps(), setText);
+    if (parsed.type == "ticker") return make(LCGTickerProps(), setText);
+    if (parsed.type == "rect") return make(LCGRectProps(), setColor);
+    if (parsed.type == "image") return make(LCGImageProps(), setPath);
+    if (parsed.type == "video") return make(LCGVideoProps(), setPath);
+    return nullptr;
+}
+
+// What an update reads is read beforehand, too.
+void readAhead(const LCGImageProps& props) {
+    quol::loadImageSurface(props.path);
+}
+void readAhead(const LCGCrawlProps& props) {
+    quol::loadImageSurface(props.separatorImage);
+}
+template <typename Props>
+void readAhead(const Props& /*props*/) {}
 
 } // namespace
 
@@ -76,15 +152,8 @@ LCharacter::~LCharacter() {
 // ------------------------------------------------------------------------------------ items
 
 // Puts an item on top. Under `itemMutex`.
-LCGItem* LCharacter::add(std::unique_ptr<LCGItem> item, const std::string& id, int x, int y, int w,
-                         int h) {
+LCGItem* LCharacter::add(std::unique_ptr<LCGItem> item, const std::string& id) {
     item->id = id;
-    item->x = static_cast<float>(x);
-    item->y = static_cast<float>(y);
-    item->startX = item->x.load();
-    item->startY = item->y.load();
-    item->w = w;
-    item->h = h;
     LCGItem* const added = item.get();
     items.push_back(std::move(item));
     itemMap[id] = added;
@@ -92,60 +161,48 @@ LCGItem* LCharacter::add(std::unique_ptr<LCGItem> item, const std::string& id, i
     return added;
 }
 
+template <typename Props>
+LCGItem* LCharacter::addNew(const std::string& id, int x, int y, int w, int h, const Props& props) {
+    std::unique_ptr<LCGItem> item = makeItem(x, y, w, h, props);
+    if (!item) return nullptr;
+    const std::lock_guard lock(*itemMutex);
+    return add(std::move(item), id);
+}
+
 LCGItem* LCharacter::addItem(const std::string& id, int x, int y, int w, int h,
                              const LCGTextProps& props) {
-    const std::lock_guard lock(*itemMutex);
-    return add(makeItem<LCGTextItem>(props), id, x, y, sizeOr(w, pictureWidth),
-               sizeOr(h, pictureHeight));
+    return addNew(id, x, y, w, h, props);
 }
 
 LCGItem* LCharacter::addItem(const std::string& id, int x, int y, int w, int h,
                              const LCGCrawlProps& props) {
-    const std::lock_guard lock(*itemMutex);
-    auto crawl = makeItem<LCGCrawlItem>(props);
-    crawl->scrollX = static_cast<float>(x) + static_cast<float>(sizeOr(w, pictureWidth));
-    crawl->scrollY = static_cast<float>(y) + static_cast<float>(sizeOr(h, pictureHeight));
-    return add(std::move(crawl), id, x, y, sizeOr(w, pictureWidth), sizeOr(h, pictureHeight));
+    return addNew(id, x, y, w, h, props);
 }
 
 LCGItem* LCharacter::addItem(const std::string& id, int x, int y, int w, int h,
                              const LCGTickerProps& props) {
-    const std::lock_guard lock(*itemMutex);
-    return add(makeItem<LCGTickerItem>(props), id, x, y, sizeOr(w, pictureWidth),
-               sizeOr(h, pictureHeight));
+    return addNew(id, x, y, w, h, props);
 }
 
 LCGItem* LCharacter::addItem(const std::string& id, int x, int y, int w, int h,
                              const LCGRectProps& props) {
-    const std::lock_guard lock(*itemMutex);
-    return add(makeItem<LCGRectItem>(props), id, x, y, sizeOr(w, pictureWidth),
-               sizeOr(h, pictureHeight));
+    return addNew(id, x, y, w, h, props);
 }
 
 LCGItem* LCharacter::addItem(const std::string& id, int x, int y, int w, int h,
                              const LCGImageProps& props) {
-    // Read before the lock is taken: the pictures go on meanwhile.
-    const quol::SurfacePtr image = quol::loadImageSurface(props.path);
-    const int imageWidth = image ? cairo_image_surface_get_width(image.get()) : 0;
-    const int imageHeight = image ? cairo_image_surface_get_height(image.get()) : 0;
-    const std::lock_guard lock(*itemMutex);
-    return add(makeItem<LCGImageItem>(props), id, x, y, sizeOr(w, imageWidth),
-               sizeOr(h, imageHeight));
+    return addNew(id, x, y, w, h, props);
 }
 
 LCGItem* LCharacter::addItem(const std::string& id, int x, int y, int w, int h,
                              const LCGVideoProps& props) {
-    auto video = makeItem<LCGVideoItem>(props);
-    if (!video->reader->open(props.path)) return nullptr;
-    const int videoWidth = video->reader->width();
-    const int videoHeight = video->reader->height();
-    const std::lock_guard lock(*itemMutex);
-    return add(std::move(video), id, x, y, sizeOr(w, videoWidth), sizeOr(h, videoHeight));
+    return addNew(id, x, y, w, h, props);
 }
 
 template <typename Item, typename Props>
 void LCharacter::update(const std::string& id, int x, int y, int w, int h, float alpha, bool show,
                         const Props& props) {
+    readAhead(props);
     const std::lock_guard lock(*itemMutex);
     const auto entry = itemMap.find(id);
     auto* const item = entry != itemMap.end() ? dynamic_cast<Item*>(entry->second) : nullptr;
@@ -231,13 +288,6 @@ void LCharacter::remove(const std::string& id) {
     items.erase(found);
 }
 
-// Takes an item out of the list, and off the picture. Under `itemMutex`.
-void LCharacter::take(const LCGItem& item) {
-    itemMap.erase(item.id);
-    renderer->forget(item);
-    std::erase_if(items, [&item](const auto& each) { return each.get() == &item; });
-}
-
 // ----------------------------------------------------------------------------------- groups
 
 // Under `itemMutex`.
@@ -259,13 +309,19 @@ std::string LCharacter::group(const std::vector<std::string>& ids) {
             item->group = nullptr;
     }
     place = std::move(made);
+    std::set<LCGGroup*> left;
     for (const std::string& id : ids) {
         const auto found = itemMap.find(id);
         if (found == itemMap.end() || found->second == nullptr) continue;
-        leaveGroup(*found->second);
-        found->second->group = &entry;
-        entry.items.push_back(found->second);
+        LCGItem& member = *found->second;
+        if (member.group == &entry) std::erase(entry.items, &member); // named twice
+        if (member.group != nullptr) left.insert(member.group);
+        member.group = &entry;
+        entry.items.push_back(&member);
     }
+    left.erase(&entry);
+    for (LCGGroup* old : left)
+        std::erase_if(old->items, [old](const LCGItem* item) { return item->group != old; });
     return entry.name;
 }
 
@@ -287,8 +343,13 @@ void LCharacter::deleteGroup(const std::string& name) {
     const auto found = groups.find(name);
     if (found == groups.end()) return;
     if (found->second) {
-        for (const LCGItem* item : found->second->items)
-            take(*item);
+        const std::set<const LCGItem*> members(found->second->items.begin(),
+                                               found->second->items.end());
+        for (const LCGItem* item : members) {
+            itemMap.erase(item->id);
+            renderer->forget(*item);
+        }
+        std::erase_if(items, [&](const auto& item) { return members.count(item.get()) != 0; });
     }
     groups.erase(found);
 }
@@ -335,8 +396,8 @@ LCGGroup* LCharacter::getGroupObject(const std::string& name) {
 }
 
 int LCharacter::groupItemCount(const std::string& name) {
-    const LCGGroup* const found = getGroupObject(name);
     const std::lock_guard lock(*itemMutex);
+    const auto& found = groups[name];
     return found != nullptr ? static_cast<int>(found->items.size()) : 0;
 }
 
@@ -382,19 +443,88 @@ void LCharacter::saveToXMLFile(const std::string& path) {
     quol::writeProject(file, items, groups);
 }
 
-void LCharacter::insertFromXMLFile(const std::string& path) {
-    const std::lock_guard lock(*itemMutex);
-    std::ifstream file(path);
-    if (!file) {
-        quol::logError("XML dosyasi acilamadi: %s", path.c_str());
-        return;
+// The items of a file, made whole, with the message of what stopped the reading.
+struct LCharacter::ReadItems {
+    struct Entry {
+        std::string id;
+        std::string group;
+        std::unique_ptr<LCGItem> item; // null for one that cannot be made
+    };
+    std::vector<Entry> entries;
+    std::exception_ptr error;
+
+    // An item with a value that cannot be read stays as far as it was read, without its group.
+    void add(const quol::ProjectItem& parsed) {
+        Entry& entry = entries.emplace_back(Entry{parsed.id, "", makeParsed(parsed)});
+        if (!entry.item) return;
+        entry.item->show = parsed.show;
+        entry.item->alpha = static_cast<float>(parsed.alpha / 255.0);
+        quol::applyValues(parsed, *entry.item);
+        entry.group = parsed.group;
     }
+};
+
+// Takes no lock. A pipe or a device would never end.
+LCharacter::ReadItems LCharacter::readItems(const std::string& path) {
+    ReadItems read;
+    std::error_code unknown;
+    std::ifstream file;
+    if (std::filesystem::is_regular_file(path, unknown)) file.open(path);
+    if (!file.is_open()) {
+        quol::logError("XML dosyasi acilamadi: %s", path.c_str());
+        return read;
+    }
+    try {
+        quol::readProject(file, [&read](const quol::ProjectItem& parsed) { read.add(parsed); });
+    } catch (...) { // a number that is none; the items before it count
+        read.error = std::current_exception();
+    }
+    return read;
+}
+
+// Under `itemMutex`.
+void LCharacter::insert(ReadItems& read) {
     std::map<std::string, int> suffixes;
-    quol::readProject(file, [&](const quol::ProjectItem& parsed) {
-        quol::ProjectItem item = parsed;
-        item.id = freeId(parsed.id, suffixes);
-        addParsed(item);
-    });
+    for (ReadItems::Entry& entry : read.entries) {
+        const std::string id = freeId(entry.id, suffixes);
+        if (!entry.item) {
+            itemMap[id];
+            continue;
+        }
+        LCGItem& item = *add(std::move(entry.item), id);
+        if (entry.group.empty()) continue;
+        std::unique_ptr<LCGGroup>& group = groups[entry.group];
+        if (!group) {
+            group = std::make_unique<LCGGroup>();
+            group->name = entry.group;
+        }
+        item.group = group.get();
+        group->items.push_back(&item);
+    }
+}
+
+void LCharacter::insertFromXMLFile(const std::string& path) {
+    ReadItems read = readItems(path);
+    {
+        const std::lock_guard lock(*itemMutex);
+        insert(read);
+    }
+    if (read.error) std::rethrow_exception(read.error);
+}
+
+void LCharacter::loadFromXMLFile(const std::string& path) {
+    ReadItems read = readItems(path);
+    {
+        const std::lock_guard lock(*itemMutex);
+        for (const auto& item : items)
+            renderer->forget(*item);
+        items.clear();
+        itemMap.clear();
+        groups.clear();
+        needsRender = true;
+        insert(read);
+    }
+    if (read.error) std::rethrow_exception(read.error);
 }
 
 // `wanted`, or with the first number behind it that makes it another one. `suffixes` keeps the
@@ -407,54 +537,6 @@ std::string LCharacter::freeId(const std::string& wanted, std::map<std::string, 
         id = wanted + "_" + std::to_string(++number);
     } while (itemMap.count(id) != 0);
     return id;
-}
-
-// Under `itemMutex`.
-void LCharacter::addParsed(const quol::ProjectItem& parsed) {
-    const auto addAs = [&](auto props, auto set) {
-        set(props);
-        addItem(parsed.id, parsed.x, parsed.y, parsed.w, parsed.h, props);
-    };
-    const auto setText = [&](auto& props) { props.text = parsed.value("text"); };
-    const auto setPath = [&](auto& props) { props.path = parsed.value("path"); };
-    if (parsed.type == "text") {
-        addAs(LCGTextProps(), setText);
-    } else if (parsed.type == "crawl") {
-        addAs(LCGCrawlProps(), setText);
-    } else if (parsed.type == "ticker") {
-        addAs(LCGTickerProps(), setText);
-    } else if (parsed.type == "rect") {
-        addAs(LCGRectProps(),
-              [&](LCGRectProps& props) { props.bgColor = parsed.value("bgColor"); });
-    } else if (parsed.type == "image") {
-        addAs(LCGImageProps(), setPath);
-    } else if (parsed.type == "video") {
-        addAs(LCGVideoProps(), setPath);
-    }
-    LCGItem* const item = itemMap[parsed.id];
-    if (item == nullptr) return;
-    item->show = parsed.show;
-    item->alpha = static_cast<float>(parsed.alpha / 255.0);
-    quol::applyValues(parsed, *item);
-    if (parsed.group.empty()) return;
-    std::unique_ptr<LCGGroup>& entry = groups[parsed.group];
-    if (!entry) {
-        entry = std::make_unique<LCGGroup>();
-        entry->name = parsed.group;
-    }
-    item->group = entry.get();
-    entry->items.push_back(item);
-}
-
-void LCharacter::loadFromXMLFile(const std::string& path) {
-    const std::lock_guard lock(*itemMutex);
-    for (const auto& item : items)
-        renderer->forget(*item);
-    items.clear();
-    itemMap.clear();
-    groups.clear();
-    needsRender = true;
-    insertFromXMLFile(path);
 }
 
 // ------------------------------------------------------------------------------------- loop
@@ -473,6 +555,16 @@ void LCharacter::playbackLoop() {
                                      [](const auto& item) { return item->show.load(); });
         }
         if (picture) distributeVideoFrame(picture.get());
-        sleeper->sleepFor(start + periodNanos(fps) - quol::steadyNow());
+        waitForTick(start);
+    }
+}
+
+// Waits until a period from `start` has passed. A long one is looked at anew now and then: the rate
+// may have changed.
+void LCharacter::waitForTick(std::int64_t start) {
+    constexpr std::int64_t longestSleep = 200 * quol::nanosPerMilli;
+    while (running) {
+        const std::int64_t left = start + periodNanos(fps) - quol::steadyNow();
+        if (left <= 0 || !sleeper->sleepFor(std::min(left, longestSleep))) return;
     }
 }

@@ -18,7 +18,6 @@ namespace quol {
 class FairMutex;
 class SceneRenderer;
 class Sleeper;
-struct ProjectItem;
 } // namespace quol
 
 /// A source of 1920x1080 pictures in planar 4:2:0 with alpha (colours premultiplied), 50 a second,
@@ -31,7 +30,8 @@ struct ProjectItem;
 /// "date::dd-MM-yyyy", "tUp::mm:ss::10:00:00", "tDown::mm:ss::01:30:00". A text item with tags is
 /// drawn at every tick only where its text also holds a "%"; crawls and tickers always are.
 ///
-/// Threads: any. Every call waits for the picture in the making. For item fields see LCGItem.
+/// Threads: any. Calls that read or change the scene wait for the picture in the making; files are
+/// read before that, while the pictures go on. For item fields see LCGItem.
 class QUOLSDK_API LCharacter : public LObject {
 public:
     LCharacter();
@@ -110,16 +110,21 @@ public:
     static std::string uintToHex(std::uint32_t color);       ///< "#RRGGBB", without the alpha
 
 private:
-    LCGItem* add(std::unique_ptr<LCGItem> item, const std::string& id, int x, int y, int w, int h);
+    struct ReadItems;
+
+    LCGItem* add(std::unique_ptr<LCGItem> item, const std::string& id);
+    template <typename Props>
+    LCGItem* addNew(const std::string& id, int x, int y, int w, int h, const Props& props);
     template <typename Item, typename Props>
     void update(const std::string& id, int x, int y, int w, int h, float alpha, bool show,
                 const Props& props);
-    void addParsed(const quol::ProjectItem& parsed);
+    static ReadItems readItems(const std::string& path);
+    void insert(ReadItems& read);
     std::string freeId(const std::string& wanted, std::map<std::string, int>& suffixes);
-    void take(const LCGItem& item);
     static void leaveGroup(LCGItem& item);
 
     void playbackLoop();
+    void waitForTick(std::int64_t start);
 
     /// Guards all that follows; held while a picture is drawn.
     const std::unique_ptr<quol::FairMutex> itemMutex;

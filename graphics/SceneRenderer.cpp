@@ -68,6 +68,10 @@ void SceneRenderer::render(const std::vector<std::unique_ptr<LCGItem>>& items, c
     tellItems(items, now);
     if (dirty_.empty()) return;
     draw(items);
+    if (std::exchange(lost_, false)) { // with the surface went what was drawn before
+        dirty_.add(canvas_);
+        draw(items);
+    }
     convert();
 }
 
@@ -152,8 +156,15 @@ void SceneRenderer::convert() {
 }
 
 SceneRenderer::Converter& SceneRenderer::converterOf(int width, int height) {
-    constexpr std::size_t many = 24;
-    if (converters_.size() >= many && converters_.count({width, height}) == 0) converters_.clear();
+    const std::int64_t most = std::int64_t{2} * canvas_.width() * canvas_.height();
+    const std::int64_t pixels = std::int64_t{width} * height;
+    if (converters_.count({width, height}) == 0) {
+        if (converterPixels_ + pixels > most) {
+            converters_.clear();
+            converterPixels_ = 0;
+        }
+        converterPixels_ += pixels;
+    }
     Converter& converter = converters_[{width, height}];
     if (!converter.piece) converter.piece = PicturePool().get(width, height, AV_PIX_FMT_YUVA420P);
     return converter;

@@ -1,6 +1,7 @@
 // The scene as a picture, drawn and converted only where it has changed.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <utility>
@@ -58,6 +59,7 @@ private:
     Converter& converterOf(int width, int height);
 
     std::map<std::pair<int, int>, Converter> converters_; // by width and height
+    std::int64_t converterPixels_ = 0;                    // of all their pieces
 };
 
 } // namespace quol

@@ -477,4 +477,25 @@ TEST_F(TagClocks, TakeTextsOfAMillionCharacters) {
     EXPECT_EQ(shown("tDown::ss::" + std::string(1000000, '9') + ":70", 0s), "00");
 }
 
+// Each keyword begins within the format of those before it.
+TEST_F(TagClocks, TakeTextsOfNothingButKeywords) {
+    std::string many;
+    for (int i = 0; i < 200000; ++i)
+        many += "tUp::";
+    EXPECT_EQ(shown(many, 0s), many);
+    EXPECT_EQ(shown(many + "ss::01:00", 0s), "00:00:00:00");
+}
+
+TEST_F(TagClocks, ShowFiveHundredDifferentTagsAndLeaveTheRest) {
+    std::string tags;
+    std::string values;
+    for (int i = 0; i < 600; ++i) {
+        const std::string tag = "tDown::ss::" + std::to_string(100 + i) + ":00,";
+        tags += tag + tag;
+        const std::string value = std::to_string(100 + i) + ",";
+        values += i < 500 ? value + value : tag + tag;
+    }
+    EXPECT_EQ(shown(tags, 0s), values);
+}
+
 } // namespace

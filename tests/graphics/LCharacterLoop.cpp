@@ -251,6 +251,81 @@ TEST(LCharacterLoop, ItEndsInTheMiddleOfALongPeriod) {
     } // hours long, were they waited for
 }
 
+TEST(LCharacterLoop, ALongPeriodIsLeftWhenTheRateRises) {
+    RunningTitles titles;
+    titles.character.setFPS(0.001);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // behind the last short one
+    titles.character.setFPS(50.0);
+    EXPECT_TRUE(titles.sink.waitForPictures(titles.sink.pictureCount() + 3));
+}
+
+// ------------------------------------------------------------------------------------ tags
+
+LCGTextProps countOf(const std::string& text) {
+    LCGTextProps props;
+    props.text = text;
+    props.font = "DejaVu Sans";
+    return props;
+}
+
+TEST(LCharacterTags, ATextWithAPercentSignShowsTheCountWithoutAnEdit) {
+    SteppedTitles titles;
+    titles.character.addItem("count", 0, 0, 600, 100, countOf("tUp::ss:ii::59:00 %"));
+    const quol::FramePtr first = titles.step();
+    EXPECT_TRUE(test::waitUntil([&] { return !samePicture(titles.step(), first); }));
+}
+
+TEST(LCharacterTags, ATextWithoutOneStandsUntilForceUpdate) {
+    SteppedTitles titles;
+    titles.character.addItem("count", 0, 0, 600, 100, countOf("tUp::ss:ii::59:00"));
+    const quol::FramePtr first = titles.step();
+    for (int i = 0; i < 10; ++i) { // a tick is longer than what the text counts
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        ASSERT_TRUE(samePicture(titles.step(), first));
+    }
+    titles.character.forceUpdate();
+    EXPECT_FALSE(samePicture(titles.step(), first));
+}
+
+// The parts of 600 by 100 pixels at the top and below.
+bool linesLookTheSame(const quol::FramePtr& picture) {
+    for (int y = 0; y < 100; ++y)
+        for (int x = 0; x < 600; ++x)
+            if (alphaAt(picture, x, y) != alphaAt(picture, x, y + 100)) return false;
+    return true;
+}
+
+TEST(LCharacterTags, ACountBeginsWhenItIsFirstSeen) {
+    SteppedTitles titles;
+    titles.character.addItem("count", 0, 0, 600, 100, countOf("tUp::ss::59:00"));
+    titles.character.addItem("zero", 0, 100, 600, 100, countOf("00"));
+    titles.character.showItem("count", false);
+    titles.step();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    titles.step();
+    titles.character.showItem("count", true);
+    const quol::FramePtr picture = titles.step();
+    EXPECT_GT(inked(picture, 0, 0, 600, 100), 0);
+    EXPECT_TRUE(linesLookTheSame(picture));
+}
+
+TEST(LCharacterTags, ACrawlIsLaidOutAnewWhenItsCountShowsAnotherValueAndOnlyThen) {
+    SteppedTitles titles;
+    LCGCrawlProps props;
+    props.text = "tUp::ss::59:00";
+    const auto* const crawl =
+        dynamic_cast<LCGCrawlItem*>(titles.character.addItem("crawl", 0, 0, 600, 100, props));
+    titles.step();
+    const std::uint64_t first = crawl->state->strip->serial();
+    EXPECT_EQ(crawl->state->strip->text(), "00");
+    EXPECT_TRUE(test::waitUntil([&] {
+        titles.step();
+        const quol::CrawlStrip& strip = *crawl->state->strip;
+        EXPECT_EQ(strip.text() == "00", strip.serial() == first);
+        return strip.text() == "01";
+    }));
+}
+
 // ------------------------------------------------------------------------------------ the queue
 
 class OpenTitles : public LCharacter {

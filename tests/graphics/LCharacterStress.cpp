@@ -232,6 +232,22 @@ TEST(LCharacterStress, EditsOfAllKindsFromFourThreadsWhileSinksComeAndGo) {
     character.removeSink(&sink);
 }
 
+TEST(LCharacterStress, AGroupIsAskedForItsSizeWhileItComesAndGoes) {
+    LCharacter character;
+    character.addItem("a", 0, 0, 10, 10, panelOf("#FFFFFF"));
+    std::atomic<bool> done{false};
+    std::thread asking([&] {
+        while (!done) {
+            for (int i = 1; i <= 2000; ++i)
+                EXPECT_LE(character.groupItemCount("group" + std::to_string(i)), 1);
+        }
+    });
+    for (int i = 0; i < 2000; ++i)
+        character.unGroup(character.group({"a"}));
+    done = true;
+    asking.join();
+}
+
 TEST(LCharacterStress, ProjectsAreSavedAndLoadedWhileOthersEdit) {
     LCharacter character;
     character.setFPS(200.0);
