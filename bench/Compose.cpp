@@ -11,29 +11,13 @@
 #include "quolsdk/LMixer.h"
 #include "support/Commands.h"
 #include "support/Measure.h"
+#include "support/Peers.h"
+#include "support/TurningSource.h"
 
 namespace {
 
 constexpr int canvasWidth = 1920;
 constexpr int canvasHeight = 1080;
-constexpr int differentPictures = 4;
-
-// Hands a few pictures on in turn.
-class TurningSource : public LObject {
-public:
-    explicit TurningSource(AVPixelFormat format) {
-        for (auto& picture : pictures_)
-            picture = bench::makePicture(canvasWidth, canvasHeight, format);
-    }
-    void turn() {
-        distributeVideoFrame(pictures_[next_].get());
-        next_ = (next_ + 1) % pictures_.size();
-    }
-
-private:
-    std::array<quol::FramePtr, differentPictures> pictures_;
-    std::size_t next_ = 0;
-};
 
 class Stage {
 public:
@@ -49,7 +33,8 @@ public:
     ~Stage() { mixer.removePullConsumer(); }
 
     LObject& source(AVPixelFormat format = AV_PIX_FMT_YUV420P) {
-        sources.push_back(std::make_unique<TurningSource>(format));
+        sources.push_back(
+            std::make_unique<bench::TurningSource>(canvasWidth, canvasHeight, format));
         return *sources.back();
     }
     void turn() {
@@ -58,7 +43,7 @@ public:
     }
 
     // Before the mixer here, and so freed behind it: sources outlive their layers.
-    std::vector<std::unique_ptr<TurningSource>> sources;
+    std::vector<std::unique_ptr<bench::TurningSource>> sources;
     LMixer mixer;
 };
 
@@ -154,21 +139,6 @@ int runScene(const Scene& scene, LMixer::Renderer renderer, bool moving, int fra
 }
 
 // ------------------------------------------------------------------------------------- peers
-struct Figures {
-    double fps = 0.0;
-    double cpu = 0.0; // milliseconds a frame
-};
-
-std::string rawPicture(int number) {
-    const std::string filter = "noise=alls=8:all_seed=" + std::to_string(number + 1) +
-                               ",hue=h=" + std::to_string(number * 60);
-    return bench::madeOnce("compose" + std::to_string(number) + ".yuv",
-                           bench::with(bench::words("ffmpeg -v error -y -f lavfi -i "
-                                                    "testsrc2=s=1920x1080:r=50 -vf"),
-                                       bench::with({filter}, bench::words("-frames:v 1 -pix_fmt "
-                                                                          "yuv420p -f rawvideo"))));
-}
-
 std::string placeOf(std::size_t layer, char between) {
     return std::to_string(static_cast<int>(smallPlaces[layer][0])) + between +
            std::to_string(static_cast<int>(smallPlaces[layer][1]));
@@ -180,7 +150,7 @@ bench::Command ffmpegCommand(int frames) {
     for (int i = 0; i < 4; ++i) {
         command = bench::with(command,
                               bench::words("-f rawvideo -pix_fmt yuv420p -s 1920x1080 -r 50 -i"));
-        command.push_back(rawPicture(i));
+        command.push_back(bench::rawPicture(i));
         if (i == 0) continue;
         const std::string n = std::to_string(i);
         graph += ";[" + n + ":v]loop=-1:size=1,setpts=N,scale=640:360:flags=bilinear,";
@@ -206,7 +176,7 @@ bench::Command gstreamerCommand(int frames) {
     command = bench::with(command, {"!", caps, "!", "fakesink", "sync=false"});
     for (int i = 0; i < 4; ++i) {
         command = bench::with(
-            command, {"filesrc", "location=" + rawPicture(i), "blocksize=3110400", "!",
+            command, {"filesrc", "location=" + bench::rawPicture(i), "blocksize=3110400", "!",
                       "rawvideoparse", "format=i420", "width=1920", "height=1080", "framerate=50/1",
                       "!", "imagefreeze", "num-buffers=" + std::to_string(frames), "!",
                       "video/x-raw,framerate=50/1", "!", "m.sink_" + std::to_string(i)});
@@ -214,31 +184,10 @@ bench::Command gstreamerCommand(int frames) {
     return command;
 }
 
-// What `frames` pictures cost beyond a run of two.
-bool measurePeer(const std::function<bench::Command(int)>& command, int frames, Figures& figures) {
-    const bench::Run brief = bench::run(command(2));
-    const bench::Run whole = bench::run(command(frames));
-    if (!brief.ok || !whole.ok) return false;
-    figures.fps = (frames - 2) / (whole.wall - brief.wall);
-    figures.cpu = (whole.cpu - brief.cpu) * 1000.0 / (frames - 2);
-    return true;
-}
-
 // ------------------------------------------------------------------------------------ tables
-struct Samples {
-    std::vector<double> fps;
-    std::vector<double> cpu;
-
-    void add(const Figures& figures) {
-        fps.push_back(figures.fps);
-        cpu.push_back(figures.cpu);
-    }
-    Figures middle() const { return {bench::median(fps), bench::median(cpu)}; }
-};
-
-void printRow(const std::string& name, const Samples& samples, double copyMs, double calls,
+void printRow(const std::string& name, const bench::Samples& samples, double copyMs, double calls,
               double bytes) {
-    const Figures figures = samples.middle();
+    const bench::Figures figures = samples.middle();
     std::printf("  %-34s %9.1f %9.3f %9.1f", name.c_str(), figures.fps, figures.cpu,
                 figures.cpu / copyMs);
     if (calls >= 0.0) std::printf(" %9.1f %12.0f", calls, bytes);
@@ -246,10 +195,10 @@ void printRow(const std::string& name, const Samples& samples, double copyMs, do
 }
 
 bool measureScene(const Scene& scene, const std::string& renderer, bool moving, int rounds,
-                  double copyMs, Figures& middle) {
+                  double copyMs, bench::Figures& middle) {
     const bool onProcessor = renderer == "processor";
     const int frames = onProcessor ? (moving ? 600 : 1500) : 20;
-    Samples samples;
+    bench::Samples samples;
     double calls = 0.0;
     double bytes = 0.0;
     for (int round = 0; round < rounds; ++round) {
@@ -272,7 +221,7 @@ bool measureScene(const Scene& scene, const std::string& renderer, bool moving, 
     return true;
 }
 
-void comparePeers(int rounds, double copyMs, const Figures& ours) {
+void comparePeers(int rounds, double copyMs, const bench::Figures& ours) {
     struct Peer {
         const char* name;
         bench::Command (*command)(int);
@@ -281,11 +230,11 @@ void comparePeers(int rounds, double copyMs, const Figures& ours) {
     constexpr std::array<Peer, 2> peers{
         {{"ffmpeg overlay", ffmpegCommand, 400}, {"gst-launch compositor", gstreamerCommand, 800}}};
     for (const Peer& peer : peers) {
-        Samples samples;
+        bench::Samples samples;
         for (int round = 0; round < rounds; ++round) {
             bench::progress(std::string(peer.name) + ", round " + std::to_string(round + 1));
-            Figures figures;
-            if (measurePeer(peer.command, peer.frames, figures)) samples.add(figures);
+            bench::Figures figures;
+            if (bench::measurePeer(peer.command, peer.frames, figures)) samples.add(figures);
         }
         if (samples.fps.empty()) {
             std::printf("  %-34s did not run\n", peer.name);
@@ -308,8 +257,8 @@ int compareAll(int rounds, const std::string& only) {
     for (const Scene& scene : scenes) {
         if (!only.empty() && only != scene.name) continue;
         std::printf("%s: %s\n", scene.name, scene.text);
-        Figures moving;
-        Figures other;
+        bench::Figures moving;
+        bench::Figures other;
         if (!measureScene(scene, "processor", true, rounds, copyMs, moving)) return 1;
         if (!measureScene(scene, "processor", false, rounds, copyMs, other)) return 1;
         if (!measureScene(scene, "graphics", true, 1, copyMs, other)) return 1;
