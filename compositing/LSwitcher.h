@@ -128,9 +128,10 @@ public:
     /// Puts titles on top of what is there. Null is ignored.
     void addCG(LCharacter* character);
     void removeCG(LCharacter* character); ///< unknown ones are ignored
-    int getCGCount();
-    LCharacter* getCGByIndex(int index); ///< the lowest is 0; null out of range
+    int getCGCount();                     ///< titles that lie on top
+    LCharacter* getCGByIndex(int index);  ///< the lowest is 0; null out of range
 
+    /// What the switcher does, at one moment.
     struct SwitcherStats {
         double renderRate = 0.0;     ///< frames a second, measured
         std::string activeSource;    ///< "SubA", "SubB", or "Transition" between them
@@ -143,7 +144,7 @@ public:
         double audioDelay = 0.0;     ///< ms of sound that wait, of the layer with more
         double drift = 0.0;          ///< ms by which the frames sent last longer than the sound
     };
-    void getStats(SwitcherStats& stats);
+    void getStats(SwitcherStats& stats); ///< waits for the picture in the making
 
     std::string getTimeCode() override; ///< of the next frame, at the format's rate
     /// "hh:mm:ss:ff" of a frame by "timecodeSource". A rate of 0 and below counts as 25.

@@ -67,3 +67,15 @@ rm -f "$out/titles.mp4" "$out/titles.png"
 (cd "$out" && "$bin/title_host" "$(realpath "$main_clip")" "$root/examples/titles.xml" titles.mp4)
 "$bin/contact_sheet" "$out/titles.mp4" "$out/titles.png"
 echo "== done: build/demo/titles.mp4, build/demo/titles.png"
+
+# --------------------------------------------------------------------------------- switcher
+echo "== making a stinger: a band with alpha that runs over the picture"
+make_once "$out/stinger.mov" -f lavfi -i color=black:size=1280x720:rate=25 -t 1 -vf \
+    "format=rgba,geq=r='30+X/12':g='80':b='200-X/12':a='255*clip((1000-abs(X-(T*4-1.5)*1280))/150\,0\,1)'" \
+    -c:v qtrle
+echo "== a host in C: cut, fade, wipe, a lower third and a stinger over two clips, with sound"
+rm -f "$out/switched.mp4" "$out/switched.png"
+(cd "$out" && "$bin/switcher_host" "$(realpath "$main_clip")" second.mp4 stinger.mov \
+    "$root/examples/titles.xml" switched.mp4)
+"$bin/contact_sheet" "$out/switched.mp4" "$out/switched.png"
+echo "== done: build/demo/switched.mp4, build/demo/switched.png"

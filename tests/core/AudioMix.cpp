@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <random>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -135,6 +136,36 @@ TEST(LargestSamples, CountTheLowestSampleInFull) {
         const quol::StereoPeak peak = quol::largestSamples(samples.data(), pairs);
         EXPECT_EQ(peak.left, 32768);
         EXPECT_EQ(peak.right, 0);
+    }
+}
+
+TEST(AddToMix, MasterMultipliesBehindTheGain) {
+    std::mt19937 random(3);
+    Samples samples(1001);
+    for (std::int16_t& sample : samples)
+        sample = static_cast<std::int16_t>(random());
+    for (const auto& [gain, master] : std::vector<std::pair<float, float>>{
+             {0.3F, 0.7F}, {1.0F, 2.0F}, {0.1F, 1.0F}, {1.0F, 0.0F}}) {
+        Samples mix(samples.size(), 100);
+        quol::addToMix(mix.data(), samples.data(), samples.size(), gain, master);
+        for (std::size_t i = 0; i < samples.size(); ++i) {
+            const float product = static_cast<float>(samples[i]) * gain * master;
+            ASSERT_EQ(mix[i], std::clamp(100 + static_cast<int>(product), -32768, 32767));
+        }
+    }
+}
+
+TEST(StretchNearest, TakesTheValueAtTheSameShareOfTheWay) {
+    Samples samples(2 * 960);
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        samples[i] = static_cast<std::int16_t>(i);
+    for (const int length : {1, 480, 882, 960, 1920, 2000}) {
+        Samples target(static_cast<std::size_t>(length) * 2, -1);
+        quol::stretchNearest(samples.data(), 960, target.data(), length);
+        for (int i = 0; i < 2 * length; ++i) {
+            const int wanted = static_cast<int>(static_cast<double>(i) * 960 / length);
+            ASSERT_EQ(target[static_cast<std::size_t>(i)], std::min(wanted, 2 * 960 - 1));
+        }
     }
 }
 
