@@ -245,8 +245,8 @@ QUOLSDK_C_API void quolsdk_switcher_cut(quolsdk_handle switcher);
 /** Fades from program to preview within `duration` ms; then they have changed places. Returns at
  *  once. */
 QUOLSDK_C_API void quolsdk_switcher_fade(quolsdk_handle switcher, int duration);
-/** The same by a transition of type "wipe" with `pattern` as its parameter. No pattern has a look of
- *  its own: the picture changes at half of the duration, the sound fades. */
+/** The same by a transition of type "wipe" with `pattern` as its parameter. No pattern has a look
+ * of its own: the picture changes at half of the duration, the sound fades. */
 QUOLSDK_C_API void quolsdk_switcher_wipe(quolsdk_handle switcher, int duration, int pattern);
 /** Puts one character generator on top, instead of those there; null leaves none. */
 QUOLSDK_C_API void quolsdk_switcher_set_cg(quolsdk_handle switcher, quolsdk_handle character);

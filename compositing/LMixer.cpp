@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "compositing/LayerState.h"
+#include "compositing/RecentPicture.h"
 #include "core/FairMutex.h"
 #include "core/MediaInput.h"
 #include "core/ModeTables.h"
@@ -32,7 +33,10 @@ quol::FramePtr loadImage(const std::string& path) {
 } // namespace
 
 LMixer::LMixer(Renderer how)
-    : renderer(how), layerMutex(std::make_unique<quol::FairMutex>()), audioFormat(initialAudio) {
+    : renderer(how),
+      layerMutex(std::make_unique<quol::FairMutex>()),
+      audioFormat(initialAudio),
+      recent(std::make_unique<quol::RecentPicture>()) {
     videoFormat.mode = initialMode;
     quol::expandVideoFormat(videoFormat);
     ensureRunning();

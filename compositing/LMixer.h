@@ -24,6 +24,7 @@ namespace quol {
 class DetachedSinks;
 class FairMutex;
 class LayerRenderer;
+class RecentPicture;
 class RenderPace;
 struct LayerFeed;
 struct MixerTick;
@@ -123,7 +124,8 @@ public:
 
     bool canPullRender() const override; ///< true
     /// Asks for one picture and waits for it, 100 ms at most; owned by the caller. The mixer's own
-    /// sinks get it too. Null when none came, as it is without addPullConsumer.
+    /// sinks get it too. Several consumers that ask within half a period get the same one. Null
+    /// when none came, as it is without addPullConsumer.
     AVFrame* renderVideoFrame() override;
     /// From the first consumer on the mixer renders on request while it is ahead of its clock; when
     /// the last has signed off it runs by its clock again.
@@ -164,11 +166,13 @@ private:
     audioFormatProps audioFormat;
 
     std::atomic<int> pullConsumers{0};
-    std::mutex pullMutex; ///< guards the next two
+    std::atomic<double> tickRate{50.0}; ///< of the latest tick
+    std::mutex pullMutex;               ///< guards the next two, and `recent`
     std::condition_variable requested;
     std::condition_variable done;
     bool request = false;        ///< a consumer waits
     quol::FramePtr pendingFrame; ///< the picture for it
+    const std::unique_ptr<quol::RecentPicture> recent;
 
     std::mutex textureMutex; ///< guards `deadTextures`
     /// OpenGL names of removed layers, which only the render thread can delete.

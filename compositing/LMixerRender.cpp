@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "compositing/LayerRenderer.h"
+#include "compositing/RecentPicture.h"
 #include "compositing/RenderPace.h"
 #include "compositing/TickTime.h"
 #include "core/AudioMix.h"
@@ -85,6 +86,7 @@ void LMixer::mixerLoop() {
             const std::lock_guard lock(*layerMutex);
             tick.format = videoFormat;
             tick.fps = quol::rateOrDefault(videoFormat.fps);
+            tickRate = tick.fps;
             collectLayers(tick);
             picture = layerRenderer->render({tick.format.width, tick.format.height,
                                              quol::canvasFormat(tick.format.pixelFormat)},
@@ -146,8 +148,12 @@ void LMixer::collectLayers(quol::MixerTick& tick) {
     tick.order.clear();
     tick.rendered.clear();
     for (auto& [name, item] : layers) {
-        if (item->visible)
+        if (item->visible) {
             tick.order.push_back({item->zIndex, static_cast<int>(tick.order.size()), item.get()});
+        } else if (item->state->picture.sink) {
+            item->state->picture.sink->sound()
+                .clear(); // it would be heard later, and late for good
+        }
     }
     std::sort(tick.order.begin(), tick.order.end());
     for (const auto& entry : tick.order) {
@@ -184,11 +190,13 @@ quol::FramePtr LMixer::mixAudio(quol::MixerTick& tick) {
     for (const auto& entry : tick.order) {
         quol::LayerFeed& feed = entry.item->state->picture;
         const int gain = entry.item->audioGain;
-        if (!entry.item->audioEnabled || gain <= 0 || !feed.sink) continue;
+        if (!feed.sink) continue;
         const auto pictureTime = feed.lastFrame ? quol::frameTime(*feed.lastFrame) : std::nullopt;
         const double reference = pictureTime.value_or(static_cast<double>(tick.index) / tick.fps);
         const std::size_t taken = feed.sink->sound().takeDue(
             tick.samples.data(), static_cast<std::size_t>(length), reference + soundAhead);
+        // Taken whether it is heard or not: what is left would be late when it is.
+        if (!entry.item->audioEnabled || gain <= 0) continue;
         quol::addToMix(quol::samplesOf(*block), tick.samples.data(), taken * 2,
                        static_cast<float>(gain / 100.0));
     }
@@ -232,10 +240,18 @@ AVFrame* LMixer::renderVideoFrame() {
     quol::FramePtr frame;
     {
         std::unique_lock lock(pullMutex);
+        const std::int64_t now = quol::steadyNow();
+        if (pullConsumers > 1 && recent->isOfThisTick(now, tickRate))
+            return recent->get().release();
         request = true;
         requested.notify_one();
         done.wait_for(lock, pullTimeout, [this] { return !request || !running; });
         frame = std::move(pendingFrame);
+        if (frame && pullConsumers > 1) {
+            recent->keep(frame.get(), now);
+        } else {
+            recent->forget();
+        }
     }
     if (frame) distributeVideoFrame(frame.get());
     return frame.release();

@@ -7,6 +7,7 @@
 
 #include "compositing/DetachedSinks.h"
 #include "compositing/RateMeter.h"
+#include "compositing/RecentPicture.h"
 #include "compositing/SwitcherScene.h"
 #include "core/Clock.h"
 #include "core/FairMutex.h"
@@ -33,6 +34,7 @@ LSwitcher::LSwitcher()
       scene(std::make_unique<quol::SwitcherScene>()),
       preview(*this),
       rateMeter(std::make_unique<quol::RateMeter>(quol::steadyNow())),
+      recent(std::make_unique<quol::RecentPicture>()),
       sleeper(std::make_unique<quol::Sleeper>()),
       autoSleeper(std::make_unique<quol::Sleeper>()),
       stingerSink(std::make_unique<SwitcherSink>(externalRate)) {
@@ -79,16 +81,22 @@ SwitcherSink* LSwitcher::exchangeSource(quol::SwitcherLayer& layer, LObject* sou
     return layer.sink.get();
 }
 
+// A switcher is no source of its own, nor is its preview: the sinks that follow the preview would
+// have to follow themselves.
+bool LSwitcher::isOwn(const LObject* source) const {
+    return source == this || source == &preview;
+}
+
 void LSwitcher::applySource(bool toProgram, LObject* source) {
-    LObject* const shown = source != this ? source : nullptr;
+    if (isOwn(source)) return;
     quol::DetachedSinks detached;
     SwitcherSink* sink = nullptr;
     {
         const std::lock_guard lock(*sceneMutex);
-        sink = exchangeSource(toProgram ? scene->program() : scene->preview(), shown, detached);
+        sink = exchangeSource(toProgram ? scene->program() : scene->preview(), source, detached);
     }
     detached.release();
-    if (sink != nullptr) shown->addSink(sink);
+    if (sink != nullptr) source->addSink(sink);
 }
 
 void LSwitcher::setProgram(LObject* source) {
@@ -107,6 +115,25 @@ void LSwitcher::setPreview(LObject* source) {
                  address(getCurrentPreviewSource()));
     preview.followSource(true);
     ensureRunning();
+}
+
+void LSwitcher::removeSource(LObject* source) {
+    if (source == nullptr) return;
+    const std::lock_guard control(controlMutex);
+    {
+        quol::DetachedSinks detached;
+        const std::lock_guard lock(*sceneMutex);
+        for (auto& layer : scene->layers) {
+            if (layer->source == source) exchangeSource(*layer, nullptr, detached);
+        }
+    }
+    preview.followSource(false);
+    bool isExternal = false;
+    {
+        const std::lock_guard lock(*sceneMutex);
+        isExternal = scene->externalSource == source;
+    }
+    if (isExternal) setExtAudioObject(nullptr);
 }
 
 LObject* LSwitcher::getCurrentPreviewSource() {
@@ -202,18 +229,18 @@ void LSwitcher::setExtAudio(bool on) {
 
 void LSwitcher::setExtAudioObject(LObject* source) {
     const std::lock_guard control(controlMutex);
-    LObject* const heard = source != this ? source : nullptr;
+    if (isOwn(source)) return;
     LObject* before = nullptr;
     SwitcherSink* sink = nullptr;
     {
         const std::lock_guard lock(*sceneMutex);
-        before = std::exchange(scene->externalSource, heard);
-        if (heard != nullptr && !scene->externalSink)
+        before = std::exchange(scene->externalSource, source);
+        if (source != nullptr && !scene->externalSink)
             scene->externalSink = std::make_unique<SwitcherSink>(externalRate);
         sink = scene->externalSink.get();
     }
     if (before != nullptr) before->removeSink(sink);
-    if (heard != nullptr) heard->addSink(sink);
+    if (source != nullptr) source->addSink(sink);
 }
 
 void LSwitcher::flushExtAudio() {
@@ -278,7 +305,11 @@ void LSwitcher::getStats(SwitcherStats& stats) {
     stats.peakA = s.layers[0]->peak;
     stats.peakB = s.layers[1]->peak;
     stats.masterPeak = s.masterPeak;
-    stats.audioDelay = s.audioDelay;
+    std::size_t waiting = 0;
+    for (const auto& layer : s.layers) {
+        if (layer->sink) waiting = std::max(waiting, layer->sink->sound().pairs());
+    }
+    stats.audioDelay = static_cast<double>(waiting) / (s.sampleRate() / 1000.0);
     const double frameMillis = fps > 0.0 ? 1000.0 / fps : 20.0;
     stats.drift = static_cast<double>(s.frameIndex) * frameMillis -
                   static_cast<double>(s.samplesSent) * (1000.0 / s.sampleRate());

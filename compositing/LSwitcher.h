@@ -24,6 +24,7 @@ namespace quol {
 class DetachedSinks;
 class FairMutex;
 class RateMeter;
+class RecentPicture;
 class RenderPace;
 class Sleeper;
 struct SwitcherLayer;
@@ -37,7 +38,7 @@ struct SwitcherTick;
 ///
 /// Over the picture lie the stinger, while one plays, and the titles. A source that stops leaves
 /// its last picture standing. A source that renders on demand (LObject::canPullRender) is asked for
-/// a picture at every tick; a switcher is never its own source.
+/// a picture at every tick; a switcher and its preview are never its own source: they are ignored.
 ///
 /// The canvas is planar YUV 4:2:0 8-bit; of the video format only size and rate count. A new
 /// switcher is 1280x720 at 50 a second. A picture that has the canvas's size and format already is
@@ -68,9 +69,13 @@ struct SwitcherTick;
 /// consumer; late ones are made up for, none is left out. While there is one they come on request,
 /// on the thread that asks. When the last one has signed off, the count of frames begins anew.
 ///
+/// Several consumers may pull: those that ask within half a period of each other get the same
+/// picture. Two switchers that show each other have no clock: each waits to be asked.
+///
 /// Threads: any. Changes wait for the picture in the making. A source or titles must not be
-/// destroyed while in use: take it away first, or destroy the switcher. Sinks must not call the
-/// switcher, nor its preview, from a push.
+/// destroyed while in use: take it away first, while a transition runs by `removeSource`, or
+/// destroy the switcher. Sinks must not call the switcher, nor its preview, from a push. Two
+/// switchers must not have each other's preview object as their source.
 class QUOLSDK_API LSwitcher : public LObject {
 public:
     /// Starts the thread.
@@ -85,6 +90,9 @@ public:
     void setProgram(LObject* source);
     /// The same for the preview, with the sinks that follow it.
     void setPreview(LObject* source);
+    /// Takes a source away wherever it is, in the sound too: even while the layers change places.
+    /// Once it has returned, the switcher does not touch the source any more.
+    void removeSource(LObject* source);
     LObject* getCurrentPreviewSource();        ///< null for none
     SwitcherPreviewObject* getPreviewObject(); ///< the preview output; never null
 
@@ -172,6 +180,7 @@ private:
         std::atomic<bool> isDone{false};
     };
 
+    bool isOwn(const LObject* source) const;
     SwitcherSink* exchangeSource(quol::SwitcherLayer& layer, LObject* source,
                                  quol::DetachedSinks& detached);
     void applySource(bool toProgram, LObject* source);
@@ -185,6 +194,7 @@ private:
     void switcherLoop();
     bool waitForTurn(quol::RenderPace& pace);
     bool endsNow();
+    double currentRate();
     quol::FramePtr renderFrame();
     void renderScene(quol::SwitcherTick& tick);
     void renderPicture(quol::SwitcherTick& tick);
@@ -212,8 +222,9 @@ private:
 
     /// One picture at a time, its way to the sinks included. Comes before the scene's lock.
     std::timed_mutex renderMutex;
-    std::atomic<std::thread::id> renderingThread;     ///< who holds `renderMutex`
-    const std::unique_ptr<quol::RateMeter> rateMeter; ///< guarded by `renderMutex`
+    std::atomic<std::thread::id> renderingThread;      ///< who holds `renderMutex`
+    const std::unique_ptr<quol::RateMeter> rateMeter;  ///< guarded by `renderMutex`
+    const std::unique_ptr<quol::RecentPicture> recent; ///< guarded by `renderMutex`
     std::atomic<double> renderRate{0.0};
 
     std::atomic<int> pullConsumers{0};

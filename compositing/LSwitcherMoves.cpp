@@ -1,6 +1,7 @@
 // What the switcher does by itself once it has been told to: automatic transitions and stingers.
 #include <algorithm>
 #include <cmath>
+#include <exception>
 
 #include "compositing/SwitcherScene.h"
 #include "core/Clock.h"
@@ -21,7 +22,11 @@ void LSwitcher::setAutoTransition(double durationMs) {
     AutoTransition& started = autoTransitions.emplace_back();
     try {
         started.thread = std::thread([this, &started, durationMs] {
-            runAutoTransition(durationMs);
+            try {
+                runAutoTransition(durationMs);
+            } catch (const std::exception& error) { // no thread to be had, for one
+                quol::logError("LSwitcher: %s", error.what());
+            }
             started.isDone = true;
         });
     } catch (...) {

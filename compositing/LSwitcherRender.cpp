@@ -4,6 +4,7 @@
 
 #include "compositing/OverlayBlend.h"
 #include "compositing/RateMeter.h"
+#include "compositing/RecentPicture.h"
 #include "compositing/RenderPace.h"
 #include "compositing/SwitcherScene.h"
 #include "compositing/TickTime.h"
@@ -63,6 +64,9 @@ bool LSwitcher::endsNow() {
 
 void LSwitcher::switcherLoop() {
     {
+        // A consumer may have come since the start, whose count goes on.
+        const std::lock_guard turn(renderMutex);
+        if (endsNow()) return;
         const std::lock_guard lock(*sceneMutex);
         scene->frameIndex = 0;
         scene->samplesSent = 0;
@@ -101,10 +105,18 @@ bool LSwitcher::canPullRender() const {
     return true;
 }
 
+double LSwitcher::currentRate() {
+    const std::lock_guard lock(*sceneMutex);
+    return quol::rateOrDefault(scene->videoFormat.fps);
+}
+
 AVFrame* LSwitcher::renderVideoFrame() {
     if (renderingThread == std::this_thread::get_id()) return nullptr;
     const std::unique_lock turn(renderMutex, renderTimeout);
-    return turn ? renderFrame().release() : nullptr;
+    if (!turn) return nullptr;
+    if (pullConsumers > 1 && recent->isOfThisTick(quol::steadyNow(), currentRate()))
+        return recent->get().release();
+    return renderFrame().release();
 }
 
 void LSwitcher::addPullConsumer() {
@@ -121,17 +133,31 @@ void LSwitcher::removePullConsumer() {
 
 // One tick. Under `renderMutex`.
 quol::FramePtr LSwitcher::renderFrame() {
-    renderingThread = std::this_thread::get_id();
-    rateMeter->count(quol::steadyNow());
+    struct Mark {
+        std::atomic<std::thread::id>& thread;
+        explicit Mark(std::atomic<std::thread::id>& marked) : thread(marked) {
+            thread = std::this_thread::get_id();
+        }
+        ~Mark() { thread = std::thread::id(); }
+        Mark(const Mark&) = delete;
+        Mark& operator=(const Mark&) = delete;
+    };
+    const Mark mark(renderingThread);
+    const std::int64_t start = quol::steadyNow();
+    rateMeter->count(start);
     renderRate = rateMeter->rate();
     quol::SwitcherTick tick;
     {
         const std::lock_guard lock(*sceneMutex);
         renderScene(tick);
     }
-    if (tick.isPreviewMoved) preview.followSource(false);
     handOn(tick);
-    renderingThread = std::thread::id();
+    if (tick.isPreviewMoved) preview.followSource(false); // a slow sink of it must not hold us up
+    if (pullConsumers > 1) {
+        recent->keep(tick.picture.get(), start);
+    } else {
+        recent->forget();
+    }
     return std::move(tick.picture);
 }
 
@@ -160,7 +186,7 @@ void LSwitcher::renderScene(quol::SwitcherTick& tick) {
     if (!tick.picture) return;
     stamp(*tick.picture, tick);
     if (scene->isTimecodeStamped) {
-        const std::string timecode = getTimecodeString(tick.index, scene->videoFormat.fps);
+        const std::string timecode = getTimecodeString(tick.index, tick.fps);
         av_dict_set(&tick.picture->metadata, "timecode", timecode.c_str(), 0);
     }
 }
@@ -205,7 +231,7 @@ quol::FramePtr LSwitcher::layerPicture(quol::SwitcherLayer& layer, const quol::S
 
 quol::FramePtr LSwitcher::mixPictures(const quol::SwitcherTick& tick, const AVFrame& a,
                                       const AVFrame& b) {
-    quol::FramePtr mixed = scene->pool.get(tick.width, tick.height, AV_PIX_FMT_YUV420P);
+    quol::FramePtr mixed = scene->mixedPool.get(tick.width, tick.height, AV_PIX_FMT_YUV420P);
     if (mixed &&
         quol::drawTransition(scene->transitionType, tick.position, scene->dipColor, a, b, *mixed)) {
         return mixed;
@@ -223,15 +249,17 @@ quol::FramePtr LSwitcher::stingerPicture(quol::SwitcherTick& tick) {
         return quol::FramePtr(
             isMoved ? stinger->getFrameByProgress(static_cast<double>(tick.position)) : nullptr);
     }
+    quol::FramePtr overlay = stingerSink->newestFrame();
     const std::int64_t passed = quol::steadyNow() - state.startTime;
-    if (!state.isSwapped && passed >= state.cutPoint * quol::nanosPerMilli) {
+    const bool hasEnded = !overlay && !stinger->isPlaying();
+    // One that ends before its time, as when another is loaded, must not take the cut with it.
+    if (!state.isSwapped && (hasEnded || passed >= state.cutPoint * quol::nanosPerMilli)) {
         tick.isPreviewMoved = true;
         scene->swapLayers();
         state.isSwapped = true;
         scene->updateVolumes();
     }
-    quol::FramePtr overlay = stingerSink->newestFrame();
-    if (!overlay && !stinger->isPlaying()) state.isPlaying = false;
+    if (hasEnded) state.isPlaying = false;
     return overlay;
 }
 
@@ -257,8 +285,8 @@ void LSwitcher::overlayTitlesOn(quol::SwitcherTick& tick) {
 // A picture that others see too becomes one of our own. False when memory is short.
 bool LSwitcher::makeWritable(quol::FramePtr& picture) {
     if (av_frame_is_writable(picture.get()) > 0) return true;
-    quol::FramePtr copy = scene->pool.get(picture->width, picture->height,
-                                          static_cast<AVPixelFormat>(picture->format));
+    quol::FramePtr copy = scene->copiedPool.get(picture->width, picture->height,
+                                                static_cast<AVPixelFormat>(picture->format));
     if (!copy || av_frame_copy(copy.get(), picture.get()) < 0) return false;
     av_frame_copy_props(copy.get(), picture.get());
     picture = std::move(copy);

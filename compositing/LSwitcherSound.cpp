@@ -63,11 +63,6 @@ void LSwitcher::renderSound(quol::SwitcherTick& tick) {
     const quol::AudioPeak peak = quol::measurePeak(*tick.sound);
     audioPeakLeft.store(peak.left, std::memory_order_relaxed);
     audioPeakRight.store(peak.right, std::memory_order_relaxed);
-    std::size_t waiting = 0;
-    for (const auto& layer : scene->layers) {
-        if (layer->sink) waiting = std::max(waiting, layer->sink->sound().pairs());
-    }
-    scene->audioDelay = static_cast<double>(waiting) / (tick.sampleRate / 1000.0);
 }
 
 // One layer's share. Its sound is taken whether it is heard or not, so that none is left behind.
@@ -96,7 +91,8 @@ void LSwitcher::mixLayer(int index, quol::SwitcherTick& tick) {
 void LSwitcher::mixExternal(quol::SwitcherTick& tick) {
     const int pairs = quol::samplesOfTick(externalRate, tick.fps);
     takeSound(*scene->externalSink, scene->program().lastFrame.get(), pairs, scene->samples);
-    std::vector<std::int16_t> block(static_cast<std::size_t>(tick.sound->nb_samples) * 2);
+    std::vector<std::int16_t>& block = scene->stretched;
+    block.resize(static_cast<std::size_t>(tick.sound->nb_samples) * 2);
     quol::stretchNearest(scene->samples.data(), pairs, block.data(), tick.sound->nb_samples);
     quol::addToMix(quol::samplesOf(*tick.sound), block.data(), block.size(), masterOf(*scene));
 }

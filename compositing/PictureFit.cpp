@@ -79,6 +79,11 @@ bool isWholeCanvas(const PicturePlace& place, int width, int height) {
     return place.left == 0 && place.top == 0 && place.width == width && place.height == height;
 }
 
+int wholePixels(float length) {
+    constexpr float longest = 1.0e9F;
+    return static_cast<int>(std::min(length, longest));
+}
+
 bool isPlain420(int format) {
     return format == AV_PIX_FMT_YUV420P || format == AV_PIX_FMT_YUVJ420P;
 }
@@ -105,10 +110,10 @@ PicturePlace placeOf(ScaleMode mode, int width, int height, int canvasWidth, int
     const bool takesWidth = mode == ScaleMode::fit ? aspect > canvas : aspect <= canvas;
     PicturePlace place{0, 0, canvasWidth, canvasHeight};
     if (takesWidth) {
-        place.height = static_cast<int>(static_cast<float>(canvasWidth) / aspect);
+        place.height = wholePixels(static_cast<float>(canvasWidth) / aspect);
         place.top = (canvasHeight - place.height) / 2;
     } else {
-        place.width = static_cast<int>(aspect * static_cast<float>(canvasHeight));
+        place.width = wholePixels(aspect * static_cast<float>(canvasHeight));
         place.left = (canvasWidth - place.width) / 2;
     }
     return place;
@@ -120,6 +125,7 @@ FramePtr PictureFit::get(const AVFrame& source, ScaleMode mode, int canvasWidth,
         placeOf(mode, source.width, source.height, canvasWidth, canvasHeight);
     if (isPlain420(source.format) && isWholeCanvas(place, source.width, source.height) &&
         source.width == canvasWidth && source.height == canvasHeight) {
+        if (picture_) clear();
         return cloneFrame(&source);
     }
     const Wish wish{mode, canvasWidth, canvasHeight, flags};
@@ -141,13 +147,15 @@ FramePtr PictureFit::get(const AVFrame& source, ScaleMode mode, int canvasWidth,
 
 void PictureFit::draw(const AVFrame& source, const PicturePlace& place, int flags,
                       AVFrame& canvas) {
-    const bool isDrawable = place.width > 0 && place.height > 0 && place.width <= largestSide &&
-                            place.height <= largestSide;
+    const bool isDrawable = place.width > 0 && place.height > 0 &&
+                            place.width <= std::max(canvas.width, largestSide) &&
+                            place.height <= std::max(canvas.height, largestSide);
     if (!isDrawable) {
         drawBars(canvas, {});
         return;
     }
-    if (place.left != 0 || place.top < 0 || place.width % wholeRow != 0) {
+    const bool hangsOver = place.width > canvas.width || place.height > canvas.height;
+    if (hangsOver || place.left != 0 || place.width % wholeRow != 0) {
         drawByCopy(source, place, flags, canvas);
         return;
     }

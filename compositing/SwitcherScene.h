@@ -2,6 +2,7 @@
 // is guarded by the switcher's scene lock.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <list>
@@ -62,8 +63,11 @@ struct SwitcherScene {
     void setPosition(float newPosition);
     // The volumes as position, type and gains want them.
     void updateVolumes();
-    // Hertz; 48000 where the format names none.
-    int sampleRate() const { return audioFormat.sampleRate > 0 ? audioFormat.sampleRate : 48000; }
+    // Hertz; 48000 where the format names none, and at most what any sound has.
+    int sampleRate() const {
+        constexpr int highest = 768000;
+        return audioFormat.sampleRate > 0 ? std::min(audioFormat.sampleRate, highest) : 48000;
+    }
 
     std::array<std::unique_ptr<SwitcherLayer>, 2> layers; // never null
     float position = 0.0F;                                // 0 the first layer, 1 the second
@@ -94,11 +98,12 @@ struct SwitcherScene {
 
     std::int64_t frameIndex = 0;  // of the next frame
     std::int64_t samplesSent = 0; // a channel
-    double audioDelay = 0.0;      // milliseconds of sound that wait, of the layer with more
 
     // Memory of the rendering, kept from tick to tick.
-    PicturePool pool; // pictures of the canvas
+    PicturePool mixedPool;  // pictures between two pictures
+    PicturePool copiedPool; // copies to be written to
     std::vector<std::int16_t> samples;
+    std::vector<std::int16_t> stretched;
 };
 
 // One tick on its way.

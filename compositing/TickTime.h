@@ -17,7 +17,8 @@ inline AVRational tickBase(double fps) {
 // Samples a channel in one tick, at least one and at most those of a minute. A tick too short for
 // one counts as a fiftieth of a second.
 inline int samplesOfTick(int sampleRate, double fps) {
-    const double samples = std::min(static_cast<double>(sampleRate) / fps, 60.0 * sampleRate);
+    const double minute = std::min(60.0 * sampleRate, 1.0e8);
+    const double samples = std::min(static_cast<double>(sampleRate) / fps, minute);
     const int length = static_cast<int>(samples);
     return std::max(1, length > 0 ? length : sampleRate / 50);
 }

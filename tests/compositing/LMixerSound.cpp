@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <functional>
 #include <set>
 #include <thread>
 #include <utility>
@@ -265,9 +266,29 @@ TEST(LMixerSound, ALayerThatIsDisabledHiddenOrWithoutGainIsNotHeard) {
     item->audioEnabled = true;
     item->visible = false;
     EXPECT_EQ(levelHeard(mixer, source, 1000), 0);
-    // The sound waited meanwhile, as it does in any layer that is not taken from.
-    item->visible = true;
-    EXPECT_TRUE(test::waitUntil([&] { return !mixer.heard().empty(); }));
+}
+
+// Sound that waited would be heard late, and everything behind it too.
+TEST(LMixerSound, SoundOfTheTimeALayerWasNotHeardIsGone) {
+    for (const auto& [silence, hear] :
+         std::vector<std::pair<std::function<void(LLayerItem&)>, std::function<void(LLayerItem&)>>>{
+             {[](LLayerItem& layer) { layer.visible = false; },
+              [](LLayerItem& layer) { layer.visible = true; }},
+             {[](LLayerItem& layer) { layer.audioEnabled = false; },
+              [](LLayerItem& layer) { layer.audioEnabled = true; }},
+             {[](LLayerItem& layer) { layer.audioGain = 0; },
+              [](LLayerItem& layer) { layer.audioGain = 100; }}}) {
+        HandSource source;
+        Heard mixer(source, 10.0);
+        ASSERT_TRUE(mixer.mixer.editLayer("a", silence));
+        source.distributeAudioFrame(plainSound(480, 500, 500).get());
+        mixer.nextSound();
+        mixer.nextSound();
+        ASSERT_TRUE(mixer.mixer.editLayer("a", hear));
+        source.distributeAudioFrame(plainSound(480, 700, 700).get());
+        const std::vector<int> heard = mixer.heardAfter(480);
+        EXPECT_EQ(heard, std::vector<int>(480, 700));
+    }
 }
 
 TEST(LMixerSound, ANewLayerIsNotHeard) {

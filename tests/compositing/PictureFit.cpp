@@ -174,4 +174,29 @@ TEST(PictureFit, SamePictureIsScaledOnce) {
     expectShown(*first, placeOf(ScaleMode::fit, 32, 32, 64, 36), {200, 90, 90}); // still whole
 }
 
+// Half of an overhang of one is none: the place begins on the canvas and ends beyond it.
+TEST(PictureFit, OverhangOfOneSampleStaysOffTheCanvas) {
+    struct Case {
+        int width, height, canvasWidth, canvasHeight;
+    };
+    for (const Case& each : std::vector<Case>{{1278, 1024, 1280, 1024},
+                                              {800, 641, 1280, 1024},
+                                              {720, 577, 1280, 1024},
+                                              {1920, 1081, 2560, 1440},
+                                              {1436, 1080, 640, 480},
+                                              {641, 360, 640, 360},
+                                              {64, 33, 64, 32}}) {
+        SCOPED_TRACE(testing::Message() << each.width << "x" << each.height);
+        PictureFit fit;
+        const FramePtr source = plainPicture(each.width, each.height, {180, 60, 200});
+        const FramePtr shown =
+            fit.get(*source, ScaleMode::fill, each.canvasWidth, each.canvasHeight, SWS_BICUBIC);
+        ASSERT_TRUE(shown);
+        expectShown(
+            *shown,
+            placeOf(ScaleMode::fill, each.width, each.height, each.canvasWidth, each.canvasHeight),
+            {180, 60, 200});
+    }
+}
+
 } // namespace
