@@ -67,6 +67,26 @@ bool standsStill(const test::CollectingSink& sink) {
     return sink.soundCount() == sounds;
 }
 
+// Each asks once a tick; a mixer that made one for each would run too fast.
+TEST(LMixerPull, ConsumersThatAskWithinATickGetOnePicture) {
+    LMixer mixer(LMixer::Renderer::processor);
+    mixer.setVideoFormat(customVideo(64, 48, 0.05, 1)); // half a tick is ten seconds
+    Consumer first(mixer);
+    {
+        Consumer second(mixer);
+        const quol::FramePtr picture = first.picture();
+        ASSERT_TRUE(picture);
+        const quol::FramePtr same = second.ask();
+        ASSERT_TRUE(same);
+        EXPECT_EQ(same->pts, picture->pts);
+        EXPECT_EQ(same->data[0], picture->data[0]);
+    }
+    const quol::FramePtr next = first.picture();
+    const quol::FramePtr afterNext = first.picture();
+    ASSERT_TRUE(next && afterNext);
+    EXPECT_GT(afterNext->pts, next->pts);
+}
+
 } // namespace
 
 // --------------------------------------------------------------------- sources that are pulled
