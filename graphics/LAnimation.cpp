@@ -1,0 +1,360 @@
+#include "quolsdk/LAnimation.h"
+
+#include <array>
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <mutex>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include "core/Clock.h"
+#include "core/FairMutex.h"
+#include "core/Log.h"
+#include "core/ModeTables.h"
+#include "core/PicturePool.h"
+#include "core/Scaler.h"
+#include "graphics/LottieEngine.h"
+#include "graphics/LottiePlayhead.h"
+#include "graphics/LottieText.h"
+
+namespace {
+
+constexpr int defaultWidth = 1920;
+constexpr int defaultHeight = 1080;
+constexpr double defaultRate = 50.0;
+constexpr float defaultTemplateRate = 30.0F;
+constexpr std::uint32_t initialMode = 13; // 1920x1080 at 50
+
+// The only family there is, whatever file it comes from.
+constexpr const char* fontFamily = "DejaVu Sans";
+constexpr std::array<const char*, 10> fontFiles{
+    "template/RobotoCondensed-Bold.ttf",
+    "template/RobotoCondensed-Regular.ttf",
+    "RobotoCondensed-Bold.ttf",
+    "RobotoCondensed-Regular.ttf",
+    "template/Roboto-Bold.ttf",
+    "template/Roboto-Regular.ttf",
+    "Roboto-Bold.ttf",
+    "Roboto-Regular.ttf",
+    "/usr/share/fonts/liberation/LiberationSans-Regular.ttf",
+    "/usr/share/fonts/TTF/DejaVuSans.ttf",
+};
+
+void loadFirstFont(quol::LottieEngine& engine) {
+    for (const char* const file : fontFiles) {
+        if (!engine.loadFont(file)) continue;
+        quol::logOut("LAnimation: Font basariyla yuklendi: %s", file);
+        return;
+    }
+    quol::logOut("LAnimation: UYARI - Hicbir sistem fontu yuklenemedi!");
+}
+
+// The bytes of a plain file; a pipe or a device would never end.
+bool readFile(const std::string& path, std::string& bytes) {
+    std::error_code unknown;
+    if (!std::filesystem::is_regular_file(path, unknown)) return false;
+    std::ifstream file(path, std::ios::binary);
+    if (!file) return false;
+    std::ostringstream content;
+    content << file.rdbuf();
+    bytes = content.str();
+    return true;
+}
+
+} // namespace
+
+struct LAnimation::Impl {
+    struct Layer {
+        std::unique_ptr<quol::LottieTemplate> animation; // null where none could be loaded
+        std::string json;
+        std::string path;
+        quol::LottiePlayhead playhead;
+    };
+
+    // What the thread draws at, fixed when it starts.
+    struct Geometry {
+        int width = 0;
+        int height = 0;
+        double fps = 0.0;
+    };
+
+    explicit Impl(LAnimation& owner) : self(owner) {}
+
+    Layer* find(int id);
+    bool reload(Layer& layer);
+    void rebuildCanvas();
+    void start();
+    Geometry geometry() const;
+    void animationLoop();
+    void step(double fps);
+    quol::FramePtr toPicture(const std::vector<std::uint32_t>& pixels, const Geometry& size);
+
+    LAnimation& self;
+    quol::LottieEngine engine;
+
+    quol::FairMutex layerMutex; // guards the next four; held while a picture is drawn
+    videoFormatProps format;
+    std::map<int, Layer> layers; // by id: the order of drawing
+    quol::LottieCanvas canvas;
+    std::thread thread;
+
+    std::atomic<bool> running{false};
+    quol::Sleeper sleeper;
+
+    // The thread's own.
+    quol::PicturePool pool;
+    quol::Scaler scaler;
+};
+
+LAnimation::LAnimation() : impl(std::make_unique<Impl>(*this)) {
+    impl->format.mode = initialMode;
+    quol::expandVideoFormat(impl->format);
+    loadFirstFont(impl->engine);
+}
+
+LAnimation::~LAnimation() {
+    impl->running = false;
+    impl->sleeper.wake();
+    if (impl->thread.joinable()) impl->thread.join();
+    impl->canvas.setTemplates({}); // before the templates that lie on it
+}
+
+// ------------------------------------------------------------------------------------ templates
+
+// Under `layerMutex`. Null, with a line, for an unknown id.
+LAnimation::Impl::Layer* LAnimation::Impl::find(int id) {
+    const auto found = layers.find(id);
+    if (found != layers.end()) return &found->second;
+    quol::logOut("LAnimation: Katman bulunamadi: %d", id);
+    return nullptr;
+}
+
+// Under `layerMutex`. Later layers lie on top.
+void LAnimation::Impl::rebuildCanvas() {
+    std::vector<quol::LottieTemplate*> templates;
+    for (auto& [id, layer] : layers) {
+        if (layer.animation) templates.push_back(layer.animation.get());
+    }
+    canvas.setTemplates(templates);
+}
+
+// Draws the text of a layer from now on. False, and the picture as before, when it cannot be read.
+// Under `layerMutex`.
+bool LAnimation::Impl::reload(Layer& layer) {
+    std::unique_ptr<quol::LottieTemplate> loaded =
+        quol::LottieTemplate::load(layer.json, quol::resourceFolderOf(layer.path));
+    if (!loaded) return false;
+    loaded->showFrame(layer.playhead.currentFrame);
+    layer.animation.swap(loaded);
+    rebuildCanvas(); // before the old one goes
+    return true;
+}
+
+bool LAnimation::loadTemplate(int id, const std::string& path) {
+    std::string json;
+    if (!readFile(path, json)) {
+        quol::logOut("LAnimation: Dosya acilamadi: %s", path.c_str());
+        return false;
+    }
+    json = quol::withAssetFolders(std::move(json), quol::directoryOf(path));
+    json = quol::withFontFamily(std::move(json), fontFamily);
+    const quol::LottieMarkers markers = quol::readMarkers(json);
+
+    const std::lock_guard lock(impl->layerMutex);
+    Impl::Layer& layer = impl->layers[id];
+    layer.json = std::move(json);
+    layer.path = path;
+    std::unique_ptr<quol::LottieTemplate> loaded = quol::LottieTemplate::load(layer.json, "");
+    if (!loaded) {
+        quol::logOut("LAnimation: Lottie verisi yuklenemedi! Katman: %d", id);
+        return false;
+    }
+    quol::LottiePlayhead& playhead = layer.playhead;
+    playhead.totalFrames = static_cast<int>(loaded->totalFrames());
+    const float duration = loaded->duration();
+    playhead.fps =
+        duration > 0.0F ? static_cast<float>(playhead.totalFrames) / duration : defaultTemplateRate;
+    playhead.markers = markers;
+    playhead.currentFrame = markers.in >= 0 ? static_cast<float>(markers.in) : 0.0F;
+    playhead.playing = true;
+    playhead.exiting = false;
+    layer.animation.swap(loaded);
+    impl->rebuildCanvas();
+    quol::logOut("LAnimation: Katman %d yuklendi. Toplam Kare: %d, FPS: %g", id,
+                 playhead.totalFrames, static_cast<double>(playhead.fps));
+    impl->start();
+    return true;
+}
+
+void LAnimation::update(int id, const std::string& layerName, const std::string& text) {
+    const std::lock_guard lock(impl->layerMutex);
+    Impl::Layer* const layer = impl->find(id);
+    if (layer == nullptr || layer->json.empty()) return;
+    if (!quol::replaceText(layer->json, layerName, text)) {
+        quol::logOut("LAnimation: Katman bulunamadi: %s", layerName.c_str());
+        return;
+    }
+    if (impl->reload(*layer)) {
+        quol::logOut("LAnimation: Katman %d metni guncellendi (Bellekten): %s", id, text.c_str());
+    } else {
+        quol::logOut("LAnimation: Metin guncellendi ama ThorVG bellekten yukleyemedi!");
+    }
+}
+
+void LAnimation::addMarker(int id, const std::string& name, int frame) {
+    const std::lock_guard lock(impl->layerMutex);
+    const auto found = impl->layers.find(id);
+    if (found != impl->layers.end()) quol::setMarker(found->second.playhead.markers, name, frame);
+}
+
+// ------------------------------------------------------------------------------------- playback
+
+void LAnimation::play(int id) {
+    const std::lock_guard lock(impl->layerMutex);
+    const auto found = impl->layers.find(id);
+    if (found != impl->layers.end()) found->second.playhead.playing = true;
+}
+
+namespace {
+
+// To the OUT marker, where there is one.
+void leave(quol::LottiePlayhead& playhead) {
+    playhead.playing = true;
+    playhead.exiting = true;
+    if (playhead.markers.out >= 0) playhead.currentFrame = static_cast<float>(playhead.markers.out);
+}
+
+} // namespace
+
+void LAnimation::stop(int id) {
+    const std::lock_guard lock(impl->layerMutex);
+    const auto found = impl->layers.find(id);
+    if (found == impl->layers.end()) return;
+    quol::logOut("LAnimation: stop() cagrildi. Estetik (Beklemeli) cikis yapiliyor. ID: %d", id);
+    leave(found->second.playhead);
+}
+
+void LAnimation::close(int id) {
+    const std::lock_guard lock(impl->layerMutex);
+    const auto found = impl->layers.find(id);
+    if (found == impl->layers.end()) return;
+    quol::logOut("LAnimation: close() cagrildi. Acil cikis yapiliyor. ID: %d", id);
+    quol::LottiePlayhead& playhead = found->second.playhead;
+    if (playhead.markers.out < 0) {
+        quol::logOut("LAnimation: OUT bulunamadi, katman UNLOAD ediliyor. ID: %d", id);
+        const Impl::Layer gone = std::move(found->second);
+        impl->layers.erase(found);
+        impl->rebuildCanvas(); // before the template goes
+        return;
+    }
+    leave(playhead);
+    quol::logOut("LAnimation: OUT moduna gecildi. Baslangic karesi: %d", playhead.markers.out);
+}
+
+void LAnimation::setVideoFormat(const videoFormatProps& format) {
+    const std::lock_guard lock(impl->layerMutex);
+    impl->format = format;
+    quol::expandVideoFormat(impl->format);
+}
+
+void LAnimation::getVideoFormat(videoFormatProps& format) {
+    const std::lock_guard lock(impl->layerMutex);
+    format = impl->format;
+}
+
+double LAnimation::getFPS() {
+    const std::lock_guard lock(impl->layerMutex);
+    return impl->format.fps;
+}
+
+int LAnimation::getWidth() {
+    const std::lock_guard lock(impl->layerMutex);
+    return impl->format.width;
+}
+
+int LAnimation::getHeight() {
+    const std::lock_guard lock(impl->layerMutex);
+    return impl->format.height;
+}
+
+// ----------------------------------------------------------------------------------------- loop
+
+// Under `layerMutex`.
+void LAnimation::Impl::start() {
+    if (running) return;
+    running = true;
+    try {
+        thread = std::thread(&Impl::animationLoop, this);
+    } catch (...) {
+        running = false;
+        throw;
+    }
+}
+
+// Under `layerMutex`.
+LAnimation::Impl::Geometry LAnimation::Impl::geometry() const {
+    return {format.width < 1 ? defaultWidth : format.width,
+            format.height < 1 ? defaultHeight : format.height,
+            format.fps > 0.0 ? format.fps : defaultRate};
+}
+
+void LAnimation::Impl::animationLoop() {
+    Geometry size;
+    {
+        const std::lock_guard lock(layerMutex);
+        size = geometry();
+    }
+    std::vector<std::uint32_t> pixels(static_cast<std::size_t>(size.width) * size.height);
+    const double periodMillis = std::floor(std::min(1000.0 / size.fps, 3600.0e3));
+    const auto period =
+        static_cast<std::int64_t>(std::max(1.0, periodMillis)) * quol::nanosPerMilli;
+    while (running) {
+        const std::int64_t start = quol::steadyNow();
+        std::fill(pixels.begin(), pixels.end(), 0U);
+        {
+            const std::lock_guard lock(layerMutex);
+            step(size.fps);
+            canvas.draw(pixels.data(), size.width, size.height);
+        }
+        const quol::FramePtr picture = toPicture(pixels, size);
+        if (picture) self.distributeVideoFrame(picture.get());
+        sleeper.sleepFor(start + period - quol::steadyNow());
+    }
+}
+
+// Moves every layer on by one picture; those that have left are gone. Under `layerMutex`.
+void LAnimation::Impl::step(double fps) {
+    std::vector<Layer> gone;
+    for (auto entry = layers.begin(); entry != layers.end();) {
+        Layer& layer = entry->second;
+        bool stays = true;
+        if (layer.animation && layer.playhead.playing) {
+            layer.animation->showFrame(layer.playhead.currentFrame);
+            stays = quol::step(layer.playhead, fps);
+        }
+        if (stays) {
+            ++entry;
+        } else {
+            gone.push_back(std::move(layer));
+            entry = layers.erase(entry);
+        }
+    }
+    if (!gone.empty()) rebuildCanvas(); // before they go
+}
+
+// A picture of its own each time: sinks may hold it.
+quol::FramePtr LAnimation::Impl::toPicture(const std::vector<std::uint32_t>& pixels,
+                                           const Geometry& size) {
+    quol::FramePtr picture = pool.get(size.width, size.height, AV_PIX_FMT_YUVA420P);
+    const quol::FramePtr drawn = quol::makeFrame();
+    if (!picture || !drawn) return nullptr;
+    drawn->width = size.width;
+    drawn->height = size.height;
+    drawn->format = AV_PIX_FMT_BGRA;
+    drawn->data[0] = reinterpret_cast<std::uint8_t*>(const_cast<std::uint32_t*>(pixels.data()));
+    drawn->linesize[0] = size.width * 4;
+    return scaler.scale(*drawn, *picture, SWS_BILINEAR) ? std::move(picture) : nullptr;
+}

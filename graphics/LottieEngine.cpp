@@ -1,0 +1,146 @@
+#include "graphics/LottieEngine.h"
+
+#include <algorithm>
+#include <mutex>
+#include <thread>
+
+#ifdef QUOLSDK_HAS_LOTTIE
+#include <thorvg.h>
+#endif
+
+namespace quol {
+
+#ifdef QUOLSDK_HAS_LOTTIE
+
+namespace {
+
+std::mutex& engineMutex() {
+    static std::mutex& mutex = *new std::mutex; // threads may end behind the process's statics
+    return mutex;
+}
+
+bool succeeded(tvg::Result result) {
+    return result == tvg::Result::Success;
+}
+
+} // namespace
+
+bool hasLottieEngine() {
+    return true;
+}
+
+LottieEngine::LottieEngine() {
+    const std::lock_guard lock(engineMutex());
+    tvg::Initializer::init(std::max(1U, std::thread::hardware_concurrency()));
+}
+
+LottieEngine::~LottieEngine() {
+    const std::lock_guard lock(engineMutex());
+    tvg::Initializer::term();
+}
+
+bool LottieEngine::loadFont(const std::string& path) {
+    const std::lock_guard lock(engineMutex());
+    return succeeded(tvg::Text::load(path.c_str()));
+}
+
+struct LottieTemplate::Engine {
+    std::unique_ptr<tvg::Animation> animation;
+};
+
+std::unique_ptr<LottieTemplate> LottieTemplate::load(const std::string& json,
+                                                     const std::string& resourceFolder) {
+    const std::lock_guard lock(engineMutex());
+    auto engine = std::make_unique<Engine>();
+    engine->animation.reset(tvg::Animation::gen());
+    if (!engine->animation) return nullptr;
+    const char* const folder = resourceFolder.empty() ? nullptr : resourceFolder.c_str();
+    if (!succeeded(engine->animation->picture()->load(
+            json.c_str(), static_cast<std::uint32_t>(json.size()), "lottie", folder, true)))
+        return nullptr;
+    std::unique_ptr<LottieTemplate> loaded(new LottieTemplate(std::move(engine)));
+    loaded->totalFrames_ = loaded->engine_->animation->totalFrame();
+    loaded->duration_ = loaded->engine_->animation->duration();
+    return loaded;
+}
+
+LottieTemplate::LottieTemplate(std::unique_ptr<Engine> engine) : engine_(std::move(engine)) {}
+
+LottieTemplate::~LottieTemplate() {
+    const std::lock_guard lock(engineMutex());
+    engine_->animation.reset();
+}
+
+void LottieTemplate::showFrame(float frame) {
+    const std::lock_guard lock(engineMutex());
+    engine_->animation->frame(frame);
+}
+
+struct LottieCanvas::Engine {
+    std::unique_ptr<tvg::SwCanvas> canvas;
+};
+
+LottieCanvas::LottieCanvas() : engine_(std::make_unique<Engine>()) {
+    const std::lock_guard lock(engineMutex());
+    engine_->canvas.reset(tvg::SwCanvas::gen(tvg::EngineOption::Default));
+}
+
+LottieCanvas::~LottieCanvas() {
+    const std::lock_guard lock(engineMutex());
+    if (engine_->canvas) engine_->canvas->remove();
+    engine_->canvas.reset();
+}
+
+void LottieCanvas::setTemplates(const std::vector<LottieTemplate*>& templates) {
+    const std::lock_guard lock(engineMutex());
+    if (!engine_->canvas) return;
+    engine_->canvas->remove();
+    for (LottieTemplate* each : templates)
+        engine_->canvas->add(each->engine_->animation->picture());
+}
+
+bool LottieCanvas::draw(std::uint32_t* pixels, int width, int height) {
+    const std::lock_guard lock(engineMutex());
+    tvg::SwCanvas* const canvas = engine_->canvas.get();
+    if (canvas == nullptr) return false;
+    const auto w = static_cast<std::uint32_t>(width);
+    const auto h = static_cast<std::uint32_t>(height);
+    canvas->target(pixels, w, w, h, tvg::ColorSpace::ARGB8888);
+    canvas->update();
+    const bool isDrawn = succeeded(canvas->draw(false));
+    canvas->sync();
+    return isDrawn;
+}
+
+#else
+
+bool hasLottieEngine() {
+    return false;
+}
+
+LottieEngine::LottieEngine() = default;
+LottieEngine::~LottieEngine() = default;
+bool LottieEngine::loadFont(const std::string& /*path*/) {
+    return false;
+}
+
+struct LottieTemplate::Engine {};
+std::unique_ptr<LottieTemplate> LottieTemplate::load(const std::string& /*json*/,
+                                                     const std::string& /*resourceFolder*/) {
+    return nullptr;
+}
+LottieTemplate::LottieTemplate(std::unique_ptr<Engine> engine) : engine_(std::move(engine)) {}
+LottieTemplate::~LottieTemplate() = default;
+void LottieTemplate::showFrame(float /*frame*/) {}
+
+struct LottieCanvas::Engine {};
+LottieCanvas::LottieCanvas() : engine_(std::make_unique<Engine>()) {}
+LottieCanvas::~LottieCanvas() = default;
+void LottieCanvas::setTemplates(const std::vector<LottieTemplate*>& /*templates*/) {}
+bool LottieCanvas::draw(std::uint32_t* /*pixels*/, int /*width*/, int /*height*/) {
+    return false;
+}
+
+#endif
+
+} // namespace quol
