@@ -1,11 +1,11 @@
 // What a switcher shows of its two layers, tick by tick.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "compositing/Transitions.h"
@@ -19,10 +19,8 @@ extern "C" {
 namespace {
 
 using quol::FramePtr;
-using test::CollectingSink;
 using test::customVideo;
 using test::firstDifference;
-using test::HandSource;
 using test::noisePicture;
 using test::plainPicture;
 using test::PulledSource;
@@ -445,8 +443,10 @@ TEST_F(LSwitcherPictures, WhatIsHandedThroughLeavesTheSourcesFrameAlone) {
 
 TEST_F(LSwitcherPictures, ThePictureOfARequestIsThatOfTheSinks) {
     fillBoth();
-    for (const float position : {0.0F, 0.4F, 1.0F})
-        EXPECT_TRUE(sharesMemory(tickAt(position), stepped.sink.latestPicture())) << position;
+    for (const float position : {0.0F, 0.4F, 1.0F}) {
+        const FramePtr asked = tickAt(position);
+        EXPECT_TRUE(sharesMemory(asked, stepped.sink.latestPicture())) << position;
+    }
 }
 
 TEST_F(LSwitcherPictures, APictureThatWasHandedOnIsNeverWrittenAgain) {
