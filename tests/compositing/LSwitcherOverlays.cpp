@@ -126,7 +126,8 @@ protected:
     std::string differenceFrom(const std::function<FramePtr()>& expected) {
         std::string last;
         waitUntil([&] {
-            last = difference(stepped.tick(), expected());
+            const FramePtr picture = stepped.tick(); // before the slow one: sources grow old
+            last = difference(picture, expected());
             return last.empty();
         });
         return last;
