@@ -8,6 +8,7 @@
 #include "compositing/DetachedSinks.h"
 #include "compositing/RateMeter.h"
 #include "compositing/RecentPicture.h"
+#include "compositing/RenderTurn.h"
 #include "compositing/SwitcherScene.h"
 #include "core/Clock.h"
 #include "core/FairMutex.h"
@@ -33,6 +34,7 @@ LSwitcher::LSwitcher()
     : sceneMutex(std::make_unique<quol::FairMutex>()),
       scene(std::make_unique<quol::SwitcherScene>()),
       preview(*this),
+      renderTurn(std::make_unique<quol::RenderTurn>()),
       rateMeter(std::make_unique<quol::RateMeter>(quol::steadyNow())),
       recent(std::make_unique<quol::RecentPicture>()),
       sleeper(std::make_unique<quol::Sleeper>()),

@@ -26,6 +26,7 @@ class FairMutex;
 class RateMeter;
 class RecentPicture;
 class RenderPace;
+class RenderTurn;
 class Sleeper;
 struct SwitcherLayer;
 struct SwitcherScene;
@@ -221,10 +222,9 @@ private:
     SwitcherPreviewObject preview;
 
     /// One picture at a time, its way to the sinks included. Comes before the scene's lock.
-    std::timed_mutex renderMutex;
-    std::atomic<std::thread::id> renderingThread;      ///< who holds `renderMutex`
-    const std::unique_ptr<quol::RateMeter> rateMeter;  ///< guarded by `renderMutex`
-    const std::unique_ptr<quol::RecentPicture> recent; ///< guarded by `renderMutex`
+    const std::unique_ptr<quol::RenderTurn> renderTurn;
+    const std::unique_ptr<quol::RateMeter> rateMeter;  ///< guarded by `renderTurn`
+    const std::unique_ptr<quol::RecentPicture> recent; ///< guarded by `renderTurn`
     std::atomic<double> renderRate{0.0};
 
     std::atomic<int> pullConsumers{0};

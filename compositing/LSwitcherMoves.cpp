@@ -16,8 +16,9 @@
 void LSwitcher::setAutoTransition(double durationMs) {
     const std::lock_guard lock(autoMutex);
     autoTransitions.remove_if([](AutoTransition& each) {
-        if (each.isDone) each.thread.join();
-        return each.isDone.load();
+        if (!each.isDone) return false;
+        each.thread.join();
+        return true;
     });
     AutoTransition& started = autoTransitions.emplace_back();
     try {

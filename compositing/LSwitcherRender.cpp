@@ -6,6 +6,7 @@
 #include "compositing/RateMeter.h"
 #include "compositing/RecentPicture.h"
 #include "compositing/RenderPace.h"
+#include "compositing/RenderTurn.h"
 #include "compositing/SwitcherScene.h"
 #include "compositing/TickTime.h"
 #include "core/Clock.h"
@@ -65,7 +66,7 @@ bool LSwitcher::endsNow() {
 void LSwitcher::switcherLoop() {
     {
         // A consumer may have come since the start, whose count goes on.
-        const std::lock_guard turn(renderMutex);
+        const std::lock_guard turn(*renderTurn);
         if (endsNow()) return;
         const std::lock_guard lock(*sceneMutex);
         scene->frameIndex = 0;
@@ -73,7 +74,7 @@ void LSwitcher::switcherLoop() {
     }
     quol::RenderPace pace(quol::steadyNow());
     while (waitForTurn(pace)) {
-        const std::lock_guard turn(renderMutex);
+        const std::lock_guard turn(*renderTurn);
         renderFrame();
     }
 }
@@ -111,8 +112,7 @@ double LSwitcher::currentRate() {
 }
 
 AVFrame* LSwitcher::renderVideoFrame() {
-    if (renderingThread == std::this_thread::get_id()) return nullptr;
-    const std::unique_lock turn(renderMutex, renderTimeout);
+    const std::unique_lock turn(*renderTurn, renderTimeout);
     if (!turn) return nullptr;
     if (pullConsumers > 1 && recent->isOfThisTick(quol::steadyNow(), currentRate()))
         return recent->get().release();
@@ -131,18 +131,8 @@ void LSwitcher::removePullConsumer() {
     if (consumers == 1) ensureRunning();
 }
 
-// One tick. Under `renderMutex`.
+// One tick, in its turn.
 quol::FramePtr LSwitcher::renderFrame() {
-    struct Mark {
-        std::atomic<std::thread::id>& thread;
-        explicit Mark(std::atomic<std::thread::id>& marked) : thread(marked) {
-            thread = std::this_thread::get_id();
-        }
-        ~Mark() { thread = std::thread::id(); }
-        Mark(const Mark&) = delete;
-        Mark& operator=(const Mark&) = delete;
-    };
-    const Mark mark(renderingThread);
     const std::int64_t start = quol::steadyNow();
     rateMeter->count(start);
     renderRate = rateMeter->rate();

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <condition_variable>
-#include <cstdint>
 #include <mutex>
 #include <thread>
 
@@ -16,12 +15,20 @@ public:
     void unlock();
 
 private:
+    // On the stack of a thread that waits. Each has a condition of its own: one for all would wake
+    // all of them for each that is served.
+    struct Waiter {
+        std::condition_variable turn;
+        std::thread::id thread;
+        bool isServed = false;
+        Waiter* next = nullptr;
+    };
+
     std::mutex mutex_; // guards all below; held for a moment only
-    std::condition_variable turn_;
     std::thread::id owner_;
     int depth_ = 0;
-    std::uint64_t nextTicket_ = 0;
-    std::uint64_t serving_ = 0; // the ticket that may lock
+    Waiter* first_ = nullptr; // the one to be served next
+    Waiter* last_ = nullptr;
 };
 
 } // namespace quol

@@ -218,7 +218,7 @@ TEST(LSwitcherThreads, TheClockStandsFromTheFirstConsumerToTheLast) {
 
     running.sink.clear();
     running.switcher.removePullConsumer();
-    EXPECT_TRUE(running.goesOn());
+    ASSERT_TRUE(running.goesOn());
     EXPECT_EQ(running.sink.sounds().front().seconds, 0.0) << "counted anew";
     EXPECT_TRUE(running.shows(grey));
 }
@@ -359,6 +359,8 @@ TEST(LSwitcherThreads, ASwitcherOnBothLayersRendersOnceForEachTick) {
     outer.switcher.addPullConsumer();
     ASSERT_TRUE(endsWithThreads(idle));
     for (int i = 0; i < 5; ++i) {
+        // Two that ask within one tick's time are given the same picture.
+        std::this_thread::sleep_for(50ms);
         const std::int64_t before = statsOf(inner.switcher).frameCount;
         EXPECT_NE(quol::FramePtr(outer.switcher.renderVideoFrame()), nullptr);
         EXPECT_EQ(statsOf(inner.switcher).frameCount, before + 1);
@@ -366,23 +368,32 @@ TEST(LSwitcherThreads, ASwitcherOnBothLayersRendersOnceForEachTick) {
     outer.switcher.removePullConsumer();
 }
 
-TEST(LSwitcherThreads, ASwitcherIsNeverItsOwnSource) {
+TEST(LSwitcherThreads, ASwitcherAndItsPreviewAreNeverItsOwnSource) {
     PulledSource source(plainPicture(width, height, grey));
+    PulledSource other(plainPicture(width, height, bright));
     RunningSwitcher running;
+    LSwitcher& switcher = running.switcher;
     running.switcher.setProgram(&source);
-    running.switcher.setPreview(&running.switcher);
-    EXPECT_EQ(running.switcher.getCurrentPreviewSource(), nullptr);
-    EXPECT_TRUE(running.shows(grey)) << "and its clock goes on";
-    running.switcher.setTransition(0.5F);
-    running.switcher.setTransition(1.0F);
-    EXPECT_TRUE(running.goesOn());
-    running.switcher.setTransition(0.0F);
-    running.switcher.setProgram(&running.switcher);
-    EXPECT_EQ(source.consumers, 0) << "what was there is gone";
-    EXPECT_EQ(source.sinkCount(), 0U);
-    EXPECT_TRUE(running.goesOn());
-    running.switcher.setProgram(&source);
-    EXPECT_TRUE(running.goesOn());
+    for (LObject* const own :
+         {static_cast<LObject*>(&switcher), static_cast<LObject*>(switcher.getPreviewObject())}) {
+        switcher.setPreview(nullptr);
+        switcher.setPreview(own);
+        EXPECT_EQ(switcher.getCurrentPreviewSource(), nullptr);
+        switcher.setPreview(&other);
+        switcher.setPreview(own);
+        EXPECT_EQ(switcher.getCurrentPreviewSource(), &other) << "what is there stays";
+        switcher.setProgram(own);
+        EXPECT_EQ(source.consumers, 1);
+        EXPECT_EQ(source.sinkCount(), 1U);
+        EXPECT_TRUE(running.shows(grey)) << "and its clock goes on";
+        switcher.setTransition(0.5F);
+        EXPECT_EQ(switcher.getCurrentPreviewSource(), &source);
+        switcher.setPreview(own);
+        switcher.setTransition(0.0F);
+        switcher.setCutTransition();
+        EXPECT_TRUE(running.shows(bright));
+        switcher.setCutTransition();
+    }
 }
 
 TEST(LSwitcherThreads, SwitchersThatShowEachOtherDoNotHang) {
@@ -872,8 +883,11 @@ TEST(LSwitcherThreads, AutomaticTransitionsThatAreOverLeaveNoThreadBehind) {
     PulledSource source(plainPicture(width, height, grey));
     RunningSwitcher running(1000.0);
     running.switcher.setProgram(&source);
-    for (int i = 0; i < 300; ++i)
+    // Each call clears away those that are over, some of which end at that very moment.
+    for (int i = 0; i < 300; ++i) {
         running.switcher.setAutoTransition(1.0);
+        if (i % 20 == 0) std::this_thread::sleep_for(2ms);
+    }
     EXPECT_TRUE(endsWithThreads(idle + 1));
     EXPECT_TRUE(running.goesOn());
 }
