@@ -277,6 +277,37 @@ QUOLSDK_C_API void quolsdk_stinger_stop(quolsdk_handle stinger);
 QUOLSDK_C_API void quolsdk_stinger_status_get(quolsdk_handle stinger, int* status);
 /** @} */
 
+/** @name Animation: Lottie templates in numbered slots, a source with alpha
+ *  1920x1080 at 50 a second from the first template on. A higher slot lies on top. */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_animation_create(void); /**< one without templates */
+QUOLSDK_C_API void quolsdk_animation_destroy(quolsdk_handle animation); /**< ends it */
+/** Loads a template into a slot and plays it. 1 when it could be read, else 0, with a line on
+ *  standard output. */
+QUOLSDK_C_API int quolsdk_animation_load_template(quolsdk_handle animation, int slot,
+                                                  const char* path);
+/** Sets the text of the text layer of that name. A double quote breaks the template; the old
+ *  picture stays. */
+QUOLSDK_C_API void quolsdk_animation_update(quolsdk_handle animation, int slot, const char* layer,
+                                            const char* text);
+/** Puts an image file in the place of an image, named by its layer or as an asset. */
+QUOLSDK_C_API void quolsdk_animation_update_image(quolsdk_handle animation, int slot,
+                                                  const char* name, const char* path);
+/** Sets a colour of a layer, "#RRGGBB"; `color2` makes a gradient of it, `param` names a property.
+ *  Both may be NULL or empty. */
+QUOLSDK_C_API void quolsdk_animation_update_color(quolsdk_handle animation, int slot,
+                                                  const char* layer, const char* color,
+                                                  const char* color2, const char* param);
+/** Sets the marker "IN", "LOOP", "STOP" or "OUT" to a frame of the template. */
+QUOLSDK_C_API void quolsdk_animation_add_marker(quolsdk_handle animation, int slot,
+                                                const char* name, int frame);
+QUOLSDK_C_API void quolsdk_animation_play(quolsdk_handle animation, int slot); /**< goes on */
+/** Leaves through OUT, or plays to the end; then the slot is empty. */
+QUOLSDK_C_API void quolsdk_animation_stop(quolsdk_handle animation, int slot);
+/** Leaves through OUT; without one the slot is empty at once. */
+QUOLSDK_C_API void quolsdk_animation_close(quolsdk_handle animation, int slot);
+/** @} */
+
 /** @name Recorder: a source into a movie file, a sink */
 /** @{ */
 QUOLSDK_C_API quolsdk_handle quolsdk_recorder_create(void);           /**< a new recorder, idle */

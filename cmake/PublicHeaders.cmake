@@ -21,6 +21,7 @@ set(QUOLSDK_PUBLIC_HEADERS
     graphics/LCGProps.h
     graphics/LCGItems.h
     graphics/LCharacter.h
+    graphics/LAnimation.h
     outputs/LRecorder.h
     api/quolsdk_c_api.h
 )

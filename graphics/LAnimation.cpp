@@ -1,7 +1,9 @@
 #include "quolsdk/LAnimation.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -201,6 +203,85 @@ void LAnimation::update(int id, const std::string& layerName, const std::string&
         quol::logOut("LAnimation: Katman %d metni guncellendi (Bellekten): %s", id, text.c_str());
     } else {
         quol::logOut("LAnimation: Metin guncellendi ama ThorVG bellekten yukleyemedi!");
+    }
+}
+
+void LAnimation::updateColor(int id, const std::string& layerName, const std::string& color,
+                             const std::string& color2, const std::string& param) {
+    const std::lock_guard lock(impl->layerMutex);
+    Impl::Layer* const layer = impl->find(id);
+    if (layer == nullptr || layer->json.empty()) return;
+    const char* style = "";
+    switch (quol::replaceColor(layer->json, layerName, {color, color2, param})) {
+        case quol::ColorChange::ignored:
+            return;
+        case quol::ColorChange::noLayer:
+            quol::logOut("LAnimation: Katman adı bulunamadi: %s", layerName.c_str());
+            return;
+        case quol::ColorChange::noColor:
+            quol::logOut("LAnimation: Renk parametresi bulunamadi. Katman: %s", layerName.c_str());
+            return;
+        case quol::ColorChange::aeStyle:
+            style = " (AE Style)";
+            break;
+        case quol::ColorChange::cavalryStyle:
+            style = " (Cavalry Style)";
+            break;
+    }
+    if (!impl->reload(*layer)) {
+        quol::logOut("LAnimation: Renk guncellendi ama ThorVG bellekten yukleyemedi!");
+        return;
+    }
+    quol::logOut("LAnimation: Katman %d rengi guncellendi: %s%s -> %s%s%s (Bellekten)", id,
+                 layerName.c_str(), style, color.c_str(), color2.empty() ? "" : " to ",
+                 color2.c_str());
+}
+
+namespace {
+
+// Copies an image beside a template. False when it cannot be read or written.
+bool copyBeside(const std::string& folder, const std::string& imagePath,
+                const std::string& fileName) {
+    std::string bytes;
+    if (!readFile(imagePath, bytes)) return false;
+    const std::string target = folder + fileName;
+    std::ofstream file(target, std::ios::binary | std::ios::trunc);
+    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    if (!file.flush()) return false;
+    quol::logOut("LAnimation: Resim kopyalandi: %s", target.c_str());
+    return true;
+}
+
+} // namespace
+
+void LAnimation::updateImage(int id, const std::string& name, const std::string& imagePath) {
+    const std::lock_guard lock(impl->layerMutex);
+    Impl::Layer* const layer = impl->find(id);
+    if (layer == nullptr) return;
+    const quol::LottieAsset asset = quol::assetOf(layer->json, name);
+    if (asset.ofLayer) {
+        quol::logOut("LAnimation: Katman adindan Asset ID bulundu: %s -> %s", name.c_str(),
+                     asset.id.c_str());
+    }
+    const std::size_t place = quol::findAsset(layer->json, asset.id);
+    if (place == std::string::npos) {
+        quol::logOut("LAnimation: Asset ID bulunamadi: %s", asset.id.c_str());
+        return;
+    }
+    if (!quol::hasImageFile(layer->json, place)) return;
+    const auto fileName = quol::imageFileName(asset.id, imagePath);
+    if (!fileName) {
+        quol::logOut("LAnimation: Resim kopyalanamadi: %s", imagePath.c_str());
+        return;
+    }
+    if (!copyBeside(quol::resourceFolderOf(layer->path), imagePath, *fileName))
+        quol::logOut("LAnimation: Resim kopyalanamadi: %s", imagePath.c_str());
+    quol::setImageFile(layer->json, place, *fileName);
+    if (impl->reload(*layer)) {
+        quol::logOut("LAnimation: Katman %d resmi Bellekten guncellendi. Asset: %s", id,
+                     asset.id.c_str());
+    } else {
+        quol::logOut("LAnimation: Bellekten resim yukleme basarisiz!");
     }
 }
 
