@@ -351,8 +351,9 @@ TEST(LMixerTitles, AGroupIsShownAndHiddenOnAir) {
 TEST(LMixerTitles, ANewTextGoesOnAir) {
     OnAir air;
     air.titles.addItem("text", 0, 0, width, height, textOf("Old"));
-    ASSERT_EQ(air.differenceOnAir(), "");
-    EXPECT_NE(firstDifference(*air.running.nextPicture(), *air.under), "");
+    ASSERT_TRUE(waitUntil(
+        [&] { return !firstDifference(*air.running.nextPicture(), *air.under).empty(); }));
+    EXPECT_EQ(air.differenceOnAir(), "");
     for (const char* text : {"New", "", "Newer", "New"}) {
         const quol::FramePtr before = air.seen.latestPicture();
         air.titles.updateItem("text", 0, 0, width, height, 1.0F, true, textOf(text));

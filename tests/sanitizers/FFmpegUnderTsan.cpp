@@ -8,6 +8,8 @@
 // Unseen, each picture that one thread read and another one freed would be reported. The functions
 // here state the order that the decrement establishes, no more.
 //
+// Whoever finds itself to be the only owner may write: it comes after what the others did, too.
+//
 // Worker threads. Decoders, encoders and filters hand pictures from their workers to the caller by
 // atomic flags. As what is under test are our threads, theirs are not started.
 
@@ -93,6 +95,17 @@ NOT_INSTRUMENTED void av_frame_free(AVFrame** frame) {
     const OneAtATime step;
     if (frame != nullptr) giveBack(*frame);
     real(frame);
+}
+
+NOT_INSTRUMENTED int av_frame_is_writable(AVFrame* frame) {
+    static const auto real = next<int(AVFrame*)>("av_frame_is_writable");
+    const OneAtATime step;
+    const int isWritable = real(frame);
+    if (isWritable > 0) {
+        for (const AVBufferRef* reference : frame->buf)
+            if (reference != nullptr) __tsan_acquire(reference->buffer);
+    }
+    return isWritable;
 }
 
 NOT_INSTRUMENTED void av_packet_unref(AVPacket* packet) {
