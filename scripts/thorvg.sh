@@ -81,7 +81,7 @@ download() {
     python3 "$parts/sources.py" "$suite" "$list" "$folder" "$apt/sources" || return 1
     # One source of several may not have the suite; what counts is whether the packages are there.
     apt-get -c "$apt/apt.conf" update || true
-    mkdir -p "$work/debs"
+    rm -rf "$work/debs" && mkdir "$work/debs"
     (cd "$work/debs" && apt-get -c "$apt/apt.conf" download libthorvg1 libthorvg-dev)
 }
 
