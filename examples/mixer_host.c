@@ -100,7 +100,7 @@ static void swap(quolsdk_handle mixer) {
     quolsdk_mixer_set_layer_audio(mixer, "main", 1, 30);
 }
 
-static void run(quolsdk_handle mixer) {
+static void run(void* mixer) {
     char line[PROGRESS_LINE];
     int ms;
     for (ms = 0; ms <= END; ms += STEP_MS) {
@@ -115,29 +115,6 @@ static void run(quolsdk_handle mixer) {
         progress(line, ms + STEP_MS > END);
         wait_ms(STEP_MS);
     }
-}
-
-/* Records the mixer while the scene runs. 0 when it cannot begin. */
-static int record(quolsdk_handle mixer, const char* path) {
-    quolsdk_handle recorder = quolsdk_recorder_create();
-    int status = 0, written = 0, dropped = 0;
-    double seconds = 0.0;
-    quolsdk_recorder_set_source(recorder, mixer);
-    quolsdk_recorder_file_name_set(recorder, path);
-    quolsdk_recorder_set_video_format(recorder, &canvas);
-    quolsdk_recorder_custom_set(recorder, "preset=veryfast");
-    quolsdk_recorder_start(recorder);
-    quolsdk_recorder_status_get(recorder, &status);
-    if (status != 0) {
-        run(mixer);
-        quolsdk_recorder_stop(recorder);
-        quolsdk_recorder_get_stats(recorder, NULL, &seconds, &written, &dropped, NULL, 0);
-        printf("  recorded %.2f s, %d pictures, %d dropped\n", seconds, written, dropped);
-    } else {
-        printf("  CANNOT RECORD to %s: the error above says why\n", path);
-    }
-    quolsdk_recorder_destroy(recorder);
-    return status != 0 && written > 0;
 }
 
 int main(int argc, char** argv) {
@@ -156,7 +133,7 @@ int main(int argc, char** argv) {
         quolsdk_handle mask = show("#000000", argv[4]);
         quolsdk_handle mixer = quolsdk_mixer_create();
         build(mixer, clip, second, argv[3], fill, mask);
-        done = record(mixer, recording);
+        done = record_while(mixer, &canvas, recording, run, mixer);
         quolsdk_mixer_destroy(mixer); /* lets go of its sources, which may go now */
         quolsdk_signal_destroy(mask);
         quolsdk_signal_destroy(fill);

@@ -78,7 +78,8 @@ static const char* press(const struct desk* desk, int ms) {
     }
 }
 
-static void run(const struct desk* desk) {
+static void run(void* data) {
+    const struct desk* desk = data;
     char line[PROGRESS_LINE];
     const char* last = "program a";
     int ms;
@@ -90,26 +91,6 @@ static void run(const struct desk* desk) {
         progress(line, ms + STEP_MS > END);
         wait_ms(STEP_MS);
     }
-}
-
-static int record(const struct desk* desk, const char* path) {
-    quolsdk_handle recorder = quolsdk_recorder_create();
-    int status = 0, written = 0, dropped = 0;
-    double seconds = 0.0;
-    quolsdk_recorder_set_source(recorder, desk->mixer);
-    quolsdk_recorder_file_name_set(recorder, path);
-    quolsdk_recorder_set_video_format(recorder, &programme);
-    quolsdk_recorder_custom_set(recorder, "preset=veryfast");
-    quolsdk_recorder_start(recorder);
-    quolsdk_recorder_status_get(recorder, &status);
-    if (status != 0) {
-        run(desk);
-        quolsdk_recorder_stop(recorder);
-        quolsdk_recorder_get_stats(recorder, NULL, &seconds, &written, &dropped, NULL, 0);
-        printf("  recorded %.2f s, %d pictures, %d dropped\n", seconds, written, dropped);
-    }
-    quolsdk_recorder_destroy(recorder);
-    return written > 0;
 }
 
 static void build(struct desk* desk, const char* stinger, const char* titles) {
@@ -147,7 +128,8 @@ int main(int argc, char** argv) {
     desk.b = open_clip(argv[2]);
     if (is_running(desk.a) && is_running(desk.b)) {
         build(&desk, argv[3], argv[4]);
-        done = record(&desk, argc > 5 ? argv[5] : "switched.mp4");
+        done =
+            record_while(desk.mixer, &programme, argc > 5 ? argv[5] : "switched.mp4", run, &desk);
         /* From the last link of the chain to the first: nobody outlives what it shows. */
         quolsdk_mixer_destroy(desk.mixer);
         quolsdk_switcher_destroy(desk.switcher);

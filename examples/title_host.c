@@ -26,7 +26,7 @@ static void show_at(quolsdk_handle titles, const char* item, int ms, int when, i
     if (ms == when) quolsdk_character_show_item(titles, item, show);
 }
 
-static void run(quolsdk_handle titles) {
+static void run(void* titles) {
     char line[PROGRESS_LINE];
     int ms;
     for (ms = 0; ms <= END; ms += STEP_MS) {
@@ -41,26 +41,6 @@ static void run(quolsdk_handle titles) {
         progress(line, ms + STEP_MS > END);
         wait_ms(STEP_MS);
     }
-}
-
-static int record(quolsdk_handle mixer, quolsdk_handle titles, const char* path) {
-    quolsdk_handle recorder = quolsdk_recorder_create();
-    int status = 0, written = 0, dropped = 0;
-    double seconds = 0.0;
-    quolsdk_recorder_set_source(recorder, mixer);
-    quolsdk_recorder_file_name_set(recorder, path);
-    quolsdk_recorder_set_video_format(recorder, &programme);
-    quolsdk_recorder_custom_set(recorder, "preset=veryfast");
-    quolsdk_recorder_start(recorder);
-    quolsdk_recorder_status_get(recorder, &status);
-    if (status != 0) {
-        run(titles);
-        quolsdk_recorder_stop(recorder);
-        quolsdk_recorder_get_stats(recorder, NULL, &seconds, &written, &dropped, NULL, 0);
-        printf("  recorded %.2f s, %d pictures, %d dropped\n", seconds, written, dropped);
-    }
-    quolsdk_recorder_destroy(recorder);
-    return written > 0;
 }
 
 int main(int argc, char** argv) {
@@ -90,7 +70,7 @@ int main(int argc, char** argv) {
         quolsdk_mixer_add_layer(mixer, "titles", titles);
         quolsdk_mixer_set_layer_z_index(mixer, "titles", 1);
         quolsdk_mixer_set_layer_size(mixer, "titles", WIDTH, HEIGHT);
-        done = record(mixer, titles, argc > 3 ? argv[3] : "titles.mp4");
+        done = record_while(mixer, &programme, argc > 3 ? argv[3] : "titles.mp4", run, titles);
         quolsdk_mixer_destroy(mixer);
         quolsdk_character_destroy(titles);
     } else {

@@ -454,15 +454,17 @@ TEST_F(LSwitcherStinger, PlaysOverACutAndEndsByItself) {
     EXPECT_EQ(watch(), (std::vector<Seen>{aCovered, bCovered, bAlone}));
     EXPECT_EQ(switcher.getCurrentPreviewSource(), &a);
     EXPECT_EQ(stepped.position(), 0.0);
+    switcher.setTransition(0.3F); // the hand moves it again
+    EXPECT_EQ(seen(), bCovered);
 }
 
 TEST_F(LSwitcherStinger, ItsLastPictureStaysForASecond) {
     loadPlain();
-    switcher.setStingerDuration(20); // over at once
+    switcher.setStingerDuration(2000); // the last of ten comes at 1.8 s
     const Clock::time_point start = Clock::now();
     switcher.triggerStinger();
     EXPECT_EQ(watch().back(), bAlone);
-    EXPECT_GE(Clock::now() - start, 1s);
+    EXPECT_GE(Clock::now() - start, 2800ms);
 }
 
 TEST_F(LSwitcherStinger, AtTheOtherEndItLeavesThePositionThereToo) {
@@ -519,21 +521,39 @@ TEST_F(LSwitcherStinger, WithoutAPictureBelowItsCutIsMadeAllTheSame) {
     EXPECT_TRUE(waitUntil([&] { return seen() == bAlone; }));
 }
 
-TEST_F(LSwitcherStinger, OfAnotherSizeThanTheCanvasIsNotSeenButCuts) {
-    loadPlain();
-    switcher.setVideoFormat(customVideo(32, 24, 50, 1));
-    const FramePtr smallA = plainPicture(32, 24, levelsA);
-    const FramePtr smallB = plainPicture(32, 24, levelsB);
-    a.distributeVideoFrame(smallA.get());
-    b.distributeVideoFrame(smallB.get());
-    ASSERT_TRUE(sharesMemory(stepped.tick(), smallA));
-    switcher.setStingerDuration(100);
+TEST_F(LSwitcherStinger, CutsBeforeItsLastPicture) {
+    load(tenClip());
+    switcher.setStingerDuration(4000);
+    std::vector<FramePtr> early;
+    for (int i = 0; i < 9; ++i)
+        early.push_back(underClip(pictureB, tenClip(), (i + 0.5) / 9.0));
     switcher.triggerStinger();
     EXPECT_TRUE(waitUntil([&] {
         const FramePtr picture = stepped.tick();
-        EXPECT_TRUE(sharesMemory(picture, smallA) || sharesMemory(picture, smallB));
-        return sharesMemory(picture, smallB);
+        return std::any_of(early.begin(), early.end(),
+                           [&](const FramePtr& each) { return difference(picture, each).empty(); });
     }));
+}
+
+TEST_F(LSwitcherStinger, OfAnotherSizeThanTheCanvasIsNotSeenButCuts) {
+    loadPlain();
+    switcher.setStingerDuration(100);
+    for (const auto& [canvasWidth, canvasHeight] :
+         std::vector<std::pair<int, int>>{{32, height}, {width, 24}}) {
+        switcher.setVideoFormat(customVideo(canvasWidth, canvasHeight, 50, 1));
+        const FramePtr before = plainPicture(canvasWidth, canvasHeight, levelsA);
+        const FramePtr after = plainPicture(canvasWidth, canvasHeight, levelsB);
+        const bool isA = switcher.getCurrentPreviewSource() == &b;
+        (isA ? a : b).distributeVideoFrame(before.get());
+        (isA ? b : a).distributeVideoFrame(after.get());
+        ASSERT_TRUE(sharesMemory(stepped.tick(), before));
+        switcher.triggerStinger();
+        EXPECT_TRUE(waitUntil([&] {
+            const FramePtr picture = stepped.tick();
+            EXPECT_TRUE(sharesMemory(picture, before) || sharesMemory(picture, after));
+            return sharesMemory(picture, after);
+        }));
+    }
 }
 
 // ------------------------------------------------------------------------------- loading and lines

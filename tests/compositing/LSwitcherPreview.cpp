@@ -248,6 +248,16 @@ TEST_F(LSwitcherPreview, ASinkThatIsRemovedHearsNothingMore) {
     EXPECT_EQ(a.sinkCount(), 1U);
 }
 
+TEST_F(LSwitcherPreview, ASinkThatTheHostHasPutOnTheSourceItselfIsNotTaken) {
+    setBoth();
+    b.addSink(&follower);
+    preview.removeSink(&follower);
+    EXPECT_EQ(followed(), &b);
+    switcher.setCutTransition();
+    EXPECT_EQ(followed(), &b);
+    b.removeSink(&follower);
+}
+
 TEST_F(LSwitcherPreview, ASinkThatIsAddedTwiceIsThereOnce) {
     setBoth();
     preview.addSink(&follower);
@@ -356,6 +366,22 @@ TEST_F(LSwitcherRenderedPreview, ShowsTheOtherLayerAtEveryTick) {
         EXPECT_TRUE(test::sharesMemory(watchedAt(position), pictureA)) << position;
     switcher.setCutTransition();
     EXPECT_TRUE(test::sharesMemory(watchedAt(1.0F), pictureB));
+}
+
+TEST_F(LSwitcherRenderedPreview, LeavesTheProgramAsItIs) {
+    fillBoth();
+    watch();
+    for (const float position : {0.0F, 0.01F}) {
+        watchedAt(position);
+        EXPECT_TRUE(test::sharesMemory(stepped.sink.latestPicture(), pictureA)) << position;
+    }
+    for (const float position : {0.99F, 1.0F}) {
+        watchedAt(position);
+        EXPECT_TRUE(test::sharesMemory(stepped.sink.latestPicture(), pictureB)) << position;
+    }
+    switcher.setTransition(0.01F);
+    switcher.setProgram(nullptr);
+    EXPECT_EQ(stepped.tick(), nullptr) << "near its end only one layer counts, watched or not";
 }
 
 TEST_F(LSwitcherRenderedPreview, HasTheSizeOfTheCanvasAndTheTimeOfTheTick) {
