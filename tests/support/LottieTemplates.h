@@ -17,10 +17,11 @@ struct LottieBox {
     int height = lottieHeight;
 };
 
-// How long a template is, and how fast it plays.
+// How long a template is, and how fast it plays. A rate that is a power of two leaves nothing to
+// round, whatever the length.
 struct LottieTime {
     int frames = 20;
-    double fps = 1000.0;
+    double fps = 1024.0;
 };
 
 // A template of these layers, the first on top. `more` are further keys, each behind a comma.

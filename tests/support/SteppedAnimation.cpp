@@ -3,8 +3,6 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "support/CapturedStream.h"
-
 namespace test {
 
 videoFormatProps lottieFormat(double fps) {
@@ -25,12 +23,9 @@ SteppedAnimation::~SteppedAnimation() {
     animation.removeSink(&gate_);
 }
 
-std::string SteppedAnimation::pathOf(int id) const {
-    return temporaryPath("template " + std::to_string(id) + ".json");
-}
-
 bool SteppedAnimation::load(int id, const std::string& json) {
-    return animation.loadTemplate(id, writeFile("template " + std::to_string(id) + ".json", json));
+    const std::string path = writeFile("template " + std::to_string(id) + ".json", json);
+    return animation.loadTemplate(id, path) && picture();
 }
 
 LottiePixel pixelAt(const quol::FramePtr& picture, int x, int y) {

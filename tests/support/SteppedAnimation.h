@@ -13,23 +13,23 @@
 namespace test {
 
 // The canvas that a template of the suite fills, at the rate it plays at: a frame of a template for
-// each picture, and nobody waits for the clock.
-videoFormatProps lottieFormat(double fps = 1000.0);
+// each picture, without rounding, and nobody waits for the clock.
+videoFormatProps lottieFormat(double fps = 1024.0);
 
 // A player that stands still between two pictures: its thread has handed one on and has not begun
 // the next. So what is changed shows in the next picture. No other sink can be attached meanwhile.
 class SteppedAnimation {
 public:
-    explicit SteppedAnimation(double fps = 1000.0);
+    explicit SteppedAnimation(double fps = 1024.0);
     ~SteppedAnimation();
     SteppedAnimation(const SteppedAnimation&) = delete;
     SteppedAnimation& operator=(const SteppedAnimation&) = delete;
 
-    // Loads a template from a file of its own.
+    // Loads a template from a file of its own. The first one that is no failure makes the first
+    // picture.
     bool load(int id, const std::string& json);
-    std::string pathOf(int id) const; // of that file
 
-    quol::FramePtr picture() { return gate_.held(); } // the latest, the first begins by itself
+    quol::FramePtr picture() { return gate_.held(); } // the latest
     quol::FramePtr step() { return gate_.next(); }    // makes one more
 
     LAnimation animation;
