@@ -90,7 +90,7 @@ struct LAnimation::Impl {
     void rebuildCanvas();
     void start();
     Geometry geometry() const;
-    void animationLoop();
+    void animationLoop(const Geometry& size);
     void step(double fps);
     quol::FramePtr toPicture(const std::vector<std::uint32_t>& pixels, const Geometry& size);
 
@@ -368,7 +368,7 @@ void LAnimation::Impl::start() {
     if (running) return;
     running = true;
     try {
-        thread = std::thread(&Impl::animationLoop, this);
+        thread = std::thread(&Impl::animationLoop, this, geometry());
     } catch (...) {
         running = false;
         throw;
@@ -382,12 +382,7 @@ LAnimation::Impl::Geometry LAnimation::Impl::geometry() const {
             format.fps > 0.0 ? format.fps : defaultRate};
 }
 
-void LAnimation::Impl::animationLoop() {
-    Geometry size;
-    {
-        const std::lock_guard lock(layerMutex);
-        size = geometry();
-    }
+void LAnimation::Impl::animationLoop(const Geometry& size) {
     std::vector<std::uint32_t> pixels(static_cast<std::size_t>(size.width) * size.height);
     const double periodMillis = std::floor(std::min(1000.0 / size.fps, 3600.0e3));
     const auto period =

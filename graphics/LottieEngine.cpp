@@ -1,11 +1,16 @@
 #include "graphics/LottieEngine.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <mutex>
+#include <sstream>
+#include <string_view>
 #include <thread>
 
 #ifdef QUOLSDK_HAS_LOTTIE
 #include <thorvg.h>
+#include <thorvg_lottie.h>
 #endif
 
 namespace quol {
@@ -45,19 +50,60 @@ bool LottieEngine::loadFont(const std::string& path) {
 }
 
 struct LottieTemplate::Engine {
-    std::unique_ptr<tvg::Animation> animation;
+    std::string folder; // of images; asked for until the animation goes
+    std::unique_ptr<tvg::LottieAnimation> animation;
 };
+
+namespace {
+
+constexpr std::uint8_t defaultQuality = 50;
+
+// Given to the engine for the folder of images: it looks there first and would show what it once
+// read from a path for as long as any template shows it, whatever is in the file by then. Nothing
+// is found below this one, so loadImage is asked.
+constexpr std::string_view noFolder = "/dev/null";
+
+// The path of an image, relative to `folder` or absolute, as the engine asks for it.
+std::string imagePath(const std::string& folder, std::string_view asked) {
+    if (asked.substr(0, noFolder.size()) == noFolder) asked.remove_prefix(noFolder.size() + 1);
+    if (!asked.empty() && asked.front() == '/') return std::string(asked);
+    return folder + std::string(asked);
+}
+
+bool loadImage(tvg::Paint* paint, const char* asked, const std::string& folder) {
+    if (paint == nullptr || paint->type() != tvg::Type::Picture) return false;
+    const std::string path = imagePath(folder, asked);
+    std::error_code unknown;
+    if (!std::filesystem::is_regular_file(path, unknown)) return false;
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream content;
+    content << file.rdbuf();
+    const std::string bytes = content.str();
+    return succeeded(static_cast<tvg::Picture*>(paint)->load(
+        bytes.data(), static_cast<std::uint32_t>(bytes.size()), "", nullptr, true));
+}
+
+} // namespace
 
 std::unique_ptr<LottieTemplate> LottieTemplate::load(const std::string& json,
                                                      const std::string& resourceFolder) {
     const std::lock_guard lock(engineMutex());
     auto engine = std::make_unique<Engine>();
-    engine->animation.reset(tvg::Animation::gen());
+    engine->folder = resourceFolder;
+    engine->animation.reset(tvg::LottieAnimation::gen());
     if (!engine->animation) return nullptr;
-    const char* const folder = resourceFolder.empty() ? nullptr : resourceFolder.c_str();
-    if (!succeeded(engine->animation->picture()->load(
-            json.c_str(), static_cast<std::uint32_t>(json.size()), "lottie", folder, true)))
+    engine->animation->picture()->resolver(
+        [](tvg::Paint* paint, const char* asked, void* folder) {
+            return loadImage(paint, asked, *static_cast<const std::string*>(folder));
+        },
+        &engine->folder);
+    if (!succeeded(engine->animation->picture()->load(json.c_str(),
+                                                      static_cast<std::uint32_t>(json.size()),
+                                                      "lottie", noFolder.data(), true)))
         return nullptr;
+    // The text is read on another thread, and what is wrong with it not told; only a property of
+    // what has been read can be set.
+    if (!succeeded(engine->animation->quality(defaultQuality))) return nullptr;
     std::unique_ptr<LottieTemplate> loaded(new LottieTemplate(std::move(engine)));
     loaded->totalFrames_ = loaded->engine_->animation->totalFrame();
     loaded->duration_ = loaded->engine_->animation->duration();
