@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "compositing/LayerRenderer.h"
+#include "compositing/PullCount.h"
 #include "compositing/RecentPicture.h"
 #include "compositing/RenderPace.h"
 #include "compositing/TickTime.h"
@@ -262,11 +263,7 @@ void LMixer::addPullConsumer() {
 }
 
 void LMixer::removePullConsumer() {
-    int consumers = pullConsumers;
-    do {
-        if (consumers <= 0) return;
-    } while (!pullConsumers.compare_exchange_weak(consumers, consumers - 1));
-    if (consumers > 1) return;
+    if (!quol::takeOffLast(pullConsumers)) return;
     const std::lock_guard lock(pullMutex);
     request = true;
     pendingFrame.reset();

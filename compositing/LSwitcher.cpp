@@ -24,10 +24,6 @@ namespace {
 constexpr int externalRate = 48000;
 constexpr int highestMasterGain = 200; // percent
 
-const void* address(const void* pointer) {
-    return pointer;
-}
-
 } // namespace
 
 LSwitcher::LSwitcher()
@@ -111,10 +107,10 @@ void LSwitcher::setProgram(LObject* source) {
 void LSwitcher::setPreview(LObject* source) {
     const std::lock_guard control(controlMutex);
     quol::logOut("[LSwitcher::setPreview] oldSource=%p newSource=%p",
-                 address(getCurrentPreviewSource()), address(source));
+                 quol::address(getCurrentPreviewSource()), quol::address(source));
     applySource(false, source);
     quol::logOut("[LSwitcher::setPreview] after applyLayer, real newSource=%p",
-                 address(getCurrentPreviewSource()));
+                 quol::address(getCurrentPreviewSource()));
     preview.followSource(true);
     ensureRunning();
 }
@@ -122,19 +118,16 @@ void LSwitcher::setPreview(LObject* source) {
 void LSwitcher::removeSource(LObject* source) {
     if (source == nullptr) return;
     const std::lock_guard control(controlMutex);
+    bool isExternal = false;
     {
         quol::DetachedSinks detached;
         const std::lock_guard lock(*sceneMutex);
         for (auto& layer : scene->layers) {
             if (layer->source == source) exchangeSource(*layer, nullptr, detached);
         }
-    }
-    preview.followSource(false);
-    bool isExternal = false;
-    {
-        const std::lock_guard lock(*sceneMutex);
         isExternal = scene->externalSource == source;
     }
+    preview.followSource(false);
     if (isExternal) setExtAudioObject(nullptr);
 }
 

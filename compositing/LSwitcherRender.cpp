@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "compositing/OverlayBlend.h"
+#include "compositing/PullCount.h"
 #include "compositing/RateMeter.h"
 #include "compositing/RecentPicture.h"
 #include "compositing/RenderPace.h"
@@ -124,11 +125,7 @@ void LSwitcher::addPullConsumer() {
 }
 
 void LSwitcher::removePullConsumer() {
-    int consumers = pullConsumers;
-    do {
-        if (consumers <= 0) return;
-    } while (!pullConsumers.compare_exchange_weak(consumers, consumers - 1));
-    if (consumers == 1) ensureRunning();
+    if (quol::takeOffLast(pullConsumers)) ensureRunning();
 }
 
 // One tick, in its turn.

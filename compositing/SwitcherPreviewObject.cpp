@@ -3,30 +3,22 @@
 #include "core/Log.h"
 #include "quolsdk/LSwitcher.h"
 
-namespace {
-
-const void* address(const void* pointer) {
-    return pointer;
-}
-
-} // namespace
-
 void SwitcherPreviewObject::addSink(LSink* sink) {
-    quol::logOut("[SwitcherPreviewObject] addSink sink=%p parent=%p", address(sink),
-                 address(&parent));
+    quol::logOut("[SwitcherPreviewObject] addSink sink=%p parent=%p", quol::address(sink),
+                 quol::address(&parent));
     const std::lock_guard lock(followMutex);
     quol::logOut("[SwitcherPreviewObject] addSink currentPreviewSource=%p",
-                 address(followedSource));
+                 quol::address(followedSource));
     if (sink == nullptr || !followers.insert(sink).second) return;
     if (followedSource != nullptr) followedSource->addSink(sink);
 }
 
 void SwitcherPreviewObject::removeSink(LSink* sink) {
-    quol::logOut("[SwitcherPreviewObject] removeSink sink=%p parent=%p", address(sink),
-                 address(&parent));
+    quol::logOut("[SwitcherPreviewObject] removeSink sink=%p parent=%p", quol::address(sink),
+                 quol::address(&parent));
     const std::lock_guard lock(followMutex);
     quol::logOut("[SwitcherPreviewObject] removeSink currentPreviewSource=%p",
-                 address(followedSource));
+                 quol::address(followedSource));
     if (followers.erase(sink) == 0) return;
     if (followedSource != nullptr) followedSource->removeSink(sink);
 }
@@ -46,11 +38,11 @@ void SwitcherPreviewObject::followSource(bool told) {
     if (newSource == oldSource) return;
     if (told) {
         quol::logOut("[LSwitcher::setPreview] shifting preview sinks oldSource=%p -> newSource=%p",
-                     address(oldSource), address(newSource));
+                     quol::address(oldSource), quol::address(newSource));
     }
     followedSource = newSource;
     for (LSink* const sink : followers) {
-        if (told) quol::logOut("[LSwitcher::setPreview]   - sink=%p", address(sink));
+        if (told) quol::logOut("[LSwitcher::setPreview]   - sink=%p", quol::address(sink));
         if (oldSource != nullptr) oldSource->removeSink(sink);
         if (newSource != nullptr) newSource->addSink(sink);
     }

@@ -9,4 +9,9 @@ __attribute__((format(printf, 1, 2))) void logOut(const char* format, ...);
 // The same to standard error.
 __attribute__((format(printf, 1, 2))) void logError(const char* format, ...);
 
+// A pointer as "%p" wants it.
+inline const void* address(const void* pointer) {
+    return pointer;
+}
+
 } // namespace quol

@@ -1,13 +1,13 @@
 #include "graphics/CGImages.h"
 
 #include <cstdint>
-#include <filesystem>
 #include <limits>
 #include <map>
 #include <mutex>
 #include <string_view>
 
 #include "core/MediaInput.h"
+#include "core/PlainFile.h"
 #include "core/Scaler.h"
 
 namespace quol {
@@ -20,12 +20,6 @@ constexpr std::string_view pngEnding = ".png";
 bool isNamedPng(const std::string& path) {
     return path.size() > pngEnding.size() &&
            path.compare(path.size() - pngEnding.size(), pngEnding.size(), pngEnding) == 0;
-}
-
-// A pipe or an address would keep the reader waiting, and everybody behind it.
-bool isFile(const std::string& path) {
-    std::error_code error;
-    return std::filesystem::is_regular_file(path, error);
 }
 
 SurfacePtr readPng(const std::string& path) {
@@ -91,7 +85,7 @@ SurfacePtr loadImageSurface(const std::string& path) {
         const auto known = cache.surfaces.find(path);
         if (known != cache.surfaces.end()) return share(known->second.get());
     }
-    if (!isFile(path)) return nullptr;
+    if (!isPlainFile(path)) return nullptr;
     SurfacePtr surface;
     if (isNamedPng(path)) surface = readPng(path);
     if (!surface) surface = decodeImage(path);

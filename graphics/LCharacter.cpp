@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <exception>
-#include <filesystem>
 #include <fstream>
 #include <set>
 #include <utility>
@@ -11,6 +10,7 @@
 #include "core/Clock.h"
 #include "core/FairMutex.h"
 #include "core/Log.h"
+#include "core/PlainFile.h"
 #include "graphics/CGImages.h"
 #include "graphics/CGProject.h"
 #include "graphics/ItemPicture.h"
@@ -464,12 +464,11 @@ struct LCharacter::ReadItems {
     }
 };
 
-// Takes no lock. A pipe or a device would never end.
+// Takes no lock.
 LCharacter::ReadItems LCharacter::readItems(const std::string& path) {
     ReadItems read;
-    std::error_code unknown;
     std::ifstream file;
-    if (std::filesystem::is_regular_file(path, unknown)) file.open(path);
+    if (quol::isPlainFile(path)) file.open(path);
     if (!file.is_open()) {
         quol::logError("XML dosyasi acilamadi: %s", path.c_str());
         return read;

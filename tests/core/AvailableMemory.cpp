@@ -59,20 +59,20 @@ TEST(AvailableMemory, IsWhatTheMachineHasLeft) {
 TEST(AvailableMemory, ALimitOfTheGroupCounts) {
     const Machine machine;
     machine.available(8000);
-    machine.write("/proc/self/cgroup", "0::/work/unit\n");
-    machine.write("/sys/fs/cgroup/work/unit/memory.max", bytes(1000));
-    machine.write("/sys/fs/cgroup/work/unit/memory.current", bytes(400));
+    machine.write("/proc/self/cgroup", "0::/slice/unit\n");
+    machine.write("/sys/fs/cgroup/slice/unit/memory.max", bytes(1000));
+    machine.write("/sys/fs/cgroup/slice/unit/memory.current", bytes(400));
     EXPECT_EQ(machine.left(), 600U);
 }
 
 TEST(AvailableMemory, ALimitOfAGroupAboveCounts) {
     const Machine machine;
     machine.available(8000);
-    machine.write("/proc/self/cgroup", "0::/work/unit\n");
-    machine.write("/sys/fs/cgroup/work/unit/memory.max", "max\n");
-    machine.write("/sys/fs/cgroup/work/unit/memory.current", bytes(400));
-    machine.write("/sys/fs/cgroup/work/memory.max", bytes(2000));
-    machine.write("/sys/fs/cgroup/work/memory.current", bytes(1700));
+    machine.write("/proc/self/cgroup", "0::/slice/unit\n");
+    machine.write("/sys/fs/cgroup/slice/unit/memory.max", "max\n");
+    machine.write("/sys/fs/cgroup/slice/unit/memory.current", bytes(400));
+    machine.write("/sys/fs/cgroup/slice/memory.max", bytes(2000));
+    machine.write("/sys/fs/cgroup/slice/memory.current", bytes(1700));
     EXPECT_EQ(machine.left(), 300U);
 }
 
