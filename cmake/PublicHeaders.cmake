@@ -4,6 +4,7 @@ set(QUOLSDK_PUBLIC_HEADERS
     core/export.h
     core/formats.h
     core/FrameHandle.h
+    core/SharedText.h
     core/LSink.h
     core/LObject.h
     core/LFrame.h

@@ -24,8 +24,9 @@ bool isShown(const LCGItem& item) {
 
 // Moves a drifting item. False when it has left the picture for good.
 bool ItemTeller::drift(LCGItem& item) const {
-    const bool across = item.moveType == "Horizontal";
-    const bool down = item.moveType == "Vertical";
+    const std::string way = item.moveType;
+    const bool across = way == "Horizontal";
+    const bool down = way == "Vertical";
     if (!across && !down) return true;
     const float speed = item.moveSpeed;
     if (across) item.x = item.x + speed;

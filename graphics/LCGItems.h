@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "quolsdk/LCGProps.h"
+#include "quolsdk/SharedText.h"
 #include "quolsdk/export.h"
 
 struct LCGGroup;
@@ -22,11 +23,11 @@ class VideoItemReader;
 /// What all items have. LCharacter owns them: a pointer stands until the item is removed or the
 /// scene is loaded anew.
 ///
-/// The atomic fields may be written at any time from any thread; LCharacter::forceUpdate makes a
-/// scene that stands still show them. While an item drifts its position is the generator's, which
-/// may overwrite one that is written at the same moment. All others, `props` included, are read by
-/// the render thread: change them by LCharacter::updateItem, or while the generator does not run on
-/// them.
+/// The atomic fields and `moveType` may be written at any time from any thread;
+/// LCharacter::forceUpdate makes a scene that stands still show them. While an item drifts its
+/// position is the generator's, which may overwrite one that is written at the same moment. All
+/// others, `props` included, are read by the render thread: change them by LCharacter::updateItem,
+/// or while the generator does not run on them.
 class QUOLSDK_API LCGItem {
 public:
     LCGItem();
@@ -44,7 +45,7 @@ public:
     std::atomic<bool> show{true};       ///< visible
     std::atomic<float> alpha{1.0F};     ///< opacity, 0.0 to 1.0
     LCGGroup* group = nullptr;          ///< not owned; null for an item of its own
-    std::string moveType = "None";      ///< "Horizontal" or "Vertical": the item drifts
+    quol::SharedText moveType{"None"};  ///< "Horizontal" or "Vertical": the item drifts
     std::atomic<float> moveSpeed{0.0F}; ///< pixels a picture, signed
     /// Beyond the edge of the picture: come in at the other side (true), or hide and go home. Also
     /// whether a crawl and a video begin again.

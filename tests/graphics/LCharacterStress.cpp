@@ -293,7 +293,6 @@ TEST(LCharacterStress, AtomicFieldsAreWrittenThroughPointersWhileItRenders) {
         character.addItem("pinned rect", 0, 300, 300, 80, panelOf("#FFFFFF")),
         character.addItem("pinned image", 0, 400, 0, 0, someImage(dice)),
         character.addItem("pinned video", 0, 500, 64, 36, someVideo())};
-    items[3]->moveType = "Horizontal";
     LCGGroup* const group =
         character.getGroupObject(character.group({"pinned text", "pinned rect"}));
     auto* const crawl = dynamic_cast<LCGCrawlItem*>(items[1]);
@@ -310,6 +309,7 @@ TEST(LCharacterStress, AtomicFieldsAreWrittenThroughPointersWhileItRenders) {
             item.alpha = static_cast<float>(own(0, 10)) / 10.0F;
             item.moveSpeed = static_cast<float>(own(-900, 900));
             item.moveLoop = own.toss();
+            item.moveType = own.toss() ? "Horizontal" : "a way of moving that there is none of";
             item.show = own(0, 3) > 0;
             crawl->scrollX = static_cast<float>(own(-500, 2500));
             crawl->scrollY = static_cast<float>(own(-500, 2500));
