@@ -4,11 +4,10 @@
 #include <array>
 #include <atomic>
 #include <cmath>
-#include <filesystem>
 #include <fstream>
 #include <map>
 #include <mutex>
-#include <sstream>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -16,10 +15,10 @@
 #include "core/FairMutex.h"
 #include "core/Log.h"
 #include "core/ModeTables.h"
-#include "core/PicturePool.h"
-#include "core/Scaler.h"
+#include "core/PlainFile.h"
 #include "graphics/LottieEngine.h"
 #include "graphics/LottiePlayhead.h"
+#include "graphics/LottieRaster.h"
 #include "graphics/LottieText.h"
 
 namespace {
@@ -54,18 +53,6 @@ void loadFirstFont(quol::LottieEngine& engine) {
     quol::logOut("LAnimation: UYARI - Hicbir sistem fontu yuklenemedi!");
 }
 
-// The bytes of a plain file; a pipe or a device would never end.
-bool readFile(const std::string& path, std::string& bytes) {
-    std::error_code unknown;
-    if (!std::filesystem::is_regular_file(path, unknown)) return false;
-    std::ifstream file(path, std::ios::binary);
-    if (!file) return false;
-    std::ostringstream content;
-    content << file.rdbuf();
-    bytes = content.str();
-    return true;
-}
-
 } // namespace
 
 struct LAnimation::Impl {
@@ -92,7 +79,6 @@ struct LAnimation::Impl {
     Geometry geometry() const;
     void animationLoop(const Geometry& size);
     void step(double fps);
-    quol::FramePtr toPicture(const std::vector<std::uint32_t>& pixels, const Geometry& size);
 
     LAnimation& self;
     quol::LottieEngine engine;
@@ -105,10 +91,6 @@ struct LAnimation::Impl {
 
     std::atomic<bool> running{false};
     quol::Sleeper sleeper;
-
-    // The thread's own.
-    quol::PicturePool pool;
-    quol::Scaler scaler;
 };
 
 LAnimation::LAnimation() : impl(std::make_unique<Impl>(*this)) {
@@ -156,12 +138,12 @@ bool LAnimation::Impl::reload(Layer& layer) {
 }
 
 bool LAnimation::loadTemplate(int id, const std::string& path) {
-    std::string json;
-    if (!readFile(path, json)) {
+    std::optional<std::string> bytes = quol::readPlainFile(path);
+    if (!bytes) {
         quol::logOut("LAnimation: Dosya acilamadi: %s", path.c_str());
         return false;
     }
-    json = quol::withAssetFolders(std::move(json), quol::directoryOf(path));
+    std::string json = quol::withAssetFolders(std::move(*bytes), quol::directoryOf(path));
     json = quol::withFontFamily(std::move(json), fontFamily);
     const quol::LottieMarkers markers = quol::readMarkers(json);
 
@@ -242,11 +224,11 @@ namespace {
 // Copies an image beside a template. False when it cannot be read or written.
 bool copyBeside(const std::string& folder, const std::string& imagePath,
                 const std::string& fileName) {
-    std::string bytes;
-    if (!readFile(imagePath, bytes)) return false;
+    const std::optional<std::string> bytes = quol::readPlainFile(imagePath);
+    if (!bytes) return false;
     const std::string target = folder + fileName;
     std::ofstream file(target, std::ios::binary | std::ios::trunc);
-    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    file.write(bytes->data(), static_cast<std::streamsize>(bytes->size()));
     if (!file.flush()) return false;
     quol::logOut("LAnimation: Resim kopyalandi: %s", target.c_str());
     return true;
@@ -383,19 +365,18 @@ LAnimation::Impl::Geometry LAnimation::Impl::geometry() const {
 }
 
 void LAnimation::Impl::animationLoop(const Geometry& size) {
-    std::vector<std::uint32_t> pixels(static_cast<std::size_t>(size.width) * size.height);
+    quol::LottieRaster raster(size.width, size.height);
     const double periodMillis = std::floor(std::min(1000.0 / size.fps, 3600.0e3));
     const auto period =
         static_cast<std::int64_t>(std::max(1.0, periodMillis)) * quol::nanosPerMilli;
     while (running) {
         const std::int64_t start = quol::steadyNow();
-        std::fill(pixels.begin(), pixels.end(), 0U);
         {
             const std::lock_guard lock(layerMutex);
             step(size.fps);
-            canvas.draw(pixels.data(), size.width, size.height);
+            raster.draw(canvas);
         }
-        const quol::FramePtr picture = toPicture(pixels, size);
+        const quol::FramePtr picture = raster.picture();
         if (picture) self.distributeVideoFrame(picture.get());
         sleeper.sleepFor(start + period - quol::steadyNow());
     }
@@ -419,18 +400,4 @@ void LAnimation::Impl::step(double fps) {
         }
     }
     if (!gone.empty()) rebuildCanvas(); // before they go
-}
-
-// A picture of its own each time: sinks may hold it.
-quol::FramePtr LAnimation::Impl::toPicture(const std::vector<std::uint32_t>& pixels,
-                                           const Geometry& size) {
-    quol::FramePtr picture = pool.get(size.width, size.height, AV_PIX_FMT_YUVA420P);
-    const quol::FramePtr drawn = quol::makeFrame();
-    if (!picture || !drawn) return nullptr;
-    drawn->width = size.width;
-    drawn->height = size.height;
-    drawn->format = AV_PIX_FMT_BGRA;
-    drawn->data[0] = reinterpret_cast<std::uint8_t*>(const_cast<std::uint32_t*>(pixels.data()));
-    drawn->linesize[0] = size.width * 4;
-    return scaler.scale(*drawn, *picture, SWS_BILINEAR) ? std::move(picture) : nullptr;
 }

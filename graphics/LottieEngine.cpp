@@ -1,12 +1,12 @@
 #include "graphics/LottieEngine.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <mutex>
-#include <sstream>
+#include <optional>
 #include <string_view>
 #include <thread>
+
+#include "core/PlainFile.h"
 
 #ifdef QUOLSDK_HAS_LOTTIE
 #include <thorvg.h>
@@ -72,15 +72,10 @@ std::string imagePath(const std::string& folder, std::string_view asked) {
 
 bool loadImage(tvg::Paint* paint, const char* asked, const std::string& folder) {
     if (paint == nullptr || paint->type() != tvg::Type::Picture) return false;
-    const std::string path = imagePath(folder, asked);
-    std::error_code unknown;
-    if (!std::filesystem::is_regular_file(path, unknown)) return false;
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    const std::string bytes = content.str();
-    return succeeded(static_cast<tvg::Picture*>(paint)->load(
-        bytes.data(), static_cast<std::uint32_t>(bytes.size()), "", nullptr, true));
+    const std::optional<std::string> bytes = readPlainFile(imagePath(folder, asked));
+    return bytes &&
+           succeeded(static_cast<tvg::Picture*>(paint)->load(
+               bytes->data(), static_cast<std::uint32_t>(bytes->size()), "", nullptr, true));
 }
 
 } // namespace
@@ -145,13 +140,13 @@ void LottieCanvas::setTemplates(const std::vector<LottieTemplate*>& templates) {
         engine_->canvas->add(each->engine_->animation->picture());
 }
 
-bool LottieCanvas::draw(std::uint32_t* pixels, int width, int height) {
+bool LottieCanvas::draw(std::uint32_t* pixels, const LottieArea& area) {
     const std::lock_guard lock(engineMutex());
     tvg::SwCanvas* const canvas = engine_->canvas.get();
     if (canvas == nullptr) return false;
-    const auto w = static_cast<std::uint32_t>(width);
-    const auto h = static_cast<std::uint32_t>(height);
-    canvas->target(pixels, w, w, h, tvg::ColorSpace::ARGB8888);
+    canvas->target(pixels, static_cast<std::uint32_t>(area.stride),
+                   static_cast<std::uint32_t>(area.width), static_cast<std::uint32_t>(area.height),
+                   tvg::ColorSpace::ARGB8888);
     canvas->update();
     const bool isDrawn = succeeded(canvas->draw(false));
     canvas->sync();
@@ -183,7 +178,7 @@ struct LottieCanvas::Engine {};
 LottieCanvas::LottieCanvas() : engine_(std::make_unique<Engine>()) {}
 LottieCanvas::~LottieCanvas() = default;
 void LottieCanvas::setTemplates(const std::vector<LottieTemplate*>& /*templates*/) {}
-bool LottieCanvas::draw(std::uint32_t* /*pixels*/, int /*width*/, int /*height*/) {
+bool LottieCanvas::draw(std::uint32_t* /*pixels*/, const LottieArea& /*area*/) {
     return false;
 }
 

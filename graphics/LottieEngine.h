@@ -52,6 +52,13 @@ private:
     float duration_ = 0.0F;
 };
 
+// The pixels to draw into: 32-bit words, `stride` of them from row to row.
+struct LottieArea {
+    int width = 0;
+    int height = 0;
+    int stride = 0;
+};
+
 // Draws templates over each other. A template must not go while it is on a canvas.
 class LottieCanvas {
 public:
@@ -63,9 +70,9 @@ public:
     // These from now on, the first at the bottom.
     void setTemplates(const std::vector<LottieTemplate*>& templates);
 
-    // Draws all of them as they stand. `pixels` are 32-bit words of premultiplied ARGB, cleared by
-    // the caller, rows behind each other. False when nothing could be drawn.
-    bool draw(std::uint32_t* pixels, int width, int height);
+    // Draws all of them as they stand, in premultiplied ARGB, into pixels that the caller has
+    // cleared. False when nothing could be drawn.
+    bool draw(std::uint32_t* pixels, const LottieArea& area);
 
 private:
     struct Engine;
