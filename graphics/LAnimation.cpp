@@ -138,6 +138,10 @@ bool LAnimation::Impl::reload(Layer& layer) {
 }
 
 bool LAnimation::loadTemplate(int id, const std::string& path) {
+    if (!quol::hasLottieEngine()) {
+        quol::logOut("LAnimation: Lottie destegi olmadan derlendi, yuklenemedi: %s", path.c_str());
+        return false;
+    }
     std::optional<std::string> bytes = quol::readPlainFile(path);
     if (!bytes) {
         quol::logOut("LAnimation: Dosya acilamadi: %s", path.c_str());

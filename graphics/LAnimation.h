@@ -34,7 +34,8 @@ public:
     ~LAnimation() override;
 
     /// Loads a file into a layer, in place of what is there, and plays it. False when it cannot be
-    /// read; a layer that was there keeps its picture then.
+    /// read; a layer that was there keeps its picture then. False for every file in a library that
+    /// was built without Lottie templates.
     /// @throws std::invalid_argument, std::out_of_range for a marker whose time is no number
     bool loadTemplate(int id, const std::string& path);
 

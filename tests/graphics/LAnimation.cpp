@@ -61,6 +61,21 @@ protected:
     }
 };
 
+// --------------------------------------------------------------- a library without the engine
+
+TEST(LAnimationLeftOut, RefusesEveryTemplateWithALineAndDoesNothingElse) {
+    if (quol::hasLottieEngine()) GTEST_SKIP() << "built with Lottie templates";
+    const std::string path = writeFile("box.json", boxTemplate(red));
+    LAnimation animation;
+    const std::ptrdiff_t before = threads();
+    const std::string lines = told([&] { EXPECT_FALSE(animation.loadTemplate(1, path)); });
+    EXPECT_EQ(lines, "LAnimation: Lottie destegi olmadan derlendi, yuklenemedi: " + path + "\n");
+    EXPECT_EQ(threads(), before);
+    animation.play(1);
+    animation.stop(1);
+    animation.close(1);
+}
+
 // ------------------------------------------------------------------------- before any template
 
 class LAnimationStart : public LAnimationTest {};
