@@ -452,6 +452,26 @@ TEST_F(LAnimationText, AnEscapedDoubleQuoteDoesNot) {
               "LAnimation: Katman 1 metni guncellendi (Bellekten): A\\\"A\n");
 }
 
+// A range of letters in random order that has run to its end is one that the engine divides by.
+TEST_F(LAnimationText, LettersInRandomOrderAreShownToTheEnd) {
+    for (const char* const random : {R"("rn":1)", "\"rn\" :\n 255"}) {
+        std::string json = textTemplate("Title", "A");
+        const std::string none = R"("a":[]})";
+        ASSERT_NE(json.find(none), std::string::npos);
+        json.replace(json.find(none), none.size(),
+                     std::string(R"("a":[{"s":{"t":0,"xe":{"a":0,"k":100},"ne":{"a":0,"k":50},)"
+                                 R"("a":{"a":0,"k":100},"b":1,)") +
+                         random +
+                         R"(,"sh":3,"o":{"a":0,"k":100},"r":1},)"
+                         R"("a":{"p":{"a":0,"k":[0,1,0]}}}]})");
+        SteppedAnimation stepped;
+        ASSERT_TRUE(stepped.load(1, json));
+        for (int i = 0; i < 5; ++i)
+            ASSERT_NE(stepped.step(), nullptr);
+        EXPECT_FALSE(test::isTransparent(stepped.picture()));
+    }
+}
+
 TEST_F(LAnimationText, ABreakIsCarriedIntoTheNextChangeOfAColour) {
     const std::string box = ',' + aeLayer("box", plainFill(red));
     std::string both = textTemplate("Title", "B");
