@@ -1,10 +1,11 @@
 // A C++ host that plays Lottie templates one after the other, each at its own size, and draws five
 // moments of each as one row of a PNG.
 //
-//     lottie_sheet OUTPUT.png TEMPLATE.json...
+//     lottie_sheet OUTPUT.png TEMPLATE.json [CHANGE...] [TEMPLATE.json [CHANGE...]]...
 //
-// Texts want a font: see LAnimation.h for where one is looked for. Exit status: 0 done, 1 nothing
-// could be drawn, 2 wrong use.
+// A change is made between the second moment and the third: text:LAYER=TEXT, color:LAYER=#RRGGBB or
+// image:NAME=FILE. Texts want a font: see LAnimation.h for where one is looked for. Exit status: 0
+// done, 1 nothing could be drawn, 2 wrong use.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -95,8 +96,25 @@ void drawMoment(const LFrame::Video& video, int moment, Row& row) {
     }
 }
 
+bool isChange(const std::string& argument) {
+    return argument.rfind("text:", 0) == 0 || argument.rfind("color:", 0) == 0 ||
+           argument.rfind("image:", 0) == 0;
+}
+
+void change(LAnimation& animation, const std::string& argument) {
+    const std::size_t colon = argument.find(':');
+    const std::size_t equals = argument.find('=', colon);
+    if (equals == std::string::npos) return;
+    const std::string kind = argument.substr(0, colon);
+    const std::string name = argument.substr(colon + 1, equals - colon - 1);
+    const std::string value = argument.substr(equals + 1);
+    if (kind == "text") animation.update(0, name, value);
+    if (kind == "color") animation.updateColor(0, name, value);
+    if (kind == "image") animation.updateImage(0, name, value);
+}
+
 // Five moments beside each other; empty for a template that cannot be read.
-Row rowOf(const char* path) {
+Row rowOf(const char* path, const std::vector<std::string>& changes) {
     const std::string json = contentOf(path);
     videoFormatProps format;
     format.width = static_cast<int>(numberOf(json, "w", 1920));
@@ -115,6 +133,11 @@ Row rowOf(const char* path) {
         row.assign(static_cast<std::size_t>(sheetWidth) * (cellHeight + gap) * 3, 60);
         std::this_thread::sleep_for(between / 2);
         for (int moment = 0; moment < moments; ++moment) {
+            if (moment == 2) {
+                for (const std::string& each : changes)
+                    change(animation, each);
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            }
             drawMoment(tap.getVideo(), moment, row);
             std::this_thread::sleep_for(between);
         }
@@ -132,10 +155,13 @@ int main(int argc, char** argv) {
     }
     Row sheet;
     int rows = 0;
-    for (int i = 2; i < argc; ++i) {
-        const Row row = rowOf(argv[i]);
-        std::fprintf(stderr, "%2d of %d: %s%s\n", i - 1, argc - 2, argv[i],
-                     row.empty() ? ": cannot be read" : "");
+    for (int i = 2; i < argc;) {
+        const char* const path = argv[i++];
+        std::vector<std::string> changes;
+        while (i < argc && isChange(argv[i]))
+            changes.emplace_back(argv[i++]);
+        const Row row = rowOf(path, changes);
+        std::fprintf(stderr, "%s%s\n", path, row.empty() ? ": cannot be read" : "");
         if (row.empty()) continue;
         sheet.insert(sheet.end(), row.begin(), row.end());
         ++rows;
