@@ -22,6 +22,7 @@ set(QUOLSDK_PUBLIC_HEADERS
     graphics/LCGProps.h
     graphics/LCGItems.h
     graphics/LCharacter.h
+    outputs/LOutput.h
     outputs/LRecorder.h
     api/quolsdk_c_api.h
 )

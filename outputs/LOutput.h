@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -18,10 +19,11 @@
 class LObject;
 
 namespace quol {
-class OutputCards;
 class OutputDevice;
 class OutputSound;
 class Sleeper;
+enum class OutputDeviceKind;
+struct OutputCards;
 struct OutputSettings;
 } // namespace quol
 
@@ -119,7 +121,7 @@ public:
 
     void getStats(OutputStats& stats); ///< never waits for the device
 
-    /// @name The steps of setEnabled
+    /// @name Steps of setEnabled
     /// They leave the state enabled or not as it is. A start is true also when that device runs
     /// already, and false while another one does.
     /// @{
@@ -147,25 +149,38 @@ private:
     enum class Row { none, card, ndi, vtp };
 
     Row rowOf(int index) const;
-    bool startSelected();
+    bool runs(quol::OutputDeviceKind kind) const;
+    bool cardRuns() const;
+    void startSelected();
     void stopRunning();
-    bool startRunning(std::unique_ptr<quol::OutputDevice> started);
+    bool startNDILocked();
+    void stopNDILocked();
+    bool startVTPLocked();
+    void stopVTPLocked();
+    bool startDeckLinkLocked();
+    void stopDeckLinkLocked();
+    void run(std::unique_ptr<quol::OutputDevice> started);
     void startWorkers();
     void stopWorkers();
-    bool startNDILocked();
-    bool startVTPLocked();
-    bool startDeckLinkLocked();
-    void stopDevice(bool dropQueue, const char* text);
-    void restartCard();
-    void restartVTP();
-    void selectConnection(const char* done, const char* failed);
-    void setPictureFormat(const videoFormatProps& format);
-    void showFormat();
+    void setAccepting(bool accept);
+    void dropQueue();
+
+    void readLines(int card);
+    void connectCard();
+    void reconnectCard();
+    bool connect(const std::string& line);
+    void setCardFormat(int index);
+    void setNetworkFormat(int index);
+    void takeFormat(const videoFormatProps& format);
+    void setText(const std::string& key, const std::string& value);
+    void refreshStats();
+    void changeSettings(const std::function<void(quol::OutputSettings&)>& change);
+    quol::OutputSettings settingsNow();
 
     void outputLoop();
     void audioLoop();
     quol::FramePtr takeFrame();
-    quol::OutputSettings settingsNow();
+    bool takesFrames() const;
 
     /// Serialises the host's operations; taken before every other mutex, never by a worker.
     std::mutex controlMutex;
@@ -187,17 +202,17 @@ private:
     const std::unique_ptr<quol::OutputSettings> settings;
     OutputStats shown; ///< the part of the statistics that is settings
 
-    std::mutex queueMutex;
+    std::mutex queueMutex; ///< guards the next two
     std::condition_variable queueFilled;
-    std::deque<quol::FramePtr> queue; ///< guarded by `queueMutex`
+    std::deque<quol::FramePtr> queue;
+    bool videoRunning = false; ///< the picture worker goes on when the queue is empty
 
     const std::unique_ptr<quol::OutputSound> sound;
     const std::unique_ptr<quol::Sleeper> audioSleeper; ///< the sound worker's pauses
 
     std::atomic<bool> enabled{false};            ///< the host writes, pushes read
     std::atomic<bool> accepting{false};          ///< a device is there; cleared under `queueMutex`
-    std::atomic<bool> videoRunning{false};       ///< cleared under `queueMutex`; the worker reads
-    std::atomic<bool> audioRunning{false};       ///< the host writes, the worker reads
+    std::atomic<bool> audioRunning{false};       ///< the host writes, the sound worker reads
     std::atomic<double> latestVideoTime{0.0};    ///< seconds; the picture worker writes
     std::atomic<std::uint64_t> framesSent{0};    ///< the picture worker writes
     std::atomic<std::uint64_t> framesDropped{0}; ///< pushes write

@@ -8,12 +8,14 @@
 
 namespace quol {
 
+enum class OutputDeviceKind { ndi, vtp, deckLink };
+
 // A device that runs from its making to its destruction. `form` and `show` are called by the
 // picture worker, `play` by the sound worker, at the same time; making and destruction happen while
 // neither is there.
 class OutputDevice {
 public:
-    enum class Kind { ndi, vtp, deckLink };
+    using Kind = OutputDeviceKind;
 
     explicit OutputDevice(Kind kind) : kind_(kind) {}
     OutputDevice(const OutputDevice&) = delete;

@@ -4,6 +4,7 @@
 
 #include "core/FrameTime.h"
 #include "core/Log.h"
+#include "outputs/OutputSettings.h"
 
 namespace quol {
 
@@ -33,6 +34,12 @@ FramePtr viewOf(std::vector<std::int16_t>& samples, int rate) {
 }
 
 } // namespace
+
+int pairsPerPicture(double rate) {
+    constexpr int otherwise = 1920;
+    const int whole = wholeRate(rate);
+    return whole > 0 ? std::max(outputSampleRate / whole, 1) : otherwise;
+}
 
 std::int16_t applyGain(std::int16_t sample, float gain) {
     // The int nearest to 2^31 that a float holds lies below it.

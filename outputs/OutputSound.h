@@ -12,6 +12,10 @@ namespace quol {
 
 inline constexpr int outputSampleRate = 48000;
 
+// Stereo samples that go with one picture at that rate, 1920 where it is below 1. The whole part of
+// the rate counts: 813 at 59.94.
+int pairsPerPicture(double rate);
+
 // (int16)(int)((float)sample * gain), which wraps beyond 16 bits; a product that no int holds, and
 // one that is no number, gives 0.
 std::int16_t applyGain(std::int16_t sample, float gain);

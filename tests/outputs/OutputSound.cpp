@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
-#include <numeric>
 #include <thread>
 
 #include "support/CapturedStream.h"
@@ -19,13 +19,25 @@ using quol::OutputSound;
 using test::CapturedStream;
 using test::plainSound;
 using testing::HasSubstr;
-using testing::Not;
 
 std::vector<std::int16_t> popAll(OutputSound& sound, int most = 200000) {
     std::vector<std::int16_t> samples(static_cast<std::size_t>(most) * 2);
     const int count = sound.pop(0.0, samples.data(), most);
     samples.resize(static_cast<std::size_t>(count) * 2);
     return samples;
+}
+
+TEST(OutputSound, PairsOfOnePicture) {
+    EXPECT_EQ(quol::pairsPerPicture(25.0), 1920);
+    EXPECT_EQ(quol::pairsPerPicture(50.0), 960);
+    EXPECT_EQ(quol::pairsPerPicture(60000.0 / 1001), 813) << "48000 / 59";
+    EXPECT_EQ(quol::pairsPerPicture(30000.0 / 1001), 1655) << "48000 / 29";
+    EXPECT_EQ(quol::pairsPerPicture(24000.0 / 1001), 2086) << "48000 / 23";
+    EXPECT_EQ(quol::pairsPerPicture(0.5), 1920);
+    EXPECT_EQ(quol::pairsPerPicture(0.0), 1920);
+    EXPECT_EQ(quol::pairsPerPicture(-1.0), 1920);
+    EXPECT_EQ(quol::pairsPerPicture(std::nan("")), 1920);
+    EXPECT_EQ(quol::pairsPerPicture(1e9), 1);
 }
 
 TEST(OutputSoundGain, IsTheProductCutTowardsZero) {
@@ -158,25 +170,33 @@ TEST(OutputSound, ToneKeepsItsPitchThroughBothResamplers) {
     EXPECT_NEAR(crossings, 1000 * static_cast<double>(samples.size()) / 96000, 3);
 }
 
+// Stereo samples that come out for each of the later blocks of many alike.
+double pairsABlock(OutputSound& sound, int rate) {
+    constexpr int blocks = 4;
+    for (int i = 0; i < blocks; ++i)
+        sound.push(*plainSound(4800, 100, 100, 0, rate));
+    popAll(sound);
+    for (int i = 0; i < blocks; ++i)
+        sound.push(*plainSound(4800, 100, 100, 0, rate));
+    return static_cast<double>(popAll(sound).size()) / 2 / blocks;
+}
+
 TEST(OutputSound, FirstResamplerIsNeverRebuilt) {
     CapturedStream out(CapturedStream::Stream::output);
     OutputSound sound;
     sound.setRate(24000);
-    sound.push(*plainSound(4800, 100, 100, 0, 48000));
-    popAll(sound);
-    // Another rate of input goes through as if it were the first one's: 4800 samples still become
-    // half of them at the first stage, and twice as many at the second.
-    sound.push(*plainSound(4800, 100, 100, 0, 96000));
-    EXPECT_NEAR(static_cast<double>(popAll(sound).size()) / 2, 4800.0, 100.0);
+    EXPECT_NEAR(pairsABlock(sound, 48000), 4800.0, 50.0);
+    // Another rate of input goes through as if it were the first one's: half as many samples at the
+    // first stage, twice as many at the second.
+    EXPECT_NEAR(pairsABlock(sound, 96000), 4800.0, 50.0);
     // Another shape would be read as something that it is not.
     sound.push(*test::makeSound(4800, 96000, 6, AV_SAMPLE_FMT_FLTP));
     EXPECT_EQ(popAll(sound).size(), 0U);
-    // A later rate of the format counts for the second stage alone: its input is still 24000 a
+    // A later rate of the format counts for the second stage alone: what it gets is still 24000 a
     // second and taken for 32000.
     sound.setRate(32000);
-    sound.push(*plainSound(4800, 100, 100, 0, 48000));
+    EXPECT_NEAR(pairsABlock(sound, 48000), 3600.0, 50.0);
     EXPECT_THAT(out.text(), HasSubstr("re-created for new input: 32000Hz"));
-    EXPECT_NEAR(static_cast<double>(popAll(sound).size()) / 2, 3600.0, 100.0);
 }
 
 TEST(OutputSound, BlockOfMoreThanFiveHundredDropsTheOldest) {
