@@ -121,17 +121,14 @@ public:
 
     void getStats(OutputStats& stats); ///< never waits for the device
 
-    /// @name Steps of setEnabled
-    /// They leave the state enabled or not as it is. A start is true also when that device runs
-    /// already, and false while another one does.
-    /// @{
+    /// The steps of setEnabled, which leave the state enabled or not as it is. A start is true also
+    /// when that device runs already, and false while another one does.
     bool startNDI();
-    void stopNDI();
-    bool startVTP();
-    void stopVTP();
-    bool startDeckLink();
-    void stopDeckLink();
-    /// @}
+    void stopNDI();       ///< nothing unless it runs
+    bool startVTP();      ///< as startNDI
+    void stopVTP();       ///< nothing unless it runs
+    bool startDeckLink(); ///< as startNDI, for the card that is selected; see DeviceFormatVideoSet
+    void stopDeckLink();  ///< nothing unless it runs
 
     /// Reads the connectors of a card anew.
     void updateDeckLinkLines(int device);
