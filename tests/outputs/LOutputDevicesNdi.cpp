@@ -245,7 +245,8 @@ TEST_F(LOutputNdi, QueueKeepsTheFiveLatestAndCountsTheRest) {
     ndi.holdVideoSends(false);
     ASSERT_TRUE(test::waitForSent(*output, 6));
     std::vector<int> levels;
-    for (const NdiVideo& video : ndi.state().senders.back().video)
+    const NdiState state = ndi.state();
+    for (const NdiVideo& video : state.senders.back().video)
         levels.push_back(video.bytes->front());
     EXPECT_EQ(levels, (std::vector<int>{0, 5, 6, 7, 8, 9}));
     EXPECT_EQ(statsOf(*output).framesQueued, 0);
@@ -316,9 +317,10 @@ TEST_F(LOutputNdi, SoundIsCutByTheWholeRate) {
     for (int i = 0; i < 3; ++i)
         pushSound(813, 1, 1);
     ASSERT_TRUE(waitForAudio(2));
-    for (const test::NdiAudio& audio : ndi.state().senders.back().audio)
+    const NdiState state = ndi.state();
+    for (const test::NdiAudio& audio : state.senders.back().audio)
         EXPECT_LE(audio.record.no_samples, 813);
-    EXPECT_EQ(ndi.state().senders.back().audio.front().record.no_samples, 813);
+    EXPECT_EQ(state.senders.back().audio.front().record.no_samples, 813);
 }
 
 TEST_F(LOutputNdi, ShortSoundGoesOutAsShortAsItIs) {
