@@ -308,6 +308,53 @@ QUOLSDK_C_API void quolsdk_animation_stop(quolsdk_handle animation, int slot);
 QUOLSDK_C_API void quolsdk_animation_close(quolsdk_handle animation, int slot);
 /** @} */
 
+/** @name Output: a source to a device, a sink
+ *  Devices stand in one table: the DeckLink cards that can play, then NDI, then VTP. Numbers shift
+ *  when cards come or go; cards are known once quolsdk_output_device_get_count was asked. */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_output_create(void);         /**< a new output, stopped */
+QUOLSDK_C_API void quolsdk_output_destroy(quolsdk_handle output); /**< stops and ends it */
+/** Looks for cards and tells how many devices there are. */
+QUOLSDK_C_API void quolsdk_output_device_get_count(quolsdk_handle output, int* count);
+/** Name and description of a device; empty for one that is not there. */
+QUOLSDK_C_API void quolsdk_output_device_get_by_index(quolsdk_handle output, int device, char* name,
+                                                      int32_t name_size, char* description,
+                                                      int32_t description_size);
+/** Selects a device. An output that was started goes over to it. */
+QUOLSDK_C_API void quolsdk_output_device_set(quolsdk_handle output, int device);
+/** How many connectors a device has; 0 for one that is not there. */
+QUOLSDK_C_API void quolsdk_output_device_channel_get_count(quolsdk_handle output, int device,
+                                                           int* count);
+/** Name of a connector; empty for one that is not there. */
+QUOLSDK_C_API void quolsdk_output_device_channel_get_by_index(quolsdk_handle output, int device,
+                                                              int channel, char* name,
+                                                              int32_t name_size);
+/** Selects a connector of the selected device. */
+QUOLSDK_C_API void quolsdk_output_device_channel_set(quolsdk_handle output, int channel);
+/** How many picture formats a device has. A card is asked anew, and must have been before one of
+ *  its formats can be used. */
+QUOLSDK_C_API void quolsdk_output_format_get_count(quolsdk_handle output, int device, int channel,
+                                                   int* count);
+/** Name of a picture format; empty for one that is not there. */
+QUOLSDK_C_API void quolsdk_output_format_get_by_index(quolsdk_handle output, int device,
+                                                      int channel, int format, char* name,
+                                                      int32_t name_size);
+/** Selects a picture format of the selected device: size and rate of what goes out. */
+QUOLSDK_C_API void quolsdk_output_format_set(quolsdk_handle output, int format);
+/** Starts the selected device; when it cannot be started the error stream tells. */
+QUOLSDK_C_API void quolsdk_output_start(quolsdk_handle output);
+/** Stops it, once the pictures that wait have gone out: six at most. */
+QUOLSDK_C_API void quolsdk_output_stop(quolsdk_handle output);
+/** What to put out; NULL for nothing. At once; the source must outlive it, or be taken away with
+ *  NULL before it goes. */
+QUOLSDK_C_API void quolsdk_output_set_source(quolsdk_handle output, quolsdk_handle source);
+/** Sets a property: "enabled", "stream_name", "NDI.color_format", "DeckLink.color_format",
+ *  "scaling_quality", "timecode", "timecode_format", "audio_gain", "vtp_interface", "vtp_secret".
+ *  Unknown keys are ignored. */
+QUOLSDK_C_API void quolsdk_output_set_props(quolsdk_handle output, const char* key,
+                                            const char* value);
+/** @} */
+
 /** @name Recorder: a source into a movie file, a sink */
 /** @{ */
 QUOLSDK_C_API quolsdk_handle quolsdk_recorder_create(void);           /**< a new recorder, idle */

@@ -23,6 +23,7 @@ set(QUOLSDK_PUBLIC_HEADERS
     graphics/LCGItems.h
     graphics/LCharacter.h
     graphics/LAnimation.h
+    outputs/LOutput.h
     outputs/LRecorder.h
     api/quolsdk_c_api.h
 )
