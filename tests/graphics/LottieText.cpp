@@ -335,4 +335,17 @@ TEST(LottieLongTexts, ANameThatRepeatsItselfIsLookedForInOnePass) {
     EXPECT_FALSE(replaceText(json, name + 'x', "new"));
 }
 
+// No template has a frame before the first.
+TEST(LottieMarkers, BelowZeroAreNotSet) {
+    quol::LottieMarkers markers;
+    for (const char* const name : {"IN", "LOOP", "STOP", "OUT"})
+        EXPECT_TRUE(quol::setMarker(markers, name, -5)) << name;
+    EXPECT_EQ(markers.in, -1);
+    EXPECT_EQ(markers.loop, -1);
+    EXPECT_EQ(markers.stop, -1);
+    EXPECT_EQ(markers.out, -1);
+    EXPECT_EQ(quol::readMarkers(R"({"tm":-7,"cm":"STOP"})").stop, -1);
+    EXPECT_EQ(quol::readMarkers(R"({"tm":0,"cm":"STOP"})").stop, 0);
+}
+
 } // namespace
