@@ -1,4 +1,5 @@
-// Any bytes on a connection, read by either end in pieces of any size, and any datagram heard.
+// Any bytes on a connection, read by either end in pieces of any size, any datagram heard, any
+// strip.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -7,6 +8,7 @@
 #include "platform/vtp/Limits.h"
 #include "platform/vtp/Message.h"
 #include "platform/vtp/SourceTable.h"
+#include "platform/vtp/StripCheck.h"
 
 namespace {
 
@@ -79,8 +81,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (size < 2) return 0;
     const std::span<const std::uint8_t> bytes(data + 1, size - 1);
     const std::size_t step = std::size_t{1} + data[0] / 2;
-    // A stream of several messages, as each end would read it, and the same as a datagram.
+    // A stream of several messages, as each end would read it, and the same as a datagram and a
+    // strip.
     readStream(data[0] % 2 == 0 ? Reader::sender : Reader::receiver, bytes, step);
     hear(bytes, 0x7f000001u + data[0]);
+    isPlainJpeg(bytes, 96, 16);
     return 0;
 }

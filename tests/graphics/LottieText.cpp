@@ -160,7 +160,7 @@ TEST(LottieMarkersOfAFile, ATimeIsLookedForBehindTheLastBraceBeforeTheName) {
 TEST(LottieMarkersOfAFile, ATimeIsReadAsAWholeNumber) {
     EXPECT_EQ(readMarkers(R"({"tm":12.75,"cm":"IN"})").in, 12);
     EXPECT_EQ(readMarkers(R"({"tm": 12,"cm":"IN"})").in, 12);
-    EXPECT_EQ(readMarkers(R"({"tm":-4,"cm":"IN"})").in, -4);
+    EXPECT_EQ(readMarkers(R"({"tm":-4,"cm":"IN"})").in, -1);
     EXPECT_EQ(readMarkers(R"({"tm":12"cm":"IN"})").in, 12);
 }
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace quol::test;
+using namespace test;
 using namespace std::chrono_literals;
 
 const vtp_network outside{Machine::interfaceName, ""};

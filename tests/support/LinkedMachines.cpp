@@ -18,7 +18,7 @@
 #include <random>
 #include <vector>
 
-namespace quol::test {
+namespace test {
 
 namespace {
 
@@ -99,11 +99,11 @@ void Machine::setUp() {
     if (unshare(CLONE_NEWNET) != 0) return;
     // It would talk by itself.
     std::ofstream("/proc/sys/net/ipv6/conf/default/disable_ipv6") << "1";
-    vtp::Descriptor cable(open("/dev/net/tun", O_RDWR | O_NONBLOCK | O_CLOEXEC));
+    quol::vtp::Descriptor cable(open("/dev/net/tun", O_RDWR | O_NONBLOCK | O_CLOEXEC));
     ifreq request = interfaceRequest(interfaceName);
     request.ifr_flags = IFF_TAP | IFF_NO_PI;
     if (!cable || ioctl(cable.get(), TUNSETIFF, &request) != 0) return;
-    const vtp::Descriptor control(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const quol::vtp::Descriptor control(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     if (!bringUp(control.get(), "lo") ||
         !setAddress(control.get(), interfaceName, SIOCSIFADDR, address_) ||
         !setAddress(control.get(), interfaceName, SIOCSIFNETMASK, "255.255.255.0") ||
@@ -151,4 +151,4 @@ void Cable::carry(int one, int other) {
     }
 }
 
-} // namespace quol::test
+} // namespace test

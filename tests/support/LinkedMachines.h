@@ -13,7 +13,7 @@
 
 #include "platform/vtp/Descriptor.h"
 
-namespace quol::test {
+namespace test {
 
 // A thread in a network namespace of its own. Threads that are started by what it runs belong to
 // the namespace too. Nothing of it is left when all of them have ended.
@@ -38,8 +38,8 @@ private:
     void setUp();
 
     const std::string address_;
-    vtp::Descriptor cable_; // the outer end of the interface: whole Ethernet frames
-    std::mutex mutex_;      // guards all below
+    quol::vtp::Descriptor cable_; // the outer end of the interface: whole Ethernet frames
+    std::mutex mutex_;            // guards all below
     std::condition_variable changed_;
     const std::function<void()>* asked_ = nullptr;
     bool ending_ = false;
@@ -70,4 +70,4 @@ private:
     std::thread thread_;
 };
 
-} // namespace quol::test
+} // namespace test
