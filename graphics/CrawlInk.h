@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "graphics/CGPanel.h"
-#include "graphics/CairoHandles.h"
+#include "core/CairoHandles.h"
 #include "quolsdk/LCGProps.h"
 
 namespace quol {

@@ -8,7 +8,7 @@
 #include "core/MediaInput.h"
 #include "core/Scaler.h"
 #include "graphics/CGPanel.h"
-#include "graphics/CairoHandles.h"
+#include "core/CairoHandles.h"
 
 namespace quol {
 

@@ -1,7 +1,7 @@
 #include "graphics/TickerInk.h"
 
 #include "graphics/CGText.h"
-#include "graphics/CairoHandles.h"
+#include "core/CairoHandles.h"
 
 namespace quol {
 
