@@ -9,8 +9,8 @@
 #include <variant>
 #include <vector>
 
-#include "graphics/CGPanel.h"
 #include "core/CairoHandles.h"
+#include "graphics/CGPanel.h"
 #include "quolsdk/LCGProps.h"
 
 namespace quol {

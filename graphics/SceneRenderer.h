@@ -7,10 +7,10 @@
 #include <utility>
 #include <vector>
 
+#include "core/CairoHandles.h"
 #include "core/Handles.h"
 #include "core/Scaler.h"
 #include "graphics/CGTags.h"
-#include "core/CairoHandles.h"
 #include "graphics/ItemPicture.h"
 #include "graphics/OutputFrames.h"
 #include "graphics/PixelRect.h"

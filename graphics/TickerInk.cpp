@@ -1,7 +1,7 @@
 #include "graphics/TickerInk.h"
 
-#include "graphics/CGText.h"
 #include "core/CairoHandles.h"
+#include "graphics/CGText.h"
 
 namespace quol {
 

@@ -76,8 +76,7 @@ void LivePictures::stampTimecode(AVFrame& frame) {
     const int source = settings_.timecodeSource;
     if (source == wallClock) state_.timecode = formatTimecode(wallClockTimecode(fps));
     if (source == fromStart) {
-        state_.timecode =
-            runningTimecode(settings_.timecodeStart, state_.sinceStart() / 1000, fps);
+        state_.timecode = runningTimecode(settings_.timecodeStart, state_.sinceStart() / 1000, fps);
     }
     av_dict_set(&frame.metadata, "timecode", state_.timecode.load().c_str(), 0);
 }

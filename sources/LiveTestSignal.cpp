@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <numbers>
+#include <span>
 
 #include "core/Color.h"
 #include "core/SoundBlock.h"
@@ -16,8 +17,6 @@ namespace {
 
 constexpr int barsEnd = 720;
 constexpr int blocksEnd = 810;
-constexpr int barWidth = 240;
-constexpr int fieldWidth = 480;
 constexpr int textTop = 472;
 constexpr int textHeight = 135;
 
@@ -41,13 +40,13 @@ constexpr std::array<YuvLevels, 4> fields{
     {{30, 160, 140}, {235, 128, 128}, {40, 180, 180}, {16, 128, 128}}};
 
 // Draws one row of equal parts and repeats it from `top` to before `end`.
-template <std::size_t count>
-void drawRows(const AVFrame& frame, int top, int end, int partWidth,
-              const std::array<YuvLevels, count>& parts) {
+void drawRows(const AVFrame& frame, int top, int end, std::span<const YuvLevels> parts) {
     std::uint8_t* first = packedRow(frame, top);
-    for (int x = 0; x < testSignalWidth; ++x) {
-        const YuvLevels& part = parts[static_cast<std::size_t>(x / partWidth)];
-        setPackedPixel(first, x, part.y, part.u, part.v);
+    const int partWidth = testSignalWidth / static_cast<int>(parts.size());
+    int x = 0;
+    for (const YuvLevels& part : parts) {
+        for (const int partEnd = x + partWidth; x < partEnd; ++x)
+            setPackedPixel(first, x, part.y, part.u, part.v);
     }
     for (int y = top + 1; y < end; ++y)
         std::memcpy(packedRow(frame, y), first, static_cast<std::size_t>(testSignalWidth) * 2);
@@ -74,9 +73,9 @@ FramePtr drawTestPicture() {
     frame->height = testSignalHeight;
     frame->format = AV_PIX_FMT_UYVY422;
     if (av_frame_get_buffer(frame.get(), 32) < 0) return nullptr;
-    drawRows(*frame, 0, barsEnd, barWidth, bars);
-    drawRows(*frame, barsEnd, blocksEnd, barWidth, blocks);
-    drawRows(*frame, blocksEnd, testSignalHeight, fieldWidth, fields);
+    drawRows(*frame, 0, barsEnd, bars);
+    drawRows(*frame, barsEnd, blocksEnd, blocks);
+    drawRows(*frame, blocksEnd, testSignalHeight, fields);
     drawName(*frame);
     return frame;
 }

@@ -9,9 +9,9 @@ namespace quol {
 
 struct LiveText {
     const char* text;
-    double size;   // of the font, pixels
-    bool bold;     // else of normal weight
-    bool onBlack;  // on a black ground, else on a clear one
+    double size;  // of the font, pixels
+    bool bold;    // else of normal weight
+    bool onBlack; // on a black ground, else on a clear one
 };
 
 // A picture of the text in "Arial", or what the system has in its place, centred on its ink. Null
