@@ -22,9 +22,12 @@ ALLOWED = {
 }
 
 # Where the data flow itself crosses between class folders: a mixer and a switcher ask a layer's
-# character generator for its items.
+# character generator for its items. And two helpers of core that know of no class: how FFmpeg's
+# objects are owned, and how one job is shared out to threads.
 EXCEPTIONS = {
     ("compositing", "graphics/LCharacter.h"),
+    ("platform", "core/Handles.h"),
+    ("platform", "core/WorkerTeam.h"),
 }
 
 # What hosts see only through "quolsdk/...".

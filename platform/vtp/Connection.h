@@ -1,0 +1,80 @@
+// A sender's end of one connection.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <string>
+
+#include "platform/vtp/Descriptor.h"
+#include "platform/vtp/Limits.h"
+#include "platform/vtp/Message.h"
+#include "platform/vtp/Outbox.h"
+#include "platform/vtp/SourceTable.h"
+
+namespace quol::vtp {
+
+// What a sender tells of its stream.
+struct StreamInfo {
+    std::string name;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::uint32_t pictureRate = 0;
+    bool hasSound = false;
+};
+
+// First a stranger that has to say hello and, where there is a secret, to prove that it knows it;
+// then a receiver. Of the sender's thread alone.
+class Connection {
+public:
+    Connection(Descriptor socket, Address peer, const StreamInfo& stream, const std::string& secret,
+               BlockPool& pool, Clock::time_point now);
+
+    int descriptor() const { return socket_.get(); }
+    Address peer() const { return peer_; }
+    Clock::time_point begun() const { return begun_; }
+    bool isReceiver() const { return state_ == State::receiver; }
+
+    // Reads what has come. False when the connection is to be closed.
+    bool read(Clock::time_point now);
+
+    // Sends as much as goes: first what the connection itself has to say, then what `next` gives.
+    // False when the connection is to be closed. Afterwards `wantsToWrite` says whether it is to be
+    // called again as soon as the socket can be written to.
+    bool write(const std::function<MessagePtr()>& next, Clock::time_point now);
+    bool wantsToWrite() const { return wantsToWrite_; }
+
+    // Says that this end lives where nothing else says so. False when the other end is silent for
+    // too long.
+    bool keepAlive(Clock::time_point now);
+
+private:
+    enum class State { hello, proof, receiver };
+
+    bool take(const MessageHeader& header);
+    bool takeHello(const MessageHeader& header);
+    bool takeProof(const MessageHeader& header);
+    void say(const MessageHeader& header, SharedBlock payload = nullptr);
+
+    // 1 when the message is through, 0 when the socket is full, -1 when it has failed.
+    int sendCurrent();
+
+    const Descriptor socket_;
+    const Address peer_;
+    const StreamInfo& stream_; // the sender's, which outlives its connections
+    const std::string& secret_;
+    BlockPool& pool_;
+    MessageParser parser_;
+    State state_ = State::hello;
+    Digest senderNonce_{};
+    Digest receiverNonce_{};
+    const Clock::time_point begun_;
+    Clock::time_point heard_;
+    Clock::time_point spoke_;
+    std::deque<MessagePtr> own_;
+    MessagePtr current_;
+    std::size_t sent_ = 0; // bytes of it
+    bool wantsToWrite_ = false;
+};
+
+} // namespace quol::vtp

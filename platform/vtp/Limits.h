@@ -1,0 +1,50 @@
+// What vtp carries at most, and how long it waits. docs/vtp.md states the same numbers.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+
+namespace quol::vtp {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::uint32_t maxWidth = 8192;
+constexpr std::uint32_t maxHeight = 8192;
+constexpr std::size_t maxPictureBytes = 8192u * 4320u * 4u;
+constexpr std::size_t maxStrips = 16;
+
+// Coding that makes a picture larger, headers apart, is no coding.
+constexpr std::size_t maxCodedBytes(std::size_t plainBytes) {
+    return plainBytes + maxStrips * 4096;
+}
+
+constexpr std::uint32_t maxPictureRate = 1000; // a second, as far as it is told
+constexpr std::uint32_t maxChannels = 16;
+constexpr std::uint32_t maxSampleRate = 384000;
+constexpr std::size_t maxNameBytes = 127;
+
+// Waiting for one receiver, not begun.
+constexpr std::size_t maxPicturesWaiting = 3;
+// Waiting at either end.
+constexpr std::size_t maxSoundsWaiting = 128;
+constexpr std::size_t maxSoundBytesWaiting = 4u << 20;
+// Received and not taken.
+constexpr std::size_t maxPicturesReceived = 3;
+
+constexpr std::size_t maxReceivers = 32;       // of one sender
+constexpr std::size_t maxReceiversPerHost = 8; // of hosts other than this machine
+constexpr std::size_t maxStrangers = 16;       // connected, not accepted yet
+constexpr std::size_t maxSources = 256;        // known to a listener
+constexpr std::size_t maxSourcesPerHost = 64;  // of hosts other than this machine
+
+constexpr auto connectTime = 2s;   // for a receiver, all in all
+constexpr auto handshakeTime = 5s; // for a sender
+constexpr auto heartbeatTime = 1s;
+// TCP comes back from a cut of five seconds within ten: its pauses double.
+constexpr auto silenceTime = 15s;
+constexpr auto announceTime = 500ms;
+constexpr auto forgetTime = 3s;
+
+} // namespace quol::vtp

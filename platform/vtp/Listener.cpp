@@ -1,0 +1,98 @@
+#include "platform/vtp/Listener.h"
+
+#include <poll.h>
+
+#include <array>
+#include <cerrno>
+#include <optional>
+#include <system_error>
+
+#include "platform/vtp/Limits.h"
+#include "platform/vtp/Network.h"
+
+namespace quol::vtp {
+
+namespace {
+
+// What one turn of the thread reads at most from one socket, so that a flood does not keep it.
+constexpr int datagramsATurn = 256;
+
+} // namespace
+
+void Listener::setNetwork(const vtp_network& network) {
+    const std::lock_guard control(control_);
+    network_ = network;
+}
+
+void Listener::start() {
+    const std::lock_guard control(control_);
+    if (thread_.joinable() || !wakeup_) return;
+    loopback_ = listenForAnnouncements(nullptr);
+    if (const std::optional<Interface> interface = findInterface(network_.interfaceName))
+        interface_ = listenForAnnouncements(&*interface);
+    {
+        const std::lock_guard lock(mutex_);
+        ending_ = false;
+    }
+    wakeup_.clear();
+    try {
+        thread_ = std::thread([this] { run(); });
+    } catch (const std::system_error&) {
+        // No thread to be had: nobody is heard of.
+    }
+}
+
+void Listener::stop() {
+    const std::lock_guard control(control_);
+    {
+        const std::lock_guard lock(mutex_);
+        ending_ = true;
+        table_.clear();
+    }
+    wakeup_.wake();
+    if (thread_.joinable()) thread_.join();
+    const std::lock_guard lock(mutex_);
+    table_.clear();
+    loopback_.reset();
+    interface_.reset();
+}
+
+std::vector<vtp_source_record> Listener::sources() {
+    const std::lock_guard lock(mutex_);
+    table_.forget(Clock::now());
+    return table_.records();
+}
+
+void Listener::run() {
+    // A descriptor below zero is passed over.
+    std::array<pollfd, 3> waiting{
+        {{wakeup_.get(), POLLIN, 0}, {loopback_.get(), POLLIN, 0}, {interface_.get(), POLLIN, 0}}};
+    while (true) {
+        const int ready = poll(waiting.data(), waiting.size(), -1);
+        if (ready < 0 && errno != EINTR) return;
+        {
+            const std::lock_guard lock(mutex_);
+            if (ending_) return;
+        }
+        if (ready <= 0) continue;
+        if (waiting[1].revents != 0) hear(loopback_);
+        if (waiting[2].revents != 0) hear(interface_);
+    }
+}
+
+void Listener::hear(const Descriptor& socket) {
+    std::array<std::uint8_t, maxAnnouncementBytes + 1> room{};
+    for (int i = 0; i < datagramsATurn; ++i) {
+        Address from = 0;
+        const std::optional<std::size_t> size = receiveDatagram(socket, room, from);
+        if (!size) return;
+        const auto announcement = readAnnouncement({room.data(), *size});
+        if (!announcement) continue;
+        const std::lock_guard lock(mutex_);
+        const Clock::time_point now = Clock::now();
+        table_.forget(now);
+        table_.hear(*announcement, from, now);
+    }
+}
+
+} // namespace quol::vtp

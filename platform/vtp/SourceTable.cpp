@@ -1,0 +1,105 @@
+#include "platform/vtp/SourceTable.h"
+
+#include <algorithm>
+#include <cstring>
+#include <set>
+
+namespace quol::vtp {
+
+namespace {
+
+// "Name (2)" and so on, the first that is free.
+std::string numberedName(const std::string& name, const std::set<std::string>& taken) {
+    for (int number = 2;; ++number) {
+        const std::string suffix = " (" + std::to_string(number) + ")";
+        const std::string numbered = shownName(name, maxNameBytes - suffix.size()) + suffix;
+        if (!taken.contains(numbered)) return numbered;
+    }
+}
+
+void copyText(char* to, std::size_t capacity, const std::string& text) {
+    std::memcpy(to, text.data(), std::min(text.size(), capacity - 1));
+}
+
+} // namespace
+
+bool isLoopback(Address address) {
+    return address >> 24 == 127;
+}
+
+std::string addressText(Address address) {
+    std::string text;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        text += std::to_string(address >> shift & 0xff);
+        if (shift > 0) text += '.';
+    }
+    return text;
+}
+
+void SourceTable::hear(const Announcement& announcement, Address from, Clock::time_point now) {
+    const auto known = std::find_if(sources_.begin(), sources_.end(), [&](const Source& source) {
+        return source.announcement.instance == announcement.instance;
+    });
+    if (known == sources_.end()) {
+        if (!announcement.isGone) add(announcement, from, now);
+        return;
+    }
+    // Whoever else claims to be a sender does not move or end it, nor keep it.
+    const bool isNearer = isLoopback(from) && !isLoopback(known->address);
+    if (known->address != from && !isNearer) return;
+    if (announcement.isGone) {
+        sources_.erase(known);
+        return;
+    }
+    known->announcement = announcement;
+    known->address = from;
+    known->heard = now;
+}
+
+void SourceTable::add(const Announcement& announcement, Address from, Clock::time_point now) {
+    // A port has one owner at a time: who had it before is gone.
+    std::erase_if(sources_, [&](const Source& source) {
+        return source.address == from && source.announcement.port == announcement.port;
+    });
+    if (sources_.size() >= maxSources) return;
+    const auto ofHost = std::count_if(sources_.begin(), sources_.end(),
+                                      [from](const Source& s) { return s.address == from; });
+    if (!isLoopback(from) && static_cast<std::size_t>(ofHost) >= maxSourcesPerHost) return;
+    sources_.push_back({announcement, from, now});
+}
+
+void SourceTable::forget(Clock::time_point now) {
+    std::erase_if(sources_,
+                  [now](const Source& source) { return now - source.heard > forgetTime; });
+}
+
+std::vector<vtp_source_record> SourceTable::records() const {
+    std::vector<const Source*> ordered;
+    for (const Source& source : sources_)
+        ordered.push_back(&source);
+    std::stable_sort(ordered.begin(), ordered.end(), [](const Source* a, const Source* b) {
+        return a->announcement.name < b->announcement.name;
+    });
+
+    // A name that a sender has itself is not taken from it by one with a number.
+    std::set<std::string> taken;
+    for (const Source* source : ordered)
+        taken.insert(source->announcement.name);
+    std::vector<vtp_source_record> records;
+    const std::string* last = nullptr;
+    for (const Source* source : ordered) {
+        const std::string& name = source->announcement.name;
+        const bool clashes = last != nullptr && *last == name;
+        last = &name;
+        const std::string shown = clashes ? numberedName(name, taken) : name;
+        taken.insert(shown);
+        vtp_source_record record{};
+        copyText(record.name, sizeof record.name, shown);
+        copyText(record.host, sizeof record.host, addressText(source->address));
+        record.port = source->announcement.port;
+        records.push_back(record);
+    }
+    return records;
+}
+
+} // namespace quol::vtp

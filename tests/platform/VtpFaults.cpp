@@ -1,0 +1,608 @@
+// Ends that stall, die, or are not what they should be.
+#include <arpa/inet.h>
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+#include <random>
+
+#include "platform/vtp/Descriptor.h"
+#include "platform/vtp/Limits.h"
+#include "platform/vtp/Message.h"
+#include "support/VtpEnds.h"
+
+namespace {
+
+using namespace quol::test;
+using namespace std::chrono_literals;
+using quol::vtp::Descriptor;
+using quol::vtp::MessageHeader;
+using quol::vtp::MessageType;
+using Steady = std::chrono::steady_clock;
+
+sockaddr_in loopback(std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+// A stranger's end: a plain socket that speaks only what it is told to.
+class Stranger {
+public:
+    explicit Stranger(std::uint16_t port)
+        : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        const sockaddr_in to = loopback(port);
+        isConnected_ =
+            connect(socket_.get(), reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0;
+    }
+
+    bool isConnected() const { return isConnected_; }
+
+    void say(const void* bytes, std::size_t size) {
+        send(socket_.get(), bytes, size, MSG_NOSIGNAL);
+    }
+
+    void say(MessageType type, std::uint32_t flags = 0) {
+        MessageHeader header;
+        header.type = type;
+        header.flags = flags;
+        const quol::vtp::HeaderBytes bytes = quol::vtp::writeHeader(header);
+        say(bytes.bytes.data(), bytes.size);
+    }
+
+    // Reads that many bytes; false when the connection ends before.
+    bool hears(std::size_t size) {
+        std::vector<char> bytes(size);
+        return recv(socket_.get(), bytes.data(), size, MSG_WAITALL) == static_cast<ssize_t>(size);
+    }
+
+    // True when the other end closes within a generous time.
+    bool isClosed() {
+        char bytes[4096];
+        pollfd waiting{socket_.get(), POLLIN, 0};
+        while (poll(&waiting, 1, 30000) > 0) {
+            if (recv(socket_.get(), bytes, sizeof bytes, 0) <= 0) return true;
+        }
+        return false;
+    }
+
+    bool becomesReceiver(const std::string& name) {
+        say(MessageType::hello);
+        if (!hears(64)) return false;
+        say(MessageType::proof);
+        return hears(80 + name.size());
+    }
+
+private:
+    Descriptor socket_;
+    bool isConnected_ = false;
+};
+
+int openDescriptors() {
+    int count = 0;
+    DIR* folder = opendir("/proc/self/fd");
+    while (folder != nullptr && readdir(folder) != nullptr)
+        ++count;
+    if (folder != nullptr) closedir(folder);
+    return count;
+}
+
+int threads() {
+    int count = 0;
+    DIR* folder = opendir("/proc/self/task");
+    while (folder != nullptr && readdir(folder) != nullptr)
+        ++count;
+    if (folder != nullptr) closedir(folder);
+    return count;
+}
+
+bool delivers(vtp_sender* sender, vtp_receiver* receiver, std::int64_t time) {
+    const auto picture = vtpPicture(16, 8, 3, 1);
+    vtp_sender_send_frame(sender, picture.data(), 2, time);
+    vtp_video_frame frame{};
+    while (nextPicture(receiver, frame)) {
+        if (frame.timestamp == time) return true;
+    }
+    return false;
+}
+
+// --------------------------------------------------------------------------- arguments, states
+
+TEST(VtpFaults, nullHandlesAreTakenQuietly) {
+    const std::uint8_t picture[3] = {};
+    const std::int16_t sample = 0;
+    vtp_video_frame frame{};
+    vtp_audio_frame sound{};
+    vtp_source_record source{};
+    vtp_destroy_sender(nullptr);
+    vtp_sender_set_network(nullptr, {});
+    EXPECT_FALSE(vtp_sender_start(nullptr));
+    vtp_sender_stop(nullptr);
+    vtp_sender_send_frame(nullptr, picture, 2, 0);
+    vtp_sender_send_audio(nullptr, &sample, 1, 48000, 1, 0);
+    EXPECT_EQ(vtp_sender_get_port(nullptr), 0);
+    vtp_sender_set_scale_quality(nullptr, 0);
+    vtp_destroy_receiver(nullptr);
+    vtp_receiver_set_network(nullptr, {});
+    vtp_receiver_connect(nullptr, "127.0.0.1", 1);
+    vtp_receiver_connect_by_name(nullptr, "name");
+    vtp_receiver_disconnect(nullptr);
+    EXPECT_FALSE(vtp_receiver_receive_frame(nullptr, &frame));
+    EXPECT_FALSE(vtp_receiver_receive_audio(nullptr, &sound));
+    EXPECT_FALSE(vtp_receiver_is_connected(nullptr));
+    vtp_destroy_listener(nullptr);
+    vtp_listener_set_network(nullptr, {});
+    vtp_listener_start(nullptr);
+    vtp_listener_stop(nullptr);
+    EXPECT_EQ(vtp_listener_get_sources(nullptr, &source, 1), 0);
+    const VtpReceiver receiver(vtp_create_receiver());
+    EXPECT_FALSE(vtp_receiver_receive_frame(receiver.get(), nullptr));
+    EXPECT_FALSE(vtp_receiver_receive_audio(receiver.get(), nullptr));
+}
+
+TEST(VtpFaults, sendersOfImpossibleSizesAreNotMade) {
+    for (const auto& [width, height] :
+         {std::pair(0, 100), std::pair(100, 0), std::pair(-1, 100), std::pair(100, -1),
+          std::pair(8193, 10), std::pair(10, 8193), std::pair(8192, 8192),
+          std::pair(2147483647, 2147483647)})
+        EXPECT_EQ(vtp_create_sender("x", width, height, 25, 0, 1), nullptr) << width << height;
+    for (const auto& [width, height] : {std::pair(1, 1), std::pair(8192, 4320)})
+        EXPECT_TRUE(VtpSender(vtp_create_sender(nullptr, width, height, -3, 99, 7)));
+}
+
+TEST(VtpFaults, aSenderHasAPortWhileItRuns) {
+    const VtpSender sender(vtp_create_sender("x", 16, 8, 25, 0, 1));
+    EXPECT_EQ(vtp_sender_get_port(sender.get()), 0);
+    ASSERT_TRUE(vtp_sender_start(sender.get()));
+    const std::uint16_t port = vtp_sender_get_port(sender.get());
+    EXPECT_NE(port, 0);
+    EXPECT_TRUE(vtp_sender_start(sender.get()));
+    EXPECT_EQ(vtp_sender_get_port(sender.get()), port);
+    vtp_sender_stop(sender.get());
+    EXPECT_EQ(vtp_sender_get_port(sender.get()), 0);
+    vtp_sender_stop(sender.get());
+    // Nobody holds the port any more.
+    const Descriptor other(socket(AF_INET, SOCK_STREAM, 0));
+    const sockaddr_in at = loopback(port);
+    EXPECT_EQ(bind(other.get(), reinterpret_cast<const sockaddr*>(&at), sizeof at), 0);
+    EXPECT_TRUE(vtp_sender_start(sender.get()));
+}
+
+TEST(VtpFaults, anInterfaceThatIsNotThereStartsNothing) {
+    const VtpSender sender(vtp_create_sender("x", 16, 8, 25, 0, 1));
+    vtp_sender_set_network(sender.get(), {"no such one", ""});
+    EXPECT_FALSE(vtp_sender_start(sender.get()));
+    vtp_sender_set_network(sender.get(), {std::string(500, 'x'), ""});
+    EXPECT_FALSE(vtp_sender_start(sender.get()));
+    EXPECT_EQ(vtp_sender_get_port(sender.get()), 0);
+    vtp_sender_set_network(sender.get(), {});
+    EXPECT_TRUE(vtp_sender_start(sender.get()));
+}
+
+TEST(VtpFaults, connectingToNobodyEndsSoon) {
+    const VtpReceiver receiver(vtp_create_receiver());
+    for (const char* host : {"127.0.0.1", "localhost", "", "no.such.host", "127.0.0.1 ",
+                             "999.1.1.1", "::1", "192.0.2.1"}) {
+        vtp_receiver_connect(receiver.get(), host, 9);
+        EXPECT_FALSE(vtp_receiver_is_connected(receiver.get())) << host;
+    }
+    vtp_receiver_connect(receiver.get(), nullptr, 9);
+    vtp_receiver_connect(receiver.get(), "127.0.0.1", 0);
+    vtp_receiver_connect_by_name(receiver.get(), nullptr);
+    EXPECT_FALSE(vtp_receiver_is_connected(receiver.get()));
+}
+
+TEST(VtpFaults, aSenderThatSaysNothingIsGivenUp) {
+    const Descriptor silent(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in at = loopback(0);
+    socklen_t size = sizeof at;
+    ASSERT_EQ(bind(silent.get(), reinterpret_cast<const sockaddr*>(&at), size), 0);
+    ASSERT_EQ(listen(silent.get(), 1), 0);
+    getsockname(silent.get(), reinterpret_cast<sockaddr*>(&at), &size);
+    const VtpReceiver receiver(vtp_create_receiver());
+    vtp_receiver_connect(receiver.get(), "127.0.0.1", ntohs(at.sin_port));
+    EXPECT_FALSE(vtp_receiver_is_connected(receiver.get()));
+}
+
+TEST(VtpFaults, disconnectingCutsAConnectingShort) {
+    const Descriptor silent(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in at = loopback(0);
+    socklen_t size = sizeof at;
+    ASSERT_EQ(bind(silent.get(), reinterpret_cast<const sockaddr*>(&at), size), 0);
+    ASSERT_EQ(listen(silent.get(), 1), 0);
+    getsockname(silent.get(), reinterpret_cast<sockaddr*>(&at), &size);
+    const VtpReceiver receiver(vtp_create_receiver());
+    std::thread connecting(
+        [&] { vtp_receiver_connect(receiver.get(), "127.0.0.1", ntohs(at.sin_port)); });
+    EXPECT_TRUE(becomesTrue([&] { return vtp_receiver_is_connected(receiver.get()); }));
+    vtp_receiver_disconnect(receiver.get());
+    EXPECT_FALSE(vtp_receiver_is_connected(receiver.get()));
+    connecting.join();
+    EXPECT_FALSE(vtp_receiver_is_connected(receiver.get()));
+}
+
+// -------------------------------------------------------------------------------- dying, stalling
+
+TEST(VtpFaults, aSenderThatStopsIsNoticedAtOnceAndFoundAgain) {
+    const std::string name = vtpName("returns");
+    const VtpSender sender = startedSender(name);
+    const VtpReceiver receiver = connectedReceiver(sender.get());
+    ASSERT_TRUE(receiver);
+    EXPECT_TRUE(delivers(sender.get(), receiver.get(), 1));
+    vtp_sender_stop(sender.get());
+    EXPECT_TRUE(becomesTrue([&] { return !vtp_receiver_is_connected(receiver.get()); }));
+    const auto picture = vtpPicture(16, 8, 3, 1);
+    vtp_sender_send_frame(sender.get(), picture.data(), 2, 2);
+    ASSERT_TRUE(vtp_sender_start(sender.get()));
+    vtp_receiver_connect(receiver.get(), "127.0.0.1", vtp_sender_get_port(sender.get()));
+    ASSERT_TRUE(vtp_receiver_is_connected(receiver.get()));
+    EXPECT_TRUE(delivers(sender.get(), receiver.get(), 3));
+}
+
+// In another process, which is killed. The child is made while this one has a single thread.
+TEST(VtpFaults, aSenderThatIsKilledIsNoticedAndForgotten) {
+    const std::string name = vtpName("killed");
+    int channel[2];
+    ASSERT_EQ(pipe(channel), 0);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        const VtpSender sender = startedSender(name);
+        const std::uint16_t port = vtp_sender_get_port(sender.get());
+        [[maybe_unused]] const ssize_t told = write(channel[1], &port, sizeof port);
+        while (true)
+            pause();
+    }
+    std::uint16_t port = 0;
+    ASSERT_EQ(read(channel[0], &port, sizeof port), static_cast<ssize_t>(sizeof port));
+    close(channel[0]);
+    close(channel[1]);
+    const VtpListener listener(vtp_create_listener());
+    vtp_listener_start(listener.get());
+    const VtpReceiver receiver(vtp_create_receiver());
+    vtp_receiver_connect(receiver.get(), "127.0.0.1", port);
+    const bool wasConnected = vtp_receiver_is_connected(receiver.get());
+    const bool wasHeard =
+        becomesTrue([&] { return sourcesNamed(listener.get(), name).size() == 1; });
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    EXPECT_TRUE(wasConnected);
+    EXPECT_TRUE(wasHeard);
+    EXPECT_TRUE(becomesTrue([&] { return !vtp_receiver_is_connected(receiver.get()); }));
+    EXPECT_TRUE(becomesTrue([&] { return sourcesNamed(listener.get(), name).empty(); }));
+}
+
+TEST(VtpFaults, aReceiverThatDoesNotReadHoldsUpNobody) {
+    const std::string name = vtpName("stalled");
+    const VtpSender sender = startedSender(name, 640, 360);
+    Stranger stalled(vtp_sender_get_port(sender.get()));
+    ASSERT_TRUE(stalled.isConnected());
+    ASSERT_TRUE(stalled.becomesReceiver(name));
+    const VtpReceiver receiver = connectedReceiver(sender.get());
+    ASSERT_TRUE(receiver);
+    const auto picture = vtpPicture(640, 360, 3, 1);
+    // Far more than sockets hold. Every single one reaches the other receiver.
+    for (int i = 0; i < 100; ++i) {
+        vtp_sender_send_frame(sender.get(), picture.data(), 2, i);
+        vtp_video_frame frame{};
+        ASSERT_TRUE(nextPicture(receiver.get(), frame));
+        ASSERT_EQ(frame.timestamp, i);
+    }
+}
+
+TEST(VtpFaults, aReceiverThatDiesLeavesTheOthersAlone) {
+    const std::string name = vtpName("leaves");
+    const VtpSender sender = startedSender(name, 640, 360);
+    const auto picture = vtpPicture(640, 360, 3, 1);
+    const VtpReceiver stays = connectedReceiver(sender.get());
+    ASSERT_TRUE(stays);
+    for (int i = 0; i < 20; ++i) {
+        {
+            Stranger dies(vtp_sender_get_port(sender.get()));
+            ASSERT_TRUE(dies.becomesReceiver(name));
+            vtp_sender_send_frame(sender.get(), picture.data(), 2, i);
+        }
+        vtp_video_frame frame{};
+        ASSERT_TRUE(nextPicture(stays.get(), frame));
+        ASSERT_EQ(frame.timestamp, i);
+    }
+}
+
+TEST(VtpFaults, aQuietConnectionIsKept) {
+    const VtpSender sender = startedSender(vtpName("quiet"));
+    const VtpReceiver receiver = connectedReceiver(sender.get());
+    ASSERT_TRUE(receiver);
+    EXPECT_FALSE(becomesTrue([&] { return !vtp_receiver_is_connected(receiver.get()); },
+                             quol::vtp::silenceTime + 3s));
+    EXPECT_TRUE(delivers(sender.get(), receiver.get(), 1));
+}
+
+TEST(VtpFaults, aReceiverThatSaysNothingMoreIsClosedInTheEnd) {
+    const std::string name = vtpName("mute");
+    const VtpSender sender = startedSender(name);
+    Stranger mute(vtp_sender_get_port(sender.get()));
+    ASSERT_TRUE(mute.becomesReceiver(name));
+    EXPECT_TRUE(mute.isClosed());
+}
+
+// -------------------------------------------------------------------------------------- strangers
+
+TEST(VtpFaults, strangersWhoTalkNonsenseAreClosed) {
+    const VtpSender sender = startedSender(vtpName("nonsense"));
+    const std::uint16_t port = vtp_sender_get_port(sender.get());
+    std::minstd_rand random(1);
+    for (int i = 0; i < 50; ++i) {
+        Stranger stranger(port);
+        std::vector<std::uint8_t> bytes(64 + random() % 2000);
+        for (std::uint8_t& byte : bytes)
+            byte = static_cast<std::uint8_t>(random() >> 8);
+        if (i % 2 != 0) std::memcpy(bytes.data(), "VTP1\x01", 5);
+        bytes[5] = i % 4 == 1 ? 5 : bytes[5]; // a picture, of all things
+        if (i % 4 == 3) bytes[7] = 0xff;
+        stranger.say(bytes.data(), bytes.size());
+        EXPECT_TRUE(stranger.isClosed()) << i;
+    }
+    const VtpReceiver receiver = connectedReceiver(sender.get());
+    ASSERT_TRUE(receiver);
+    EXPECT_TRUE(delivers(sender.get(), receiver.get(), 1));
+}
+
+TEST(VtpFaults, messagesOutOfTheirPlaceEndTheConnection) {
+    const std::string name = vtpName("order");
+    const VtpSender sender = startedSender(name);
+    const std::uint16_t port = vtp_sender_get_port(sender.get());
+    for (const MessageType first : {MessageType::proof, MessageType::heartbeat}) {
+        Stranger stranger(port);
+        stranger.say(first);
+        EXPECT_TRUE(stranger.isClosed());
+    }
+    for (const MessageType second : {MessageType::hello, MessageType::heartbeat}) {
+        Stranger stranger(port);
+        stranger.say(MessageType::hello);
+        ASSERT_TRUE(stranger.hears(64));
+        stranger.say(second);
+        EXPECT_TRUE(stranger.isClosed());
+    }
+    for (const MessageType third : {MessageType::hello, MessageType::proof}) {
+        Stranger stranger(port);
+        ASSERT_TRUE(stranger.becomesReceiver(name));
+        stranger.say(third);
+        EXPECT_TRUE(stranger.isClosed());
+    }
+}
+
+TEST(VtpFaults, strangersWhoSayNothingGiveWay) {
+    const VtpSender sender = startedSender(vtpName("silent"));
+    const std::uint16_t port = vtp_sender_get_port(sender.get());
+    std::vector<std::unique_ptr<Stranger>> strangers;
+    for (int i = 0; i < 40; ++i)
+        strangers.push_back(std::make_unique<Stranger>(port));
+    const VtpReceiver receiver = connectedReceiver(sender.get());
+    ASSERT_TRUE(receiver);
+    EXPECT_TRUE(delivers(sender.get(), receiver.get(), 1));
+    // The rest of them when their time is over.
+    for (const auto& stranger : strangers)
+        EXPECT_TRUE(stranger->isClosed());
+}
+
+TEST(VtpFaults, aSenderTakesSoManyReceiversAndNoMore) {
+    const std::string name = vtpName("full");
+    const VtpSender sender = startedSender(name);
+    const std::uint16_t port = vtp_sender_get_port(sender.get());
+    std::vector<std::unique_ptr<Stranger>> receivers;
+    for (int i = 0; i < 32; ++i) {
+        receivers.push_back(std::make_unique<Stranger>(port));
+        ASSERT_TRUE(receivers.back()->becomesReceiver(name)) << i;
+    }
+    Stranger tooMany(port);
+    EXPECT_FALSE(tooMany.becomesReceiver(name));
+    receivers.pop_back();
+    EXPECT_TRUE(becomesTrue([&] { return Stranger(port).becomesReceiver(name); }));
+}
+
+// A sender that lies to its receivers.
+TEST(VtpFaults, nonsenseFromASenderEndsTheConnection) {
+    const Descriptor listening(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in at = loopback(0);
+    socklen_t size = sizeof at;
+    ASSERT_EQ(bind(listening.get(), reinterpret_cast<const sockaddr*>(&at), size), 0);
+    ASSERT_EQ(listen(listening.get(), 4), 0);
+    getsockname(listening.get(), reinterpret_cast<sockaddr*>(&at), &size);
+
+    const auto lie = [&](const std::vector<std::uint8_t>& bytes) {
+        std::thread liar([&] {
+            const Descriptor socket(accept(listening.get(), nullptr, nullptr));
+            std::uint8_t heard[64];
+            recv(socket.get(), heard, sizeof heard, MSG_WAITALL);
+            MessageHeader challenge;
+            challenge.type = MessageType::challenge;
+            MessageHeader welcome;
+            welcome.type = MessageType::welcome;
+            welcome.width = welcome.height = 16;
+            for (const MessageHeader& header : {challenge, welcome}) {
+                const auto written = quol::vtp::writeHeader(header);
+                send(socket.get(), written.bytes.data(), written.size, MSG_NOSIGNAL);
+            }
+            recv(socket.get(), heard, sizeof heard, MSG_WAITALL);
+            send(socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+            while (recv(socket.get(), heard, sizeof heard, 0) > 0) {
+            }
+        });
+        const VtpReceiver receiver(vtp_create_receiver());
+        vtp_receiver_connect(receiver.get(), "127.0.0.1", ntohs(at.sin_port));
+        const bool ended = becomesTrue([&] { return !vtp_receiver_is_connected(receiver.get()); });
+        vtp_video_frame frame{};
+        EXPECT_FALSE(vtp_receiver_receive_frame(receiver.get(), &frame));
+        vtp_receiver_disconnect(receiver.get());
+        liar.join();
+        return ended;
+    };
+
+    EXPECT_TRUE(lie(std::vector<std::uint8_t>(100, 0xff)));
+    MessageHeader picture;
+    picture.type = MessageType::picture;
+    picture.width = picture.height = 100000;
+    picture.payloadBytes = 0xffffffff;
+    const auto written = quol::vtp::writeHeader(picture);
+    std::vector<std::uint8_t> bytes(written.bytes.begin(), written.bytes.end());
+    EXPECT_TRUE(lie(bytes));
+
+    // A coded picture that is none is lost; what comes after it ends the connection.
+    picture.width = picture.height = 16;
+    picture.pixelFormat = 2;
+    picture.coding = quol::vtp::codingStrips;
+    picture.payloadBytes = 200;
+    const auto coded = quol::vtp::writeHeader(picture);
+    bytes.assign(coded.bytes.begin(), coded.bytes.begin() + 48);
+    bytes.resize(48 + 200, 1);
+    bytes.resize(48 + 200 + 100, 0xff);
+    EXPECT_TRUE(lie(bytes));
+}
+
+// ------------------------------------------------------------------------------------ the secret
+
+TEST(VtpFaults, aSecretKeepsStrangersOut) {
+    const std::string name = vtpName("secret");
+    const VtpSender sender = startedSender(name, 16, 8, vtp_coding_automatic, {"", "sesame"});
+    const VtpReceiver receiver = connectedReceiver(sender.get(), {"", "sesame"});
+    ASSERT_TRUE(receiver);
+    EXPECT_TRUE(delivers(sender.get(), receiver.get(), 1));
+    for (const char* wrong : {"", "Sesame", "sesame "}) {
+        const VtpReceiver other(vtp_create_receiver());
+        vtp_receiver_set_network(other.get(), {"", wrong});
+        vtp_receiver_connect(other.get(), "127.0.0.1", vtp_sender_get_port(sender.get()));
+        EXPECT_FALSE(vtp_receiver_is_connected(other.get())) << wrong;
+    }
+    // Zeros are no proof, and nothing is told but that it is over.
+    Stranger stranger(vtp_sender_get_port(sender.get()));
+    stranger.say(MessageType::hello);
+    ASSERT_TRUE(stranger.hears(64));
+    stranger.say(MessageType::proof);
+    EXPECT_FALSE(stranger.hears(1));
+}
+
+TEST(VtpFaults, aReceiverWithASecretTakesNothingFromOthers) {
+    const VtpSender open = startedSender(vtpName("open"));
+    const VtpReceiver receiver(vtp_create_receiver());
+    vtp_receiver_set_network(receiver.get(), {"", "sesame"});
+    vtp_receiver_connect(receiver.get(), "127.0.0.1", vtp_sender_get_port(open.get()));
+    EXPECT_FALSE(vtp_receiver_is_connected(receiver.get()));
+    vtp_receiver_set_network(receiver.get(), {});
+    vtp_receiver_connect(receiver.get(), "127.0.0.1", vtp_sender_get_port(open.get()));
+    EXPECT_TRUE(vtp_receiver_is_connected(receiver.get()));
+}
+
+TEST(VtpFaults, proofsDependOnAllThatGoesIn) {
+    using namespace quol::vtp;
+    Digest one{};
+    Digest two{};
+    ASSERT_TRUE(makeNonce(one));
+    ASSERT_TRUE(makeNonce(two));
+    EXPECT_NE(one, two);
+    const Digest proof = receiverProof("secret", one, two);
+    EXPECT_TRUE(isSameProof(proof, receiverProof("secret", one, two)));
+    EXPECT_FALSE(isSameProof(proof, receiverProof("Secret", one, two)));
+    EXPECT_FALSE(isSameProof(proof, receiverProof("secret", two, one)));
+    EXPECT_FALSE(isSameProof(proof, senderProof("secret", one, two)));
+    EXPECT_FALSE(isSameProof(Digest{}, Digest{}));
+    for (std::size_t i = 0; i < proof.size(); ++i) {
+        Digest other = proof;
+        other[i] ^= 1;
+        EXPECT_FALSE(isSameProof(proof, other));
+    }
+    // HMAC-SHA256 of role, sender's nonce and receiver's nonce, as any implementation computes it.
+    Digest counting{};
+    for (std::size_t i = 0; i < counting.size(); ++i)
+        counting[i] = static_cast<std::uint8_t>(i);
+    const Digest known = receiverProof("secret", counting, Digest{});
+    std::string hex;
+    for (const std::uint8_t byte : known) {
+        hex += "0123456789abcdef"[byte >> 4];
+        hex += "0123456789abcdef"[byte & 15];
+    }
+    EXPECT_EQ(hex, "13923388bf8af3dd8e22ebf1ef1c8313ec175eb4d658101bcf6d4fb5635c9fcf");
+}
+
+// --------------------------------------------------------------------------------- many and often
+
+TEST(VtpFaults, nothingIsLeftBehind) {
+    const auto once = [] {
+        const VtpSender sender = startedSender(vtpName("once"));
+        const VtpReceiver receiver = connectedReceiver(sender.get());
+        const VtpListener listener(vtp_create_listener());
+        vtp_listener_start(listener.get());
+        EXPECT_TRUE(receiver);
+    };
+    once();
+    const int descriptorsBefore = openDescriptors();
+    const int threadsBefore = threads();
+    for (int i = 0; i < 150; ++i)
+        once();
+    for (int i = 0; i < 3000; ++i) {
+        vtp_destroy_sender(vtp_create_sender("x", 16, 8, 25, 0, 1));
+        vtp_destroy_receiver(vtp_create_receiver());
+        vtp_destroy_listener(vtp_create_listener());
+    }
+    EXPECT_EQ(openDescriptors(), descriptorsBefore);
+    EXPECT_EQ(threads(), threadsBefore);
+}
+
+TEST(VtpFaults, handlesMayBeUsedFromManyThreads) {
+    const VtpSender sender = startedSender(vtpName("threads"), 64, 48, vtp_coding_automatic);
+    const VtpReceiver receiver(vtp_create_receiver());
+    std::atomic<bool> ending = false;
+    std::vector<std::thread> busy;
+    const auto repeat = [&](auto work) {
+        busy.emplace_back([&ending, work] {
+            while (!ending)
+                work();
+        });
+    };
+    const auto picture = vtpPicture(64, 48, 3, 1);
+    const auto sound = vtpSound(480, 2, 1);
+    repeat([&] { vtp_sender_send_frame(sender.get(), picture.data(), 2, 1); });
+    repeat([&] { vtp_sender_send_audio(sender.get(), sound.data(), 480, 48000, 2, 1); });
+    repeat([&] {
+        vtp_video_frame frame{};
+        vtp_receiver_receive_frame(receiver.get(), &frame);
+        vtp_audio_frame block{};
+        vtp_receiver_receive_audio(receiver.get(), &block);
+        std::this_thread::yield();
+    });
+    for (int i = 0; i < 20; ++i) {
+        vtp_sender_stop(sender.get());
+        EXPECT_TRUE(vtp_sender_start(sender.get()));
+        vtp_receiver_connect(receiver.get(), "127.0.0.1", vtp_sender_get_port(sender.get()));
+        if (i % 3 == 0) vtp_receiver_disconnect(receiver.get());
+    }
+    ending = true;
+    for (std::thread& thread : busy)
+        thread.join();
+}
+
+TEST(VtpFaults, endsMayBeDestroyedInAnyOrderInTheMiddleOfAStream) {
+    const auto picture = vtpPicture(640, 360, 3, 1);
+    for (int i = 0; i < 20; ++i) {
+        const int coding = i % 2 == 0 ? vtp_coding_none : vtp_coding_intra;
+        VtpSender sender = startedSender(vtpName("middle"), 640, 360, coding);
+        VtpReceiver receiver = connectedReceiver(sender.get());
+        ASSERT_TRUE(receiver);
+        for (int j = 0; j < 3; ++j)
+            vtp_sender_send_frame(sender.get(), picture.data(), 2, j);
+        if (i % 4 < 2) {
+            sender.reset();
+        } else {
+            receiver.reset();
+        }
+    }
+}
+
+} // namespace
