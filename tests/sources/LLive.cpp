@@ -349,7 +349,7 @@ TEST_F(LLiveTest, FormatsAndFiltersAreFollowedWhileItRuns) {
         const quol::FramePtr picture = sink.latestPicture();
         const quol::FramePtr sound = sink.latestSound();
         return picture && sound && picture->width == 64 && picture->format == AV_PIX_FMT_YUV420P &&
-               picture->data[0][0] == 16 && sound->sample_rate == 44100 &&
+               picture->data[0][0] < 30 && sound->sample_rate == 44100 &&
                sound->ch_layout.nb_channels == 1 && live.peakLeft() == 0.0F;
     }));
     live.setVideoFilter(nullptr);
