@@ -7,6 +7,7 @@
 #include "platform/vtp/Bytes.h"
 #include "platform/vtp/Limits.h"
 #include "platform/vtp/Message.h"
+#include "platform/vtp/StripCheck.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -84,6 +85,7 @@ CodecContextPtr openDecoder() {
     if (!context) return nullptr;
     context->thread_count = 1;
     context->err_recognition = AV_EF_EXPLODE;
+    context->log_level_offset = AV_LOG_TRACE; // what others send must not fill the host's log
     return avcodec_open2(context.get(), codec, nullptr) >= 0 ? std::move(context) : nullptr;
 }
 
@@ -259,6 +261,7 @@ void PictureDecoder::decodeStrip(Strip& strip, std::span<const std::uint8_t> cod
                                  std::uint8_t* to, std::uint32_t width, std::uint32_t height,
                                  std::uint32_t pixelFormat) {
     strip.isDone = false;
+    if (!isPlainJpeg(coded, codedWidth(width), codedRows(height))) return;
     if (!strip.codec) {
         strip.codec = openDecoder();
         strip.frame = makeFrame();
@@ -266,8 +269,6 @@ void PictureDecoder::decodeStrip(Strip& strip, std::span<const std::uint8_t> cod
     }
     if (!strip.codec || !strip.frame || !strip.packet) return;
     av_packet_unref(strip.packet.get());
-    // Memory for what was announced, whatever the strip says of itself; the coder works in blocks.
-    strip.codec->max_pixels = std::int64_t{codedWidth(width)} * (height + 16);
     // The decoder reads beyond the end; a packet of its own has the room for that.
     if (av_new_packet(strip.packet.get(), static_cast<int>(coded.size())) < 0) return;
     std::memcpy(strip.packet->data, coded.data(), coded.size());

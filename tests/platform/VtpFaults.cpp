@@ -19,7 +19,7 @@
 
 namespace {
 
-using namespace quol::test;
+using namespace test;
 using namespace std::chrono_literals;
 using quol::vtp::Descriptor;
 using quol::vtp::MessageHeader;

@@ -9,7 +9,7 @@
 
 namespace {
 
-using namespace quol::test;
+using namespace test;
 using namespace quol::vtp;
 
 constexpr Address here = 0x7f000001;

@@ -9,7 +9,7 @@
 
 namespace {
 
-using namespace quol::test;
+using namespace test;
 using std::chrono::milliseconds;
 
 TEST(VtpStream, picturesArriveToTheLastBitWithTheirTimes) {

@@ -416,6 +416,13 @@ TEST_F(LLiveDeckLink, AConvertedPictureKeepsNothingOfTheDrivers) {
     expectAllGivenBack(0);
 }
 
+TEST_F(LLiveDeckLink, AColourCodeThatAsksForNothingKeepsTheFormat) {
+    ASSERT_TRUE(startCard(0));
+    live->setVideoFormat({1, 0, 0, 0.0, 4});
+    const DeckLinkFrame frame = deckLinkPicture(64, 32, bmdFormat8BitYUV);
+    EXPECT_EQ(shown(frame)->data[0], frame.bytes->data());
+}
+
 TEST_F(LLiveDeckLink, RowsLieAtTheDriversStride) {
     ASSERT_TRUE(startCard(0));
     const DeckLinkFrame frame = deckLinkPicture(60, 32, bmdFormat8BitYUV, 3, 192);

@@ -5,7 +5,7 @@
 #include <array>
 #include <random>
 
-namespace quol::test {
+namespace test {
 
 std::string vtpName(const std::string& name) {
     return name + " " + std::to_string(getpid());
@@ -75,4 +75,4 @@ std::vector<vtp_source_record> sourcesNamed(vtp_listener* listener, const std::s
     return named;
 }
 
-} // namespace quol::test
+} // namespace test

@@ -10,7 +10,7 @@
 
 #include "platform/vtp/vtp.h"
 
-namespace quol::test {
+namespace test {
 
 struct VtpDeleter {
     void operator()(vtp_sender* sender) const { vtp_destroy_sender(sender); }
@@ -61,4 +61,4 @@ std::vector<vtp_source_record> sourcesOf(vtp_listener* listener);
 // The ones whose name begins so.
 std::vector<vtp_source_record> sourcesNamed(vtp_listener* listener, const std::string& name);
 
-} // namespace quol::test
+} // namespace test
