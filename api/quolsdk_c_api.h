@@ -166,6 +166,54 @@ QUOLSDK_C_API int64_t quolsdk_reader_audio_bitrate_get(quolsdk_handle reader); /
 QUOLSDK_C_API int64_t quolsdk_reader_audio_channels_get(quolsdk_handle reader); /**< count */
 /** @} */
 
+/** @name Live: a card, an NDI source, a VTP sender or the test signal, a source
+ *  Devices, channels and formats are numbered from 0; numbers outside a list give empty texts and
+ *  change nothing. Ask for the count before the rows of a list. */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_live_create(void);       /**< a new input, nothing chosen */
+QUOLSDK_C_API void quolsdk_live_destroy(quolsdk_handle live); /**< stops and ends it */
+/** Looks for cards and counts the devices: the cards first, then "NDI Receiver", "VTP Receiver" and
+ *  "Test Signal". */
+QUOLSDK_C_API void quolsdk_live_device_get_count(quolsdk_handle live, int* count);
+/** Name and description of a device. */
+QUOLSDK_C_API void quolsdk_live_device_get_by_index(quolsdk_handle live, int index, char* name,
+                                                    int32_t name_size, char* identifier,
+                                                    int32_t identifier_size);
+/** Chooses a device; no channel is chosen then. */
+QUOLSDK_C_API void quolsdk_live_device_set(quolsdk_handle live, int index);
+/** Counts the channels of a device: a card's connectors, the sources on the network. Waits 100 ms
+ *  for NDI. */
+QUOLSDK_C_API void quolsdk_live_device_channel_get_count(quolsdk_handle live, int device,
+                                                         int* count);
+/** Name of a channel. */
+QUOLSDK_C_API void quolsdk_live_device_channel_get_by_index(quolsdk_handle live, int device,
+                                                            int index, char* name,
+                                                            int32_t name_size);
+/** Chooses a channel of the chosen device. */
+QUOLSDK_C_API void quolsdk_live_device_channel_set(quolsdk_handle live, int index);
+/** Counts the picture formats of a device. */
+QUOLSDK_C_API void quolsdk_live_format_get_count(quolsdk_handle live, int device, int channel,
+                                                 int* count);
+/** Name of a picture format. */
+QUOLSDK_C_API void quolsdk_live_format_get_by_index(quolsdk_handle live, int device, int channel,
+                                                    int index, char* name, int32_t name_size);
+/** Chooses a picture format of a card, for the next start; 0 follows the signal. */
+QUOLSDK_C_API void quolsdk_live_format_set(quolsdk_handle live, int index);
+/** Starts the chosen device, anew when it runs already. */
+QUOLSDK_C_API void quolsdk_live_start(quolsdk_handle live);
+/** Stops it and waits for its threads. */
+QUOLSDK_C_API void quolsdk_live_stop(quolsdk_handle live);
+/** Sets a property: "timecode", "timecodeSource", "timecodeStart", "ndi_bandwidth", "gpu",
+ *  "audio_gain", "vtp_interface", "vtp_secret". Unknown keys are ignored. */
+QUOLSDK_C_API void quolsdk_live_set_props(quolsdk_handle live, const char* key, const char* value);
+/** Picture format wanted; `format` must not be NULL. */
+QUOLSDK_C_API void quolsdk_live_set_video_format(quolsdk_handle live,
+                                                 const quolsdk_video_format* format);
+/** Sound format wanted; `format` must not be NULL. */
+QUOLSDK_C_API void quolsdk_live_set_audio_format(quolsdk_handle live,
+                                                 const quolsdk_audio_format* format);
+/** @} */
+
 /** @name Mixer: many layers into one picture and one sound, a source
  *  A new mixer runs at once: 1280x720 at 50 frames a second. Layers are known by name; a function
  *  that changes a layer does nothing for a name that is not there. A source must not be destroyed

@@ -12,6 +12,7 @@ set(QUOLSDK_PUBLIC_HEADERS
     sources/LSignal.h
     sources/LFile.h
     sources/LReader.h
+    sources/LLive.h
     compositing/LLayerItem.h
     compositing/LMixer.h
     compositing/LAudioMixer.h

@@ -5,9 +5,9 @@
 #include <utility>
 #include <vector>
 
+#include "core/CairoHandles.h"
 #include "core/Handles.h"
 #include "graphics/CGTags.h"
-#include "graphics/CairoHandles.h"
 #include "graphics/ItemPicture.h"
 #include "graphics/OutputFrames.h"
 #include "graphics/PixelRect.h"

@@ -356,6 +356,14 @@ TEST(DeckLinkLoader, ABrokenDriverMakesWayForTheNextOne) {
     EXPECT_TRUE(iterator);
 }
 
+TEST(DeckLinkLoader, AMachineWithoutADriverHasNoCards) {
+    if (loadEntryPoint({"libDeckLinkAPI.so"}) != nullptr)
+        GTEST_SKIP() << "this machine has a DeckLink driver of its own";
+    EXPECT_FALSE(createIterator());
+    EXPECT_THAT(cards(), IsEmpty());
+    EXPECT_THAT(cardsWith<IDeckLinkOutput>(), IsEmpty());
+}
+
 // ------------------------------------------------------------------------------------- tables
 
 TEST(ConnectorLines, EachBitHasItsLineInTheTablesOrder) {

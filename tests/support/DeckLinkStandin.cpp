@@ -1,6 +1,7 @@
 #include "support/DeckLinkStandin.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "support/StandinLibrary.h"
 

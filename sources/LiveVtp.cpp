@@ -1,0 +1,189 @@
+#include "sources/LiveVtp.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string_view>
+#include <system_error>
+
+#include "core/Log.h"
+#include "sources/LiveFormats.h"
+
+extern "C" {
+#include <libavutil/imgutils.h>
+}
+
+namespace quol {
+
+namespace {
+
+constexpr std::int64_t pause = 5 * nanosPerMilli;
+
+// A text in a field that need not end with a zero.
+template <std::size_t size>
+std::string_view fieldText(const char (&field)[size]) {
+    return {field, strnlen(field, size)};
+}
+
+AVPixelFormat pixelFormatOf(std::int32_t format) {
+    switch (format) {
+        case vtp_format_rgba:
+            return AV_PIX_FMT_RGBA;
+        case vtp_format_bgr24:
+            return AV_PIX_FMT_BGR24;
+        case vtp_format_bgra:
+            return AV_PIX_FMT_BGRA;
+        default:
+            return AV_PIX_FMT_RGB24;
+    }
+}
+
+} // namespace
+
+VtpListener::VtpListener() : listener_(vtp_create_listener()) {
+    if (listener_ != nullptr) vtp_listener_start(listener_);
+}
+
+VtpListener::~VtpListener() {
+    if (listener_ == nullptr) return;
+    vtp_listener_stop(listener_);
+    vtp_destroy_listener(listener_);
+}
+
+void VtpListener::setNetwork(const vtp_network& network) {
+    const std::lock_guard lock(mutex_);
+    network_ = network;
+    if (listener_ == nullptr) return;
+    vtp_listener_stop(listener_);
+    vtp_listener_set_network(listener_, network);
+    vtp_listener_start(listener_);
+}
+
+vtp_network VtpListener::network() const {
+    const std::lock_guard lock(mutex_);
+    return network_;
+}
+
+std::vector<vtp_source_record> VtpListener::sources() const {
+    std::vector<vtp_source_record> records(maxSources);
+    const int count = vtp_listener_get_sources(listener_, records.data(), maxSources);
+    records.resize(static_cast<std::size_t>(std::clamp(count, 0, maxSources)));
+    return records;
+}
+
+std::string vtpSourceText(const vtp_source_record& record) {
+    std::string text(fieldText(record.name));
+    text.append(" (").append(fieldText(record.host)).append(":");
+    return text.append(std::to_string(record.port)).append(")");
+}
+
+// A lost connection ends the loop, not the run: the object says that it runs until it is stopped.
+void LiveVtp::vtpLoop() {
+    {
+        const std::lock_guard lock(receiverMutex_);
+        receiver_ = vtp_create_receiver();
+    }
+    if (receiver_ == nullptr) {
+        hub_.state.running = false;
+        return;
+    }
+    vtp_receiver_set_network(receiver_, listener_->network());
+    if (hub_.state.running) connect();
+    std::thread sound = startAudio();
+    while (hub_.state.running && vtp_receiver_is_connected(receiver_)) {
+        vtp_video_frame record{};
+        if (vtp_receiver_receive_frame(receiver_, &record)) {
+            takeVideo(record);
+        } else {
+            hub_.state.sleeper.sleepFor(pause);
+        }
+    }
+    vtp_receiver_disconnect(receiver_);
+    if (sound.joinable()) sound.join();
+    const std::lock_guard lock(receiverMutex_);
+    vtp_destroy_receiver(receiver_);
+    receiver_ = nullptr;
+}
+
+// A machine that has no thread left for the sound still shows the picture.
+std::thread LiveVtp::startAudio() {
+    try {
+        return std::thread(&LiveVtp::audioLoop, this);
+    } catch (const std::system_error&) {
+        return {};
+    }
+}
+
+// The sender that was chosen is looked for by its text first: the list may have grown since.
+void LiveVtp::connect() {
+    if (!known_) {
+        logOut("LLive: Selected VTP source index is out of bounds or empty.");
+        return;
+    }
+    const std::vector<vtp_source_record> records = listener_->sources();
+    auto chosen = std::find_if(
+        records.begin(), records.end(),
+        [this](const vtp_source_record& record) { return vtpSourceText(record) == source_; });
+    if (chosen == records.end() && channel_ < static_cast<int>(records.size()))
+        chosen = records.begin() + channel_;
+    if (chosen == records.end()) {
+        logOut("LLive: Selected VTP source index out of bounds.");
+        return;
+    }
+    const std::string host(fieldText(chosen->host));
+    vtp_receiver_connect(receiver_, host.c_str(), chosen->port);
+}
+
+// A connection that is being made is not waited for.
+void LiveVtp::end() {
+    const std::lock_guard lock(receiverMutex_);
+    vtp_receiver_disconnect(receiver_);
+}
+
+void LiveVtp::takeVideo(const vtp_video_frame& record) {
+    const AVPixelFormat format = pixelFormatOf(record.pixelFormat);
+    const int rowBytes = av_image_get_linesize(format, record.width, 0);
+    if (record.data == nullptr || record.height < 1 || rowBytes < 1) return;
+    hub_.state.setSize(record.width, record.height);
+    FramePtr frame = sourcePool_.get(record.width, record.height, format);
+    if (!frame) return;
+    av_image_copy_plane(frame->data[0], frame->linesize[0], record.data, rowBytes, rowBytes,
+                        record.height);
+    const AVPixelFormat target = liveTargetFormat(hub_.settings.videoFormat().pixelFormat, format);
+    if (target != format) {
+        FramePtr converted = pool_.get(record.width, record.height, target);
+        if (!converted || !scaler_.scale(*frame, *converted, SWS_BILINEAR)) return;
+        frame = std::move(converted);
+    }
+    hub_.processVideoFrame(frame.get());
+}
+
+void LiveVtp::audioLoop() {
+    while (hub_.state.running && vtp_receiver_is_connected(receiver_)) {
+        vtp_audio_frame record{};
+        if (vtp_receiver_receive_audio(receiver_, &record)) {
+            takeAudio(record);
+        } else {
+            hub_.state.sleeper.sleepFor(pause);
+        }
+    }
+}
+
+void LiveVtp::takeAudio(const vtp_audio_frame& record) {
+    const std::int64_t bytes = static_cast<std::int64_t>(record.samplesPerChannel) *
+                               record.channels * static_cast<std::int64_t>(sizeof(std::int16_t));
+    if (record.data == nullptr || record.samplesPerChannel < 1 || record.channels < 1 ||
+        record.sampleRate < 1 || bytes > record.byteSize)
+        return;
+    const FramePtr frame = makeFrame();
+    if (!frame) return;
+    frame->format = AV_SAMPLE_FMT_S16;
+    frame->sample_rate = record.sampleRate;
+    frame->nb_samples = record.samplesPerChannel;
+    av_channel_layout_default(&frame->ch_layout, record.channels);
+    if (av_frame_get_buffer(frame.get(), 0) < 0) return;
+    std::memcpy(frame->data[0], record.data, static_cast<std::size_t>(bytes));
+    hub_.processAudioFrame(frame.get());
+}
+
+} // namespace quol
