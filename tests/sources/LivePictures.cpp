@@ -69,9 +69,9 @@ TEST(LiveColourTable, NamesTheFormatOfEachCode) {
         AV_PIX_FMT_YUYV422,  AV_PIX_FMT_YUV420P,  AV_PIX_FMT_NONE,    AV_PIX_FMT_YUV422P,
         AV_PIX_FMT_YUVA422P, AV_PIX_FMT_YUVA420P, AV_PIX_FMT_NONE};
     for (std::size_t code = 0; code < expected.size(); ++code)
-        EXPECT_EQ(quol::liveTargetFormat(static_cast<int>(code)), expected[code]) << code;
-    EXPECT_EQ(quol::liveTargetFormat(-1), AV_PIX_FMT_NONE);
-    EXPECT_EQ(quol::liveTargetFormat(1000), AV_PIX_FMT_NONE);
+        EXPECT_EQ(quol::pixelFormatOfCode(static_cast<int>(code)), expected[code]) << code;
+    EXPECT_EQ(quol::pixelFormatOfCode(-1), AV_PIX_FMT_NONE);
+    EXPECT_EQ(quol::pixelFormatOfCode(1000), AV_PIX_FMT_NONE);
     EXPECT_EQ(quol::liveTargetFormat(4, AV_PIX_FMT_BGRA), AV_PIX_FMT_BGRA);
 }
 

@@ -1,8 +1,8 @@
-#include "sources/LiveFormats.h"
+#include "core/PixelFormats.h"
 
 namespace quol {
 
-AVPixelFormat liveTargetFormat(int code) {
+AVPixelFormat pixelFormatOfCode(std::int32_t code) {
     switch (code) {
         case 1:
         case 2:
