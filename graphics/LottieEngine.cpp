@@ -11,6 +11,7 @@
 
 #include "core/FairMutex.h"
 #include "core/PlainFile.h"
+#include "graphics/LottieCheck.h"
 
 #ifdef QUOLSDK_HAS_LOTTIE
 #include <thorvg.h>
@@ -74,23 +75,6 @@ std::string imagePath(const std::string& folder, std::string_view asked) {
     return folder + std::string(asked);
 }
 
-// The text of a template as the engine can draw it. Letters that come in random order ("rn" of a
-// range of text) make it divide by zero where the range begins at its end: they come in the order
-// in which they stand.
-std::string drawableText(std::string json) {
-    constexpr std::string_view random = "\"rn\"";
-    constexpr const char* blanks = " \t\r\n";
-    std::size_t at = 0;
-    while ((at = json.find(random, at)) != std::string::npos) {
-        at = json.find_first_not_of(blanks, at + random.size());
-        if (at == std::string::npos || json[at] != ':') continue;
-        at = json.find_first_not_of(blanks, at + 1);
-        for (char digit = '0'; at < json.size() && json[at] >= '0' && json[at] <= '9'; ++at)
-            json[at] = std::exchange(digit, ' '); // no number begins with two zeros
-    }
-    return json;
-}
-
 bool fits(const std::string& bytes) {
     return bytes.size() <= std::numeric_limits<std::uint32_t>::max();
 }
@@ -112,7 +96,8 @@ bool loadImage(tvg::Paint* paint, const char* asked, const std::string& folder) 
 
 std::unique_ptr<LottieTemplate> LottieTemplate::load(const std::string& json,
                                                      const std::string& resourceFolder) {
-    if (!fits(json)) return nullptr;
+    const std::optional<std::string> text = fits(json) ? drawableTemplate(json) : std::nullopt;
+    if (!text) return nullptr;
     const std::lock_guard lock(engineMutex());
     auto engine = std::make_unique<Engine>();
     engine->folder = resourceFolder;
@@ -123,9 +108,8 @@ std::unique_ptr<LottieTemplate> LottieTemplate::load(const std::string& json,
             return loadImage(paint, asked, *static_cast<const std::string*>(folder));
         },
         &engine->folder);
-    const std::string text = drawableText(json);
-    if (!succeeded(engine->animation->picture()->load(text.c_str(),
-                                                      static_cast<std::uint32_t>(text.size()),
+    if (!succeeded(engine->animation->picture()->load(text->c_str(),
+                                                      static_cast<std::uint32_t>(text->size()),
                                                       "lottie", noFolder.data(), true)))
         return nullptr;
     // The text is read on another thread, and what is wrong with it not told; only a property of
