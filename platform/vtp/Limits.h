@@ -25,13 +25,12 @@ constexpr std::uint32_t maxChannels = 16;
 constexpr std::uint32_t maxSampleRate = 384000;
 constexpr std::size_t maxNameBytes = 127;
 
-// Waiting for one receiver, not begun.
-constexpr std::size_t maxPicturesWaiting = 3;
-// Waiting at either end.
+// Waiting at either end, for a receiver, not begun, or for its host. Enough for a machine whose
+// threads do not get to run for a while; it costs no time, as what waits is taken when they do.
+constexpr std::size_t maxPicturesWaiting = 8;
+constexpr std::size_t maxPictureBytesWaiting = 128u << 20;
 constexpr std::size_t maxSoundsWaiting = 128;
 constexpr std::size_t maxSoundBytesWaiting = 4u << 20;
-// Received and not taken.
-constexpr std::size_t maxPicturesReceived = 3;
 
 constexpr std::size_t maxReceivers = 32;       // of one sender
 constexpr std::size_t maxReceiversPerHost = 8; // of hosts other than this machine

@@ -15,28 +15,33 @@ MessagePtr makeMessage(const MessageHeader& header, SharedBlock payload) {
     }
 }
 
+// The last one stays, whatever its size.
+void Outbox::Queue::add(MessagePtr message, std::size_t maxCount, std::size_t maxBytes) {
+    bytes += message->size();
+    messages.push_back(std::move(message));
+    while (messages.size() > 1 && (messages.size() > maxCount || bytes > maxBytes))
+        take();
+}
+
+MessagePtr Outbox::Queue::take() {
+    if (messages.empty()) return nullptr;
+    MessagePtr message = std::move(messages.front());
+    messages.pop_front();
+    bytes -= message->size();
+    return message;
+}
+
 void Outbox::addPicture(MessagePtr picture) {
-    pictures_.push_back(std::move(picture));
-    if (pictures_.size() > maxPicturesWaiting) pictures_.pop_front();
+    pictures_.add(std::move(picture), maxPicturesWaiting, maxPictureBytesWaiting);
 }
 
 void Outbox::addSound(MessagePtr sound) {
-    soundBytes_ += sound->size();
-    sounds_.push_back(std::move(sound));
-    while (sounds_.size() > 1 &&
-           (sounds_.size() > maxSoundsWaiting || soundBytes_ > maxSoundBytesWaiting)) {
-        soundBytes_ -= sounds_.front()->size();
-        sounds_.pop_front();
-    }
+    sounds_.add(std::move(sound), maxSoundsWaiting, maxSoundBytesWaiting);
 }
 
 MessagePtr Outbox::next() {
-    std::deque<MessagePtr>& queue = sounds_.empty() ? pictures_ : sounds_;
-    if (queue.empty()) return nullptr;
-    MessagePtr message = std::move(queue.front());
-    queue.pop_front();
-    if (&queue == &sounds_) soundBytes_ -= message->size();
-    return message;
+    MessagePtr sound = sounds_.take();
+    return sound ? sound : pictures_.take();
 }
 
 } // namespace quol::vtp

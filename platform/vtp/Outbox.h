@@ -32,9 +32,16 @@ public:
     MessagePtr next();
 
 private:
-    std::deque<MessagePtr> pictures_;
-    std::deque<MessagePtr> sounds_;
-    std::size_t soundBytes_ = 0;
+    struct Queue {
+        void add(MessagePtr message, std::size_t maxCount, std::size_t maxBytes);
+        MessagePtr take();
+
+        std::deque<MessagePtr> messages;
+        std::size_t bytes = 0;
+    };
+
+    Queue pictures_;
+    Queue sounds_;
 };
 
 } // namespace quol::vtp

@@ -65,7 +65,7 @@ private:
     Phase phase_ = Phase::idle;
     bool ending_ = false;
     std::uint64_t disconnects_ = 0; // how often it was asked for
-    ReceivedQueue pictures_{maxPicturesReceived, maxPicturesReceived* maxPictureBytes};
+    ReceivedQueue pictures_{maxPicturesWaiting, maxPictureBytesWaiting};
     ReceivedQueue sounds_{maxSoundsWaiting, maxSoundBytesWaiting};
     SharedBlock shownPicture_; // what was handed out last
     SharedBlock shownSound_;

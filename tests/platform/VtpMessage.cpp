@@ -265,14 +265,23 @@ std::int64_t numberOf(const MessagePtr& message) {
 TEST(VtpMessage, anOutboxKeepsTheNewestPicturesAndSendsSoundFirst) {
     Outbox outbox;
     EXPECT_EQ(outbox.next(), nullptr);
-    for (int i = 0; i < 10; ++i)
+    for (int i = 0; i < 20; ++i)
         outbox.addPicture(message(100, i));
     for (int i = 100; i < 300; ++i)
         outbox.addSound(message(10, i));
     for (int i = 300 - 128; i < 300; ++i)
         EXPECT_EQ(numberOf(outbox.next()), i);
-    for (int i = 7; i < 10; ++i)
+    for (int i = 12; i < 20; ++i)
         EXPECT_EQ(numberOf(outbox.next()), i);
+    EXPECT_EQ(outbox.next(), nullptr);
+}
+
+TEST(VtpMessage, anOutboxHoldsPicturesOfSoManyBytes) {
+    Outbox outbox;
+    for (int i = 0; i < 6; ++i)
+        outbox.addPicture(message(50 << 20, i));
+    EXPECT_EQ(numberOf(outbox.next()), 4);
+    EXPECT_EQ(numberOf(outbox.next()), 5);
     EXPECT_EQ(outbox.next(), nullptr);
 }
 
