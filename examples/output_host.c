@@ -2,10 +2,10 @@
  * plays the clip without an end and sends it by VTP for some seconds. Without a clip it sends a
  * colour. The same on another device: set its number in place of "VTP Output".
  *
- *     output_host SECONDS [CLIP [NAME [INTERFACE]]]
+ *     output_host SECONDS [CLIP [NAME [INTERFACE [SECRET]]]]
  *
- * NAME is the stream's name on the network, INTERFACE the network interface to send on; without one
- * the stream stays on this machine.
+ * NAME is the stream's name on the network, INTERFACE the network interface to send on; without
+ * one, or with "", the stream stays on this machine. SECRET is what a receiver has to know.
  *
  * Exit status: 0 done, 1 the clip cannot be played (the text says why), 2 wrong use. */
 #include <quolsdk/quolsdk_c_api.h>
@@ -72,15 +72,23 @@ static void send_for(int seconds) {
     }
 }
 
+/* What the stream is on the network; null where the output's own will do. */
+struct stream {
+    const char* name;
+    const char* interface;
+    const char* secret;
+};
+
 /* Sends the source, which must outlive the output. */
-static void send_source(quolsdk_handle source, int seconds, const char* name,
-                        const char* interface) {
+static void send_source(quolsdk_handle source, int seconds, const struct stream* stream) {
     quolsdk_handle output = quolsdk_output_create();
     const int device = find_device(output);
     quolsdk_output_device_set(output, device);
     quolsdk_output_format_set(output, find_format(output, device));
-    if (name != NULL) quolsdk_output_set_props(output, "stream_name", name);
-    if (interface != NULL) quolsdk_output_set_props(output, "vtp_interface", interface);
+    if (stream->name != NULL) quolsdk_output_set_props(output, "stream_name", stream->name);
+    if (stream->interface != NULL)
+        quolsdk_output_set_props(output, "vtp_interface", stream->interface);
+    if (stream->secret != NULL) quolsdk_output_set_props(output, "vtp_secret", stream->secret);
     quolsdk_output_set_source(output, source);
     quolsdk_output_start(output);
     send_for(seconds);
@@ -92,23 +100,23 @@ static void send_source(quolsdk_handle source, int seconds, const char* name,
 int main(int argc, char** argv) {
     const int seconds = argc > 1 ? atoi(argv[1]) : 0;
     const char* clip = argc > 2 ? argv[2] : "";
-    const char* name = argc > 3 ? argv[3] : NULL;
-    const char* interface = argc > 4 ? argv[4] : NULL;
+    const struct stream stream = {argc > 3 ? argv[3] : NULL, argc > 4 ? argv[4] : NULL,
+                                  argc > 5 ? argv[5] : NULL};
     if (seconds < 1) {
-        fprintf(stderr, "use: %s SECONDS [CLIP [NAME [INTERFACE]]]\n", argv[0]);
+        fprintf(stderr, "use: %s SECONDS [CLIP [NAME [INTERFACE [SECRET]]]]\n", argv[0]);
         return 2;
     }
     printf("libquolsdk %s\n", quolsdk_get_version());
     if (clip[0] != '\0') {
         quolsdk_handle file = play(clip);
         if (file == NULL) return 1;
-        send_source(file, seconds, name, interface);
+        send_source(file, seconds, &stream);
         quolsdk_file_destroy(file);
     } else {
         quolsdk_handle signal = quolsdk_signal_create(); /* 1280x720 at 50 unless told otherwise */
         quolsdk_signal_set_color(signal, "#2060C0");
         quolsdk_signal_start(signal);
-        send_source(signal, seconds, name, interface);
+        send_source(signal, seconds, &stream);
         quolsdk_signal_destroy(signal);
     }
     return 0;

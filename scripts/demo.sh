@@ -93,3 +93,19 @@ if ldd "$root/build/lib/libquolsdk.so" 2>/dev/null | grep -q thorvg; then
 else
     echo "== no Lottie lower third: the library was built without ThorVG"
 fi
+
+# ---------------------------------------------------------------------------------- network
+echo "== two hosts in C: one plays the clip to \"VTP Output\", the other receives and records it"
+rm -f "$out/received.mp4" "$out/received.png"
+stream="demo $$"
+"$bin/output_host" 6 "$main_clip" "$stream" >"$out/sender.log" 2>&1 &
+sender=$!
+if ! "$bin/live_host" 30 "$out/received.mp4" "$stream"; then # until the sender goes
+    wait "$sender" || true
+    echo "== nothing was received; the sender said:"
+    cat "$out/sender.log"
+    exit 1
+fi
+wait "$sender"
+"$bin/contact_sheet" "$out/received.mp4" "$out/received.png"
+echo "== done: build/demo/received.mp4, build/demo/received.png"
