@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <functional>
+#include <initializer_list>
 #include <map>
 #include <span>
 #include <string_view>
@@ -24,6 +24,9 @@ using std::string_view;
 // Numbers beyond this are the rubbish of a broken export; as pixels, frames or counts they would
 // leave the range of the engine's own numbers.
 constexpr double maxNumber = 1e9;
+
+// Points of a path lie nearer than this: the engine cuts a longer curve into pieces for ever.
+constexpr double maxCoordinate = 1e6;
 
 // Copies and points may swing over by this much between two key frames.
 constexpr double maxSwing = 16.0;
@@ -59,7 +62,15 @@ private:
         return is(list, LottieKind::list) &&
                tree_.each(list, [&](size_t item) { return (this->*check)(item); });
     }
-    bool numbers(size_t node) { return eachOf(node, &Check::number); }
+    bool numbers(size_t node) { return numbersUpTo(node, maxNumber); }
+    // Most of a large template is this; nothing lies inside a number.
+    bool numbersUpTo(size_t list, double most) const {
+        if (!is(list, LottieKind::list)) return false;
+        for (size_t item = list + 1; item < tree_[list].end; ++item)
+            if (tree_[item].kind != LottieKind::number || !(std::abs(tree_[item].number) <= most))
+                return false;
+        return true;
+    }
     bool numberOrNumbers(size_t node) { return number(node) || numbers(node); }
 
     // ---------------------------------------------------------------------------------- objects
@@ -105,7 +116,14 @@ private:
             {"k", &Check::propertyValue}, {"a", &Check::flag},       {"s", &Check::anyFlag},
             {"sid", &Check::text},        {"x", &Check::coordinate}, {"y", &Check::coordinate},
             {"z", &Check::coordinate}};
-        return object(node, members);
+        return object(node, members) && hasOwnValue(node);
+    }
+    // An expression starts from the value that the property has without it.
+    bool hasOwnValue(size_t node) {
+        const size_t expression = tree_.member(node, "x");
+        if (expression != 0 && text(expression) && tree_.member(node, "k") == 0)
+            leaveOut(expression);
+        return true;
     }
     bool anyFlag(size_t node) { return flag(node); }
     // Of a position whose coordinates are properties of their own; "x" may be an expression too.
@@ -179,8 +197,11 @@ private:
         const size_t count = tree_.count(vertices);
         return tree_.count(in) == count && tree_.count(out) == count;
     }
-    bool points(size_t node) { return eachOf(node, &Check::point); }
-    bool point(size_t node) { return numbers(node) && tree_[node].end >= node + 3; }
+    bool points(size_t node) {
+        return is(node, LottieKind::list) && tree_.each(node, [&](size_t point) {
+            return tree_[point].end >= point + 3 && numbersUpTo(point, maxCoordinate);
+        });
+    }
 
     // -------------------------------------------------------------------------- counted properties
     // Every number of a property that the engine counts to.
@@ -523,7 +544,7 @@ private:
             {"slots", &Check::slots}};
         if (!object(node, members)) return false;
         const size_t layersAt = tree_.member(node, "layers");
-        if (layersAt == 0) return false;
+        if (layersAt == 0 || !glyphsHaveFonts(node)) return false;
         owner_ = 0;
         drawn_ = 0.0;
         if (!layers(layersAt)) return false;
@@ -573,12 +594,26 @@ private:
             {"fPath", &Check::text}, {"ascent", &Check::number}, {"origin", &Check::number}};
         return object(node, members);
     }
+    // Glyphs are looked up by all three names of a font.
+    bool glyphsHaveFonts(size_t root) const {
+        const size_t glyphsAt = tree_.member(root, "chars");
+        const size_t fontsAt = tree_.member(root, "fonts");
+        if (glyphsAt == 0 || fontsAt == 0 || tree_.count(glyphsAt) == 0) return true;
+        const size_t list = tree_.member(fontsAt, "list");
+        return list == 0 || tree_.each(list, [&](size_t each) {
+            return hasAll(each, {"fName", "fFamily", "fStyle"});
+        });
+    }
     bool glyphs(size_t node) { return eachOf(node, &Check::glyph); }
     bool glyph(size_t node) {
         static constexpr Member members[] = {
             {"ch", &Check::text},  {"style", &Check::text},  {"fFamily", &Check::text},
             {"w", &Check::number}, {"size", &Check::number}, {"data", &Check::glyphData}};
-        return object(node, members);
+        return object(node, members) && hasAll(node, {"ch", "style", "fFamily"});
+    }
+    bool hasAll(size_t node, std::initializer_list<string_view> keys) const {
+        return std::all_of(keys.begin(), keys.end(),
+                           [&](string_view key) { return tree_.member(node, key) != 0; });
     }
     bool glyphData(size_t node) {
         static constexpr Member members[] = {{"shapes", &Check::glyphShapes}};
@@ -632,19 +667,27 @@ private:
             for (auto found = first; found != last; ++found)
                 parts_[each.owner].push_back(found->second);
         }
-        return weight(0, 0) <= maxLottieObjects;
+        const Part all = part(0, 0);
+        return all.objects <= maxLottieObjects && all.height <= maxLottieParts;
     }
-    // Of a part with all that is in it; infinite for one that must not be drawn.
-    double weight(size_t part, int depth) {
-        constexpr double tooMuch = maxLottieObjects * 2.0;
+    struct Part {
+        double objects = 0.0; // with all that is in it
+        int height = 0;       // parts inside each other
+    };
+    // More than is allowed for one that contains itself.
+    Part part(size_t node, int depth) {
+        constexpr Part tooMuch = {maxLottieObjects * 2.0, maxLottieParts + 1};
         if (depth > maxLottieParts) return tooMuch;
-        const auto known = totals_.find(part);
+        const auto known = totals_.find(node);
         if (known != totals_.end()) return known->second;
-        totals_[part] = tooMuch; // until it is known: what contains itself comes back here
-        double total = weights_[part];
-        for (const size_t inner : parts_[part])
-            total = std::min(total + weight(inner, depth + 1), tooMuch);
-        return totals_[part] = total;
+        totals_[node] = tooMuch; // until it is known: what contains itself comes back here
+        Part total = {weights_[node], 0};
+        for (const size_t each : parts_[node]) {
+            const Part inner = part(each, depth + 1);
+            total.objects = std::min(total.objects + inner.objects, tooMuch.objects);
+            total.height = std::max(total.height, inner.height + 1);
+        }
+        return totals_[node] = total;
     }
 
     const LottieTree& tree_;
@@ -657,7 +700,7 @@ private:
     std::vector<Reference> references_;
     std::multimap<std::string, size_t> assets_;
     std::unordered_map<size_t, double> weights_;
-    std::unordered_map<size_t, double> totals_;
+    std::unordered_map<size_t, Part> totals_;
     std::unordered_map<size_t, std::vector<size_t>> parts_;
 };
 
