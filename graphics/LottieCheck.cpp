@@ -113,19 +113,33 @@ private:
     // A value, still or with key frames.
     bool property(size_t node) {
         static constexpr Member members[] = {
-            {"k", &Check::propertyValue}, {"a", &Check::flag},       {"s", &Check::anyFlag},
+            {"k", &Check::propertyValue}, {"a", &Check::flag},       {"s", &Check::flag},
             {"sid", &Check::text},        {"x", &Check::coordinate}, {"y", &Check::coordinate},
             {"z", &Check::coordinate}};
         return object(node, members) && hasOwnValue(node);
     }
-    // An expression starts from the value that the property has without it.
-    bool hasOwnValue(size_t node) {
-        const size_t expression = tree_.member(node, "x");
-        if (expression != 0 && text(expression) && tree_.member(node, "k") == 0)
-            leaveOut(expression);
+    // An expression starts from the value that the property has without it, which the engine must
+    // have read by then. Objects are coordinates, where "s" tells of them.
+    bool hasOwnValue(size_t node, bool isList = false) {
+        const size_t at = tree_.member(node, "x");
+        if (at == 0) return true;
+        const bool isCoordinate = is(at, LottieKind::object) && tree_.member(node, "s") != 0;
+        const size_t value = tree_.member(node, "k");
+        const bool follows = text(at) && value != 0 && value < at;
+        const bool gives =
+            (!isList && !givesList(node)) || (text(at) && expressionGivesList(tree_.text(at)));
+        if (!isCoordinate && !(follows && gives)) leaveOut(at);
         return true;
     }
-    bool anyFlag(size_t node) { return flag(node); }
+    bool givesList(size_t node) const {
+        const size_t value = tree_.member(node, "k");
+        if (value == 0 || !is(value, LottieKind::list)) return false;
+        if (!is(value + 1, LottieKind::object)) return true;
+        const size_t start = tree_.member(value + 1, "s");
+        return start != 0 && is(start, LottieKind::list) && tree_.count(start) > 1;
+    }
+    // Of several numbers, however it is written.
+    bool vector(size_t node) { return property(node) && hasOwnValue(node, true); }
     // Of a position whose coordinates are properties of their own; "x" may be an expression too.
     bool coordinate(size_t node) {
         return is(node, LottieKind::object) ? property(node) : expressionOrValue(node);
@@ -172,9 +186,10 @@ private:
     bool pathProperty(size_t node) {
         static constexpr Member members[] = {{"k", &Check::pathValue},
                                              {"a", &Check::flag},
+                                             {"ix", &Check::number},
                                              {"sid", &Check::text},
                                              {"x", &Check::expressionOrValue}};
-        return object(node, members) && tree_.member(node, "k") != 0;
+        return object(node, members) && tree_.member(node, "k") != 0 && hasOwnValue(node);
     }
     bool pathValue(size_t node) {
         if (is(node, LottieKind::object)) return path(node);
@@ -237,7 +252,7 @@ private:
     bool transform(size_t node) {
         static constexpr Member members[] = {
             {"ty", &Check::text},     {"nm", &Check::text},     {"hd", &Check::flag},
-            {"p", &Check::property},  {"a", &Check::property},  {"s", &Check::property},
+            {"p", &Check::vector},    {"a", &Check::vector},    {"s", &Check::vector},
             {"r", &Check::property},  {"o", &Check::property},  {"sk", &Check::property},
             {"sa", &Check::property}, {"rx", &Check::property}, {"ry", &Check::property},
             {"rz", &Check::property}, {"or", &Check::property}, {"so", &Check::property},
@@ -273,21 +288,21 @@ private:
 
     bool shape(size_t node) {
         static constexpr Member gradientFill[] = {
-            {"s", &Check::property}, {"e", &Check::property}, {"g", &Check::gradient},
+            {"s", &Check::vector},   {"e", &Check::vector},   {"g", &Check::gradient},
             {"h", &Check::property}, {"a", &Check::property}, {"o", &Check::property},
             {"t", &Check::number},   {"r", &Check::number},   {"w", &Check::property},
             {"lc", &Check::number},  {"lj", &Check::number},  {"ml", &Check::number},
             {"d", &Check::dashes},   {"nm", &Check::text},    {"hd", &Check::flag}};
-        static constexpr Member paint[] = {{"c", &Check::property}, {"o", &Check::property},
+        static constexpr Member paint[] = {{"c", &Check::vector},   {"o", &Check::property},
                                            {"w", &Check::property}, {"r", &Check::number},
                                            {"lc", &Check::number},  {"lj", &Check::number},
                                            {"ml", &Check::number},  {"d", &Check::dashes},
                                            {"nm", &Check::text},    {"hd", &Check::flag}};
-        static constexpr Member rectangle[] = {{"p", &Check::property}, {"s", &Check::property},
+        static constexpr Member rectangle[] = {{"p", &Check::vector},   {"s", &Check::vector},
                                                {"r", &Check::property}, {"d", &Check::number},
                                                {"nm", &Check::text},    {"hd", &Check::flag}};
         static constexpr Member star[] = {
-            {"p", &Check::property},  {"pt", &Check::starPoints}, {"r", &Check::property},
+            {"p", &Check::vector},    {"pt", &Check::starPoints}, {"r", &Check::property},
             {"ir", &Check::property}, {"is", &Check::property},   {"or", &Check::property},
             {"os", &Check::property}, {"sy", &Check::number},     {"d", &Check::number},
             {"nm", &Check::text},     {"hd", &Check::flag}};
@@ -373,7 +388,7 @@ private:
     bool documents(size_t node) {
         static constexpr Member members[] = {
             {"k", &Check::documentFrames}, {"x", &Check::expressionOrValue}, {"sid", &Check::text}};
-        return object(node, members);
+        return object(node, members) && hasOwnValue(node);
     }
     bool documentFrames(size_t node) {
         return is(node, LottieKind::list) && tree_.count(node) > 0 &&
@@ -390,7 +405,7 @@ private:
             {"ls", &Check::number},  {"ca", &Check::number},  {"sw", &Check::number},
             {"fc", &Check::numbers}, {"sc", &Check::numbers}, {"sz", &Check::numbers},
             {"ps", &Check::numbers}, {"of", &Check::flag}};
-        return object(node, members) && tree_.member(node, "t") != 0;
+        return object(node, members) && hasAll(node, {"f", "t"});
     }
     bool animators(size_t node) { return eachOf(node, &Check::animator); }
     bool animator(size_t node) {
@@ -504,7 +519,9 @@ private:
         if (!object(node, members) || !draws(1.0)) return false;
         const size_t typeAt = tree_.member(node, "ty");
         const double type = typeAt == 0 ? 3.0 : tree_[typeAt].number;
+        constexpr double mostTypes = 255.0; // the engine keeps it in a byte
         if (type != std::floor(type)) return false;
+        if (type < 0.0 || type > mostTypes) empty(typeAt);
         const auto isType = [&](LayerType each) { return type == static_cast<double>(each); };
         const size_t shapesAt = tree_.member(node, "shapes");
         const size_t textAt = tree_.member(node, "t");
@@ -592,7 +609,7 @@ private:
         static constexpr Member members[] = {
             {"fName", &Check::text}, {"fFamily", &Check::text},  {"fStyle", &Check::text},
             {"fPath", &Check::text}, {"ascent", &Check::number}, {"origin", &Check::number}};
-        return object(node, members);
+        return object(node, members) && tree_.member(node, "fName") != 0;
     }
     // Glyphs are looked up by all three names of a font.
     bool glyphsHaveFonts(size_t root) const {
@@ -617,7 +634,8 @@ private:
     }
     bool glyphData(size_t node) {
         static constexpr Member members[] = {{"shapes", &Check::glyphShapes}};
-        return object(node, members);
+        return object(node, members) &&
+               (tree_[node].end == node + 1 || tree_.member(node, "shapes") != 0);
     }
     bool glyphShapes(size_t node) {
         drawn_ = 0.0;

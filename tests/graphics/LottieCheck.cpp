@@ -326,6 +326,20 @@ TEST(LottieCheck, KnowsExpressionsThatEnd) {
     EXPECT_FALSE(quol::expressionEnds(string(16385, ' ')));
 }
 
+TEST(LottieCheck, KnowsExpressionsThatGiveAList) {
+    for (const char* good :
+         {"", "var $bm_rt;\n$bm_rt = [\n a,\n b];", "var $bm_rt=loopOut('cycle');",
+          "$bm_rt = value;", "$bm_rt = wiggle(1, 2)"})
+        EXPECT_TRUE(quol::expressionGivesList(good)) << good;
+    for (const char* bad : {"$bm_rt = 0;", "var $bm_rt=0;", "$bm_rt = [1]; $bm_rt = 2;", "$bm_rt++",
+                            "$bm_rt = value[0];"})
+        EXPECT_FALSE(quol::expressionGivesList(bad)) << bad;
+    expectChanged(root(layer(3, R"("ks":{"p":{"k":[1,2],"x":"$bm_rt = 0;"}})")), "\"x\"", "\"_\"");
+    expectChanged(root(layer(3, R"("ks":{"s":{"k":0,"x":"$bm_rt = 0;"}})")), "\"x\"", "\"_\"");
+    expectChanged(root(layer(3, R"("ks":{"r":{"x":"value","k":1}})")), "\"x\"", "\"_\"");
+    expectChanged(root(layer(3, R"("ks":{"r":{"k":1,"x":1}})")), "\"x\"", "\"_\"");
+}
+
 TEST(LottieCheck, AcceptsWhatRealTemplatesAreMadeOf) {
     const string mask =
         R"("hasMask":true,"masksProperties":[{"inv":false,"mode":"a","pt":{"a":0,"k":{"i":[[0,0]],)"
