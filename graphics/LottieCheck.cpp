@@ -110,6 +110,11 @@ private:
     }
 
     // ------------------------------------------------------------------------------- properties
+    // The engine takes any result for a path, or for a text, that it is not.
+    bool noExpression(size_t node) {
+        leaveOut(node);
+        return true;
+    }
     // A value, still or with key frames.
     bool property(size_t node) {
         static constexpr Member members[] = {
@@ -153,12 +158,14 @@ private:
 
     bool keyFrames(size_t list, CheckValue value) {
         size_t before = 0;
-        return tree_.each(list, [&](size_t frame) {
+        const bool good = tree_.each(list, [&](size_t frame) {
             const bool follows = before == 0 || tree_.member(before, "s") != 0;
             const bool first = before == 0;
             before = frame;
             return follows && keyFrame(frame, value) && (!first || tree_.member(frame, "s") != 0);
         });
+        // The engine would look for the frame that the last one leads to.
+        return good && before != 0 && tree_.member(before, "e") == 0;
     }
     bool keyFrame(size_t node, CheckValue value) {
         static constexpr Member members[] = {{"t", &Check::number},     {"h", &Check::flag},
@@ -188,8 +195,8 @@ private:
                                              {"a", &Check::flag},
                                              {"ix", &Check::number},
                                              {"sid", &Check::text},
-                                             {"x", &Check::expressionOrValue}};
-        return object(node, members) && tree_.member(node, "k") != 0 && hasOwnValue(node);
+                                             {"x", &Check::noExpression}};
+        return object(node, members) && tree_.member(node, "k") != 0;
     }
     bool pathValue(size_t node) {
         if (is(node, LottieKind::object)) return path(node);
@@ -387,8 +394,8 @@ private:
     }
     bool documents(size_t node) {
         static constexpr Member members[] = {
-            {"k", &Check::documentFrames}, {"x", &Check::expressionOrValue}, {"sid", &Check::text}};
-        return object(node, members) && hasOwnValue(node);
+            {"k", &Check::documentFrames}, {"x", &Check::noExpression}, {"sid", &Check::text}};
+        return object(node, members);
     }
     bool documentFrames(size_t node) {
         return is(node, LottieKind::list) && tree_.count(node) > 0 &&
@@ -634,8 +641,11 @@ private:
     }
     bool glyphData(size_t node) {
         static constexpr Member members[] = {{"shapes", &Check::glyphShapes}};
-        return object(node, members) &&
-               (tree_[node].end == node + 1 || tree_.member(node, "shapes") != 0);
+        return object(node, members) && (tree_[node].end == node + 1 || hasShapes(node));
+    }
+    bool hasShapes(size_t node) const {
+        const size_t list = tree_.member(node, "shapes");
+        return list != 0 && tree_[list].end > list + 1;
     }
     bool glyphShapes(size_t node) {
         drawn_ = 0.0;

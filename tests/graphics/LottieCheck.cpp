@@ -242,6 +242,7 @@ TEST(LottieCheck, RefusesKeyFramesWithoutValue) {
     EXPECT_FALSE(accepts(opacity(R"({"t":0},{"t":9,"s":[2]})")));
     EXPECT_FALSE(accepts(opacity(R"({"t":0,"s":[1]},{"t":5},{"t":9,"s":[2]})")));
     EXPECT_FALSE(accepts(opacity(R"({"s":[1]},{"t":9,"s":[2]})")));
+    EXPECT_FALSE(accepts(opacity(R"({"t":0,"s":[1],"e":[2]})")));
     EXPECT_FALSE(accepts(opacity(R"({"t":0,"s":[1]},7)")));
     EXPECT_FALSE(
         accepts(root(layer(3, R"("masksProperties":[{"mode":"a","x":{"k":[{"e":[264]},{}]}}])"))));
@@ -337,6 +338,8 @@ TEST(LottieCheck, KnowsExpressionsThatGiveAList) {
     expectChanged(root(layer(3, R"("ks":{"p":{"k":[1,2],"x":"$bm_rt = 0;"}})")), "\"x\"", "\"_\"");
     expectChanged(root(layer(3, R"("ks":{"s":{"k":0,"x":"$bm_rt = 0;"}})")), "\"x\"", "\"_\"");
     expectChanged(root(layer(3, R"("ks":{"r":{"x":"value","k":1}})")), "\"x\"", "\"_\"");
+    expectChanged(root(shapeLayer(R"({"ty":"sh","ks":{"k":{"i":[],"o":[],"v":[]},"x":"value"}})")),
+                  "\"x\"", "\"_\"");
     expectChanged(root(layer(3, R"("ks":{"r":{"k":1,"x":1}})")), "\"x\"", "\"_\"");
 }
 
