@@ -454,8 +454,15 @@ private:
     bool mask(size_t node) {
         static constexpr Member members[] = {
             {"mode", &Check::filledText}, {"pt", &Check::pathProperty}, {"o", &Check::property},
-            {"x", &Check::property},      {"inv", &Check::flag},        {"nm", &Check::text}};
+            {"x", &Check::expansion},     {"inv", &Check::flag},        {"nm", &Check::text}};
         return object(node, members);
+    }
+    // With one key frame alone the engine looks for the next.
+    bool expansion(size_t node) {
+        if (!property(node)) return false;
+        const size_t value = tree_.member(node, "k");
+        return value == 0 || number(value) || !is(value + 1, LottieKind::object) ||
+               tree_.count(value) > 1;
     }
     bool filledText(size_t node) { return text(node) && !tree_.text(node).empty(); }
 
@@ -652,7 +659,7 @@ private:
         return shapes(node) && tree_.each(node, [&](size_t item) {
             if (!isShape(item, "gr")) return false;
             const size_t items = tree_.member(item, "it");
-            return items == 0 ||
+            return items != 0 && tree_[items].end > items + 1 &&
                    tree_.each(items, [&](size_t each) { return isShape(each, "sh"); });
         });
     }

@@ -247,6 +247,8 @@ TEST(LottieCheck, RefusesKeyFramesWithoutValue) {
     EXPECT_FALSE(
         accepts(root(layer(3, R"("masksProperties":[{"mode":"a","x":{"k":[{"e":[264]},{}]}}])"))));
     EXPECT_FALSE(accepts(root(layer(3, R"("masksProperties":[{"mode":""}])"))));
+    EXPECT_FALSE(accepts(
+        root(layer(3, R"("masksProperties":[{"mode":"a","x":{"k":[{"t":50,"s":[262]}]}}])"))));
 }
 
 TEST(LottieCheck, MakesLayersWithoutTheirContentEmpty) {
