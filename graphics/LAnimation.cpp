@@ -1,12 +1,17 @@
 #include "quolsdk/LAnimation.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
+#include <limits>
 #include <map>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <thread>
 #include <vector>
@@ -73,6 +78,7 @@ struct LAnimation::Impl {
     explicit Impl(LAnimation& owner) : self(owner) {}
 
     Layer* find(int id);
+    void show(Layer& layer, std::unique_ptr<quol::LottieTemplate> loaded);
     bool reload(Layer& layer);
     void rebuildCanvas();
     void start();
@@ -125,6 +131,27 @@ void LAnimation::Impl::rebuildCanvas() {
     canvas.setTemplates(templates);
 }
 
+namespace {
+
+int wholeFrames(float frames) {
+    constexpr double most = std::numeric_limits<int>::max();
+    return std::isnan(frames) ? 0 : static_cast<int>(std::clamp<double>(frames, 0.0, most));
+}
+
+} // namespace
+
+// Puts a template in the place of that of a layer. Under `layerMutex`.
+void LAnimation::Impl::show(Layer& layer, std::unique_ptr<quol::LottieTemplate> loaded) {
+    quol::LottiePlayhead& playhead = layer.playhead;
+    playhead.totalFrames = wholeFrames(loaded->totalFrames());
+    const float duration = loaded->duration();
+    playhead.fps =
+        duration > 0.0F ? static_cast<float>(playhead.totalFrames) / duration : defaultTemplateRate;
+    layer.animation.swap(loaded);
+    rebuildCanvas(); // before the old one goes
+    start();
+}
+
 // Draws the text of a layer from now on. False, and the picture as before, when it cannot be read.
 // Under `layerMutex`.
 bool LAnimation::Impl::reload(Layer& layer) {
@@ -132,8 +159,7 @@ bool LAnimation::Impl::reload(Layer& layer) {
         quol::LottieTemplate::load(layer.json, quol::resourceFolderOf(layer.path));
     if (!loaded) return false;
     loaded->showFrame(layer.playhead.currentFrame);
-    layer.animation.swap(loaded);
-    rebuildCanvas(); // before the old one goes
+    show(layer, std::move(loaded));
     return true;
 }
 
@@ -161,19 +187,13 @@ bool LAnimation::loadTemplate(int id, const std::string& path) {
         return false;
     }
     quol::LottiePlayhead& playhead = layer.playhead;
-    playhead.totalFrames = static_cast<int>(loaded->totalFrames());
-    const float duration = loaded->duration();
-    playhead.fps =
-        duration > 0.0F ? static_cast<float>(playhead.totalFrames) / duration : defaultTemplateRate;
     playhead.markers = markers;
     playhead.currentFrame = markers.in >= 0 ? static_cast<float>(markers.in) : 0.0F;
     playhead.playing = true;
     playhead.exiting = false;
-    layer.animation.swap(loaded);
-    impl->rebuildCanvas();
+    impl->show(layer, std::move(loaded));
     quol::logOut("LAnimation: Katman %d yuklendi. Toplam Kare: %d, FPS: %g", id,
                  playhead.totalFrames, static_cast<double>(playhead.fps));
-    impl->start();
     return true;
 }
 
@@ -225,15 +245,30 @@ void LAnimation::updateColor(int id, const std::string& layerName, const std::st
 
 namespace {
 
+// Writes a file whole or not at all: another player may be reading the one in its place.
+bool writeWhole(const std::string& path, const std::string& bytes) {
+    static std::atomic<unsigned> number{0};
+    const std::string part =
+        path + '.' + std::to_string(getpid()) + '.' + std::to_string(number++) + ".part";
+    std::error_code error;
+    {
+        std::ofstream file(part, std::ios::binary | std::ios::trunc);
+        file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        file.close();
+        if (file) std::filesystem::rename(part, path, error);
+        if (file && !error) return true;
+    }
+    std::filesystem::remove(part, error);
+    return false;
+}
+
 // Copies an image beside a template. False when it cannot be read or written.
 bool copyBeside(const std::string& folder, const std::string& imagePath,
                 const std::string& fileName) {
     const std::optional<std::string> bytes = quol::readPlainFile(imagePath);
     if (!bytes) return false;
     const std::string target = folder + fileName;
-    std::ofstream file(target, std::ios::binary | std::ios::trunc);
-    file.write(bytes->data(), static_cast<std::streamsize>(bytes->size()));
-    if (!file.flush()) return false;
+    if (!writeWhole(target, *bytes)) return false;
     quol::logOut("LAnimation: Resim kopyalandi: %s", target.c_str());
     return true;
 }
@@ -260,8 +295,10 @@ void LAnimation::updateImage(int id, const std::string& name, const std::string&
         quol::logOut("LAnimation: Resim kopyalanamadi: %s", imagePath.c_str());
         return;
     }
-    if (!copyBeside(quol::resourceFolderOf(layer->path), imagePath, *fileName))
+    if (!copyBeside(quol::resourceFolderOf(layer->path), imagePath, *fileName)) {
         quol::logOut("LAnimation: Resim kopyalanamadi: %s", imagePath.c_str());
+        return;
+    }
     quol::setImageFile(layer->json, place, *fileName);
     if (impl->reload(*layer)) {
         quol::logOut("LAnimation: Katman %d resmi Bellekten guncellendi. Asset: %s", id,
@@ -375,13 +412,17 @@ void LAnimation::Impl::animationLoop(const Geometry& size) {
         static_cast<std::int64_t>(std::max(1.0, periodMillis)) * quol::nanosPerMilli;
     while (running) {
         const std::int64_t start = quol::steadyNow();
-        {
-            const std::lock_guard lock(layerMutex);
-            step(size.fps);
-            raster.draw(canvas);
+        try {
+            {
+                const std::lock_guard lock(layerMutex);
+                step(size.fps);
+                raster.draw(canvas);
+            }
+            const quol::FramePtr picture = raster.picture();
+            if (picture) self.distributeVideoFrame(picture.get());
+        } catch (const std::bad_alloc&) {
+            // No picture this time.
         }
-        const quol::FramePtr picture = raster.picture();
-        if (picture) self.distributeVideoFrame(picture.get());
         sleeper.sleepFor(start + period - quol::steadyNow());
     }
 }

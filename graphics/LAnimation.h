@@ -18,15 +18,17 @@
 /// own rate whatever that of the pictures is.
 ///
 /// Changes search the text of the template, as exporters write it: without blanks around colons. A
-/// change that makes it unreadable leaves the picture as it was. All texts are set in one font, the
-/// first that is found of: RobotoCondensed-Bold, RobotoCondensed-Regular (each in `template/`, then
-/// in the working folder), Roboto-Bold, Roboto-Regular (alike), and two of the system.
+/// change that makes it unreadable leaves the picture as it was. Texts without letters of their own
+/// are set in one font, the first that is found of: RobotoCondensed-Bold, RobotoCondensed-Regular
+/// (each in `template/`, then in the working folder), Roboto-Bold, Roboto-Regular (alike), and two
+/// of the system.
 ///
 /// The first template starts the thread, at the size and rate of the format then (1920x1080 at 50
 /// at first); pictures come from then on, whatever is loaded. What happens is told on standard
 /// output.
 ///
-/// Threads: any. Calls wait for the picture in the making.
+/// Threads: any. Calls wait for the picture in the making, and for those of other players: all
+/// share one engine.
 class QUOLSDK_API LAnimation : public LObject {
 public:
     LAnimation();
@@ -51,10 +53,12 @@ public:
                      const std::string& color2 = "", const std::string& param = "");
 
     /// Puts another image file in the place of an image, named by a layer or as an asset. The file
-    /// is copied beside the template as "temp_ASSET.EXTENSION".
+    /// is copied beside the template as "temp_ASSET.EXTENSION"; when it cannot be, the old one
+    /// stays.
     void updateImage(int id, const std::string& name, const std::string& imagePath);
 
     /// Sets a marker, named exactly "IN", "LOOP", "STOP" or "OUT", to a frame of the template.
+    /// Below 0 there is none.
     void addMarker(int id, const std::string& name, int frame);
 
     void play(int id);  ///< goes on from where it is

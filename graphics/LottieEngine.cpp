@@ -1,12 +1,15 @@
 #include "graphics/LottieEngine.h"
 
 #include <algorithm>
+#include <exception>
+#include <limits>
 #include <mutex>
 #include <optional>
 #include <string_view>
 #include <thread>
 #include <utility>
 
+#include "core/FairMutex.h"
 #include "core/PlainFile.h"
 #include "graphics/LottieCheck.h"
 
@@ -21,8 +24,8 @@ namespace quol {
 
 namespace {
 
-std::mutex& engineMutex() {
-    static std::mutex& mutex = *new std::mutex; // threads may end behind the process's statics
+FairMutex& engineMutex() {
+    static FairMutex& mutex = *new FairMutex; // threads may end behind the process's statics
     return mutex;
 }
 
@@ -72,19 +75,28 @@ std::string imagePath(const std::string& folder, std::string_view asked) {
     return folder + std::string(asked);
 }
 
-bool loadImage(tvg::Paint* paint, const char* asked, const std::string& folder) {
-    if (paint == nullptr || paint->type() != tvg::Type::Picture) return false;
-    const std::optional<std::string> bytes = readPlainFile(imagePath(folder, asked));
-    return bytes &&
-           succeeded(static_cast<tvg::Picture*>(paint)->load(
-               bytes->data(), static_cast<std::uint32_t>(bytes->size()), "", nullptr, true));
+bool fits(const std::string& bytes) {
+    return bytes.size() <= std::numeric_limits<std::uint32_t>::max();
+}
+
+// Called by the engine, on a thread of its own too.
+bool loadImage(tvg::Paint* paint, const char* asked, const std::string& folder) noexcept {
+    if (paint == nullptr || asked == nullptr || paint->type() != tvg::Type::Picture) return false;
+    try {
+        const std::optional<std::string> bytes = readPlainFile(imagePath(folder, asked));
+        return bytes && fits(*bytes) &&
+               succeeded(static_cast<tvg::Picture*>(paint)->load(
+                   bytes->data(), static_cast<std::uint32_t>(bytes->size()), "", nullptr, true));
+    } catch (const std::exception&) { // no memory
+        return false;
+    }
 }
 
 } // namespace
 
 std::unique_ptr<LottieTemplate> LottieTemplate::load(const std::string& json,
                                                      const std::string& resourceFolder) {
-    const std::optional<std::string> text = drawableTemplate(json);
+    const std::optional<std::string> text = fits(json) ? drawableTemplate(json) : std::nullopt;
     if (!text) return nullptr;
     const std::lock_guard lock(engineMutex());
     auto engine = std::make_unique<Engine>();

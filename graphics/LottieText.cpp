@@ -96,14 +96,13 @@ int readMarker(const std::string& json, std::string_view name) {
 
 LottieMarkers readMarkers(const std::string& json) {
     LottieMarkers markers;
-    markers.in = readMarker(json, "IN");
-    markers.loop = readMarker(json, "LOOP");
-    markers.stop = readMarker(json, "STOP");
-    markers.out = readMarker(json, "OUT");
+    for (const char* const name : {"IN", "LOOP", "STOP", "OUT"})
+        setMarker(markers, name, readMarker(json, name));
     return markers;
 }
 
 bool setMarker(LottieMarkers& markers, const std::string& name, int frame) {
+    if (frame < 0) frame = LottieMarkers::unset; // no template has such a frame
     if (name == "IN") {
         markers.in = frame;
     } else if (name == "LOOP") {

@@ -29,10 +29,12 @@ std::string withFontFamily(std::string json, const std::string& family);
 
 // Frames of the four markers; -1 for one that is not set.
 struct LottieMarkers {
-    int in = -1;
-    int loop = -1;
-    int stop = -1;
-    int out = -1;
+    static constexpr int unset = -1;
+
+    int in = unset;
+    int loop = unset;
+    int stop = unset;
+    int out = unset;
 };
 
 // The markers that a template brings: each the first one ("cm") of its name that has its time

@@ -582,14 +582,42 @@ TEST_F(LAnimationImage, UnknownNamesAreTold) {
     EXPECT_FALSE(std::filesystem::exists(temporaryPath("show/temp_Flag.png")));
 }
 
-TEST_F(LAnimationImage, AnImageThatIsNoFileIsNotCopied) {
+TEST_F(LAnimationImage, IsCopiedBesideTheTemplateThatIsThereNow) {
     ASSERT_TRUE(load(imageTemplate("Logo", "image_0", "images/", "blue.png")));
+    const std::string other =
+        writeFile("from/other.json", imageTemplate("Logo", "image_0", "", "a green one.png"));
+    ASSERT_TRUE(stepped.animation.loadTemplate(1, other));
+    const std::string said = change("Logo", temporaryPath("show/images/blue.png"));
+    EXPECT_NE(said.find(temporaryPath("from/temp_image_0.png")), std::string::npos) << said;
+    EXPECT_EQ(middleOf(stepped.step()), pixelOf(0, 0, 255));
+}
+
+// What is written is never seen half done, nor left behind.
+TEST_F(LAnimationImage, NothingButTheCopyStaysInTheFolder) {
+    ASSERT_TRUE(load(imageTemplate("Logo", "image_0", "images/", "blue.png")));
+    change("Logo", green);
+    std::filesystem::create_directories(temporaryPath("show/temp_image_0.gif"));
+    writeFile("from/other.gif", "GIF89a");
+    change("Logo", temporaryPath("from/other.gif"));
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(temporaryPath("show")))
+        names.push_back(entry.path().filename());
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{"image.json", "images", "temp_image_0.gif",
+                                               "temp_image_0.png"}));
+    EXPECT_EQ(middleOf(stepped.step()), pixelOf(0, 255, 0));
+}
+
+TEST_F(LAnimationImage, AnImageThatIsNoFileIsNotCopiedAndTheOldOneStays) {
+    ASSERT_TRUE(load(imageTemplate("Logo", "image_0", "images/", "blue.png")));
+    writeFile("show/temp_image_0.png", "of an earlier show");
     const std::string missing = temporaryPath("from/missing.png");
     const std::string said = change("Logo", missing);
     EXPECT_NE(said.find("LAnimation: Resim kopyalanamadi: " + missing + "\n"), std::string::npos)
         << said;
     EXPECT_EQ(said.find("Resim kopyalandi"), std::string::npos) << said;
-    EXPECT_FALSE(std::filesystem::exists(temporaryPath("show/temp_image_0.png")));
+    EXPECT_EQ(std::filesystem::file_size(temporaryPath("show/temp_image_0.png")), 18U);
+    EXPECT_EQ(middleOf(stepped.step()), pixelOf(0, 0, 255));
 }
 
 } // namespace

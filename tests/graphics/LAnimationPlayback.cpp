@@ -664,4 +664,34 @@ TEST_F(LAnimationThreads, AllMayBeChangedFromManyThreadsWhileItPlays) {
     animation.removeSink(&sink);
 }
 
+// Changes the animation from within its own pictures, as a host that follows them may.
+class ChangingSink : public LSink {
+public:
+    explicit ChangingSink(LAnimation& animation) : animation_(animation) {}
+    void pushVideoFrame(AVFrame* frame) override {
+        (void)frame;
+        const int seen = ++pictures_;
+        animation_.update(1, "Title", seen % 2 == 0 ? "A" : "B");
+        animation_.addMarker(1, "OUT", 5);
+        if (seen == 10) animation_.close(1);
+    }
+    void pushAudioFrame(AVFrame* frame) override { (void)frame; }
+    int pictures() const { return pictures_; }
+
+private:
+    LAnimation& animation_;
+    std::atomic<int> pictures_{0};
+};
+
+TEST_F(LAnimationThreads, ASinkMayChangeWhatItShows) {
+    LAnimation animation;
+    animation.setVideoFormat(test::lottieFormat());
+    ChangingSink sink(animation);
+    animation.addSink(&sink);
+    ASSERT_TRUE(
+        animation.loadTemplate(1, writeFile("text.json", test::textTemplate("Title", "A"))));
+    EXPECT_TRUE(test::waitUntil([&] { return sink.pictures() > 20; }));
+    animation.removeSink(&sink);
+}
+
 } // namespace

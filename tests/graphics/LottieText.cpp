@@ -160,7 +160,7 @@ TEST(LottieMarkersOfAFile, ATimeIsLookedForBehindTheLastBraceBeforeTheName) {
 TEST(LottieMarkersOfAFile, ATimeIsReadAsAWholeNumber) {
     EXPECT_EQ(readMarkers(R"({"tm":12.75,"cm":"IN"})").in, 12);
     EXPECT_EQ(readMarkers(R"({"tm": 12,"cm":"IN"})").in, 12);
-    EXPECT_EQ(readMarkers(R"({"tm":-4,"cm":"IN"})").in, -4);
+    EXPECT_EQ(readMarkers(R"({"tm":-4,"cm":"IN"})").in, -1);
     EXPECT_EQ(readMarkers(R"({"tm":12"cm":"IN"})").in, 12);
 }
 
@@ -333,6 +333,19 @@ TEST(LottieLongTexts, ANameThatRepeatsItselfIsLookedForInOnePass) {
     const std::string name = repeated(R"(nm":")").substr(0, 1'000'002);
     std::string json = repeated(R"("nm":")");
     EXPECT_FALSE(replaceText(json, name + 'x', "new"));
+}
+
+// No template has a frame before the first.
+TEST(LottieMarkers, BelowZeroAreNotSet) {
+    quol::LottieMarkers markers;
+    for (const char* const name : {"IN", "LOOP", "STOP", "OUT"})
+        EXPECT_TRUE(quol::setMarker(markers, name, -5)) << name;
+    EXPECT_EQ(markers.in, -1);
+    EXPECT_EQ(markers.loop, -1);
+    EXPECT_EQ(markers.stop, -1);
+    EXPECT_EQ(markers.out, -1);
+    EXPECT_EQ(quol::readMarkers(R"({"tm":-7,"cm":"STOP"})").stop, -1);
+    EXPECT_EQ(quol::readMarkers(R"({"tm":0,"cm":"STOP"})").stop, 0);
 }
 
 } // namespace
