@@ -646,13 +646,28 @@ private:
         return std::all_of(keys.begin(), keys.end(),
                            [&](string_view key) { return tree_.member(node, key) != 0; });
     }
+    // A blank has no outline: the engine takes that as an object without members, not as an empty
+    // list.
     bool glyphData(size_t node) {
         static constexpr Member members[] = {{"shapes", &Check::glyphShapes}};
-        return object(node, members) && (tree_[node].end == node + 1 || hasShapes(node));
+        const size_t list = tree_.member(node, "shapes");
+        const bool isAlone = list != 0 && tree_[node].end == tree_[list].end && list == node + 1;
+        if (isAlone && is(list, LottieKind::list) && tree_.count(list) == 0) {
+            erase(list);
+            return true;
+        }
+        return object(node, members) && (hasShapes(node) || tree_[node].end == node + 1);
     }
     bool hasShapes(size_t node) const {
         const size_t list = tree_.member(node, "shapes");
-        return list != 0 && tree_[list].end > list + 1;
+        return list != 0 && tree_.count(list) > 0;
+    }
+    // An empty list, the only member of its object, with its key.
+    void erase(size_t list) {
+        const size_t begin = tree_[list].keyAt - 1;
+        const size_t end = text_.find(']', begin);
+        std::fill(text_.begin() + static_cast<std::ptrdiff_t>(begin),
+                  text_.begin() + static_cast<std::ptrdiff_t>(end) + 1, ' ');
     }
     bool glyphShapes(size_t node) {
         drawn_ = 0.0;

@@ -295,6 +295,16 @@ TEST(LottieCheck, LooksThroughGlyphs) {
                      glyph + "],")));
 }
 
+// As exporters write a blank, one way or the other.
+TEST(LottieCheck, TakesGlyphsWithoutOutline) {
+    const string blank = R"({"ch":" ","style":"R","fFamily":"F","size":9,"w":5,"data":{}})";
+    const string chars = R"("chars":[)" + blank + "],";
+    EXPECT_EQ(drawableTemplate(root("", chars)), root("", chars));
+    const string listed = replaced(chars, "{}", R"({"shapes":[]})");
+    EXPECT_EQ(drawableTemplate(root("", listed)),
+              root("", replaced(listed, R"("shapes":[])", string(11, ' '))));
+}
+
 TEST(LottieCheck, LeavesOutExpressionsThatMayNotEnd) {
     const auto opacity = [](const string& expression) {
         return root(layer(3, R"("ks":{"o":{"k":100,"x":")" + expression + "\"}}"));
