@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <functional>
+#include <initializer_list>
 #include <map>
 #include <span>
 #include <string_view>
@@ -24,6 +24,9 @@ using std::string_view;
 // Numbers beyond this are the rubbish of a broken export; as pixels, frames or counts they would
 // leave the range of the engine's own numbers.
 constexpr double maxNumber = 1e9;
+
+// Points of a path lie nearer than this: the engine cuts a longer curve into pieces for ever.
+constexpr double maxCoordinate = 1e6;
 
 // Copies and points may swing over by this much between two key frames.
 constexpr double maxSwing = 16.0;
@@ -59,7 +62,15 @@ private:
         return is(list, LottieKind::list) &&
                tree_.each(list, [&](size_t item) { return (this->*check)(item); });
     }
-    bool numbers(size_t node) { return eachOf(node, &Check::number); }
+    bool numbers(size_t node) { return numbersUpTo(node, maxNumber); }
+    // Most of a large template is this; nothing lies inside a number.
+    bool numbersUpTo(size_t list, double most) const {
+        if (!is(list, LottieKind::list)) return false;
+        for (size_t item = list + 1; item < tree_[list].end; ++item)
+            if (tree_[item].kind != LottieKind::number || !(std::abs(tree_[item].number) <= most))
+                return false;
+        return true;
+    }
     bool numberOrNumbers(size_t node) { return number(node) || numbers(node); }
 
     // ---------------------------------------------------------------------------------- objects
@@ -99,15 +110,41 @@ private:
     }
 
     // ------------------------------------------------------------------------------- properties
+    // The engine takes any result for a path, or for a text, that it is not.
+    bool noExpression(size_t node) {
+        leaveOut(node);
+        return true;
+    }
     // A value, still or with key frames.
     bool property(size_t node) {
         static constexpr Member members[] = {
-            {"k", &Check::propertyValue}, {"a", &Check::flag},       {"s", &Check::anyFlag},
+            {"k", &Check::propertyValue}, {"a", &Check::flag},       {"s", &Check::flag},
             {"sid", &Check::text},        {"x", &Check::coordinate}, {"y", &Check::coordinate},
             {"z", &Check::coordinate}};
-        return object(node, members);
+        return object(node, members) && hasOwnValue(node);
     }
-    bool anyFlag(size_t node) { return flag(node); }
+    // An expression starts from the value that the property has without it, which the engine must
+    // have read by then. Objects are coordinates, where "s" tells of them.
+    bool hasOwnValue(size_t node, bool isList = false) {
+        const size_t at = tree_.member(node, "x");
+        if (at == 0) return true;
+        const bool isCoordinate = is(at, LottieKind::object) && tree_.member(node, "s") != 0;
+        const size_t value = tree_.member(node, "k");
+        const bool follows = text(at) && value != 0 && value < at;
+        const bool gives =
+            (!isList && !givesList(node)) || (text(at) && expressionGivesList(tree_.text(at)));
+        if (!isCoordinate && !(follows && gives)) leaveOut(at);
+        return true;
+    }
+    bool givesList(size_t node) const {
+        const size_t value = tree_.member(node, "k");
+        if (value == 0 || !is(value, LottieKind::list)) return false;
+        if (!is(value + 1, LottieKind::object)) return true;
+        const size_t start = tree_.member(value + 1, "s");
+        return start != 0 && is(start, LottieKind::list) && tree_.count(start) > 1;
+    }
+    // Of several numbers, however it is written.
+    bool vector(size_t node) { return property(node) && hasOwnValue(node, true); }
     // Of a position whose coordinates are properties of their own; "x" may be an expression too.
     bool coordinate(size_t node) {
         return is(node, LottieKind::object) ? property(node) : expressionOrValue(node);
@@ -121,12 +158,14 @@ private:
 
     bool keyFrames(size_t list, CheckValue value) {
         size_t before = 0;
-        return tree_.each(list, [&](size_t frame) {
+        const bool good = tree_.each(list, [&](size_t frame) {
             const bool follows = before == 0 || tree_.member(before, "s") != 0;
             const bool first = before == 0;
             before = frame;
             return follows && keyFrame(frame, value) && (!first || tree_.member(frame, "s") != 0);
         });
+        // The engine would look for the frame that the last one leads to.
+        return good && before != 0 && tree_.member(before, "e") == 0;
     }
     bool keyFrame(size_t node, CheckValue value) {
         static constexpr Member members[] = {{"t", &Check::number},     {"h", &Check::flag},
@@ -154,8 +193,9 @@ private:
     bool pathProperty(size_t node) {
         static constexpr Member members[] = {{"k", &Check::pathValue},
                                              {"a", &Check::flag},
+                                             {"ix", &Check::number},
                                              {"sid", &Check::text},
-                                             {"x", &Check::expressionOrValue}};
+                                             {"x", &Check::noExpression}};
         return object(node, members) && tree_.member(node, "k") != 0;
     }
     bool pathValue(size_t node) {
@@ -179,8 +219,11 @@ private:
         const size_t count = tree_.count(vertices);
         return tree_.count(in) == count && tree_.count(out) == count;
     }
-    bool points(size_t node) { return eachOf(node, &Check::point); }
-    bool point(size_t node) { return numbers(node) && tree_[node].end >= node + 3; }
+    bool points(size_t node) {
+        return is(node, LottieKind::list) && tree_.each(node, [&](size_t point) {
+            return tree_[point].end >= point + 3 && numbersUpTo(point, maxCoordinate);
+        });
+    }
 
     // -------------------------------------------------------------------------- counted properties
     // Every number of a property that the engine counts to.
@@ -216,7 +259,7 @@ private:
     bool transform(size_t node) {
         static constexpr Member members[] = {
             {"ty", &Check::text},     {"nm", &Check::text},     {"hd", &Check::flag},
-            {"p", &Check::property},  {"a", &Check::property},  {"s", &Check::property},
+            {"p", &Check::vector},    {"a", &Check::vector},    {"s", &Check::vector},
             {"r", &Check::property},  {"o", &Check::property},  {"sk", &Check::property},
             {"sa", &Check::property}, {"rx", &Check::property}, {"ry", &Check::property},
             {"rz", &Check::property}, {"or", &Check::property}, {"so", &Check::property},
@@ -252,21 +295,21 @@ private:
 
     bool shape(size_t node) {
         static constexpr Member gradientFill[] = {
-            {"s", &Check::property}, {"e", &Check::property}, {"g", &Check::gradient},
+            {"s", &Check::vector},   {"e", &Check::vector},   {"g", &Check::gradient},
             {"h", &Check::property}, {"a", &Check::property}, {"o", &Check::property},
             {"t", &Check::number},   {"r", &Check::number},   {"w", &Check::property},
             {"lc", &Check::number},  {"lj", &Check::number},  {"ml", &Check::number},
             {"d", &Check::dashes},   {"nm", &Check::text},    {"hd", &Check::flag}};
-        static constexpr Member paint[] = {{"c", &Check::property}, {"o", &Check::property},
+        static constexpr Member paint[] = {{"c", &Check::vector},   {"o", &Check::property},
                                            {"w", &Check::property}, {"r", &Check::number},
                                            {"lc", &Check::number},  {"lj", &Check::number},
                                            {"ml", &Check::number},  {"d", &Check::dashes},
                                            {"nm", &Check::text},    {"hd", &Check::flag}};
-        static constexpr Member rectangle[] = {{"p", &Check::property}, {"s", &Check::property},
+        static constexpr Member rectangle[] = {{"p", &Check::vector},   {"s", &Check::vector},
                                                {"r", &Check::property}, {"d", &Check::number},
                                                {"nm", &Check::text},    {"hd", &Check::flag}};
         static constexpr Member star[] = {
-            {"p", &Check::property},  {"pt", &Check::starPoints}, {"r", &Check::property},
+            {"p", &Check::vector},    {"pt", &Check::starPoints}, {"r", &Check::property},
             {"ir", &Check::property}, {"is", &Check::property},   {"or", &Check::property},
             {"os", &Check::property}, {"sy", &Check::number},     {"d", &Check::number},
             {"nm", &Check::text},     {"hd", &Check::flag}};
@@ -351,7 +394,7 @@ private:
     }
     bool documents(size_t node) {
         static constexpr Member members[] = {
-            {"k", &Check::documentFrames}, {"x", &Check::expressionOrValue}, {"sid", &Check::text}};
+            {"k", &Check::documentFrames}, {"x", &Check::noExpression}, {"sid", &Check::text}};
         return object(node, members);
     }
     bool documentFrames(size_t node) {
@@ -369,7 +412,7 @@ private:
             {"ls", &Check::number},  {"ca", &Check::number},  {"sw", &Check::number},
             {"fc", &Check::numbers}, {"sc", &Check::numbers}, {"sz", &Check::numbers},
             {"ps", &Check::numbers}, {"of", &Check::flag}};
-        return object(node, members) && tree_.member(node, "t") != 0;
+        return object(node, members) && hasAll(node, {"f", "t"});
     }
     bool animators(size_t node) { return eachOf(node, &Check::animator); }
     bool animator(size_t node) {
@@ -411,8 +454,15 @@ private:
     bool mask(size_t node) {
         static constexpr Member members[] = {
             {"mode", &Check::filledText}, {"pt", &Check::pathProperty}, {"o", &Check::property},
-            {"x", &Check::property},      {"inv", &Check::flag},        {"nm", &Check::text}};
+            {"x", &Check::expansion},     {"inv", &Check::flag},        {"nm", &Check::text}};
         return object(node, members);
+    }
+    // With one key frame alone the engine looks for the next.
+    bool expansion(size_t node) {
+        if (!property(node)) return false;
+        const size_t value = tree_.member(node, "k");
+        return value == 0 || number(value) || !is(value + 1, LottieKind::object) ||
+               tree_.count(value) > 1;
     }
     bool filledText(size_t node) { return text(node) && !tree_.text(node).empty(); }
 
@@ -483,7 +533,9 @@ private:
         if (!object(node, members) || !draws(1.0)) return false;
         const size_t typeAt = tree_.member(node, "ty");
         const double type = typeAt == 0 ? 3.0 : tree_[typeAt].number;
+        constexpr double mostTypes = 255.0; // the engine keeps it in a byte
         if (type != std::floor(type)) return false;
+        if (type < 0.0 || type > mostTypes) empty(typeAt);
         const auto isType = [&](LayerType each) { return type == static_cast<double>(each); };
         const size_t shapesAt = tree_.member(node, "shapes");
         const size_t textAt = tree_.member(node, "t");
@@ -523,7 +575,7 @@ private:
             {"slots", &Check::slots}};
         if (!object(node, members)) return false;
         const size_t layersAt = tree_.member(node, "layers");
-        if (layersAt == 0) return false;
+        if (layersAt == 0 || !glyphsHaveFonts(node)) return false;
         owner_ = 0;
         drawn_ = 0.0;
         if (!layers(layersAt)) return false;
@@ -571,25 +623,58 @@ private:
         static constexpr Member members[] = {
             {"fName", &Check::text}, {"fFamily", &Check::text},  {"fStyle", &Check::text},
             {"fPath", &Check::text}, {"ascent", &Check::number}, {"origin", &Check::number}};
-        return object(node, members);
+        return object(node, members) && tree_.member(node, "fName") != 0;
+    }
+    // Glyphs are looked up by all three names of a font.
+    bool glyphsHaveFonts(size_t root) const {
+        const size_t glyphsAt = tree_.member(root, "chars");
+        const size_t fontsAt = tree_.member(root, "fonts");
+        if (glyphsAt == 0 || fontsAt == 0 || tree_.count(glyphsAt) == 0) return true;
+        const size_t list = tree_.member(fontsAt, "list");
+        return list == 0 || tree_.each(list, [&](size_t each) {
+            return hasAll(each, {"fName", "fFamily", "fStyle"});
+        });
     }
     bool glyphs(size_t node) { return eachOf(node, &Check::glyph); }
     bool glyph(size_t node) {
         static constexpr Member members[] = {
             {"ch", &Check::text},  {"style", &Check::text},  {"fFamily", &Check::text},
             {"w", &Check::number}, {"size", &Check::number}, {"data", &Check::glyphData}};
-        return object(node, members);
+        return object(node, members) && hasAll(node, {"ch", "style", "fFamily"});
     }
+    bool hasAll(size_t node, std::initializer_list<string_view> keys) const {
+        return std::all_of(keys.begin(), keys.end(),
+                           [&](string_view key) { return tree_.member(node, key) != 0; });
+    }
+    // A blank has no outline: the engine takes that as an object without members, not as an empty
+    // list.
     bool glyphData(size_t node) {
         static constexpr Member members[] = {{"shapes", &Check::glyphShapes}};
-        return object(node, members);
+        const size_t list = tree_.member(node, "shapes");
+        const bool isAlone = list != 0 && tree_[node].end == tree_[list].end && list == node + 1;
+        if (isAlone && is(list, LottieKind::list) && tree_.count(list) == 0) {
+            erase(list);
+            return true;
+        }
+        return object(node, members) && (hasShapes(node) || tree_[node].end == node + 1);
+    }
+    bool hasShapes(size_t node) const {
+        const size_t list = tree_.member(node, "shapes");
+        return list != 0 && tree_.count(list) > 0;
+    }
+    // An empty list, the only member of its object, with its key.
+    void erase(size_t list) {
+        const size_t begin = tree_[list].keyAt - 1;
+        const size_t end = text_.find(']', begin);
+        std::fill(text_.begin() + static_cast<std::ptrdiff_t>(begin),
+                  text_.begin() + static_cast<std::ptrdiff_t>(end) + 1, ' ');
     }
     bool glyphShapes(size_t node) {
         drawn_ = 0.0;
         return shapes(node) && tree_.each(node, [&](size_t item) {
             if (!isShape(item, "gr")) return false;
             const size_t items = tree_.member(item, "it");
-            return items == 0 ||
+            return items != 0 && tree_[items].end > items + 1 &&
                    tree_.each(items, [&](size_t each) { return isShape(each, "sh"); });
         });
     }
@@ -632,19 +717,27 @@ private:
             for (auto found = first; found != last; ++found)
                 parts_[each.owner].push_back(found->second);
         }
-        return weight(0, 0) <= maxLottieObjects;
+        const Part all = part(0, 0);
+        return all.objects <= maxLottieObjects && all.height <= maxLottieParts;
     }
-    // Of a part with all that is in it; infinite for one that must not be drawn.
-    double weight(size_t part, int depth) {
-        constexpr double tooMuch = maxLottieObjects * 2.0;
+    struct Part {
+        double objects = 0.0; // with all that is in it
+        int height = 0;       // parts inside each other
+    };
+    // More than is allowed for one that contains itself.
+    Part part(size_t node, int depth) {
+        constexpr Part tooMuch = {maxLottieObjects * 2.0, maxLottieParts + 1};
         if (depth > maxLottieParts) return tooMuch;
-        const auto known = totals_.find(part);
+        const auto known = totals_.find(node);
         if (known != totals_.end()) return known->second;
-        totals_[part] = tooMuch; // until it is known: what contains itself comes back here
-        double total = weights_[part];
-        for (const size_t inner : parts_[part])
-            total = std::min(total + weight(inner, depth + 1), tooMuch);
-        return totals_[part] = total;
+        totals_[node] = tooMuch; // until it is known: what contains itself comes back here
+        Part total = {weights_[node], 0};
+        for (const size_t each : parts_[node]) {
+            const Part inner = part(each, depth + 1);
+            total.objects = std::min(total.objects + inner.objects, tooMuch.objects);
+            total.height = std::max(total.height, inner.height + 1);
+        }
+        return totals_[node] = total;
     }
 
     const LottieTree& tree_;
@@ -657,7 +750,7 @@ private:
     std::vector<Reference> references_;
     std::multimap<std::string, size_t> assets_;
     std::unordered_map<size_t, double> weights_;
-    std::unordered_map<size_t, double> totals_;
+    std::unordered_map<size_t, Part> totals_;
     std::unordered_map<size_t, std::vector<size_t>> parts_;
 };
 

@@ -106,4 +106,23 @@ bool expressionEnds(string_view expression) {
     return true;
 }
 
+bool expressionGivesList(string_view expression) {
+    constexpr string_view result = "$bm_rt";
+    constexpr const char* blanks = " \t\r\n";
+    for (std::size_t at = 0; (at = expression.find(result, at)) != npos;) {
+        at = expression.find_first_not_of(blanks, at + result.size());
+        if (at == npos) return true;
+        if (expression[at] == ';' || expression[at] == ',') continue;
+        if (expression[at] != '=') return false;
+        at = expression.find_first_not_of(blanks, at + 1);
+        if (at == npos) return true;
+        const string_view value = expression.substr(at);
+        bool isList = false;
+        for (const string_view list : {"[", "loopIn(", "loopOut(", "wiggle(", "value;"})
+            isList = isList || value.substr(0, list.size()) == list;
+        if (!isList) return false;
+    }
+    return true;
+}
+
 } // namespace quol

@@ -10,6 +10,8 @@ packages=(
     libavformat-dev libavcodec-dev libavfilter-dev libswscale-dev libswresample-dev libavutil-dev
     # drawing of titles, and a font that is always there
     libcairo2-dev fonts-dejavu-core
+    # reading of Lottie templates
+    rapidjson-dev
     # for a ThorVG that is not among the system's packages (scripts/thorvg.sh), with python3
     patchelf
     # OpenGL without a window: headers, and the loader and drivers that are found at run time

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "graphics/LottieCheck.h"
 #include "graphics/LottiePlayhead.h"
 #include "graphics/LottieText.h"
 
@@ -121,12 +122,21 @@ void checkPlayhead(const quol::LottieMarkers& markers, int total) {
         require(--left > 0);
 }
 
+// What the engine is given has the text's size, and is good as it stands.
+void checkDrawable(const std::string& json) {
+    const auto drawable = quol::drawableTemplate(json);
+    if (!drawable) return;
+    require(drawable->size() == json.size());
+    require(quol::drawableTemplate(*drawable) == drawable);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const Input input = split(std::string(reinterpret_cast<const char*>(data), size));
     const auto& [name, text, color, color2, param, path] = input.lines;
     checkLoading(input.json, path);
+    checkDrawable(input.json);
     checkText(input.json, name, text);
     checkColor(input.json, name, {color, color2, param});
     checkImage(input.json, name, path);

@@ -452,6 +452,21 @@ TEST_F(LAnimationText, AnEscapedDoubleQuoteDoesNot) {
               "LAnimation: Katman 1 metni guncellendi (Bellekten): A\\\"A\n");
 }
 
+// A blank brings no outline along, or an empty list of them.
+TEST_F(LAnimationText, MayHaveBlanks) {
+    for (const char* const data : {"{}", R"({"shapes":[]})"}) {
+        std::string json = textTemplate("Title", " A");
+        const std::string glyphs = R"("chars":[)";
+        ASSERT_NE(json.find(glyphs), std::string::npos);
+        json.insert(json.find(glyphs) + glyphs.size(),
+                    std::string(R"({"ch":" ","size":20,"style":"Regular","w":10,"data":)") + data +
+                        R"(,"fFamily":"Any Family"},)");
+        SteppedAnimation stepped;
+        ASSERT_TRUE(stepped.load(1, json));
+        EXPECT_FALSE(test::isTransparent(stepped.picture()));
+    }
+}
+
 // A range of letters in random order that has run to its end is one that the engine divides by.
 TEST_F(LAnimationText, LettersInRandomOrderAreShownToTheEnd) {
     for (const char* const random : {R"("rn":1)", "\"rn\" :\n 255"}) {
