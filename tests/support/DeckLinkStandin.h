@@ -145,6 +145,10 @@ public:
     virtual void fail(const std::string& method,
                       quol::decklink::HRESULT result = quol::decklink::E_FAIL, int times = -1) = 0;
 
+    // Holds the calls of "IDeckLinkInput::EnableVideoInput" and its like on a card, which are among
+    // the calls then, until none is named any more: the empty text.
+    virtual void holdCalls(const std::string& method) = 0;
+
     // Calls the card's callback with a picture, with sound, with both or with neither, on the
     // calling thread, as the driver does on its own. What the callback gave back; nothing when none
     // is installed. It calls whether the streams run or not: the driver too may be late.

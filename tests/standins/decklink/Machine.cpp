@@ -36,6 +36,7 @@ void Machine::reset() {
     failures_.clear();
     refuseIterator_ = false;
     hold_ = false;
+    heldMethod_.clear();
     pace_ = false;
     changed();
 }
@@ -118,6 +119,16 @@ void Machine::holdDisplay(bool hold) {
 void Machine::paceOutput(bool pace) {
     const std::lock_guard lock(mutex_);
     pace_ = pace;
+}
+
+void Machine::holdCalls(const std::string& method) {
+    const std::lock_guard lock(mutex_);
+    heldMethod_ = method;
+    changed();
+}
+
+void Machine::waitWhileCallIsHeld(std::unique_lock<std::mutex>& lock, const std::string& method) {
+    changed_.wait(lock, [&] { return heldMethod_ != method; });
 }
 
 void Machine::waitWhileHeld(std::unique_lock<std::mutex>& lock, Card& card) {
