@@ -866,7 +866,7 @@ TEST_F(LLiveDeckLink, AChangeOfFormatInProgressHoldsNoStopUp) {
         driver.reset();
         ASSERT_TRUE(startCard(0));
         const std::size_t before = driver.state().callsOf(method).size();
-        driver.holdCalls(method);
+        driver.holdCalls({method});
         std::thread call([this] { driver.changeFormat(0, 1, fourCC("pal "), 0); });
         EXPECT_TRUE(driver.wait([&](const DeckLinkState& state) {
             return state.callsOf(method).size() == before + 1;
@@ -876,15 +876,38 @@ TEST_F(LLiveDeckLink, AChangeOfFormatInProgressHoldsNoStopUp) {
             return state.callsOf("IDeckLinkInput::StopStreams").size() == 1 &&
                    !state.callsOf("IDeckLinkInput::DisableAudioInput").empty();
         })) << method;
-        driver.holdCalls("");
+        driver.holdCalls({});
         call.join();
         stopper.join();
         EXPECT_FALSE(card().streaming) << method;
+        // Behind the end no more is asked of the card than was asked already.
+        EXPECT_EQ(driver.state().callsOf("IDeckLinkInput::StartStreams").size(),
+                  std::string(method) == "IDeckLinkInput::StartStreams" ? 2U : 1U);
         EXPECT_NE(live->getHeight(), 576) << method; // nobody follows it any more
         ASSERT_TRUE(live->Start());
         EXPECT_TRUE(card().streaming);
         close();
     }
+}
+
+TEST_F(LLiveDeckLink, StreamsThatAChangeOfFormatStartsBehindTheStopAreStoppedAgain) {
+    const std::string start = "IDeckLinkInput::StartStreams";
+    const std::string next = "IDeckLinkInput::SetCallback"; // what a stop does next
+    ASSERT_TRUE(startCard(0));
+    driver.holdCalls({start, next});
+    std::thread call([this] { driver.changeFormat(0, 1, fourCC("pal "), 0); });
+    EXPECT_TRUE(
+        driver.wait([&](const DeckLinkState& state) { return state.callsOf(start).size() == 2; }));
+    std::thread stopper([this] { live->Stop(); });
+    EXPECT_TRUE(
+        driver.wait([&](const DeckLinkState& state) { return state.callsOf(next).size() == 2; }));
+    driver.holdCalls({next});
+    call.join();
+    EXPECT_TRUE(card().streaming);
+    driver.holdCalls({});
+    stopper.join();
+    EXPECT_FALSE(card().streaming);
+    EXPECT_FALSE(card().videoInput);
 }
 
 TEST_F(LLiveDeckLink, TheQueueHoldsThirtyPicturesAndDropsTheOldest) {

@@ -347,9 +347,12 @@ TEST(LLiveVtpChoice, ASenderThatHasGoneAndANumberThatIsNoneAreToldOf) {
 TEST(LLiveVtpChoice, NoConnectionIsMadeBehindTheEnd) {
     const Sending sending(uniqueName("ended"));
     if (!sending.works()) GTEST_SKIP() << "built without VTP";
-    std::atomic<int> pictures{0};
-    quol::LiveHub hub{quol::LiveOutlets{[&](AVFrame*) { ++pictures; }, [](AVFrame*) {},
-                                        [](const quol::AudioPeak&) {}}};
+    int pictures = 0;
+    quol::LiveHub hub{quol::LiveOutlets{[&](AVFrame*) {
+                                            ++pictures;
+                                            hub.state.running = false;
+                                        },
+                                        [](AVFrame*) {}, [](const quol::AudioPeak&) {}}};
     const auto listener = std::make_shared<quol::VtpListener>();
     quol::LiveVtp run(hub, listener, 0, true, sending.text());
     ASSERT_TRUE(test::waitUntil([&] {

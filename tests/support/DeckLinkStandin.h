@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -145,9 +146,9 @@ public:
     virtual void fail(const std::string& method,
                       quol::decklink::HRESULT result = quol::decklink::E_FAIL, int times = -1) = 0;
 
-    // Holds the calls of "IDeckLinkInput::EnableVideoInput" and its like on a card, which are among
-    // the calls then, until none is named any more: the empty text.
-    virtual void holdCalls(const std::string& method) = 0;
+    // Holds the calls of "IDeckLinkInput::EnableVideoInput" and its like on a card, which count as
+    // made then, for as long as they are named.
+    virtual void holdCalls(const std::set<std::string>& methods) = 0;
 
     // Calls the card's callback with a picture, with sound, with both or with neither, on the
     // calling thread, as the driver does on its own. What the callback gave back; nothing when none

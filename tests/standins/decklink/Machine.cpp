@@ -36,7 +36,7 @@ void Machine::reset() {
     failures_.clear();
     refuseIterator_ = false;
     hold_ = false;
-    heldMethod_.clear();
+    heldMethods_.clear();
     pace_ = false;
     changed();
 }
@@ -121,14 +121,14 @@ void Machine::paceOutput(bool pace) {
     pace_ = pace;
 }
 
-void Machine::holdCalls(const std::string& method) {
+void Machine::holdCalls(const std::set<std::string>& methods) {
     const std::lock_guard lock(mutex_);
-    heldMethod_ = method;
+    heldMethods_ = methods;
     changed();
 }
 
 void Machine::waitWhileCallIsHeld(std::unique_lock<std::mutex>& lock, const std::string& method) {
-    changed_.wait(lock, [&] { return heldMethod_ != method; });
+    changed_.wait(lock, [&] { return !heldMethods_.contains(method); });
 }
 
 void Machine::waitWhileHeld(std::unique_lock<std::mutex>& lock, Card& card) {

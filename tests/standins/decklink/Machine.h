@@ -44,7 +44,7 @@ public:
     void setCards(std::vector<test::DeckLinkCard> cards) override;
     void refuseIterator(bool refuse) override;
     void fail(const std::string& method, HRESULT result, int times) override;
-    void holdCalls(const std::string& method) override;
+    void holdCalls(const std::set<std::string>& methods) override;
     std::optional<HRESULT> deliver(std::size_t card,
                                    const std::optional<test::DeckLinkFrame>& frame,
                                    const std::optional<test::DeckLinkSound>& sound) override;
@@ -92,7 +92,7 @@ private:
     std::map<std::string, Failure> failures_;
     bool refuseIterator_ = false;
     bool hold_ = false;
-    std::string heldMethod_; // empty for none
+    std::set<std::string> heldMethods_;
     bool pace_ = false;
     std::uint64_t lastId_ = 0;
     std::set<Life*> live_;
