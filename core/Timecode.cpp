@@ -9,16 +9,11 @@
 
 namespace quol {
 
-namespace {
-
-// Truncates. Beyond the limit a double no longer counts single frames; hostile values get there.
-std::int64_t truncated(double frames) {
+std::int64_t wholeFrames(double frames) {
     constexpr double limit = 9.0e15;
     if (std::isnan(frames)) return 0;
     return static_cast<std::int64_t>(std::clamp(frames, -limit, limit));
 }
-
-} // namespace
 
 std::optional<Timecode> parseTimecode(const std::string& text) {
     Timecode timecode;
@@ -38,7 +33,7 @@ std::string formatTimecode(const Timecode& timecode) {
 
 std::int64_t timecodeToFrames(const Timecode& timecode, double fps) {
     const double seconds = timecode.hours * 3600.0 + timecode.minutes * 60.0 + timecode.seconds;
-    return truncated(seconds * fps + timecode.frames);
+    return wholeFrames(seconds * fps + timecode.frames);
 }
 
 std::int64_t timecodeTextToFrames(const std::string& text, double fps) {
@@ -47,7 +42,7 @@ std::int64_t timecodeTextToFrames(const std::string& text, double fps) {
 
 Timecode framesToTimecode(std::int64_t frames, double fps) {
     const auto divisor = [fps](double factor) {
-        return std::max<std::int64_t>(1, truncated(fps * factor));
+        return std::max<std::int64_t>(1, wholeFrames(fps * factor));
     };
     const std::int64_t perHour = divisor(3600);
     const std::int64_t perMinute = divisor(60);
@@ -64,7 +59,7 @@ std::string framesToTimecodeText(std::int64_t frames, double fps) {
 std::int64_t framesAt(double seconds, double fps) {
     constexpr double roundingError = 1e-6;
     const double frames = seconds * fps + roundingError;
-    return truncated(frames);
+    return wholeFrames(frames);
 }
 
 Timecode wallClockTimecode(double fps) {
@@ -76,7 +71,7 @@ Timecode wallClockTimecode(double fps) {
     localtime_r(&seconds, &local);
     const auto frames = static_cast<double>(sinceEpoch % 1000) * fps / 1000.0;
     return {local.tm_hour, local.tm_min, local.tm_sec,
-            static_cast<int>(std::min<std::int64_t>(truncated(frames), INT32_MAX))};
+            static_cast<int>(std::min<std::int64_t>(wholeFrames(frames), INT32_MAX))};
 }
 
 } // namespace quol

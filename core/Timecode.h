@@ -22,6 +22,10 @@ struct Timecode {
     int frames = 0;
 };
 
+// Truncates. A number that is none counts as 0, and there is a limit behind which a double no
+// longer counts single frames: hostile values get there.
+std::int64_t wholeFrames(double frames);
+
 // Reads "%d:%d:%d:%d"; nothing unless all four numbers are there.
 std::optional<Timecode> parseTimecode(const std::string& text);
 

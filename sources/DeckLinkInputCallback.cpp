@@ -1,5 +1,7 @@
 #include "sources/DeckLinkInputCallback.h"
 
+#include <utility>
+
 #include "sources/LiveDeckLink.h"
 
 namespace quol {
@@ -11,6 +13,7 @@ public:
     explicit Call(DeckLinkInputCallback& callback) : callback_(callback) {
         const std::lock_guard lock(callback_.mutex_);
         ++callback_.active_;
+        detaches_ = callback_.detaches_;
         parent_ = callback_.parent_;
     }
     Call(const Call&) = delete;
@@ -18,7 +21,7 @@ public:
     ~Call() {
         parent_.reset();
         const std::lock_guard lock(callback_.mutex_);
-        --callback_.active_;
+        --(detaches_ == callback_.detaches_ ? callback_.active_ : callback_.late_);
         callback_.left_.notify_all();
     }
 
@@ -26,6 +29,7 @@ public:
 
 private:
     DeckLinkInputCallback& callback_;
+    std::uint64_t detaches_ = 0; // when the call came in
     std::shared_ptr<LiveDeckLink> parent_;
 };
 
@@ -43,13 +47,15 @@ void DeckLinkInputCallback::detach(std::chrono::milliseconds limit) {
     std::unique_lock lock(mutex_);
     left_.wait_for(lock, limit, [this] { return active_ < 1; });
     parent.swap(parent_);
+    late_ += std::exchange(active_, 0);
+    ++detaches_;
     lock.unlock();
 }
 
 void DeckLinkInputCallback::close() {
     detach(std::chrono::milliseconds(0));
     std::unique_lock lock(mutex_);
-    left_.wait(lock, [this] { return active_ < 1; });
+    left_.wait(lock, [this] { return active_ < 1 && late_ < 1; });
 }
 
 HRESULT DeckLinkInputCallback::QueryInterface(REFIID id, void** object) {

@@ -23,7 +23,8 @@ public:
     void attach(std::shared_ptr<LiveDeckLink> parent);
 
     // Waits for the calls in progress, but not for longer than the limit; whether they have ended
-    // or not, calls that come later find nobody.
+    // or not, calls that come later find nobody. What is still inside behind the limit is not
+    // waited for again, except by `close`.
     void detach(std::chrono::milliseconds limit);
 
     // Finds nobody from now on, and waits for the calls in progress however long they take: what
@@ -50,7 +51,9 @@ private:
     std::mutex mutex_; // guards all below: hosts and the driver
     std::condition_variable left_;
     std::shared_ptr<LiveDeckLink> parent_; // null when detached
-    int active_ = 0;                       // calls in progress
+    std::uint64_t detaches_ = 0;           // how often there was one
+    int active_ = 0;                       // calls in progress since the latest detach
+    int late_ = 0;                         // calls in progress that a detach has given up
 };
 
 } // namespace quol

@@ -2,10 +2,12 @@
 
 #include <chrono>
 #include <cinttypes>
+#include <system_error>
 
 #include "core/Log.h"
 #include "core/ModeTables.h"
 #include "core/Props.h"
+#include "core/Timecode.h"
 #include "sources/DeckLinkInputCallback.h"
 #include "sources/LiveDeckLink.h"
 #include "sources/LiveDevices.h"
@@ -139,9 +141,11 @@ bool LLive::Start() {
     quol::LiveDevices::Choice choice = devices->choice();
     switch (choice.kind) {
         case Kind::ndi:
+            state.detectedFps = quol::defaultFps; // not that of a card that ran before
             return launch(std::make_shared<quol::LiveNdi>(*hub, devices->ndiLibrary(),
                                                           choice.channel, choice.source));
         case Kind::vtp:
+            state.detectedFps = quol::defaultFps;
             return launch(std::make_shared<quol::LiveVtp>(
                 *hub, devices->vtpListener(), choice.channel, choice.hasSource, choice.source));
         case Kind::test:
@@ -170,7 +174,7 @@ bool LLive::startCard() {
         return false;
     }
     const std::uint32_t mode = input->activeMode();
-    launch(input);
+    if (!launch(input)) return false;
     devices->DeviceFormatVideoSet(choice.format);
     quol::logOut("LLive: DeckLink Started (Mode: %" PRIu32 ").", mode);
     return true;
@@ -183,13 +187,22 @@ bool LLive::launch(std::shared_ptr<quol::LiveRun> newRun) {
     run = std::move(newRun);
     try {
         thread = std::thread([this] { run->run(); });
-    } catch (...) {
+    } catch (const std::system_error&) {
         hub->state.running = false;
-        run->end();
-        run.reset();
-        throw;
+        endRun();
+        return false;
     }
     return true;
+}
+
+// Under `controlMutex`, when `running` is cleared.
+void LLive::endRun() {
+    constexpr std::chrono::milliseconds longestCall(1000);
+    run->end();
+    callback->detach(longestCall);
+    run->settle();
+    if (thread.joinable()) thread.join();
+    run.reset();
 }
 
 void LLive::Stop() {
@@ -199,14 +212,10 @@ void LLive::Stop() {
 
 // A run that has ended by itself is only cleared away.
 void LLive::stopLocked() {
-    constexpr std::chrono::milliseconds longestCall(1000);
     const bool wasRunning = hub->state.running.exchange(false);
     hub->state.sleeper.wake();
     if (!run) return;
-    run->end();
-    callback->detach(longestCall);
-    if (thread.joinable()) thread.join();
-    run.reset();
+    endRun();
     hub->pictures.reset();
     hub->sound.reset();
     if (wasRunning) quol::logOut("LLive: Stopped Safely.");

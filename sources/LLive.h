@@ -46,14 +46,17 @@ class LiveRun;
 /// | Key | Value | Effect |
 /// |---|---|---|
 /// | "timecode" | boolean | pictures carry a time code, getTimeCode reports it |
-/// | "timecodeSource" | whole number | 0 time of day, 1 the card's (RP188), 2 from "timecodeStart"
-/// on; others keep the text | | "timecodeStart" | hh:mm:ss:ff | where source 2 starts; hours run on
-/// behind 24 | | "ndi_bandwidth" | "lowest", "low" | a preview of the NDI source from the next
-/// Start; any other text: in full | | "gpu" | boolean | filters and scaling are left to the
-/// consumer | | "audio_gain" | whole number | percent for 16-bit sound, without a limiter; NDI
-/// sound is left alone | | "vtp_interface" | text | network interface on which VTP senders are
-/// found; empty (the default): this machine alone | | "vtp_secret" | text | secret shared with the
-/// VTP senders; empty (the default): none |
+/// | "timecodeSource" | whole number | 0 time of day, 1 the card's, 2 "timecodeStart" running on |
+/// | "timecodeStart" | hh:mm:ss:ff | where source 2 starts; hours run on behind 24 |
+/// | "ndi_bandwidth" | "lowest", "low", any | a preview of an NDI source, else all of it |
+/// | "gpu" | boolean | filters and scaling are left to the consumer |
+/// | "audio_gain" | whole number | percent for 16-bit sound, without a limiter |
+/// | "vtp_interface" | text | where VTP senders are looked for; empty: this machine alone |
+/// | "vtp_secret" | text | shared with the VTP senders; empty: none |
+///
+/// A boolean is true for "true" and "1". Other sources of time codes keep the text there is. The
+/// bandwidth counts from the next Start, and so do VTP's two for a connection; the list of senders
+/// follows them at once. NDI sound is not changed by the gain.
 ///
 /// Threads: any operation from any thread; Start, Stop and the destructor never from inside a push.
 class QUOLSDK_API LLive : public LObject {
@@ -101,8 +104,9 @@ public:
     /// @throws std::invalid_argument, std::out_of_range for a value that is no number
     void setProps(const std::string& key, const std::string& value);
 
-    /// Starts the chosen device, anew when it runs already. False without a device, and when a card
-    /// refuses; a source that is missing is not found out here.
+    /// Starts the chosen device, anew when it runs already. False without a device, when a card
+    /// refuses, and when the system gives no thread; a source that is missing is not found out
+    /// here.
     bool Start();
     /// Ends the run and waits for it; nothing when there is none.
     void Stop();
@@ -110,13 +114,16 @@ public:
     std::string getTimeCode() override;   ///< the latest time code; empty without "timecode"
     void statusGet(int& status) override; ///< 1 while running, else 0
     double getFPS() override;             ///< the format's rate, else the device's, else 25.0
-    int getWidth() override;              ///< pixels of the device's pictures; 0 before the first
-    int getHeight() override;             ///< @copydoc getWidth
-    std::string getModeName() override;   ///< "No Signal", always
+    /// Pixels of the device's latest picture or mode; 0 before the first. A card tells of a mode
+    /// where one was chosen or detected: in row 0 without format detection it stays as it was.
+    int getWidth() override;
+    int getHeight() override;           ///< @copydoc getWidth
+    std::string getModeName() override; ///< "No Signal", always
 
 private:
     bool startCard();
     bool launch(std::shared_ptr<quol::LiveRun> newRun);
+    void endRun();
     void stopLocked();
 
     /// Written by hosts, read and written by the runs; see there for what guards it.

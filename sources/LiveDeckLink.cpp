@@ -116,9 +116,9 @@ std::uint32_t LiveDeckLink::activeMode() const {
 
 void LiveDeckLink::end() {
     {
-        // A change of format that is being followed would start the streams behind our back.
         const std::lock_guard lock(modeMutex_);
         ended_ = true;
+        overtaken_ = changing_;
     }
     queueChanged_.notify_all();
     input_->StopStreams();
@@ -127,29 +127,51 @@ void LiveDeckLink::end() {
     input_->DisableAudioInput();
 }
 
+// A change of format that was being followed may have started the streams behind the end's back.
+void LiveDeckLink::settle() {
+    {
+        const std::lock_guard lock(modeMutex_);
+        if (!overtaken_) return;
+    }
+    input_->StopStreams();
+    input_->DisableVideoInput();
+}
+
 // The first event behind a start always restarts the input: nobody has told the driver of a pixel
 // format through here yet.
 void LiveDeckLink::formatChanged(IDeckLinkDisplayMode& mode, std::uint32_t flags) {
-    const std::lock_guard lock(modeMutex_);
-    if (ended_) return;
     const std::uint32_t pixelFormat =
         (flags & bmdDetectedVideoInputRGB444) != 0 ? bmdFormat8BitARGB : bmdFormat8BitYUV;
     const std::uint32_t code = mode.GetDisplayMode();
-    if (code != activeMode_ || pixelFormat != activePixelFormat_) {
-        if (const auto input = query<IDeckLinkInput>(card_)) {
-            input->PauseStreams();
-            input->EnableVideoInput(formatIndex_ == 0 ? code : activeMode_, pixelFormat,
-                                    bmdVideoInputEnableFormatDetection);
-            input->StartStreams();
-        }
+    const bool follows = formatIndex_ == 0;
+    const ModeSize size = follows ? modeSize(mode) : ModeSize();
+    std::uint32_t wanted = 0;
+    bool isNew = false;
+    {
+        const std::lock_guard lock(modeMutex_);
+        if (ended_) return;
+        wanted = follows ? code : activeMode_;
+        isNew = code != activeMode_ || pixelFormat != activePixelFormat_;
+        changing_ = isNew;
     }
-    if (formatIndex_ == 0) {
-        const ModeSize size = modeSize(mode);
+    if (isNew) restart(wanted, pixelFormat);
+    const std::lock_guard lock(modeMutex_);
+    changing_ = false;
+    if (ended_) return;
+    if (follows) {
         if (size.frameRate > 0.0) hub_.state.detectedFps = size.frameRate;
         hub_.state.setSize(size.width, size.height);
         activeMode_ = code;
     }
     activePixelFormat_ = pixelFormat;
+}
+
+void LiveDeckLink::restart(std::uint32_t mode, std::uint32_t pixelFormat) {
+    const auto input = query<IDeckLinkInput>(card_);
+    if (!input) return;
+    input->PauseStreams();
+    input->EnableVideoInput(mode, pixelFormat, bmdVideoInputEnableFormatDetection);
+    if (!ended_) input->StartStreams();
 }
 
 // Holds the driver up for as little as can be: pictures are queued by reference, and only sound is
@@ -296,8 +318,7 @@ FramePtr LiveDeckLink::pictureOf(const DeckLinkFrameItem& item) {
     if (packed) return frame;
     IDeckLinkVideoBuffer* const lent = mapped->buffer.get();
     if (!lendMemory(*frame, bytes, mapped, decklink_frame_free_cb)) return nullptr;
-    // One reference to the buffer of a picture that is handed on stays out: that is the contract.
-    lent->AddRef();
+    if constexpr (keepsBufferReference) lent->AddRef();
     return frame;
 }
 

@@ -21,6 +21,10 @@ class LiveDeckLink : public LiveRun {
 public:
     // Most pictures that wait for the loop: each one pins a buffer of the driver's.
     static constexpr std::size_t maxQueuedFrames = 30;
+    // Whether one reference to the buffer of each picture that is handed on in the driver's memory
+    // is never given back. That is the contract; what a driver makes of it, and whether it does
+    // without, only hardware can show.
+    static constexpr bool keepsBufferReference = true;
 
     LiveDeckLink(LiveHub& hub, decklink::Card card,
                  decklink::ComRef<decklink::IDeckLinkInput> input, int formatIndex)
@@ -34,8 +38,11 @@ public:
     void run() override { decklinkLoop(); }
     // Stops the card.
     void end() override;
+    // Stops it again where a change of format was being followed meanwhile.
+    void settle() override;
 
     // On the driver's thread. Either argument of the second may be null.
+    // The first holds no lock while it works on the card: a stop does not wait for it.
     void formatChanged(decklink::IDeckLinkDisplayMode& mode, std::uint32_t flags);
     void frameArrived(decklink::IDeckLinkVideoInputFrame* frame,
                       decklink::IDeckLinkAudioInputPacket* sound);
@@ -44,6 +51,7 @@ private:
     struct MappedPicture;
     static void decklink_frame_free_cb(void* opaque, std::uint8_t* data);
 
+    void restart(std::uint32_t mode, std::uint32_t pixelFormat);
     bool runs() const { return hub_.state.running && !ended_; }
     void readTimecode(decklink::IDeckLinkVideoInputFrame& frame);
     void reportDrops(decklink::IDeckLinkVideoInputFrame& frame);
@@ -63,9 +71,11 @@ private:
     const int formatIndex_; // 0 follows the signal, others follow its colours alone
     std::atomic<bool> ended_{false};
 
-    mutable std::mutex modeMutex_; // guards the next two: the start, the driver, the end
+    mutable std::mutex modeMutex_; // guards the next three: the start, the driver, the end
     std::uint32_t activeMode_ = 0;
     std::uint32_t activePixelFormat_ = 0; // as the driver was told by a change of format
+    bool overtaken_ = false; // the end came while a change of format worked on the card
+    bool changing_ = false;  // a change of format works on the card
 
     std::int64_t lastStreamTime_ = -1; // the driver's thread alone
 

@@ -25,8 +25,8 @@ constexpr std::array<FixedDevice, 3> fixedDevices{{{"NDI Receiver", "Network Dev
                                                    {"VTP Receiver", "Video Transmission Protocol"},
                                                    {"Test Signal", "Internal Generator"}}};
 
-template <typename Row>
-bool hasRow(const std::vector<Row>& rows, int index) {
+template <typename Rows>
+bool hasRow(const Rows& rows, int index) {
     return index >= 0 && static_cast<std::size_t>(index) < rows.size();
 }
 
@@ -60,8 +60,8 @@ void LiveDevices::DeviceGetByIndex(int index, std::string& name, std::string& de
         name = modelName(cards_[static_cast<std::size_t>(index)].get());
         return;
     }
-    const int row = index - countOf(cards_);
-    if (index < 0 || row >= static_cast<int>(fixedDevices.size())) return;
+    const int row = fixedRow(index);
+    if (!hasRow(fixedDevices, row)) return;
     name = fixedDevices[static_cast<std::size_t>(row)].name;
     description = fixedDevices[static_cast<std::size_t>(row)].description;
 }
@@ -83,7 +83,7 @@ int LiveDevices::DeviceChannelGetCount(int device) {
         updateDeckLinkLines(device);
         return countOf(lines_);
     }
-    switch (device - countOf(cards_)) {
+    switch (fixedRow(device)) {
         case ndiRow:
             updateNDISources();
             return countOf(ndiSources_);
@@ -110,7 +110,7 @@ void LiveDevices::DeviceChannelGetByIndex(int device, int channel, std::string& 
         copy(lines_);
         return;
     }
-    switch (device - countOf(cards_)) {
+    switch (fixedRow(device)) {
         case ndiRow:
             copy(ndiSources_);
             break;
@@ -192,9 +192,12 @@ bool LiveDevices::isCard(int device) const {
     return hasRow(cards_, device);
 }
 
+int LiveDevices::fixedRow(int device) const {
+    return device < 0 ? -1 : device - countOf(cards_);
+}
+
 LiveDevices::Kind LiveDevices::kindOf(int device) const {
-    if (device < 0) return Kind::card;
-    switch (device - countOf(cards_)) {
+    switch (fixedRow(device)) {
         case ndiRow:
             return Kind::ndi;
         case vtpRow:
@@ -224,12 +227,11 @@ void LiveDevices::updateDeckLinkLines(int device) {
 // A card offers the same formats on all its lines, so the channel plays no part.
 void LiveDevices::updateDisplayModes(int device, int /*channel*/) {
     cleanup();
-    if (device < 0) return;
     if (isCard(device)) {
         addCardModes(device);
         return;
     }
-    switch (device - countOf(cards_)) {
+    switch (fixedRow(device)) {
         case ndiRow:
         case vtpRow:
             modes_.push_back({"Auto Detect", {modeNative, 0, 0, 0.0, 0}, {}});

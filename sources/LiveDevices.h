@@ -60,6 +60,7 @@ private:
 
     // All under the mutex.
     bool isCard(int device) const;
+    int fixedRow(int device) const; // the row behind the cards; negative for none
     Kind kindOf(int device) const;
     void updateNDISources();
     void updateVTPSources();

@@ -34,6 +34,8 @@ public:
     virtual void run() = 0;
     // Called once by the stop, behind `running`, before the thread is waited for.
     virtual void end() {}
+    // Called once by the stop when the calls of a driver have left, or were waited for in vain.
+    virtual void settle() {}
 };
 
 } // namespace quol

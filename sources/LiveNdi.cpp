@@ -145,6 +145,8 @@ void LiveNdi::ndiLoop() {
     connect();
     while (hub_.state.running)
         capture();
+    // Frames that are still held keep the receiver, but not its source.
+    (*receiver_)->recv_connect(receiver_->handle(), nullptr);
     receiver_.reset();
 }
 
@@ -186,10 +188,10 @@ void LiveNdi::capture() {
 void LiveNdi::takeVideo(const ndi::NDIlib_video_frame_v2_t& record) {
     const DevicePicture picture{record.p_data, record.xres, record.yres,
                                 pixelFormatOf(record.FourCC), record.line_stride_in_bytes};
-    hub_.state.setSize(record.xres, record.yres);
     auto holder = std::make_unique<NdiVideoHolder>(NdiVideoHolder{receiver_, record});
     std::size_t bytes = 0;
     const FramePtr frame = viewPicture(picture, bytes);
+    if (frame) hub_.state.setSize(record.xres, record.yres);
     const AVPixelFormat target =
         liveTargetFormat(hub_.settings.videoFormat().pixelFormat, picture.format);
     if (frame && target != picture.format) {

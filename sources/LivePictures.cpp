@@ -45,11 +45,13 @@ bool LivePictures::filterText(std::string& text) const {
 }
 
 // Makes sure of a graph for the text and the form of the picture. A text that no graph can be built
-// from is tried once, not for every picture.
+// from is tried once for each form, not for every picture.
 void LivePictures::build_filters(const AVFrame& frame, const std::string& text) {
-    const bool stands = graph_ ? graph_.takes(frame) : !text.empty();
+    const Form form{frame.width, frame.height, frame.format};
+    const bool stands = graph_ ? graph_.takes(frame) : !text.empty() && form == graphForm_;
     if (text == graphText_ && stands) return;
     graphText_ = text;
+    graphForm_ = form;
     const AVRational timeBase = frame.time_base.num >= 1 ? frame.time_base : AVRational{1, 25};
     const AVRational aspect =
         frame.sample_aspect_ratio.num > 0 ? frame.sample_aspect_ratio : AVRational{1, 1};

@@ -25,6 +25,14 @@ public:
     void reset();
 
 private:
+    // What a filter graph depends on besides its text.
+    struct Form {
+        int width = 0;
+        int height = 0;
+        int format = -1;
+        bool operator==(const Form&) const = default;
+    };
+
     bool filterText(std::string& text) const;
     void build_filters(const AVFrame& frame, const std::string& text);
     void processVideoFrameInternal(AVFrame& frame);
@@ -37,6 +45,7 @@ private:
     FilterGraph graph_{"LLive: "};
     FramePtr filtered_;
     std::string graphText_; // what the graph was built from, or failed to be
+    Form graphForm_;        // of the pictures it was built for, or failed to be
     Scaler scaler_;
     PicturePool pool_;
 };

@@ -11,7 +11,8 @@
 namespace quol {
 
 // Time stamp, gain, the host's filters, peak levels, the wanted form. Any thread, one block after
-// the other.
+// the other: the mutex is held from the gain to the sinks, also while sound is converted on the
+// thread of a card's driver. Nobody but that thread and a run's own loop ever waits for it.
 class LiveSound {
 public:
     LiveSound(const LiveSettings& settings, LiveState& state, const LiveOutlets& outlets)

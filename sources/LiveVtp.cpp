@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstring>
 #include <string_view>
 #include <system_error>
@@ -52,6 +53,8 @@ VtpListener::~VtpListener() {
 
 void VtpListener::setNetwork(const vtp_network& network) {
     const std::lock_guard lock(mutex_);
+    if (network.interfaceName == network_.interfaceName && network.secret == network_.secret)
+        return;
     network_ = network;
     if (listener_ == nullptr) return;
     vtp_listener_stop(listener_);
@@ -75,6 +78,25 @@ std::string vtpSourceText(const vtp_source_record& record) {
     std::string text(fieldText(record.name));
     text.append(" (").append(fieldText(record.host)).append(":");
     return text.append(std::to_string(record.port)).append(")");
+}
+
+const vtp_source_record* chooseVtpSource(const std::vector<vtp_source_record>& records,
+                                         const std::string& text, int channel) {
+    const auto find = [&records](const auto& fits) {
+        const auto found = std::find_if(records.begin(), records.end(), fits);
+        return found == records.end() ? nullptr : &*found;
+    };
+    const auto* same = find([&](const auto& record) { return vtpSourceText(record) == text; });
+    if (same != nullptr) return same;
+    const auto withoutPort = [](const std::string& shown) {
+        return shown.substr(0, shown.rfind(':'));
+    };
+    const std::string sender = withoutPort(text);
+    const auto* back =
+        find([&](const auto& record) { return withoutPort(vtpSourceText(record)) == sender; });
+    if (back != nullptr) return back;
+    const bool isThere = channel >= 0 && static_cast<std::size_t>(channel) < records.size();
+    return isThere ? &records[static_cast<std::size_t>(channel)] : nullptr;
 }
 
 // A lost connection ends the loop, not the run: the object says that it runs until it is stopped.
@@ -114,30 +136,38 @@ std::thread LiveVtp::startAudio() {
     }
 }
 
-// The sender that was chosen is looked for by its text first: the list may have grown since.
 void LiveVtp::connect() {
     if (!known_) {
         logOut("LLive: Selected VTP source index is out of bounds or empty.");
         return;
     }
     const std::vector<vtp_source_record> records = listener_->sources();
-    auto chosen = std::find_if(
-        records.begin(), records.end(),
-        [this](const vtp_source_record& record) { return vtpSourceText(record) == source_; });
-    if (chosen == records.end() && channel_ < static_cast<int>(records.size()))
-        chosen = records.begin() + channel_;
-    if (chosen == records.end()) {
+    const vtp_source_record* const chosen = chooseVtpSource(records, source_, channel_);
+    if (chosen == nullptr) {
         logOut("LLive: Selected VTP source index out of bounds.");
         return;
     }
+    {
+        const std::lock_guard lock(receiverMutex_);
+        if (cancelled_) return;
+        connecting_ = true;
+    }
     const std::string host(fieldText(chosen->host));
     vtp_receiver_connect(receiver_, host.c_str(), chosen->port);
+    const std::lock_guard lock(receiverMutex_);
+    connecting_ = false;
+    connectTried_.notify_all();
 }
 
-// A connection that is being made is not waited for.
+// A connection that is being made is cut short. The loop may only be about to make it, where a
+// disconnect would find nothing to end, so that it is repeated until the loop has left the call.
 void LiveVtp::end() {
-    const std::lock_guard lock(receiverMutex_);
-    vtp_receiver_disconnect(receiver_);
+    constexpr std::chrono::milliseconds pauseBetween(5);
+    std::unique_lock lock(receiverMutex_);
+    cancelled_ = true;
+    do {
+        vtp_receiver_disconnect(receiver_);
+    } while (!connectTried_.wait_for(lock, pauseBetween, [this] { return !connecting_; }));
 }
 
 void LiveVtp::takeVideo(const vtp_video_frame& record) {

@@ -1,6 +1,7 @@
 // Pictures and sound from a VTP sender.
 #pragma once
 
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -22,7 +23,8 @@ public:
     VtpListener& operator=(const VtpListener&) = delete;
     ~VtpListener();
 
-    // Listens where `network` says from now on; what is known is forgotten.
+    // Listens where `network` says from now on; what is known is forgotten. Nothing happens when it
+    // says so already.
     void setNetwork(const vtp_network& network);
     vtp_network network() const;
 
@@ -36,6 +38,12 @@ private:
 
 // A sender as hosts are shown it: "name (host:port)".
 std::string vtpSourceText(const vtp_source_record& record);
+
+// The sender that a channel stood for when its text was shown: the same one; else the one of its
+// name and host, which has come back with another port; else whichever stands at the channel now.
+// Null for none.
+const vtp_source_record* chooseVtpSource(const std::vector<vtp_source_record>& records,
+                                         const std::string& text, int channel);
 
 class LiveVtp : public LiveRun {
 public:
@@ -63,8 +71,11 @@ private:
     const int channel_;
     const bool known_;
     const std::string source_;
-    std::mutex receiverMutex_; // guards the next: the loop makes and ends it, `end` disconnects it
-    vtp_receiver* receiver_ = nullptr;
+    std::mutex receiverMutex_; // guards the next three: the loop and `end`
+    std::condition_variable connectTried_;
+    bool connecting_ = false;          // the loop is in the call that connects
+    bool cancelled_ = false;           // nobody wants a connection any more
+    vtp_receiver* receiver_ = nullptr; // made and ended by the loop under the mutex
     // The loop's alone.
     Scaler scaler_;
     PicturePool pool_;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
@@ -260,6 +261,14 @@ TEST(WallClockTimecode, IsTheLocalTimeOfDay) {
         EXPECT_GE(now.frames, 0) << fps;
         EXPECT_LT(now.frames, fps) << fps;
     }
+}
+
+TEST(Timecode, WholeFramesAreTruncatedAndStayNumbers) {
+    EXPECT_EQ(quol::wholeFrames(2.9), 2);
+    EXPECT_EQ(quol::wholeFrames(-2.9), -2);
+    EXPECT_EQ(quol::wholeFrames(std::nan("")), 0);
+    EXPECT_EQ(quol::wholeFrames(1e300), 9000000000000000);
+    EXPECT_EQ(quol::wholeFrames(-1e300), -9000000000000000);
 }
 
 } // namespace

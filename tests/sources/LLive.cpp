@@ -5,10 +5,12 @@
 
 #include <stdexcept>
 
+#include "core/Clock.h"
 #include "core/SoundBlock.h"
 #include "quolsdk/LFilter.h"
 #include "support/CapturedStream.h"
 #include "support/CollectingSink.h"
+#include "support/NoThreads.h"
 
 namespace {
 
@@ -203,6 +205,29 @@ TEST_F(LLiveTest, NumbersThatAreNoneThrowAndChangeNothing) {
     EXPECT_TRUE(test::waitUntil([this] { return std::abs(live.peakLeft() - 0.18F) < 0.02F; }));
 }
 
+TEST_F(LLiveTest, ATimecodeSourceThatIsNoNumberLeavesTheOneThereWas) {
+    live.setProps("timecode", "1");
+    live.setProps("timecodeStart", "50:00:00:00"); // no time of day
+    live.setProps("timecodeSource", "2");
+    EXPECT_THROW(live.setProps("timecodeSource", "abc"), std::invalid_argument);
+    EXPECT_THROW(live.setProps("timecodeSource", "99999999999"), std::out_of_range);
+    ASSERT_TRUE(startTest());
+    ASSERT_TRUE(sink.waitForPictures(1));
+    EXPECT_EQ(sink.pictures()[0].timecode.substr(0, 3), "50:");
+}
+
+TEST_F(LLiveTest, WithoutAThreadStartIsFalseAndNothingRuns) {
+    live.DeviceSet(testDevice);
+    {
+        const test::NoThreads none;
+        ASSERT_TRUE(none.works());
+        EXPECT_FALSE(live.Start());
+        EXPECT_EQ(status(), 0);
+    }
+    EXPECT_TRUE(live.Start());
+    EXPECT_TRUE(sink.waitForPictures(1));
+}
+
 TEST_F(LLiveTest, TheTestSignalGivesPicturesAndSoundUntilItIsStopped) {
     std::string told;
     {
@@ -275,13 +300,50 @@ TEST_F(LLiveTest, TheToneGoesOnFromBlockToBlock) {
 }
 
 TEST_F(LLiveTest, TheTestSignalKeepsItsRate) {
+    constexpr std::size_t second = 25; // intervals
     ASSERT_TRUE(startTest());
-    ASSERT_TRUE(sink.waitForPictures(26));
+    // No picture is ahead of its time, and when the machine has time no picture is late.
+    const auto isInTime = [](const test::PictureSeen& from, const test::PictureSeen& to) {
+        const double seconds = to.seconds - from.seconds;
+        return seconds > 0.9 && seconds < 1.1;
+    };
+    EXPECT_TRUE(test::waitUntil(
+        [&] {
+            const auto seen = sink.pictures();
+            return seen.size() > second && isInTime(seen[seen.size() - 1 - second], seen.back());
+        },
+        std::chrono::seconds(90)));
     live.Stop();
     const auto seen = sink.pictures();
-    const double seconds = seen[25].seconds - seen[0].seconds;
-    EXPECT_GE(seconds, 0.5); // late pictures catch up, so the first may have been late
-    EXPECT_LE(seconds, 15.0);
+    for (std::size_t i = 0; i < seen.size(); ++i)
+        EXPECT_GE(seen[i].seconds, 0.04 * static_cast<double>(i) - 0.001) << i;
+}
+
+// What was stamped lies between the moments at which it can have been: `began` to `begun` is when
+// the run was started.
+template <typename Seen>
+void expectStampedSince(const std::vector<Seen>& seen, std::int64_t began, std::int64_t begun) {
+    constexpr double rounding = 1e-4;
+    std::int64_t before = begun; // the earliest moment of the stamp
+    for (const Seen& one : seen) {
+        EXPECT_LE(one.seconds, static_cast<double>(one.arrived - began) / 1e9 + rounding);
+        EXPECT_GE(one.seconds, static_cast<double>(before - begun) / 1e9 - rounding);
+        before = one.arrived;
+    }
+}
+
+TEST_F(LLiveTest, TimeBeginsWithTheStartAndAnewWithARestart) {
+    live.DeviceSet(testDevice);
+    for (int run = 0; run < 2; ++run) { // the second restarts the first
+        const std::int64_t began = quol::steadyNow();
+        ASSERT_TRUE(live.Start());
+        const std::int64_t begun = quol::steadyNow();
+        sink.clear(); // what is left of the run before
+        ASSERT_TRUE(sink.waitForPictures(8));
+        ASSERT_TRUE(sink.waitForSounds(8));
+        expectStampedSince(sink.pictures(), began, begun);
+        expectStampedSince(sink.sounds(), began, begun);
+    }
 }
 
 TEST_F(LLiveTest, StartWhileItRunsIsARestart) {

@@ -2,17 +2,21 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <mutex>
 #include <thread>
 
+#include "core/Clock.h"
 #include "platform/decklink/Cards.h"
 #include "quolsdk/LFilter.h"
 #include "quolsdk/LLive.h"
 #include "sources/DeckLinkInputCallback.h"
+#include "sources/LiveDeckLink.h"
 #include "support/CapturedStream.h"
 #include "support/CollectingSink.h"
 #include "support/DeckLinkStandin.h"
+#include "support/NoThreads.h"
 
 namespace {
 
@@ -53,6 +57,19 @@ public:
     std::mutex soundGate;
     std::atomic<bool> inSound{false};
     std::vector<quol::FramePtr> kept;
+};
+
+// Takes its time over sound.
+class PatientSink : public LSink {
+public:
+    void pushVideoFrame(AVFrame*) override {}
+    void pushAudioFrame(AVFrame*) override {
+        inSound = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        leftSound = true;
+    }
+    std::atomic<bool> inSound{false};
+    std::atomic<bool> leftSound{false};
 };
 
 class LLiveDeckLink : public testing::Test {
@@ -169,6 +186,53 @@ TEST_F(LLiveDeckLink, AChannelHasNoNameBeforeTheyWereCounted) {
     std::string description;
     live->DeviceChannelGetByIndex(0, 0, name, description);
     EXPECT_EQ(name, "");
+    // Nor when the devices were counted anew.
+    int count = 0;
+    live->DeviceChannelGetCount(0, count);
+    live->DeviceChannelGetByIndex(0, 0, name, description);
+    EXPECT_EQ(name, "SDI");
+    live->DeviceGetCount(count);
+    live->DeviceChannelGetByIndex(0, 0, name, description);
+    EXPECT_EQ(name, "");
+}
+
+TEST_F(LLiveDeckLink, AChannelIsAskedOfTheCardAgainForItsName) {
+    open();
+    int count = 0;
+    live->DeviceChannelGetCount(0, count);
+    EXPECT_EQ(count, 2);
+    driver.fail("IDeckLinkProfileAttributes::GetInt", E_FAIL, 1); // tells of no connectors now
+    std::string name;
+    std::string description;
+    live->DeviceChannelGetByIndex(0, 0, name, description);
+    EXPECT_EQ(name, "HDMI (Auto)");
+    live->DeviceChannelGetByIndex(0, 0, name, description);
+    EXPECT_EQ(name, "SDI");
+    driver.fail("IDeckLinkProfileAttributes::GetInt", E_FAIL, 1);
+    live->DeviceChannelGetByIndex(0, 1, name, description); // there is one channel only
+    EXPECT_EQ(name, "");
+}
+
+TEST_F(LLiveDeckLink, NumbersBeyondAllDevicesAreNone) {
+    open();
+    for (const int none : {-1, 5, INT_MIN, INT_MAX}) {
+        std::string name = "x";
+        std::string description = "x";
+        live->DeviceGetByIndex(none, name, description);
+        EXPECT_EQ(name, "");
+        EXPECT_EQ(description, "");
+        int count = -1;
+        live->DeviceChannelGetCount(none, count);
+        EXPECT_EQ(count, 0);
+        name = "x";
+        live->DeviceChannelGetByIndex(none, 0, name, description);
+        EXPECT_EQ(name, "");
+        live->DeviceFormatVideoGetCount(none, 0, count);
+        EXPECT_EQ(count, 0);
+        live->DeviceSet(none);
+        live->DeviceChannelSet(none);
+        EXPECT_FALSE(live->Start());
+    }
 }
 
 TEST_F(LLiveDeckLink, FormatsAreAutoDetectionAndTheModesOfTheCard) {
@@ -317,6 +381,64 @@ TEST_F(LLiveDeckLink, ACardWithoutInputDoesNotStart) {
     EXPECT_FALSE(startCard(0));
 }
 
+TEST_F(LLiveDeckLink, ACardThatCannotBeConfiguredStartsAsItStands) {
+    auto cards = test::deckLinkMachine();
+    cards[0].configuration = false;
+    driver.setCards(cards);
+    std::string told;
+    {
+        CapturedStream output(CapturedStream::Stream::output);
+        ASSERT_TRUE(startCard(0));
+        told = output.text();
+    }
+    EXPECT_EQ(told.find("Connection Set To"), std::string::npos) << told;
+    EXPECT_NE(told.find("LLive: DeckLink Started"), std::string::npos) << told;
+    EXPECT_EQ(card().inputConnection, std::nullopt);
+    shown(deckLinkPicture(64, 32, bmdFormat8BitYUV));
+}
+
+TEST_F(LLiveDeckLink, WithoutAThreadStartIsFalseAndTheCardIsLeft) {
+    open();
+    live->DeviceSet(0);
+    live->DeviceChannelSet(0);
+    {
+        const test::NoThreads none;
+        ASSERT_TRUE(none.works());
+        EXPECT_FALSE(live->Start());
+    }
+    int status = 1;
+    live->statusGet(status);
+    EXPECT_EQ(status, 0);
+    EXPECT_FALSE(card().callback);
+    EXPECT_FALSE(card().streaming);
+    EXPECT_FALSE(card().videoInput);
+    // Nothing keeps the card once another device is chosen.
+    driver.setCards({});
+    int count = 0;
+    live->DeviceSet(-1);
+    live->DeviceGetCount(count);
+    EXPECT_EQ(driver.state().liveOf("IDeckLinkInput"), 0U);
+    driver.setCards(test::deckLinkMachine());
+    live->DeviceGetCount(count);
+    live->DeviceSet(0);
+    live->DeviceChannelSet(0);
+    EXPECT_TRUE(live->Start());
+    shown(deckLinkPicture(64, 32, bmdFormat8BitYUV));
+}
+
+TEST_F(LLiveDeckLink, TheRateOfACardIsNotThatOfAnotherDevice) {
+    for (const int other : {2, 3, 4}) {
+        ASSERT_TRUE(startCard(0, 0, 3));
+        EXPECT_EQ(live->getFPS(), 30000.0 / 1001.0);
+        live->Stop();
+        live->DeviceSet(other);
+        live->DeviceChannelSet(0);
+        EXPECT_TRUE(live->Start());
+        EXPECT_TRUE(test::waitUntil([this] { return live->getFPS() == 25.0; })) << other;
+        close();
+    }
+}
+
 TEST_F(LLiveDeckLink, WhatTheCardRefusesIsToldAndNothingIsUndone) {
     struct Refusal {
         const char* method;
@@ -376,6 +498,53 @@ TEST_F(LLiveDeckLink, APictureReachesTheSinkInTheDriversMemory) {
     EXPECT_EQ(picture->time_base.den, 1000000);
     EXPECT_GE(picture->pts, 0);
     EXPECT_EQ(av_frame_is_writable(picture.get()), 0);
+}
+
+// The moment at which the driver brings something counts, however late it is shown.
+TEST_F(LLiveDeckLink, PicturesSoundAndTheCardCarryTheTimeOfTheirArrival) {
+    SlowSink slow;
+    const std::int64_t began = quol::steadyNow();
+    ASSERT_TRUE(startCard(0));
+    const std::int64_t begun = quol::steadyNow();
+    live->addSink(&slow);
+    struct Delivery {
+        std::int64_t from = 0;
+        std::int64_t to = 0;
+    };
+    std::vector<Delivery> deliveries;
+    const auto deliver = [&](const std::optional<DeckLinkFrame>& frame,
+                             const std::optional<DeckLinkSound>& sound = std::nullopt) {
+        quol::sleepFor(100 * quol::nanosPerMilli);
+        const std::int64_t from = quol::steadyNow();
+        driver.deliver(0, frame, sound);
+        deliveries.push_back({from, quol::steadyNow()});
+    };
+    const DeckLinkFrame signal = deckLinkPicture(64, 32, bmdFormat8BitYUV);
+    {
+        const std::lock_guard hold(slow.gate);
+        deliver(signal);
+        deliver(signal);
+        deliver(noSignal(64, 32));
+        live->setVideoFormat({1, 0, 0, 0.0, 6});
+        deliver(signal);
+        quol::sleepFor(100 * quol::nanosPerMilli);
+    }
+    ASSERT_TRUE(sink.waitForPictures(4));
+    const auto expectWithin = [&](double seconds, const Delivery& delivery) {
+        constexpr double rounding = 1e-4;
+        EXPECT_GE(seconds, static_cast<double>(delivery.from - begun) / 1e9 - rounding);
+        EXPECT_LE(seconds, static_cast<double>(delivery.to - began) / 1e9 + rounding);
+    };
+    const auto pictures = sink.pictures();
+    for (std::size_t i = 0; i < 4; ++i)
+        expectWithin(pictures[i].seconds, deliveries[i]);
+    EXPECT_EQ(pictures[3].format, AV_PIX_FMT_RGBA);
+    deliver(std::nullopt, silence());
+    ASSERT_EQ(sink.soundCount(), 1U);
+    expectWithin(sink.sounds()[0].seconds, deliveries[4]);
+    live->Stop();
+    live->removeSink(&slow);
+    slow.kept.clear();
 }
 
 TEST_F(LLiveDeckLink, EveryReferenceIsGivenBackSaveOneOfEachWrappedPicture) {
@@ -611,6 +780,136 @@ TEST_F(LLiveDeckLink, AStartForgetsThePixelFormatOfTheRunBefore) {
     EXPECT_EQ(driver.state().callsOf("IDeckLinkInput::PauseStreams").size(), 2U);
 }
 
+// A run of its own, without the object that makes and ends it.
+class DeckLinkRun : public testing::Test {
+protected:
+    DeckLinkRun() {
+        driver.reset();
+        const Card card = cards().at(firstCard);
+        input = query<IDeckLinkInput>(card);
+        for (auto& row : displayModes(input.get()))
+            modes.push_back(std::move(row.mode));
+        run = std::make_unique<quol::LiveDeckLink>(hub, card, input, 0);
+        hub.state.running = true;
+        callback = quol::DeckLinkInputCallback::make();
+        EXPECT_TRUE(run->start(modes.at(0).get(), callback.get()));
+    }
+    std::size_t pauses() const {
+        return driver.state().callsOf("IDeckLinkInput::PauseStreams").size();
+    }
+
+    test::DeckLinkStandin& driver = test::deckLinkStandin();
+    int pictures = 0;
+    int sounds = 0;
+    quol::LiveHub hub{quol::LiveOutlets{[this](AVFrame*) { ++pictures; },
+                                        [this](AVFrame*) { ++sounds; },
+                                        [](const quol::AudioPeak&) {}}};
+    ComRef<IDeckLinkInput> input;
+    std::vector<ComRef<IDeckLinkDisplayMode>> modes;
+    std::unique_ptr<quol::LiveDeckLink> run;
+    ComRef<quol::DeckLinkInputCallback> callback;
+};
+
+// The driver may be about to call when the end comes.
+TEST_F(DeckLinkRun, AChangeOfFormatBehindTheEndIsNotFollowed) {
+    run->formatChanged(*modes.at(1).get(), 0);
+    EXPECT_EQ(pauses(), 1U);
+    EXPECT_EQ(run->activeMode(), fourCC("Hp25"));
+    run->end();
+    run->settle();
+    run->formatChanged(*modes.at(3).get(), 0);
+    EXPECT_EQ(pauses(), 1U);
+    EXPECT_FALSE(driver.state().cards[firstCard].streaming);
+    EXPECT_EQ(run->activeMode(), fourCC("Hp25"));
+    EXPECT_EQ(hub.state.detectedWidth, 1920);
+}
+
+TEST_F(DeckLinkRun, WhatArrivesBehindTheStopIsLeftAlone) {
+    // The stand-in's own callback hands out pictures and sound of the driver's.
+    class Forward final : public IDeckLinkInputCallback {
+    public:
+        explicit Forward(quol::LiveDeckLink& to) : to_(to) {}
+        HRESULT QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+        ULONG AddRef() override { return 2; }
+        ULONG Release() override { return 1; }
+        HRESULT VideoInputFormatChanged(std::uint32_t, IDeckLinkDisplayMode*,
+                                        std::uint32_t) override {
+            return S_OK;
+        }
+        HRESULT VideoInputFrameArrived(IDeckLinkVideoInputFrame* frame,
+                                       IDeckLinkAudioInputPacket* sound) override {
+            to_.frameArrived(frame, sound);
+            return S_OK;
+        }
+
+    private:
+        quol::LiveDeckLink& to_;
+    } forward(*run);
+    input->SetCallback(&forward);
+    const DeckLinkFrame frame = deckLinkPicture(64, 32, bmdFormat8BitYUV);
+    driver.deliver(firstCard, frame, silence());
+    EXPECT_EQ(sounds, 1);
+    EXPECT_EQ(driver.state().liveOf("IDeckLinkVideoInputFrame"), 1U); // waits for the loop
+    hub.state.running = false;
+    driver.deliver(firstCard, frame, silence());
+    EXPECT_EQ(sounds, 1);
+    EXPECT_EQ(driver.state().liveOf("IDeckLinkVideoInputFrame"), 1U);
+    input->SetCallback(nullptr);
+    run->end();
+}
+
+// The driver is slow about the change: the stop reaches the card all the same, and the streams that
+// the change was about to start do not run on.
+TEST_F(LLiveDeckLink, AChangeOfFormatInProgressHoldsNoStopUp) {
+    for (const char* method :
+         {"IDeckLinkInput::EnableVideoInput", "IDeckLinkInput::StartStreams"}) {
+        driver.reset();
+        ASSERT_TRUE(startCard(0));
+        const std::size_t before = driver.state().callsOf(method).size();
+        driver.holdCalls({method});
+        std::thread call([this] { driver.changeFormat(0, 1, fourCC("pal "), 0); });
+        EXPECT_TRUE(driver.wait([&](const DeckLinkState& state) {
+            return state.callsOf(method).size() == before + 1;
+        }));
+        std::thread stopper([this] { live->Stop(); });
+        EXPECT_TRUE(driver.wait([](const DeckLinkState& state) {
+            return state.callsOf("IDeckLinkInput::StopStreams").size() == 1 &&
+                   !state.callsOf("IDeckLinkInput::DisableAudioInput").empty();
+        })) << method;
+        driver.holdCalls({});
+        call.join();
+        stopper.join();
+        EXPECT_FALSE(card().streaming) << method;
+        // Behind the end no more is asked of the card than was asked already.
+        EXPECT_EQ(driver.state().callsOf("IDeckLinkInput::StartStreams").size(),
+                  std::string(method) == "IDeckLinkInput::StartStreams" ? 2U : 1U);
+        EXPECT_NE(live->getHeight(), 576) << method; // nobody follows it any more
+        ASSERT_TRUE(live->Start());
+        EXPECT_TRUE(card().streaming);
+        close();
+    }
+}
+
+TEST_F(LLiveDeckLink, StreamsThatAChangeOfFormatStartsBehindTheStopAreStoppedAgain) {
+    const std::string start = "IDeckLinkInput::StartStreams";
+    const std::string next = "IDeckLinkInput::SetCallback"; // what a stop does next
+    ASSERT_TRUE(startCard(0));
+    driver.holdCalls({start, next});
+    std::thread call([this] { driver.changeFormat(0, 1, fourCC("pal "), 0); });
+    EXPECT_TRUE(
+        driver.wait([&](const DeckLinkState& state) { return state.callsOf(start).size() == 2; }));
+    std::thread stopper([this] { live->Stop(); });
+    EXPECT_TRUE(
+        driver.wait([&](const DeckLinkState& state) { return state.callsOf(next).size() == 2; }));
+    driver.holdCalls({next});
+    call.join();
+    EXPECT_TRUE(card().streaming);
+    driver.holdCalls({});
+    stopper.join();
+    EXPECT_FALSE(card().streaming);
+    EXPECT_FALSE(card().videoInput);
+}
+
 TEST_F(LLiveDeckLink, TheQueueHoldsThirtyPicturesAndDropsTheOldest) {
     SlowSink slow;
     ASSERT_TRUE(startCard(0));
@@ -670,6 +969,18 @@ TEST_F(LLiveDeckLink, StopGivesBackWhatWaitsInTheQueue) {
     expectAllGivenBack(1);
 }
 
+TEST_F(LLiveDeckLink, StopWaitsForACallInProgress) {
+    PatientSink patient;
+    ASSERT_TRUE(startCard(0));
+    live->addSink(&patient);
+    std::thread call([this] { driver.deliver(0, std::nullopt, silence()); });
+    ASSERT_TRUE(test::waitUntil([&] { return patient.inSound.load(); }));
+    live->Stop();
+    EXPECT_TRUE(patient.leftSound);
+    call.join();
+    live->removeSink(&patient);
+}
+
 // The driver's thread is stuck in a sink for longer than the stop waits for it.
 TEST_F(LLiveDeckLink, StopDoesNotWaitForALateCallForEverButTheEndDoes) {
     SlowSink slow;
@@ -683,6 +994,14 @@ TEST_F(LLiveDeckLink, StopDoesNotWaitForALateCallForEverButTheEndDoes) {
     int status = 1;
     live->statusGet(status);
     EXPECT_EQ(status, 0);
+    // That call has been given up: other stops do not wait for it again.
+    const std::int64_t before = quol::steadyNow();
+    constexpr int others = 8;
+    for (int i = 0; i < others; ++i) {
+        ASSERT_TRUE(live->Start());
+        live->Stop();
+    }
+    EXPECT_LT(quol::steadyNow() - before, others * quol::nanosPerSecond);
     std::atomic<bool> gone{false};
     std::thread end([&] {
         live.reset();

@@ -7,6 +7,7 @@
 #include "support/CapturedStream.h"
 #include "support/CollectingSink.h"
 #include "support/DeckLinkStandin.h"
+#include "support/Frames.h"
 #include "support/NdiStandin.h"
 
 namespace {
@@ -134,6 +135,39 @@ TEST_F(LLiveNdi, WithoutAFinderTheListIsEmpty) {
     EXPECT_EQ(count, 0);
 }
 
+TEST_F(LLiveNdi, AListThatIsNullIsEmptyAndASourceWithoutANameIsNone) {
+    test::NdiFailures failures;
+    failures.listing = true;
+    runtime.setFailures(failures);
+    int count = -1;
+    live->DeviceChannelGetCount(ndiDevice, count);
+    EXPECT_EQ(count, 0);
+    failures = {};
+    failures.sourceName = true;
+    runtime.setFailures(failures);
+    live->DeviceChannelGetCount(ndiDevice, count);
+    EXPECT_EQ(count, 2);
+    std::string name = "x";
+    std::string description;
+    live->DeviceChannelGetByIndex(ndiDevice, 0, name, description);
+    EXPECT_EQ(name, "");
+    live->DeviceChannelGetByIndex(ndiDevice, 1, name, description);
+    EXPECT_EQ(name, "HOST (Camera 2)");
+    std::string told;
+    {
+        CapturedStream error(CapturedStream::Stream::error);
+        ASSERT_TRUE(start(0));
+        EXPECT_TRUE(runtime.wait([](const NdiState& state) {
+            return !state.receivers.empty() && state.receivers.back().captures > 0;
+        }));
+        live->Stop();
+        told = error.text();
+    }
+    EXPECT_EQ(told,
+              "LLive: Selected NDI source index (0) is out of bounds or empty. "
+              "Waiting/receiver not connected.\n");
+}
+
 TEST_F(LLiveNdi, TheReceiverIsMadeAsTheRuntimeIsFastestAndConnected) {
     ASSERT_TRUE(start(1));
     ASSERT_TRUE(runtime.wait([](const NdiState& state) {
@@ -221,7 +255,14 @@ TEST_F(LLiveNdi, PixelFormatsOfTheRuntime) {
     EXPECT_EQ(shown(ndiPicture(64, 32, "RGBX"))->format, AV_PIX_FMT_RGBA);
     EXPECT_EQ(shown(ndiPicture(64, 32, "BGRA"))->format, AV_PIX_FMT_BGRA);
     EXPECT_EQ(shown(ndiPicture(64, 32, "BGRX"))->format, AV_PIX_FMT_BGRA);
+    EXPECT_EQ(shown(ndiPicture(64, 32, "????"))->format, AV_PIX_FMT_BGRA); // whatever it is
     EXPECT_EQ(shown(ndiPicture(64, 32, "NV12"))->format, AV_PIX_FMT_NV12);
+    // The plane of alpha behind the picture is left aside.
+    const test::NdiVideo withAlpha = ndiPicture(64, 32, "UYVA", 1, 128);
+    const quol::FramePtr opaque = shown(withAlpha);
+    EXPECT_EQ(opaque->format, AV_PIX_FMT_UYVY422);
+    EXPECT_EQ(opaque->data[0], withAlpha.bytes->data());
+    EXPECT_EQ(opaque->linesize[0], 128);
     for (const auto& picture : {ndiPicture(64, 32, "I420", 1), ndiPicture(64, 32, "YV12", 1)}) {
         const quol::FramePtr planar = shown(picture);
         EXPECT_EQ(planar->format, AV_PIX_FMT_YUV420P);
@@ -257,12 +298,37 @@ TEST_F(LLiveNdi, RecordsThatMakeNoPictureAreGivenBack) {
     sound = ndiSound(480);
     sound.record.channel_stride_in_bytes = 4;
     runtime.give(sound);
-    shown(ndiPicture(64, 32, "UYVY"));
+    runtime.give(ndiSound(4, 256)); // more channels than there are
+    shown(ndiPicture(48, 24, "UYVY"));
     EXPECT_EQ(sink.pictureCount(), 1U);
     EXPECT_EQ(sink.soundCount(), 0U);
     sink.clear();
     EXPECT_TRUE(
         runtime.wait([](const NdiState& state) { return state.receivers[0].outstanding() == 0; }));
+}
+
+TEST_F(LLiveNdi, ARecordThatMakesNoPictureTellsNoSize) {
+    ASSERT_TRUE(start());
+    shown(ndiPicture(48, 24, "UYVY"));
+    test::NdiVideo bad = ndiPicture(64, 32, "UYVY");
+    bad.record.yres = -32;
+    runtime.give(bad);
+    EXPECT_TRUE(runtime.wait([](const NdiState& state) { return state.receivers[0].freed == 1; }));
+    EXPECT_EQ(live->getWidth(), 48);
+    EXPECT_EQ(live->getHeight(), 24);
+}
+
+TEST_F(LLiveNdi, AConvertedPictureIsScaledAsTheOthersAre) {
+    ASSERT_TRUE(start());
+    live->setVideoFormat({1, 0, 0, 0.0, 3});
+    const test::NdiVideo frame = ndiPicture(64, 32, "UYVY", 5);
+    const quol::FramePtr picture = shown(frame);
+    const quol::FramePtr source = test::makePicture(64, 32, AV_PIX_FMT_UYVY422);
+    for (int y = 0; y < 32; ++y)
+        std::memcpy(source->data[0] + y * source->linesize[0], frame.bytes->data() + y * 128, 128);
+    EXPECT_TRUE(test::isConverted(*source, *picture, SWS_BILINEAR));
+    EXPECT_FALSE(test::isConverted(*source, *picture, SWS_POINT)); // where it would be seen
+    EXPECT_FALSE(test::isConverted(*source, *picture, SWS_FAST_BILINEAR));
 }
 
 TEST_F(LLiveNdi, AConvertedPictureIsGivenBackAtOnce) {
@@ -312,6 +378,9 @@ TEST_F(LLiveNdi, SoundOfMoreChannelsThanAFrameHasRoomForKeepsThemAll) {
     runtime.give(ndiSound(480, 1));
     ASSERT_TRUE(sink.waitForSounds(2));
     EXPECT_EQ(sink.latestSound()->ch_layout.nb_channels, 1);
+    runtime.give(ndiSound(4, 255));
+    ASSERT_TRUE(sink.waitForSounds(3));
+    EXPECT_EQ(sink.latestSound()->ch_layout.nb_channels, 255);
 }
 
 TEST_F(LLiveNdi, OtherFramesAreLetPass) {
@@ -336,6 +405,7 @@ TEST_F(LLiveNdi, FramesHeldPastTheStopKeepTheReceiverAlive) {
     close(); // the object too is gone
     NdiState state = runtime.state();
     EXPECT_TRUE(state.receivers[0].alive);
+    EXPECT_FALSE(state.receivers[0].source); // nothing more is received for nobody
     EXPECT_EQ(state.receivers[0].outstanding(), 2);
     EXPECT_EQ(state.destroyCalls, 0);
     EXPECT_EQ(std::memcmp(picture->data[0], expected.data(), expected.size()), 0);

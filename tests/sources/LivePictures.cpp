@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <ctime>
+#include <limits>
 #include <vector>
 
 #include "core/Timecode.h"
@@ -233,6 +235,42 @@ TEST_F(LivePicturesTest, AFaultyFilterIsToldOfOnceAndThePicturesGoOn) {
     EXPECT_EQ(told.find("LLive:", 1), std::string::npos) << told;
 }
 
+TEST_F(LivePicturesTest, TheEndOfARunForgetsAFaultyFilter) {
+    const int level = av_log_get_level();
+    av_log_set_level(AV_LOG_FATAL);
+    LFilter filter(LFilter::Type::video);
+    filter.setProps("nosuchfilter", "1");
+    setFilter(&filter);
+    const quol::FramePtr frame = uyvy();
+    for (int run = 0; run < 2; ++run) {
+        std::string told;
+        {
+            CapturedStream error(CapturedStream::Stream::error);
+            through(frame.get());
+            told = error.text();
+        }
+        EXPECT_EQ(told.find("LLive: AVFILTER PARSE ERROR: "), 0U) << run;
+        pictures.reset();
+    }
+    av_log_set_level(level);
+}
+
+TEST_F(LivePicturesTest, AFilterThatDoesNotSuitOnePictureWorksOnTheNext) {
+    const int level = av_log_get_level();
+    av_log_set_level(AV_LOG_FATAL);
+    LFilter filter(LFilter::Type::video);
+    filter.setProps("crop", "64:32");
+    setFilter(&filter);
+    const quol::FramePtr large = test::makePicture(128, 96, AV_PIX_FMT_YUV420P, 1);
+    const quol::FramePtr small = test::makePicture(32, 16, AV_PIX_FMT_YUV420P, 2);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(through(large.get()).at(0)->width, 64);
+        EXPECT_EQ(through(small.get()).at(0)->width, 32); // smaller than what is cut out
+    }
+    EXPECT_EQ(through(large.get()).at(0)->width, 64);
+    av_log_set_level(level);
+}
+
 TEST_F(LivePicturesTest, PicturesThatChangeTheirFormGetAGraphOfTheirOwn) {
     LFilter filter(LFilter::Type::video);
     filter.setProps("hflip", "true");
@@ -317,6 +355,10 @@ TEST(LiveTimecode, HostileNumbersStayNumbers) {
     quol::runningTimecode("2147483647:2147483647:2147483647:2147483647", 1, 1e300);
     quol::runningTimecode("-2147483648:-2147483648:-1:-1", 1, 25.0);
     EXPECT_EQ(quol::runningTimecode("00:00:00:00", 4000000, 0.5), "00:00:02:00");
+    // Nothing times an endless rate is no number.
+    constexpr double endless = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(quol::runningTimecode("00:00:00:00", 0, endless), "00:00:00:00");
+    EXPECT_EQ(quol::runningTimecode("00:00:00:00", 0, std::nan("")), "00:00:00:00");
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -144,6 +145,10 @@ public:
     // nothing else, on whichever object; below 0 for all calls, 0 for none any more.
     virtual void fail(const std::string& method,
                       quol::decklink::HRESULT result = quol::decklink::E_FAIL, int times = -1) = 0;
+
+    // Holds the calls of "IDeckLinkInput::EnableVideoInput" and its like on a card, which count as
+    // made then, for as long as they are named.
+    virtual void holdCalls(const std::set<std::string>& methods) = 0;
 
     // Calls the card's callback with a picture, with sound, with both or with neither, on the
     // calling thread, as the driver does on its own. What the callback gave back; nothing when none

@@ -95,6 +95,8 @@ struct NdiFailures {
     bool findCreate = false; // gives null, as the next two
     bool receiverCreate = false;
     bool senderCreate = false;
+    bool listing = false;    // the sources are counted, but the array of them is null
+    bool sourceName = false; // the first source has no name
 };
 
 // All of it on any thread.

@@ -36,6 +36,7 @@ void Machine::reset() {
     failures_.clear();
     refuseIterator_ = false;
     hold_ = false;
+    heldMethods_.clear();
     pace_ = false;
     changed();
 }
@@ -118,6 +119,16 @@ void Machine::holdDisplay(bool hold) {
 void Machine::paceOutput(bool pace) {
     const std::lock_guard lock(mutex_);
     pace_ = pace;
+}
+
+void Machine::holdCalls(const std::set<std::string>& methods) {
+    const std::lock_guard lock(mutex_);
+    heldMethods_ = methods;
+    changed();
+}
+
+void Machine::waitWhileCallIsHeld(std::unique_lock<std::mutex>& lock, const std::string& method) {
+    changed_.wait(lock, [&] { return !heldMethods_.contains(method); });
 }
 
 void Machine::waitWhileHeld(std::unique_lock<std::mutex>& lock, Card& card) {

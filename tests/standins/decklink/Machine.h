@@ -44,6 +44,7 @@ public:
     void setCards(std::vector<test::DeckLinkCard> cards) override;
     void refuseIterator(bool refuse) override;
     void fail(const std::string& method, HRESULT result, int times) override;
+    void holdCalls(const std::set<std::string>& methods) override;
     std::optional<HRESULT> deliver(std::size_t card,
                                    const std::optional<test::DeckLinkFrame>& frame,
                                    const std::optional<test::DeckLinkSound>& sound) override;
@@ -67,6 +68,7 @@ public:
     void log(const Card& card, const std::string& method, std::vector<std::int64_t> arguments);
     std::optional<HRESULT> scripted(const std::string& method); // what this call is to give
     void changed() { changed_.notify_all(); }
+    void waitWhileCallIsHeld(std::unique_lock<std::mutex>& lock, const std::string& method);
     void waitWhileHeld(std::unique_lock<std::mutex>& lock, Card& card);
     // Sleeps until `next`, when output is paced, and moves it on.
     void waitForTurn(std::unique_lock<std::mutex>& lock,
@@ -90,6 +92,7 @@ private:
     std::map<std::string, Failure> failures_;
     bool refuseIterator_ = false;
     bool hold_ = false;
+    std::set<std::string> heldMethods_;
     bool pace_ = false;
     std::uint64_t lastId_ = 0;
     std::set<Life*> live_;

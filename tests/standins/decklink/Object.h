@@ -101,6 +101,7 @@ protected:
     Call call(const char* method, const Card& card, std::initializer_list<std::int64_t> arguments) {
         Call made{use(name(method)), std::nullopt};
         machine().log(card, name(method), arguments);
+        machine().waitWhileCallIsHeld(made.lock, name(method));
         made.failure = machine().scripted(name(method));
         return made;
     }

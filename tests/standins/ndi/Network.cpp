@@ -195,8 +195,10 @@ const quol::ndi::NDIlib_source_t* Network::currentSources(Handle finder, std::ui
     listing.records.clear();
     for (const std::string& name : listing.names)
         listing.records.push_back({name.c_str(), nullptr});
+    if (failures_.sourceName && !listing.records.empty())
+        listing.records.front().p_ndi_name = nullptr;
     if (count != nullptr) *count = static_cast<std::uint32_t>(listing.records.size());
-    return listing.records.empty() ? nullptr : listing.records.data();
+    return listing.records.empty() || failures_.listing ? nullptr : listing.records.data();
 }
 
 void Network::destroyFinder(Handle finder) {
