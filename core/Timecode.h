@@ -22,7 +22,7 @@ struct Timecode {
     int frames = 0;
 };
 
-// Reads "%d:%d:%d:%d"; nothing unless all four numbers are there.
+// Reads "%d:%d:%d:%d"; nothing unless all four numbers are there and an int holds each.
 std::optional<Timecode> parseTimecode(const std::string& text);
 
 // Writes "%02d:%02d:%02d:%02d".
