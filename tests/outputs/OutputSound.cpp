@@ -66,7 +66,7 @@ TEST(OutputSound, RateThatNoSoundHasIsNone) {
         CapturedStream out(CapturedStream::Stream::output);
         OutputSound sound;
         sound.setRate(rate);
-        sound.push(*test::makeSound(960, 48000, 2, AV_SAMPLE_FMT_S16));
+        sound.push(*test::makeSound(48000, 48000, 2, AV_SAMPLE_FMT_S16));
         EXPECT_THAT(out.text(), HasSubstr("new input: " + std::to_string(rate) + "Hz"));
     }
 }
