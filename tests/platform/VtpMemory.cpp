@@ -17,7 +17,7 @@ thread_local bool isSpared = false;
 
 } // namespace
 
-void* operator new(std::size_t size) {
+[[gnu::noinline]] void* operator new(std::size_t size) {
     const int every = failEvery;
     if (every > 0 && !isSpared && allocations++ % static_cast<unsigned>(every) == 0) {
         ++failures;
@@ -28,7 +28,7 @@ void* operator new(std::size_t size) {
     return memory;
 }
 
-void* operator new(std::size_t size, const std::nothrow_t& /*quiet*/) noexcept {
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t& /*quiet*/) noexcept {
     try {
         return operator new(size);
     } catch (const std::bad_alloc&) {
@@ -36,23 +36,23 @@ void* operator new(std::size_t size, const std::nothrow_t& /*quiet*/) noexcept {
     }
 }
 
-void* operator new[](std::size_t size) {
+[[gnu::noinline]] void* operator new[](std::size_t size) {
     return operator new(size);
 }
 
-void operator delete[](void* memory) noexcept {
+[[gnu::noinline]] void operator delete[](void* memory) noexcept {
     std::free(memory);
 }
 
-void operator delete[](void* memory, std::size_t /*size*/) noexcept {
+[[gnu::noinline]] void operator delete[](void* memory, std::size_t /*size*/) noexcept {
     std::free(memory);
 }
 
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory);
 }
 
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept {
     std::free(memory);
 }
 
