@@ -244,7 +244,7 @@ TEST_F(LOutputVtp, WhatWasPushedBeforeAStopArrives) {
         EXPECT_LE(count, 5);
         if (count == 5) ++complete;
     }
-    EXPECT_GE(complete, 6);
+    EXPECT_GE(complete, 8);
 }
 
 TEST_F(LOutputVtp, AnnouncementTellsOfRateAndSound) {
