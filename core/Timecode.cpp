@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <climits>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 
 namespace quol {
@@ -15,13 +17,19 @@ std::int64_t wholeFrames(double frames) {
     return static_cast<std::int64_t>(std::clamp(frames, -limit, limit));
 }
 
+// Not sscanf, which leaves open what a number too large for an int becomes.
 std::optional<Timecode> parseTimecode(const std::string& text) {
-    Timecode timecode;
-    const int numbers =
-        std::sscanf(text.c_str(), "%d:%d:%d:%d", &timecode.hours, // NOLINT(cert-err34-c)
-                    &timecode.minutes, &timecode.seconds, &timecode.frames);
-    if (numbers != 4) return std::nullopt;
-    return timecode;
+    std::array<int, 4> numbers{};
+    const char* at = text.c_str();
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+        if (i > 0 && *at++ != ':') return std::nullopt;
+        char* end = nullptr;
+        const long long number = std::strtoll(at, &end, 10); // cut to its limits where it is larger
+        if (end == at || number < INT_MIN || number > INT_MAX) return std::nullopt;
+        numbers[i] = static_cast<int>(number);
+        at = end;
+    }
+    return Timecode{numbers[0], numbers[1], numbers[2], numbers[3]};
 }
 
 std::string formatTimecode(const Timecode& timecode) {

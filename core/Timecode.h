@@ -26,7 +26,7 @@ struct Timecode {
 // longer counts single frames: hostile values get there.
 std::int64_t wholeFrames(double frames);
 
-// Reads "%d:%d:%d:%d"; nothing unless all four numbers are there.
+// Reads "%d:%d:%d:%d"; nothing unless all four numbers are there and an int holds each.
 std::optional<Timecode> parseTimecode(const std::string& text);
 
 // Writes "%02d:%02d:%02d:%02d".

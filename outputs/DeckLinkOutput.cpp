@@ -13,11 +13,18 @@ std::uint32_t cardFormat(AVPixelFormat format) {
     return format == AV_PIX_FMT_UYVY422 ? decklink::bmdFormat8BitYUV : decklink::bmdFormat8BitBGRA;
 }
 
+// What RP188 has the digits for.
+bool isTimeOfDay(const Timecode& timecode) {
+    const auto within = [](int number, int last) { return number >= 0 && number <= last; };
+    return within(timecode.hours, 23) && within(timecode.minutes, 59) &&
+           within(timecode.seconds, 59) && within(timecode.frames, 99);
+}
+
 void stamp(decklink::IDeckLinkMutableVideoFrame& target, const AVFrame& frame) {
     const AVDictionaryEntry* const entry = av_dict_get(frame.metadata, "timecode", nullptr, 0);
     if (entry == nullptr) return;
     const auto timecode = parseTimecode(entry->value);
-    if (!timecode) return;
+    if (!timecode || !isTimeOfDay(*timecode)) return;
     target.SetTimecodeFromComponents(
         decklink::bmdTimecodeRP188VITC2, static_cast<std::uint8_t>(timecode->hours),
         static_cast<std::uint8_t>(timecode->minutes), static_cast<std::uint8_t>(timecode->seconds),

@@ -29,10 +29,6 @@ void readQuality(const std::string& value, int& flags) {
     if (value == "lanczos") flags = SWS_LANCZOS;
 }
 
-videoFormatProps formatOf(const quol::decklink::DisplayMode& mode) {
-    return {quol::modeCustom, mode.size.width, mode.size.height, mode.size.frameRate, 0};
-}
-
 // A format of a table says nothing about pixels: the caller's stay.
 void writeFormat(const videoFormatProps& row, videoFormatProps& format) {
     const std::int32_t pixelFormat = format.pixelFormat;
@@ -199,7 +195,7 @@ void LOutput::DeviceFormatVideoGetByIndex(int device, int /*channel*/, int index
     const quol::decklink::DisplayMode* const mode = cards->mode(index);
     if (mode == nullptr) return;
     name = mode->name;
-    writeFormat(formatOf(*mode), format);
+    writeFormat(quol::formatOf(*mode), format);
 }
 
 void LOutput::DeviceFormatVideoSet(int index) {
@@ -218,7 +214,7 @@ void LOutput::setCardFormat(int index) {
     const quol::OutputSettings before = settingsNow();
     videoFormatProps format{quol::modeCustom, before.width, before.height, before.rate, 0};
     if (const quol::decklink::DisplayMode* const mode = cards->mode(index))
-        format = formatOf(*mode);
+        format = quol::formatOf(*mode);
     quol::logOut("[LOutput] Video Format set to: %dx%d @ %g FPS", format.width, format.height,
                  format.fps);
     const bool restart = cardRuns();

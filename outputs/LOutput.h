@@ -36,7 +36,8 @@ struct OutputStats {
     std::int32_t audioRate = 0;     ///< Hz, as set by DeviceFormatAudioSet
     std::int32_t framesDropped = 0; ///< pictures lost because the device fell behind
     std::int32_t framesQueued = 0;  ///< pictures that wait
-    std::int32_t framesSent = 0;    ///< pictures that were handed to the device
+    /// pictures that the output is done with: handed to the device, those that it refused included
+    std::int32_t framesSent = 0;
 };
 
 /// A sink that puts pictures and sound out on a device: a DeckLink card, an NDI sender or a VTP
@@ -69,7 +70,8 @@ struct OutputStats {
 /// Threads: any, but none of the operations that start, stop or change the source from inside a
 /// push. They wait for each other. A stop, and everything that contains one (setEnabled, setDevice,
 /// a format change of a card or of VTP, the destructor), waits for what was queued to go out, six
-/// pictures at most, and cannot return before the device gives its last call back.
+/// pictures at most, and cannot return before the device gives its last call back. VTP receivers
+/// have a quarter of a second to take it.
 class QUOLSDK_API LOutput : public LSink {
 public:
     LOutput();
@@ -181,14 +183,15 @@ private:
 
     /// Serialises the host's operations; taken before every other mutex, never by a worker.
     std::mutex controlMutex;
-    LObject* source = nullptr;                      ///< guarded by `controlMutex`
-    int deviceIndex = 0;                            ///< guarded by `controlMutex`
-    int channelIndex = 0;                           ///< guarded by `controlMutex`
-    int formatIndex = 0;                            ///< guarded by `controlMutex`
-    std::string streamName = "NDI_Output";          ///< guarded by `controlMutex`
-    std::string timecodeFormat = "auto";            ///< guarded by `controlMutex`
-    std::string vtpInterface;                       ///< guarded by `controlMutex`
-    std::string vtpSecret;                          ///< guarded by `controlMutex`
+    LObject* source = nullptr;             ///< guarded by `controlMutex`
+    int deviceIndex = 0;                   ///< guarded by `controlMutex`
+    int channelIndex = 0;                  ///< guarded by `controlMutex`
+    int formatIndex = 0;                   ///< guarded by `controlMutex`
+    std::string streamName = "NDI_Output"; ///< guarded by `controlMutex`
+    std::string timecodeFormat = "auto";   ///< guarded by `controlMutex`
+    std::string vtpInterface;              ///< guarded by `controlMutex`
+    std::string vtpSecret;                 ///< guarded by `controlMutex`
+    std::uint16_t vtpPort = 0;             ///< of the last VTP start; guarded by `controlMutex`
     const std::unique_ptr<quol::OutputCards> cards; ///< guarded by `controlMutex`
     std::thread videoThread;                        ///< guarded by `controlMutex`
     std::thread audioThread;                        ///< guarded by `controlMutex`

@@ -1,7 +1,6 @@
 // The road of pictures and sound through the output: the source's thread and the two workers.
 #include <algorithm>
 
-#include "core/Clock.h"
 #include "core/FrameTime.h"
 #include "core/Log.h"
 #include "outputs/OutputDevice.h"
@@ -72,9 +71,6 @@ quol::FramePtr LOutput::takeFrame() {
 }
 
 void LOutput::audioLoop() {
-    constexpr std::int64_t emptyPause = 5 * quol::nanosPerMilli;
-    constexpr int pairsPerMilli = quol::outputSampleRate / 1000;
-    constexpr int shortest = 3 * pairsPerMilli; // sound that is waited for
     quol::logOut("[LOutput] Audio thread started.");
     std::vector<std::int16_t> samples;
     while (audioRunning) {
@@ -82,13 +78,12 @@ void LOutput::audioLoop() {
         samples.resize(static_cast<std::size_t>(count) * 2);
         const int pairs = sound->pop(latestVideoTime, samples.data(), count);
         if (pairs == 0) {
-            audioSleeper->sleepFor(emptyPause);
+            audioSleeper->sleepFor(quol::noSoundPause);
             continue;
         }
         device->play(samples.data(), pairs);
-        // A little less than the sound lasts, so that the device never runs dry.
-        if (!device->holdsSoundBack() && pairs >= shortest)
-            audioSleeper->sleepFor((pairs / pairsPerMilli - 2) * quol::nanosPerMilli);
+        const std::int64_t pause = quol::soundPause(pairs, device->holdsSoundBack());
+        if (pause > 0) audioSleeper->sleepFor(pause);
     }
     quol::logOut("[LOutput] Audio thread exiting.");
 }

@@ -100,9 +100,9 @@ bool LOutput::startVTPLocked() {
     if (device) return runs(OutputDeviceKind::vtp);
     if (streamName == "NDI_Output") streamName = "VTP_Output";
     std::unique_ptr<quol::VtpOutput> started =
-        quol::VtpOutput::start(streamName, settingsNow(), {vtpInterface, vtpSecret});
+        quol::VtpOutput::start(streamName, settingsNow(), {vtpInterface, vtpSecret, vtpPort});
     if (!started) return false;
-    const unsigned port = started->port();
+    const unsigned port = vtpPort = started->port();
     run(std::move(started));
     quol::logOut("[LOutput] VTP Started successfully! Name: %s on port %u", streamName.c_str(),
                  port);
@@ -132,6 +132,7 @@ bool LOutput::startDeckLinkLocked() {
         quol::logError("Invalid format index for DeckLink!");
         return false;
     }
+    takeFormat(quol::formatOf(*mode)); // the modes may have been counted after the format was set
     auto card = std::make_unique<quol::DeckLinkOutput>(std::move(output));
     if (!card->enable(mode->mode->GetDisplayMode(), settingsNow().timecode)) {
         // The card stays taken, without workers, until it is stopped.

@@ -4,9 +4,15 @@
 #include <string>
 #include <vector>
 
+#include "core/ModeTables.h"
 #include "platform/decklink/Cards.h"
+#include "quolsdk/formats.h"
 
 namespace quol {
+
+inline videoFormatProps formatOf(const decklink::DisplayMode& mode) {
+    return {modeCustom, mode.size.width, mode.size.height, mode.size.frameRate, 0};
+}
 
 // A plain record, which the output's control mutex guards.
 struct OutputCards {

@@ -1,6 +1,7 @@
 #include "outputs/OutputPicture.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 
@@ -18,6 +19,15 @@ namespace {
 constexpr std::align_val_t alignment{64};
 constexpr std::size_t slack = 64;
 
+// Four bytes that, repeated, are black.
+using BlackPixels = std::array<std::uint8_t, 4>;
+
+BlackPixels blackPixels(AVPixelFormat format) {
+    if (format == AV_PIX_FMT_UYVY422) return {128, 16, 128, 16};
+    if (format == AV_PIX_FMT_BGRA) return {0, 0, 0, 255};
+    return {0, 0, 0, 0};
+}
+
 } // namespace
 
 int packedRowBytes(AVPixelFormat format, int width) {
@@ -31,8 +41,7 @@ void OutputPicture::AlignedDelete::operator()(std::uint8_t* bytes) const noexcep
 bool OutputPicture::draw(const AVFrame& frame, const PictureForm& form, int scalingFlags) {
     const int needed = packedRowBytes(form.format, form.width);
     if (form.height < 1 || needed < 1 || form.rowBytes < needed) return false;
-    if (!resize(static_cast<std::size_t>(form.rowBytes) * static_cast<std::size_t>(form.height)))
-        return false;
+    if (!take(form)) return false;
     if (!isReadablePicture(frame)) return true;
     if (frame.format == form.format && frame.width == form.width && frame.height == form.height) {
         copyRows(frame, form);
@@ -42,18 +51,28 @@ bool OutputPicture::draw(const AVFrame& frame, const PictureForm& form, int scal
     return true;
 }
 
-// What is there stays, what is new is zero.
-bool OutputPicture::resize(std::size_t size) {
+// A new form starts with black: what the buffer held would be noise in it, and zeros are green in
+// UYVY.
+bool OutputPicture::take(const PictureForm& form) {
+    if (form == form_) return true;
+    const std::size_t size =
+        static_cast<std::size_t>(form.rowBytes) * static_cast<std::size_t>(form.height);
     if (size > room_) {
         auto* const grown =
             static_cast<std::uint8_t*>(::operator new(size + slack, alignment, std::nothrow));
         if (grown == nullptr) return false;
-        if (size_ > 0) std::memcpy(grown, buffer_.get(), size_);
-        std::memset(grown + size_, 0, size + slack - size_);
         buffer_.reset(grown);
         room_ = size;
     }
+    std::memset(buffer_.get(), 0, room_ + slack);
+    const BlackPixels black = blackPixels(form.format);
+    const std::ptrdiff_t bytes = packedRowBytes(form.format, form.width);
+    for (std::ptrdiff_t row = 0; row < form.height; ++row) {
+        for (std::ptrdiff_t i = 0; i < bytes; ++i)
+            buffer_.get()[row * form.rowBytes + i] = black[static_cast<std::size_t>(i) % 4];
+    }
     size_ = size;
+    form_ = form;
     return true;
 }
 

@@ -41,6 +41,14 @@ int pairsPerPicture(double rate) {
     return whole > 0 ? std::max(outputSampleRate / whole, 1) : otherwise;
 }
 
+std::int64_t soundPause(int pairs, bool deviceHoldsBack) {
+    constexpr int pairsPerMilli = outputSampleRate / 1000;
+    constexpr int shortest = 3 * pairsPerMilli; // sound that is waited for
+    if (deviceHoldsBack || pairs < shortest) return 0;
+    // A little less than the sound lasts, so that the device never runs dry.
+    return (pairs / pairsPerMilli - 2) * nanosPerMilli;
+}
+
 std::int16_t applyGain(std::int16_t sample, float gain) {
     // The int nearest to 2^31 that a float holds lies below it.
     constexpr float limit = 2147483648.0F;

@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "core/AudioQueue.h"
+#include "core/Clock.h"
 #include "core/Resampler.h"
 
 namespace quol {
@@ -15,6 +16,11 @@ inline constexpr int outputSampleRate = 48000;
 // Stereo samples that go with one picture at that rate, 1920 where it is below 1. The whole part of
 // the rate counts: 813 at 59.94.
 int pairsPerPicture(double rate);
+
+// Nanoseconds that the sound worker sleeps where there is no sound, and behind a block of `pairs`
+// that the device has taken. A device that holds sound back itself is never waited for.
+inline constexpr std::int64_t noSoundPause = 5 * nanosPerMilli;
+std::int64_t soundPause(int pairs, bool deviceHoldsBack);
 
 // (int16)(int)((float)sample * gain), which wraps beyond 16 bits; a product that no int holds, and
 // one that is no number, gives 0.
@@ -37,8 +43,13 @@ public:
     void clear();
     std::size_t records();
 
-    // The rate that sound passes through on its way to 48000 Hz; below 1: none of its own.
-    void setRate(int rate) { rate_.store(rate, std::memory_order_relaxed); }
+    // The rate that sound passes through on its way to 48000 Hz. One that no sound has, outside of
+    // 1000 to 768000, is none of its own: a converter for it would take memory without end, or give
+    // nothing.
+    void setRate(int rate) {
+        const bool isRate = rate >= 1000 && rate <= 768000;
+        rate_.store(isRate ? rate : 0, std::memory_order_relaxed);
+    }
     void setGain(float gain) { gain_.store(gain, std::memory_order_relaxed); }
     float gain() const { return gain_.load(std::memory_order_relaxed); }
 

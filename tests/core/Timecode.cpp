@@ -70,6 +70,13 @@ TEST(TimecodeText, IsRefusedUnlessAllFourNumbersAreThere) {
     }
 }
 
+TEST(TimecodeText, IsRefusedWhereNoIntHoldsANumber) {
+    EXPECT_EQ(quol::parseTimecode("2147483647:-2147483648:0:0")->hours, 2147483647);
+    for (const char* text : {"2147483648:0:0:0", "0:-2147483649:0:0", "0:0:4294967297:0",
+                             "0:0:0:99999999999999999999"})
+        EXPECT_FALSE(quol::parseTimecode(text).has_value()) << text;
+}
+
 TEST(TimecodeText, IsWrittenWithTwoDigitsAndMoreWhereNeeded) {
     EXPECT_EQ(quol::formatTimecode({}), "00:00:00:00");
     EXPECT_EQ(quol::formatTimecode({1, 2, 3, 4}), "01:02:03:04");

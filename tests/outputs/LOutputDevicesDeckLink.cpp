@@ -400,6 +400,12 @@ TEST_F(LOutputDeckLink, TimecodeGoesOutWithThePicture) {
     EXPECT_EQ(showWith("10:59:00:24"), (Timecodes{{bmdTimecodeRP188VITC2, "10:59:00:24"}}));
     EXPECT_EQ(showWith("01:02:03"), Timecodes{});
     EXPECT_EQ(showWith("none"), Timecodes{});
+    EXPECT_EQ(showWith("23:59:59:99"), (Timecodes{{bmdTimecodeRP188VITC2, "23:59:59:99"}}));
+    for (const char* wrong :
+         {"24:00:00:00", "00:60:00:00", "00:00:60:00", "00:00:00:100", "-1:00:00:00", "00:-1:00:00",
+          "00:00:-1:00", "00:00:00:-1", "256:00:00:00", "4294967296:00:00:00",
+          "00:00:00:99999999999999999999"})
+        EXPECT_EQ(showWith(wrong), Timecodes{}) << wrong;
     EXPECT_EQ(showWith(nullptr), Timecodes{}) << "a source that gives none";
 }
 
@@ -460,6 +466,69 @@ TEST_F(LOutputDeckLink, SoundIsWrittenAPictureAtATime) {
     ASSERT_EQ(written.front().samples.size(), 3840U);
     EXPECT_EQ(written.front().samples[0], 100);
     EXPECT_EQ(written.front().samples[1], -100);
+}
+
+TEST_F(LOutputDeckLink, CardHoldsSoundBackItself) {
+    startPal();
+    const auto begun = std::chrono::steady_clock::now();
+    for (int i = 0; i < 200; ++i)
+        output->pushAudioFrame(test::plainSound(1920, 1, 1).get());
+    ASSERT_TRUE(driver.wait(
+        [](const DeckLinkState& state) { return state.cards[0].samplesWritten >= 200 * 1920; }));
+    // With a pause behind each it would take more than seven.
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(6));
+}
+
+TEST_F(LOutputDeckLink, PictureIsSwitchedOffBeforeSound) {
+    startPal();
+    output->setEnabled(false);
+    std::vector<std::string> calls;
+    for (const DeckLinkCall& call : driver.state().calls) {
+        if (call.method.find("Output::Disable") != std::string::npos) calls.push_back(call.method);
+    }
+    EXPECT_EQ(calls, (std::vector<std::string>{"IDeckLinkOutput::DisableVideoOutput",
+                                               "IDeckLinkOutput::DisableAudioOutput"}));
+}
+
+TEST_F(LOutputDeckLink, FormatsCountedAfterTheChoiceCountAtTheStart) {
+    countDevices();
+    output->DeviceFormatVideoSet(pal); // no mode is known yet
+    countFormats();
+    output->setEnabled(true);
+    EXPECT_EQ(driver.state().cards[0].outputMode, fourCC("pal "));
+    push(levelPicture(5, 720, 576));
+    ASSERT_TRUE(waitForShown(1));
+    EXPECT_EQ(latest().width, 720);
+    EXPECT_EQ(latest().height, 576);
+    EXPECT_THAT(*latest().bytes, testing::Each(5));
+}
+
+TEST_F(LOutputDeckLink, FirstPictureThatCannotBeReadIsBlack) {
+    startPal();
+    const auto broken = levelPicture(1);
+    broken->format = AV_PIX_FMT_NB + 3;
+    push(broken);
+    ASSERT_TRUE(waitForShown(1));
+    const DeckLinkFrame shown = latest();
+    for (std::size_t i = 0; i < shown.bytes->size(); ++i)
+        ASSERT_EQ((*shown.bytes)[i], i % 2 == 0 ? 128 : 16);
+}
+
+// The queue is the output's: what a card has left in it goes to the next device.
+TEST_F(LOutputDeckLink, PicturesLeftByACardGoOutOnTheNextDevice) {
+    for (const int next : {1, 2}) { // NDI, VTP
+        CapturedStream error(errorStream);
+        output = std::make_unique<LOutput>();
+        driver.fail("IDeckLinkOutput::EnableVideoOutput", E_ACCESSDENIED, 1);
+        choosePal();
+        output->setEnabled(true);
+        for (int i = 0; i < 3; ++i)
+            push(levelPicture(i, 720, 576));
+        EXPECT_EQ(statsOf(*output).framesQueued, 3);
+        output->setDevice(next);
+        EXPECT_EQ(error.text(), "EnableVideoOutput failed!\n");
+        EXPECT_TRUE(test::waitForSent(*output, 3)) << next;
+    }
 }
 
 TEST_F(LOutputDeckLink, FormatChangeStartsTheCardAnew) {

@@ -340,6 +340,15 @@ TEST_F(LOutputNdi, GainIsAPercentage) {
     EXPECT_EQ(first, 1500.0F / 32768);
 }
 
+TEST_F(LOutputNdi, SoundGoesOutNoFasterThanItPlays) {
+    output->setEnabled(true);
+    const auto begun = std::chrono::steady_clock::now();
+    for (int i = 0; i < 8; ++i)
+        pushSound(1920, 1, 1);
+    ASSERT_TRUE(waitForAudio(8));
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(7 * 38));
+}
+
 TEST_F(LOutputNdi, SoundOfAnEarlierRunIsNotHeardAgain) {
     output->DeviceFormatVideoSet(format576i);
     output->setEnabled(true);

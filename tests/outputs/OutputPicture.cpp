@@ -156,6 +156,33 @@ TEST(OutputPicture, WhatCannotBeConvertedLeavesTheStalePicture) {
     EXPECT_EQ(bytesOf(picture), stale) << "the next one that can be converted is";
 }
 
+TEST(OutputPicture, FirstPictureOfAFormThatCannotBeReadIsBlack) {
+    const auto empty = quol::makeFrame();
+    const auto frame = test::makePicture(64, 36, AV_PIX_FMT_UYVY422);
+    OutputPicture picture;
+    const struct {
+        AVPixelFormat format;
+        std::vector<int> black;
+    } forms[] = {{AV_PIX_FMT_UYVY422, {128, 16, 128, 16}},
+                 {AV_PIX_FMT_BGRA, {0, 0, 0, 255}},
+                 {AV_PIX_FMT_BGR24, {0, 0, 0}},
+                 {AV_PIX_FMT_UYVY422, {128, 16, 128, 16}}};
+    for (const auto& one : forms) {
+        const PictureForm form = packed(one.format, 64, 36, 12);
+        ASSERT_TRUE(picture.draw(*empty, form, SWS_BILINEAR));
+        for (int row = 0; row < 36; ++row) {
+            for (int i = 0; i < form.rowBytes; ++i) {
+                const bool isPadding = i >= form.rowBytes - 12;
+                const auto pixel = static_cast<std::size_t>(i) % one.black.size();
+                ASSERT_EQ(picture.data()[row * form.rowBytes + i],
+                          isPadding ? 0 : one.black[pixel]);
+            }
+        }
+        // Whatever it holds then is not for another form to show.
+        ASSERT_TRUE(picture.draw(*frame, form, SWS_BILINEAR));
+    }
+}
+
 TEST(OutputPicture, FormWithoutSizeOrWithShortRowsIsRefused) {
     const auto frame = test::makePicture(64, 36, AV_PIX_FMT_YUV420P);
     OutputPicture picture;

@@ -40,6 +40,37 @@ TEST(OutputSound, PairsOfOnePicture) {
     EXPECT_EQ(quol::pairsPerPicture(1e9), 1);
 }
 
+TEST(OutputSound, PauseIsTwoMillisecondsLessThanTheSound) {
+    constexpr std::int64_t milli = 1'000'000;
+    EXPECT_EQ(quol::soundPause(1920, false), 38 * milli);
+    EXPECT_EQ(quol::soundPause(960, false), 18 * milli);
+    EXPECT_EQ(quol::soundPause(813, false), 14 * milli);
+    EXPECT_EQ(quol::soundPause(144, false), 1 * milli);
+    EXPECT_EQ(quol::soundPause(143, false), 0);
+    EXPECT_EQ(quol::soundPause(1, false), 0);
+    EXPECT_EQ(quol::soundPause(1920, true), 0) << "the device is waited for already";
+    EXPECT_EQ(quol::noSoundPause, 5 * milli);
+}
+
+TEST(OutputSound, RateThatNoSoundHasIsNone) {
+    for (int rate : {1, 5, 999, 768001, 2147483647, -2147483647}) {
+        CapturedStream out(CapturedStream::Stream::output);
+        OutputSound sound;
+        sound.setRate(rate);
+        const auto frame = test::makeSound(960, 48000, 2, AV_SAMPLE_FMT_S16);
+        sound.push(*frame);
+        EXPECT_EQ(popAll(sound), test::samplesOf(*frame)) << rate;
+        EXPECT_EQ(out.text(), "");
+    }
+    for (int rate : {1000, 768000}) {
+        CapturedStream out(CapturedStream::Stream::output);
+        OutputSound sound;
+        sound.setRate(rate);
+        sound.push(*test::makeSound(48000, 48000, 2, AV_SAMPLE_FMT_S16));
+        EXPECT_THAT(out.text(), HasSubstr("new input: " + std::to_string(rate) + "Hz"));
+    }
+}
+
 TEST(OutputSoundGain, IsTheProductCutTowardsZero) {
     EXPECT_EQ(applyGain(1000, 1.0F), 1000);
     EXPECT_EQ(applyGain(1000, 1.5F), 1500);
