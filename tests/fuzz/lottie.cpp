@@ -1,5 +1,6 @@
 // Any text as a template, changed in every way, and its markers played. A line of the input is one
 // thing each: a name, a text, a colour, another one, a property, a path; the rest is the template.
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdlib>
@@ -55,10 +56,10 @@ quol::LottieMarkers checkMarkers(const std::string& json) {
     } catch (const std::logic_error&) {
         return markers;
     }
-    require(markers.in == plainMarker(json, "IN"));
-    require(markers.loop == plainMarker(json, "LOOP"));
-    require(markers.stop == plainMarker(json, "STOP"));
-    require(markers.out == plainMarker(json, "OUT"));
+    require(markers.in == std::max(-1, plainMarker(json, "IN")));
+    require(markers.loop == std::max(-1, plainMarker(json, "LOOP")));
+    require(markers.stop == std::max(-1, plainMarker(json, "STOP")));
+    require(markers.out == std::max(-1, plainMarker(json, "OUT")));
     return markers;
 }
 
