@@ -407,9 +407,7 @@ LAnimation::Impl::Geometry LAnimation::Impl::geometry() const {
 
 void LAnimation::Impl::animationLoop(const Geometry& size) {
     quol::LottieRaster raster(size.width, size.height);
-    const double periodMillis = std::floor(std::min(1000.0 / size.fps, 3600.0e3));
-    const auto period =
-        static_cast<std::int64_t>(std::max(1.0, periodMillis)) * quol::nanosPerMilli;
+    const std::int64_t period = quol::wholeMillisPeriod(size.fps);
     while (running) {
         const std::int64_t start = quol::steadyNow();
         try {

@@ -603,9 +603,8 @@ private:
         return true;
     }
     std::string name(size_t id) const {
-        return text_.empty() || is(id, LottieKind::text)
-                   ? std::string(tree_.text(id))
-                   : std::to_string(static_cast<long long>(tree_[id].number));
+        return is(id, LottieKind::text) ? std::string(tree_.text(id))
+                                        : std::to_string(static_cast<long long>(tree_[id].number));
     }
     // A name, or the bytes themselves behind a comma.
     bool file(size_t node) {

@@ -7,7 +7,6 @@
 #include <optional>
 #include <string_view>
 #include <thread>
-#include <utility>
 
 #include "core/FairMutex.h"
 #include "core/PlainFile.h"
@@ -75,16 +74,12 @@ std::string imagePath(const std::string& folder, std::string_view asked) {
     return folder + std::string(asked);
 }
 
-bool fits(const std::string& bytes) {
-    return bytes.size() <= std::numeric_limits<std::uint32_t>::max();
-}
-
 // Called by the engine, on a thread of its own too.
 bool loadImage(tvg::Paint* paint, const char* asked, const std::string& folder) noexcept {
     if (paint == nullptr || asked == nullptr || paint->type() != tvg::Type::Picture) return false;
     try {
         const std::optional<std::string> bytes = readPlainFile(imagePath(folder, asked));
-        return bytes && fits(*bytes) &&
+        return bytes && bytes->size() <= std::numeric_limits<std::uint32_t>::max() &&
                succeeded(static_cast<tvg::Picture*>(paint)->load(
                    bytes->data(), static_cast<std::uint32_t>(bytes->size()), "", nullptr, true));
     } catch (const std::exception&) { // no memory
@@ -96,7 +91,7 @@ bool loadImage(tvg::Paint* paint, const char* asked, const std::string& folder) 
 
 std::unique_ptr<LottieTemplate> LottieTemplate::load(const std::string& json,
                                                      const std::string& resourceFolder) {
-    const std::optional<std::string> text = fits(json) ? drawableTemplate(json) : std::nullopt;
+    const std::optional<std::string> text = drawableTemplate(json);
     if (!text) return nullptr;
     const std::lock_guard lock(engineMutex());
     auto engine = std::make_unique<Engine>();
