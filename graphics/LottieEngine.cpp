@@ -10,7 +10,6 @@
 
 #include "core/FairMutex.h"
 #include "core/PlainFile.h"
-#include "graphics/LottieCheck.h"
 
 #ifdef QUOLSDK_HAS_LOTTIE
 #include <thorvg.h>
@@ -89,10 +88,9 @@ bool loadImage(tvg::Paint* paint, const char* asked, const std::string& folder) 
 
 } // namespace
 
-std::unique_ptr<LottieTemplate> LottieTemplate::load(const std::string& json,
+std::unique_ptr<LottieTemplate> LottieTemplate::load(const DrawableTemplate& text,
                                                      const std::string& resourceFolder) {
-    const std::optional<std::string> text = drawableTemplate(json);
-    if (!text) return nullptr;
+    const std::string& json = text.json();
     const std::lock_guard lock(engineMutex());
     auto engine = std::make_unique<Engine>();
     engine->folder = resourceFolder;
@@ -103,8 +101,8 @@ std::unique_ptr<LottieTemplate> LottieTemplate::load(const std::string& json,
             return loadImage(paint, asked, *static_cast<const std::string*>(folder));
         },
         &engine->folder);
-    if (!succeeded(engine->animation->picture()->load(text->c_str(),
-                                                      static_cast<std::uint32_t>(text->size()),
+    if (!succeeded(engine->animation->picture()->load(json.c_str(),
+                                                      static_cast<std::uint32_t>(json.size()),
                                                       "lottie", noFolder.data(), true)))
         return nullptr;
     // The text is read on another thread, and what is wrong with it not told; only a property of
@@ -177,7 +175,7 @@ bool LottieEngine::loadFont(const std::string& /*path*/) {
 }
 
 struct LottieTemplate::Engine {};
-std::unique_ptr<LottieTemplate> LottieTemplate::load(const std::string& /*json*/,
+std::unique_ptr<LottieTemplate> LottieTemplate::load(const DrawableTemplate& /*text*/,
                                                      const std::string& /*resourceFolder*/) {
     return nullptr;
 }

@@ -81,6 +81,11 @@ void checkText(const std::string& json, const std::string& name, const std::stri
     const bool done = quol::replaceText(changed, name, text);
     require(done || changed == json);
     if (done) require(changed.find(text) != npos);
+    const auto piece = quol::findLayerText(json, name);
+    require(piece.has_value() == done);
+    auto drawable = quol::DrawableTemplate::of(json);
+    if (piece && drawable && drawable->replaceText(*piece, text))
+        require(quol::drawableTemplate(changed) == drawable->json());
 }
 
 void checkColor(const std::string& json, const std::string& name, const quol::LottieColor& color) {
