@@ -7,12 +7,13 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <map>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "core/PlainFile.h"
+#include "graphics/LottieCheck.h"
 #include "graphics/LottieEngine.h"
 #include "graphics/LottieRaster.h"
 #include "graphics/LottieText.h"
@@ -112,7 +113,8 @@ Cost measure(const std::vector<const Template*>& shown) {
     std::vector<std::unique_ptr<quol::LottieTemplate>> loaded;
     std::vector<quol::LottieTemplate*> layers;
     for (const Template* each : shown) {
-        loaded.push_back(quol::LottieTemplate::load(each->json, ""));
+        const auto drawable = quol::DrawableTemplate::of(each->json);
+        loaded.push_back(drawable ? quol::LottieTemplate::load(*drawable, "") : nullptr);
         if (!loaded.back()) {
             std::fprintf(stderr, "%s cannot be loaded\n", each->name.c_str());
             return {};

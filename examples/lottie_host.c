@@ -65,33 +65,20 @@ static void run(void* context) {
 int main(int argc, char** argv) {
     quolsdk_handle clip, mixer;
     struct show show = {0};
-    int status = 0, done = 0;
+    int done = 0;
     if (argc < 3) {
         fprintf(stderr, "use: %s CLIP TEMPLATE.json [RECORDING.mp4]\n", argv[0]);
         return 2;
     }
     show.path = argv[2];
-    clip = quolsdk_file_create();
-    quolsdk_file_name_set(clip, argv[1]);
-    quolsdk_file_set_props(clip, "loop", "true");
-    quolsdk_file_play(clip);
-    quolsdk_file_status_get(clip, &status);
-    if (status != 0) {
+    clip = play_looped(argv[1], NULL);
+    if (clip != NULL) {
         show.thirds = quolsdk_animation_create();
-        mixer = quolsdk_mixer_create();
-        quolsdk_mixer_set_video_format(mixer, &programme);
-        quolsdk_mixer_add_layer(mixer, "clip", clip);
-        quolsdk_mixer_set_layer_size(mixer, "clip", WIDTH, HEIGHT);
-        quolsdk_mixer_set_layer_audio(mixer, "clip", 1, 100);
-        quolsdk_mixer_add_layer(mixer, "third", show.thirds);
-        quolsdk_mixer_set_layer_z_index(mixer, "third", 1);
-        quolsdk_mixer_set_layer_size(mixer, "third", WIDTH, HEIGHT);
+        mixer = mix_over(clip, show.thirds, &programme);
         done = record_while(mixer, &programme, argc > 3 ? argv[3] : "lottie.mp4", run, &show);
         quolsdk_mixer_destroy(mixer);
         quolsdk_animation_destroy(show.thirds);
         if (!show.loaded) printf("  CANNOT PLAY %s\n", argv[2]);
-    } else {
-        printf("  CANNOT PLAY %s\n", argv[1]);
     }
     quolsdk_file_destroy(clip);
     return done && show.loaded ? 0 : 1;

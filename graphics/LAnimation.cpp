@@ -21,6 +21,7 @@
 #include "core/Log.h"
 #include "core/ModeTables.h"
 #include "core/PlainFile.h"
+#include "graphics/LottieCheck.h"
 #include "graphics/LottieEngine.h"
 #include "graphics/LottiePlayhead.h"
 #include "graphics/LottieRaster.h"
@@ -64,6 +65,8 @@ struct LAnimation::Impl {
     struct Layer {
         std::unique_ptr<quol::LottieTemplate> animation; // null where none could be loaded
         std::string json;
+        // What of it is drawn; nothing while that is not known, or where nothing can be drawn.
+        std::optional<quol::DrawableTemplate> drawable;
         std::string path;
         quol::LottiePlayhead playhead;
     };
@@ -78,6 +81,7 @@ struct LAnimation::Impl {
     explicit Impl(LAnimation& owner) : self(owner) {}
 
     Layer* find(int id);
+    std::unique_ptr<quol::LottieTemplate> read(Layer& layer, const std::string& resourceFolder);
     void show(Layer& layer, std::unique_ptr<quol::LottieTemplate> loaded);
     bool reload(Layer& layer);
     void rebuildCanvas();
@@ -152,11 +156,17 @@ void LAnimation::Impl::show(Layer& layer, std::unique_ptr<quol::LottieTemplate> 
     start();
 }
 
+// Null for a text that cannot be drawn. Under `layerMutex`.
+std::unique_ptr<quol::LottieTemplate> LAnimation::Impl::read(Layer& layer,
+                                                             const std::string& resourceFolder) {
+    if (!layer.drawable) layer.drawable = quol::DrawableTemplate::of(layer.json);
+    return layer.drawable ? quol::LottieTemplate::load(*layer.drawable, resourceFolder) : nullptr;
+}
+
 // Draws the text of a layer from now on. False, and the picture as before, when it cannot be read.
 // Under `layerMutex`.
 bool LAnimation::Impl::reload(Layer& layer) {
-    std::unique_ptr<quol::LottieTemplate> loaded =
-        quol::LottieTemplate::load(layer.json, quol::resourceFolderOf(layer.path));
+    std::unique_ptr<quol::LottieTemplate> loaded = read(layer, quol::resourceFolderOf(layer.path));
     if (!loaded) return false;
     loaded->showFrame(layer.playhead.currentFrame);
     show(layer, std::move(loaded));
@@ -180,8 +190,9 @@ bool LAnimation::loadTemplate(int id, const std::string& path) {
     const std::lock_guard lock(impl->layerMutex);
     Impl::Layer& layer = impl->layers[id];
     layer.json = std::move(json);
+    layer.drawable.reset();
     layer.path = path;
-    std::unique_ptr<quol::LottieTemplate> loaded = quol::LottieTemplate::load(layer.json, "");
+    std::unique_ptr<quol::LottieTemplate> loaded = impl->read(layer, "");
     if (!loaded) {
         quol::logOut("LAnimation: Lottie verisi yuklenemedi! Katman: %d", id);
         return false;
@@ -201,10 +212,13 @@ void LAnimation::update(int id, const std::string& layerName, const std::string&
     const std::lock_guard lock(impl->layerMutex);
     Impl::Layer* const layer = impl->find(id);
     if (layer == nullptr || layer->json.empty()) return;
-    if (!quol::replaceText(layer->json, layerName, text)) {
+    const auto piece = quol::findLayerText(layer->json, layerName);
+    if (!piece) {
         quol::logOut("LAnimation: Katman bulunamadi: %s", layerName.c_str());
         return;
     }
+    layer->json.replace(piece->begin, piece->end - piece->begin, text);
+    if (layer->drawable && !layer->drawable->replaceText(*piece, text)) layer->drawable.reset();
     if (impl->reload(*layer)) {
         quol::logOut("LAnimation: Katman %d metni guncellendi (Bellekten): %s", id, text.c_str());
     } else {
@@ -234,6 +248,7 @@ void LAnimation::updateColor(int id, const std::string& layerName, const std::st
             style = " (Cavalry Style)";
             break;
     }
+    layer->drawable.reset();
     if (!impl->reload(*layer)) {
         quol::logOut("LAnimation: Renk guncellendi ama ThorVG bellekten yukleyemedi!");
         return;
@@ -300,6 +315,7 @@ void LAnimation::updateImage(int id, const std::string& name, const std::string&
         return;
     }
     quol::setImageFile(layer->json, place, *fileName);
+    layer->drawable.reset();
     if (impl->reload(*layer)) {
         quol::logOut("LAnimation: Katman %d resmi Bellekten guncellendi. Asset: %s", id,
                      asset.id.c_str());
@@ -407,9 +423,7 @@ LAnimation::Impl::Geometry LAnimation::Impl::geometry() const {
 
 void LAnimation::Impl::animationLoop(const Geometry& size) {
     quol::LottieRaster raster(size.width, size.height);
-    const double periodMillis = std::floor(std::min(1000.0 / size.fps, 3600.0e3));
-    const auto period =
-        static_cast<std::int64_t>(std::max(1.0, periodMillis)) * quol::nanosPerMilli;
+    const std::int64_t period = quol::wholeMillisPeriod(size.fps);
     while (running) {
         const std::int64_t start = quol::steadyNow();
         try {

@@ -603,9 +603,8 @@ private:
         return true;
     }
     std::string name(size_t id) const {
-        return text_.empty() || is(id, LottieKind::text)
-                   ? std::string(tree_.text(id))
-                   : std::to_string(static_cast<long long>(tree_[id].number));
+        return is(id, LottieKind::text) ? std::string(tree_.text(id))
+                                        : std::to_string(static_cast<long long>(tree_[id].number));
     }
     // A name, or the bytes themselves behind a comma.
     bool file(size_t node) {
@@ -790,6 +789,29 @@ std::optional<std::string> drawableTemplate(const std::string& json) {
     std::optional<std::string> text(json);
     if (!Check(*tree, *text).drawable()) return std::nullopt;
     return text;
+}
+
+std::optional<DrawableTemplate> DrawableTemplate::of(const std::string& json) {
+    std::optional<std::string> text = drawableTemplate(json);
+    if (!text) return std::nullopt;
+    return DrawableTemplate(std::move(*text));
+}
+
+namespace {
+
+bool isPlain(string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) {
+        return static_cast<unsigned char>(c) >= ' ' && c != '"' && c != '\\';
+    });
+}
+
+} // namespace
+
+bool DrawableTemplate::replaceText(const TextPiece& piece, string_view text) {
+    const size_t size = piece.end - piece.begin;
+    if (!isPlain(string_view(json_).substr(piece.begin, size)) || !isPlain(text)) return false;
+    json_.replace(piece.begin, size, text);
+    return true;
 }
 
 } // namespace quol

@@ -4,6 +4,10 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
+
+#include "graphics/LottieSearch.h"
 
 namespace quol {
 
@@ -27,5 +31,25 @@ constexpr int maxLottieParts = 100;
 // zero where their range begins at its end), and a layer whose content is missing or of another
 // kind becomes an empty one.
 std::optional<std::string> drawableTemplate(const std::string& json);
+
+// A text that the engine may see, and by which changes it stays one.
+class DrawableTemplate {
+public:
+    // Nothing where drawableTemplate gives nothing.
+    static std::optional<DrawableTemplate> of(const std::string& json);
+
+    const std::string& json() const { return json_; }
+
+    // Puts `text` in the place of what findLayerText found in the template's text. What a document
+    // says does not matter to the rest, so a change from plain text to plain text (no quote, no
+    // escape, no control character) needs no other look at the whole. False, and nothing is
+    // changed, where it is not that.
+    bool replaceText(const TextPiece& piece, std::string_view text);
+
+private:
+    explicit DrawableTemplate(std::string json) : json_(std::move(json)) {}
+
+    std::string json_;
+};
 
 } // namespace quol

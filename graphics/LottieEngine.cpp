@@ -7,11 +7,9 @@
 #include <optional>
 #include <string_view>
 #include <thread>
-#include <utility>
 
 #include "core/FairMutex.h"
 #include "core/PlainFile.h"
-#include "graphics/LottieCheck.h"
 
 #ifdef QUOLSDK_HAS_LOTTIE
 #include <thorvg.h>
@@ -75,16 +73,12 @@ std::string imagePath(const std::string& folder, std::string_view asked) {
     return folder + std::string(asked);
 }
 
-bool fits(const std::string& bytes) {
-    return bytes.size() <= std::numeric_limits<std::uint32_t>::max();
-}
-
 // Called by the engine, on a thread of its own too.
 bool loadImage(tvg::Paint* paint, const char* asked, const std::string& folder) noexcept {
     if (paint == nullptr || asked == nullptr || paint->type() != tvg::Type::Picture) return false;
     try {
         const std::optional<std::string> bytes = readPlainFile(imagePath(folder, asked));
-        return bytes && fits(*bytes) &&
+        return bytes && bytes->size() <= std::numeric_limits<std::uint32_t>::max() &&
                succeeded(static_cast<tvg::Picture*>(paint)->load(
                    bytes->data(), static_cast<std::uint32_t>(bytes->size()), "", nullptr, true));
     } catch (const std::exception&) { // no memory
@@ -94,10 +88,9 @@ bool loadImage(tvg::Paint* paint, const char* asked, const std::string& folder) 
 
 } // namespace
 
-std::unique_ptr<LottieTemplate> LottieTemplate::load(const std::string& json,
+std::unique_ptr<LottieTemplate> LottieTemplate::load(const DrawableTemplate& text,
                                                      const std::string& resourceFolder) {
-    const std::optional<std::string> text = fits(json) ? drawableTemplate(json) : std::nullopt;
-    if (!text) return nullptr;
+    const std::string& json = text.json();
     const std::lock_guard lock(engineMutex());
     auto engine = std::make_unique<Engine>();
     engine->folder = resourceFolder;
@@ -108,8 +101,8 @@ std::unique_ptr<LottieTemplate> LottieTemplate::load(const std::string& json,
             return loadImage(paint, asked, *static_cast<const std::string*>(folder));
         },
         &engine->folder);
-    if (!succeeded(engine->animation->picture()->load(text->c_str(),
-                                                      static_cast<std::uint32_t>(text->size()),
+    if (!succeeded(engine->animation->picture()->load(json.c_str(),
+                                                      static_cast<std::uint32_t>(json.size()),
                                                       "lottie", noFolder.data(), true)))
         return nullptr;
     // The text is read on another thread, and what is wrong with it not told; only a property of
@@ -182,7 +175,7 @@ bool LottieEngine::loadFont(const std::string& /*path*/) {
 }
 
 struct LottieTemplate::Engine {};
-std::unique_ptr<LottieTemplate> LottieTemplate::load(const std::string& /*json*/,
+std::unique_ptr<LottieTemplate> LottieTemplate::load(const DrawableTemplate& /*text*/,
                                                      const std::string& /*resourceFolder*/) {
     return nullptr;
 }

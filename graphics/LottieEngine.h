@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "graphics/LottieCheck.h"
+
 namespace quol {
 
 // False in a library that was built without the engine: nothing can be loaded then.
@@ -27,9 +29,9 @@ public:
 // One template, ready to be drawn. Any thread, one at a time.
 class LottieTemplate {
 public:
-    // Null for a text that is no template. Images of the template are looked for in
-    // `resourceFolder`.
-    static std::unique_ptr<LottieTemplate> load(const std::string& json,
+    // Null for what the engine does not take for a template after all. Images of the template are
+    // looked for in `resourceFolder`.
+    static std::unique_ptr<LottieTemplate> load(const DrawableTemplate& text,
                                                 const std::string& resourceFolder);
     LottieTemplate(const LottieTemplate&) = delete;
     LottieTemplate& operator=(const LottieTemplate&) = delete;

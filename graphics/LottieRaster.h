@@ -22,8 +22,6 @@ public:
     FramePtr picture();
 
 private:
-    int width_;
-    int height_;
     FramePtr drawn_; // premultiplied; null for a size that no picture can have
     PicturePool pool_;
     VideoConverter converter_;

@@ -119,13 +119,17 @@ bool setMarker(LottieMarkers& markers, const std::string& name, int frame) {
 
 // --------------------------------------------------------------------------------- texts
 
-bool replaceText(std::string& json, const std::string& layerName, const std::string& text) {
+std::optional<TextPiece> findLayerText(const std::string& json, const std::string& layerName) {
     constexpr std::string_view document = R"("t":{)";
     const auto layer = findNamed(json, layerName);
-    if (!layer) return false;
+    if (!layer) return std::nullopt;
     const std::size_t inside = json.find(document, layer->end);
-    if (inside == npos) return false;
-    const auto value = findValue(json, R"("t":")", inside + document.size());
+    if (inside == npos) return std::nullopt;
+    return findValue(json, R"("t":")", inside + document.size());
+}
+
+bool replaceText(std::string& json, const std::string& layerName, const std::string& text) {
+    const auto value = findLayerText(json, layerName);
     if (!value) return false;
     json.replace(value->begin, value->end - value->begin, text);
     return true;

@@ -9,6 +9,8 @@
 #include <optional>
 #include <string>
 
+#include "graphics/LottieSearch.h"
+
 namespace quol {
 
 // --------------------------------------------------------------------------------- loading
@@ -50,6 +52,9 @@ bool setMarker(LottieMarkers& markers, const std::string& name, int frame);
 // Replaces the text of the first layer of that name. False, and nothing changed, where there is
 // none, or no text behind it.
 bool replaceText(std::string& json, const std::string& layerName, const std::string& text);
+
+// Where the text stands that replaceText replaces; nothing where it would give false.
+std::optional<TextPiece> findLayerText(const std::string& json, const std::string& layerName);
 
 // -------------------------------------------------------------------------------- colours
 

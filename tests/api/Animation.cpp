@@ -19,7 +19,6 @@
 namespace {
 
 using test::boxTemplate;
-using test::CapturedStream;
 using test::CollectingSink;
 using test::columnOf;
 using test::columnsTemplate;
@@ -29,6 +28,7 @@ using test::middleOf;
 using test::pixelOf;
 using test::temporaryPath;
 using test::textTemplate;
+using test::told;
 using test::waitUntil;
 using test::writeFile;
 using test::writePng;
@@ -43,13 +43,6 @@ const char* const red = "1,0,0,1";
 
 LAnimation* animationOf(quolsdk_handle handle) {
     return dynamic_cast<LAnimation*>(static_cast<LObject*>(handle));
-}
-
-// What a call writes to standard output.
-std::string told(const std::function<void()>& call) {
-    CapturedStream output(CapturedStream::Stream::output);
-    call();
-    return output.text();
 }
 
 class AnimationApi : public testing::Test {

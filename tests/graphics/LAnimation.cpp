@@ -23,7 +23,6 @@ namespace {
 
 using test::aeLayer;
 using test::boxTemplate;
-using test::CapturedStream;
 using test::cavalryLayer;
 using test::CollectingSink;
 using test::columnOf;
@@ -38,17 +37,11 @@ using test::plainFill;
 using test::SteppedAnimation;
 using test::temporaryPath;
 using test::textTemplate;
+using test::told;
 using test::writeFile;
 using test::writePng;
 
 const char* const red = "1,0,0,1";
-
-// What a call writes to standard output.
-std::string told(const std::function<void()>& call) {
-    CapturedStream output(CapturedStream::Stream::output);
-    call();
-    return output.text();
-}
 
 std::ptrdiff_t threads() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});

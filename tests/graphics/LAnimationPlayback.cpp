@@ -63,9 +63,7 @@ protected:
 
     // What a call writes to standard output.
     std::string told(const std::function<void(LAnimation&)>& call) {
-        CapturedStream output(CapturedStream::Stream::output);
-        call(stepped.animation);
-        return output.text();
+        return test::told([&] { call(stepped.animation); });
     }
 
     // The frames that the next pictures show.

@@ -8,9 +8,11 @@
 
 #include "graphics/LottieEngine.h"
 #include "graphics/LottieExpression.h"
+#include "graphics/LottieText.h"
 
 namespace {
 
+using quol::DrawableTemplate;
 using quol::drawableTemplate;
 using std::string;
 
@@ -384,10 +386,45 @@ TEST(LottieCheck, AcceptsWhatRealTemplatesAreMadeOf) {
 TEST(LottieCheck, StandsBeforeTheEngine) {
     if (!quol::hasLottieEngine()) GTEST_SKIP() << "built without Lottie";
     const quol::LottieEngine engine;
-    EXPECT_TRUE(quol::LottieTemplate::load(root(shapeLayer(box)), ""));
-    EXPECT_TRUE(quol::LottieTemplate::load(root(layer(5, "")), ""));
-    EXPECT_FALSE(quol::LottieTemplate::load(root(shapeLayer(box)) + '}', ""));
-    EXPECT_FALSE(quol::LottieTemplate::load(partsInside(30, 8), ""));
+    for (const std::string& json : {root(shapeLayer(box)), root(layer(5, ""))}) {
+        const auto drawable = DrawableTemplate::of(json);
+        ASSERT_TRUE(drawable);
+        EXPECT_TRUE(quol::LottieTemplate::load(*drawable, ""));
+    }
+    EXPECT_FALSE(DrawableTemplate::of(root(shapeLayer(box)) + '}'));
+    EXPECT_FALSE(DrawableTemplate::of(partsInside(30, 8)));
+}
+
+// A text changed in place is what a look at the changed template gives, or is not done.
+TEST(LottieCheck, KnowsWhatAPlainTextChanges) {
+    const auto withText = [](const std::string& text) {
+        return root(layer(2, R"("t":{},"nm":"left out")") + ',' +
+                    layer(5, R"("nm":"n","t":{"d":{"k":[{"s":{"f":"F","t":")" + text +
+                                 R"("},"t":0}]},"p":{},"m":{},"a":[]})"));
+    };
+    const auto change = [&](const std::string& from, const std::string& to) {
+        const std::string json = withText(from);
+        auto drawable = DrawableTemplate::of(json);
+        const auto piece = quol::findLayerText(json, "n");
+        if (!drawable || !piece) {
+            ADD_FAILURE() << json;
+            return false;
+        }
+        const std::string before = drawable->json();
+        EXPECT_NE(before, json); // one layer has a text that is not its own
+        const bool done = drawable->replaceText(*piece, to);
+        EXPECT_EQ(drawable->json(), done ? drawableTemplate(withText(to)) : before) << to;
+        return done;
+    };
+    for (const char* const plain :
+         {"", "a", "a longer text than before", "\xc4\xb0\x7f", "{}[],:'"}) {
+        EXPECT_TRUE(change("before", plain)) << plain;
+        EXPECT_TRUE(change(plain, "after")) << plain;
+    }
+    for (const char* const other : {"\"", "\\", "a\\nb", "a\nb", "\x1f", "\",\"f\":\""})
+        EXPECT_FALSE(change("before", other)) << other;
+    EXPECT_FALSE(change(R"(say \"yes\")", "after"));
+    EXPECT_FALSE(change("before", std::string(1, '\0')));
 }
 
 } // namespace
