@@ -6,6 +6,7 @@
 #include "quolsdk/LLive.h"
 #include "support/CapturedStream.h"
 #include "support/CollectingSink.h"
+#include "support/Conversion.h"
 #include "support/DeckLinkStandin.h"
 #include "support/Frames.h"
 #include "support/NdiStandin.h"

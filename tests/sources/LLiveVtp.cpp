@@ -11,6 +11,7 @@
 #include "sources/LiveVtp.h"
 #include "support/CapturedStream.h"
 #include "support/CollectingSink.h"
+#include "support/Conversion.h"
 #include "support/Frames.h"
 
 namespace {

@@ -21,8 +21,4 @@ void fillPlane(AVFrame& frame, int plane, std::uint8_t level);
 quol::FramePtr makeSound(int samples, int sampleRate, int channels, AVSampleFormat format,
                          std::int64_t pts = 0, double hertz = 1000.0);
 
-// Whether `converted` is what a conversion of `source` to its size and format with `flags`
-// (SWS_BILINEAR and its like) gives, byte by byte.
-bool isConverted(const AVFrame& source, const AVFrame& converted, int flags);
-
 } // namespace test
