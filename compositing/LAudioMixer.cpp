@@ -30,8 +30,7 @@ float levelOf(int largest, float gain) {
 }
 
 std::size_t pairsPerBlock(int sampleRate) {
-    constexpr int fastest = 768000; // of any sound there is
-    const int rate = std::min(sampleRate, fastest);
+    const int rate = std::min(sampleRate, quol::maxSampleRate);
     return static_cast<std::size_t>(rate < blocksPerSecond ? defaultPairs : rate / blocksPerSecond);
 }
 

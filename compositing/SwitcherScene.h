@@ -13,6 +13,7 @@
 #include "compositing/PictureFit.h"
 #include "compositing/SwitcherSink.h"
 #include "compositing/Transitions.h"
+#include "core/ModeTables.h"
 #include "core/ScaledPicture.h"
 #include "quolsdk/formats.h"
 
@@ -65,8 +66,7 @@ struct SwitcherScene {
     void updateVolumes();
     // Hertz; 48000 where the format names none, and at most what any sound has.
     int sampleRate() const {
-        constexpr int highest = 768000;
-        return audioFormat.sampleRate > 0 ? std::min(audioFormat.sampleRate, highest) : 48000;
+        return audioFormat.sampleRate > 0 ? std::min(audioFormat.sampleRate, maxSampleRate) : 48000;
     }
 
     std::array<std::unique_ptr<SwitcherLayer>, 2> layers; // never null

@@ -8,6 +8,10 @@
 
 namespace quol {
 
+// Faster sound there is none: a larger rate is a mistake, and converting to it would take memory
+// without end.
+constexpr int maxSampleRate = 768000;
+
 // What the numbers of `mode` mean beside the rows of the tables.
 inline constexpr std::uint32_t modeCustom = 0;
 inline constexpr std::uint32_t modeNative = 1;

@@ -51,13 +51,16 @@ LOutput::LOutput()
 }
 
 LOutput::~LOutput() {
-    const std::lock_guard control(controlMutex);
-    stopRunning();
+    {
+        const std::lock_guard control(controlMutex);
+        stopRunning();
+    }
+    const std::lock_guard attaching(sourceMutex);
     if (source != nullptr) source->removeSink(this);
 }
 
 void LOutput::setSource(LObject* newSource) {
-    const std::lock_guard control(controlMutex);
+    const std::lock_guard attaching(sourceMutex);
     if (source != nullptr) source->removeSink(this);
     source = newSource;
     if (source != nullptr) source->addSink(this);

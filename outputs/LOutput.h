@@ -82,8 +82,8 @@ public:
     /// Leaves the source it had and attaches itself to another one; null for none. Not owned.
     void setSource(LObject* source);
 
-    /// Starts or stops the selected device. The state changes even when the device cannot be
-    /// started; the error stream tells. No change, no effect.
+    /// Starts or stops the selected device. The state changes even when the device, or a thread
+    /// for it, cannot be started; the error stream tells. No change, no effect.
     void setEnabled(bool enabled);
 
     /// Selects a device of the table. A running one is stopped; an enabled output starts the new
@@ -111,7 +111,8 @@ public:
                                      videoFormatProps& format);
     /// Picks a format of the selected device: size and rate of what goes out. A running card and a
     /// running VTP sender are started anew; NDI just goes on in the new size. With an unknown
-    /// format nothing goes out.
+    /// format nothing goes out: NDI goes on with the next known one, a card and VTP have stopped
+    /// and want to be disabled and enabled.
     void DeviceFormatVideoSet(int index);
     /// Rate that sound is brought to on its way to 48000 Hz, and channel count. Mode 0 and 1 take
     /// the record's, others those of the mode, 0 for an unknown one.
@@ -158,8 +159,8 @@ private:
     void stopVTPLocked();
     bool startDeckLinkLocked();
     void stopDeckLinkLocked();
-    void run(std::unique_ptr<quol::OutputDevice> started);
-    void startWorkers();
+    bool run(std::unique_ptr<quol::OutputDevice> started);
+    bool startWorkers();
     void stopWorkers();
     void setAccepting(bool accept);
     void dropQueue();
@@ -181,9 +182,13 @@ private:
     quol::FramePtr takeFrame();
     bool takesFrames() const;
 
-    /// Serialises the host's operations; taken before every other mutex, never by a worker.
+    /// Serialises setSource, and nothing else: whoever holds it waits for pushes to end, and those
+    /// may call what `controlMutex` guards.
+    std::mutex sourceMutex;
+    LObject* source = nullptr; ///< guarded by `sourceMutex`
+
+    /// Serialises the host's other operations; taken before every other mutex, never by a worker.
     std::mutex controlMutex;
-    LObject* source = nullptr;             ///< guarded by `controlMutex`
     int deviceIndex = 0;                   ///< guarded by `controlMutex`
     int channelIndex = 0;                  ///< guarded by `controlMutex`
     int formatIndex = 0;                   ///< guarded by `controlMutex`

@@ -1,4 +1,6 @@
 // Start and stop of the output's devices.
+#include <system_error>
+
 #include "core/Clock.h"
 #include "core/Log.h"
 #include "outputs/DeckLinkOutput.h"
@@ -82,8 +84,7 @@ bool LOutput::runs(OutputDeviceKind kind) const {
 bool LOutput::startNDILocked() {
     if (device) return runs(OutputDeviceKind::ndi);
     std::unique_ptr<OutputDevice> started = quol::NdiOutput::start(streamName);
-    if (!started) return false;
-    run(std::move(started));
+    if (!started || !run(std::move(started))) return false;
     quol::logOut("[LOutput] NDI Started successfully! Name: %s", streamName.c_str());
     return true;
 }
@@ -103,7 +104,7 @@ bool LOutput::startVTPLocked() {
         quol::VtpOutput::start(streamName, settingsNow(), {vtpInterface, vtpSecret, vtpPort});
     if (!started) return false;
     const unsigned port = vtpPort = started->port();
-    run(std::move(started));
+    if (!run(std::move(started))) return false;
     quol::logOut("[LOutput] VTP Started successfully! Name: %s on port %u", streamName.c_str(),
                  port);
     return true;
@@ -140,7 +141,7 @@ bool LOutput::startDeckLinkLocked() {
         setAccepting(true);
         return false;
     }
-    run(std::move(card));
+    if (!run(std::move(card))) return false;
     quol::logOut("[LOutput] DeckLink Output started.");
     return true;
 }
@@ -184,13 +185,15 @@ bool LOutput::connect(const std::string& line) {
     return result && quol::decklink::succeeded(*result);
 }
 
-void LOutput::run(std::unique_ptr<OutputDevice> started) {
+bool LOutput::run(std::unique_ptr<OutputDevice> started) {
     device = std::move(started);
-    startWorkers();
+    if (!startWorkers()) return false;
     setAccepting(true);
+    return true;
 }
 
-void LOutput::startWorkers() {
+// False, and no device any more, when the machine has no thread to give.
+bool LOutput::startWorkers() {
     sound->clear(); // what is left of an earlier run belongs to no picture of this one
     audioSleeper->reset();
     {
@@ -201,11 +204,13 @@ void LOutput::startWorkers() {
     try {
         videoThread = std::thread(&LOutput::outputLoop, this);
         audioThread = std::thread(&LOutput::audioLoop, this);
-    } catch (...) {
+    } catch (const std::system_error& error) {
+        quol::logError("[LOutput] No thread: %s", error.what());
         stopWorkers();
         device.reset();
-        throw;
+        return false;
     }
+    return true;
 }
 
 // Pictures are refused from the first moment on, so the ones that wait come to an end however fast

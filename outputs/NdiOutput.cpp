@@ -1,5 +1,7 @@
 #include "outputs/NdiOutput.h"
 
+#include <algorithm>
+
 #include "core/Log.h"
 #include "outputs/OutputSound.h"
 
@@ -43,7 +45,7 @@ void NdiOutput::show(OutputPicture& picture, const PictureForm& form,
     video.xres = form.width;
     video.yres = form.height;
     video.FourCC = form.format == AV_PIX_FMT_UYVY422 ? ndi::fourCC("UYVY") : ndi::fourCC("BGRA");
-    video.frame_rate_N = wholeRate(settings.rate);
+    video.frame_rate_N = std::max(1, wholeRate(settings.rate)); // the sender divides by it
     video.frame_rate_D = 1;
     video.picture_aspect_ratio = 0.0F;
     video.frame_format_type = ndi::frame_format_progressive;

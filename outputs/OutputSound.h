@@ -7,6 +7,7 @@
 
 #include "core/AudioQueue.h"
 #include "core/Clock.h"
+#include "core/ModeTables.h"
 #include "core/Resampler.h"
 
 namespace quol {
@@ -47,7 +48,7 @@ public:
     // 1000 to 768000, is none of its own: a converter for it would take memory without end, or give
     // nothing.
     void setRate(int rate) {
-        const bool isRate = rate >= 1000 && rate <= 768000;
+        const bool isRate = rate >= 1000 && rate <= maxSampleRate;
         rate_.store(isRate ? rate : 0, std::memory_order_relaxed);
     }
     void setGain(float gain) { gain_.store(gain, std::memory_order_relaxed); }

@@ -124,9 +124,10 @@ void LLive::setProps(const std::string& key, const std::string& value) {
         settings.gpu = quol::parseBool(value);
     } else if (key == "audio_gain") {
         settings.audioGain = quol::parseInt(value);
-    } else if (key == "vtp_interface" || key == "vtp_secret") {
-        (key == "vtp_secret" ? vtpSecret : vtpInterface) = value;
-        devices->setVtpNetwork({vtpInterface, vtpSecret});
+    } else if (key == "vtp_interface") {
+        devices->vtpListener()->setInterface(value);
+    } else if (key == "vtp_secret") {
+        devices->vtpListener()->setSecret(value);
     }
 }
 
@@ -137,8 +138,8 @@ bool LLive::Start() {
     state.startTime = quol::steadyNow();
     stopLocked();
 
-    using Kind = quol::LiveDevices::Kind;
-    quol::LiveDevices::Choice choice = devices->choice();
+    using Kind = quol::LiveKind;
+    const quol::LiveChoice choice = devices->choice();
     switch (choice.kind) {
         case Kind::ndi:
             state.detectedFps = quol::defaultFps; // not that of a card that ran before
@@ -152,12 +153,11 @@ bool LLive::Start() {
             quol::logOut("LLive: Starting Test Signal...");
             return launch(std::make_shared<quol::LiveTestRun>(*hub));
         default:
-            return startCard();
+            return startCard(choice);
     }
 }
 
-bool LLive::startCard() {
-    const quol::LiveDevices::Choice choice = devices->choice();
+bool LLive::startCard(const quol::LiveChoice& choice) {
     if (!choice.input) return false;
     quol::logOut("LLive: Starting DeckLink...");
     using namespace quol::decklink;
@@ -169,11 +169,11 @@ bool LLive::startCard() {
     const auto input =
         std::make_shared<quol::LiveDeckLink>(*hub, choice.card, choice.input, choice.format);
     callback->attach(input);
+    const std::uint32_t mode = quol::LiveDeckLink::modeCode(choice.mode.get());
     if (!input->start(choice.mode.get(), callback)) {
         callback->detach(std::chrono::milliseconds(0));
         return false;
     }
-    const std::uint32_t mode = input->activeMode();
     if (!launch(input)) return false;
     devices->DeviceFormatVideoSet(choice.format);
     quol::logOut("LLive: DeckLink Started (Mode: %" PRIu32 ").", mode);

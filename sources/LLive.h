@@ -17,6 +17,7 @@ class LFilter;
 
 namespace quol {
 class DeckLinkInputCallback;
+struct LiveChoice;
 class LiveDevices;
 struct LiveHub;
 class LiveRun;
@@ -121,7 +122,7 @@ public:
     std::string getModeName() override; ///< "No Signal", always
 
 private:
-    bool startCard();
+    bool startCard(const quol::LiveChoice& choice);
     bool launch(std::shared_ptr<quol::LiveRun> newRun);
     void endRun();
     void stopLocked();
@@ -130,9 +131,6 @@ private:
     const std::unique_ptr<quol::LiveHub> hub;
     const std::unique_ptr<quol::LiveDevices> devices;
     quol::DeckLinkInputCallback* callback; ///< one counted reference
-
-    quol::SharedText vtpInterface;
-    quol::SharedText vtpSecret;
 
     std::mutex controlMutex;            ///< guards the next two: Start and Stop one at a time
     std::shared_ptr<quol::LiveRun> run; ///< null when stopped

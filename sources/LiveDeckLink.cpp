@@ -77,6 +77,10 @@ void LiveDeckLink::decklink_frame_free_cb(void* opaque, std::uint8_t* /*data*/) 
     const std::unique_ptr<MappedPicture> picture(static_cast<MappedPicture*>(opaque));
 }
 
+std::uint32_t LiveDeckLink::modeCode(IDeckLinkDisplayMode* mode) {
+    return mode == nullptr ? std::uint32_t{bmdModeHD1080p50} : mode->GetDisplayMode();
+}
+
 bool LiveDeckLink::start(IDeckLinkDisplayMode* mode, IDeckLinkInputCallback* callback) {
     input_->SetCallback(callback);
     input_->EnableAudioInput(bmdAudioSampleRate48kHz, bmdAudioSampleType16bitInteger, 2);
@@ -86,10 +90,9 @@ bool LiveDeckLink::start(IDeckLinkDisplayMode* mode, IDeckLinkInputCallback* cal
         logOut(formatIndex_ == 0 ? "LLive: DeckLink Auto Mode Enabled."
                                  : "LLive: DeckLink Manual Mode with Auto-Color Enabled.");
     }
-    std::uint32_t code = bmdModeHD1080p50;
+    const std::uint32_t code = modeCode(mode);
     if (mode != nullptr) {
         const ModeSize size = modeSize(*mode);
-        code = mode->GetDisplayMode();
         if (size.frameRate > 0.0) hub_.state.detectedFps = size.frameRate;
         hub_.state.setSize(size.width, size.height);
     }
@@ -170,8 +173,14 @@ void LiveDeckLink::restart(std::uint32_t mode, std::uint32_t pixelFormat) {
     const auto input = query<IDeckLinkInput>(card_);
     if (!input) return;
     input->PauseStreams();
+    // The driver may take longer over any of these than the end of the run waits.
+    if (ended_) return;
     input->EnableVideoInput(mode, pixelFormat, bmdVideoInputEnableFormatDetection);
-    if (!ended_) input->StartStreams();
+    if (ended_) {
+        input->DisableVideoInput();
+    } else {
+        input->StartStreams();
+    }
 }
 
 // Holds the driver up for as little as can be: pictures are queued by reference, and only sound is

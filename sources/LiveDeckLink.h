@@ -30,6 +30,9 @@ public:
                  decklink::ComRef<decklink::IDeckLinkInput> input, int formatIndex)
         : hub_(hub), card_(std::move(card)), input_(std::move(input)), formatIndex_(formatIndex) {}
 
+    // The code of the mode a card is started in; that of 1080p50 for null.
+    static std::uint32_t modeCode(decklink::IDeckLinkDisplayMode* mode);
+
     // Sets the card up and starts its streams; `mode` may be null. False, and one message, when the
     // card refuses: nothing is undone then.
     bool start(decklink::IDeckLinkDisplayMode* mode, decklink::IDeckLinkInputCallback* callback);

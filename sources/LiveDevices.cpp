@@ -163,19 +163,14 @@ void LiveDevices::DeviceFormatVideoSet(int index) {
     format_ = index;
 }
 
-void LiveDevices::setVtpNetwork(const vtp_network& network) {
-    const std::lock_guard lock(mutex_);
-    vtpListener_->setNetwork(network);
-}
-
 // The format counts as the first row until one is chosen, and stays so.
-LiveDevices::Choice LiveDevices::choice() {
+LiveChoice LiveDevices::choice() {
     const std::lock_guard lock(mutex_);
-    Choice choice;
+    LiveChoice choice;
     choice.kind = kindOf(device_);
     choice.channel = channel_;
-    if (choice.kind == Kind::ndi || choice.kind == Kind::vtp) {
-        const auto& sources = choice.kind == Kind::ndi ? ndiSources_ : vtpSources_;
+    if (choice.kind == LiveKind::ndi || choice.kind == LiveKind::vtp) {
+        const auto& sources = choice.kind == LiveKind::ndi ? ndiSources_ : vtpSources_;
         choice.hasSource = hasRow(sources, channel_);
         if (choice.hasSource) choice.source = sources[static_cast<std::size_t>(channel_)];
     }
@@ -196,16 +191,16 @@ int LiveDevices::fixedRow(int device) const {
     return device < 0 ? -1 : device - countOf(cards_);
 }
 
-LiveDevices::Kind LiveDevices::kindOf(int device) const {
+LiveKind LiveDevices::kindOf(int device) const {
     switch (fixedRow(device)) {
         case ndiRow:
-            return Kind::ndi;
+            return LiveKind::ndi;
         case vtpRow:
-            return Kind::vtp;
+            return LiveKind::vtp;
         case testRow:
-            return Kind::test;
+            return LiveKind::test;
         default:
-            return Kind::card;
+            return LiveKind::card;
     }
 }
 

@@ -13,6 +13,22 @@
 
 namespace quol {
 
+enum class LiveKind { card, ndi, vtp, test };
+
+// What a start needs of the choice made.
+struct LiveChoice {
+    LiveKind kind = LiveKind::card;
+    int channel = -1;
+    bool hasSource = false; // NDI and VTP: the channel is one of the sources
+    std::string source;
+    decklink::Card card;                                   // empty for no card
+    decklink::ComRef<decklink::IDeckLinkInput> input;      // empty for no card
+    std::string line;                                      // the connector; empty for none
+    bool hasFormat = false;                                // the format index is one of the rows
+    int format = 0;                                        // never negative
+    decklink::ComRef<decklink::IDeckLinkDisplayMode> mode; // empty for a row without one
+};
+
 // Cards first, then three fixed rows. Whatever a device does not tell is missing from the lists;
 // numbers outside a list give nothing. Any thread.
 class LiveDevices {
@@ -29,24 +45,8 @@ public:
     void DeviceFormatVideoGetByIndex(int device, int channel, int index, std::string& name,
                                      videoFormatProps& format);
     void DeviceFormatVideoSet(int index);
-    void setVtpNetwork(const vtp_network& network);
 
-    enum class Kind { card, ndi, vtp, test };
-
-    // What a start needs of the choice made.
-    struct Choice {
-        Kind kind = Kind::card;
-        int channel = -1;
-        bool hasSource = false; // NDI and VTP: the channel is one of the sources
-        std::string source;
-        decklink::Card card;                              // empty for no card
-        decklink::ComRef<decklink::IDeckLinkInput> input; // empty for no card
-        std::string line;                                 // the connector; empty for none
-        bool hasFormat = false;                           // the format index is one of the rows
-        int format = 0;                                   // never negative
-        decklink::ComRef<decklink::IDeckLinkDisplayMode> mode; // empty for a row without one
-    };
-    Choice choice();
+    LiveChoice choice();
 
     const std::shared_ptr<NdiLibrary>& ndiLibrary() const { return ndiLibrary_; }
     const std::shared_ptr<VtpListener>& vtpListener() const { return vtpListener_; }
@@ -61,7 +61,7 @@ private:
     // All under the mutex.
     bool isCard(int device) const;
     int fixedRow(int device) const; // the row behind the cards; negative for none
-    Kind kindOf(int device) const;
+    LiveKind kindOf(int device) const;
     void updateNDISources();
     void updateVTPSources();
     void updateDeckLinkLines(int device);

@@ -1,6 +1,8 @@
 #include "sources/LiveMemory.h"
 
+#include <cstdint>
 #include <cstring>
+#include <limits>
 
 extern "C" {
 #include <libavutil/imgutils.h>
@@ -22,6 +24,10 @@ FramePtr viewPicture(const DevicePicture& picture, std::size_t& bytes) {
     if (picture.data == nullptr || tight < 1 || stride < tight) return nullptr;
     if (av_image_check_size(static_cast<unsigned>(picture.width),
                             static_cast<unsigned>(picture.height), 0, nullptr) < 0)
+        return nullptr;
+    // With the chroma of two lines in one.
+    if (static_cast<std::int64_t>(stride + 1LL) * (picture.height + 1LL) * 3 / 2 >
+        std::numeric_limits<int>::max())
         return nullptr;
     FramePtr frame = makeFrame();
     if (!frame) return nullptr;

@@ -1,6 +1,7 @@
 #include "sources/LiveNdi.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "core/Log.h"
 #include "sources/LiveFormats.h"
@@ -62,7 +63,8 @@ FramePtr viewSound(const ndi::NDIlib_audio_frame_v2_t& record, std::size_t& byte
                                     : record.channel_stride_in_bytes;
     constexpr int mostChannels = 255;
     if (record.p_data == nullptr || record.no_samples < 1 || record.sample_rate < 1 ||
-        record.no_channels < 1 || record.no_channels > mostChannels || stride < plane)
+        record.no_channels < 1 || record.no_channels > mostChannels || stride < plane ||
+        plane > std::numeric_limits<int>::max())
         return nullptr;
     FramePtr frame = makeFrame();
     if (!frame) return nullptr;

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "core/Log.h"
+#include "core/ModeTables.h"
 #include "quolsdk/LFilter.h"
 
 namespace quol {
@@ -91,10 +92,11 @@ void LiveSound::processAudioFrameInternal(AVFrame& frame) {
     AudioTarget target;
     if (wanted.sampleRate > 0) target.sampleRate = wanted.sampleRate;
     if (wanted.channels > 0) target.channels = wanted.channels;
+    const bool isRate = target.sampleRate <= maxSampleRate;
     const bool fits = frame.sample_rate == target.sampleRate &&
                       frame.ch_layout.nb_channels == target.channels &&
                       frame.format == target.format;
-    if (fits || !prepareResampler(frame, target)) {
+    if (fits || !isRate || !prepareResampler(frame, target)) {
         outlets_.sound(&frame);
         return;
     }

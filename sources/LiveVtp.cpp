@@ -51,15 +51,19 @@ VtpListener::~VtpListener() {
     vtp_destroy_listener(listener_);
 }
 
-void VtpListener::setNetwork(const vtp_network& network) {
+void VtpListener::setInterface(const std::string& name) {
     const std::lock_guard lock(mutex_);
-    if (network.interfaceName == network_.interfaceName && network.secret == network_.secret)
-        return;
-    network_ = network;
+    if (name == network_.interfaceName) return;
+    network_.interfaceName = name;
     if (listener_ == nullptr) return;
     vtp_listener_stop(listener_);
-    vtp_listener_set_network(listener_, network);
+    vtp_listener_set_network(listener_, network_);
     vtp_listener_start(listener_);
+}
+
+void VtpListener::setSecret(const std::string& secret) {
+    const std::lock_guard lock(mutex_);
+    network_.secret = secret;
 }
 
 vtp_network VtpListener::network() const {

@@ -23,9 +23,11 @@ public:
     VtpListener& operator=(const VtpListener&) = delete;
     ~VtpListener();
 
-    // Listens where `network` says from now on; what is known is forgotten. Nothing happens when it
-    // says so already.
-    void setNetwork(const vtp_network& network);
+    // Listens on another network interface from now on, empty for this machine alone; what is known
+    // is forgotten. Nothing happens when it listens there already.
+    void setInterface(const std::string& name);
+    // What receivers have to say to senders. Listening takes none.
+    void setSecret(const std::string& secret);
     vtp_network network() const;
 
     std::vector<vtp_source_record> sources() const;

@@ -13,6 +13,7 @@
 #include "support/Frames.h"
 #include "support/LiveSource.h"
 #include "support/NdiStandin.h"
+#include "support/NoThreads.h"
 #include "support/PlainFrames.h"
 #include "support/RunningOutput.h"
 
@@ -105,6 +106,23 @@ TEST_F(LOutputNdi, FailingStartsAreToldAndLeaveNothing) {
     EXPECT_EQ(error.text(), "NDIlib_initialize failed!\nNDIlib_send_create failed!\n");
     push(levelPicture(1));
     EXPECT_EQ(statsOf(*output).framesQueued, 0);
+}
+
+TEST_F(LOutputNdi, WithoutAThreadItIsEnabledAndNothingRuns) {
+    CapturedStream error(errorStream);
+    {
+        const test::NoThreads none;
+        ASSERT_TRUE(none.works());
+        output->setEnabled(true);
+        EXPECT_FALSE(output->startNDI());
+    }
+    EXPECT_THAT(error.text(), HasSubstr("[LOutput] No thread: "));
+    push(levelPicture(1));
+    EXPECT_EQ(statsOf(*output).framesQueued, 0);
+    output->setEnabled(true); // which it is
+    EXPECT_TRUE(output->startNDI());
+    push(levelPicture(1));
+    EXPECT_TRUE(waitForVideo(1));
 }
 
 TEST_F(LOutputNdi, PictureGoesOutAsTheRecordSays) {

@@ -2,7 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <stdexcept>
+#include <string>
+#include <thread>
 
 #include "quolsdk/LOutput.h"
 #include "support/CapturedStream.h"
@@ -271,6 +274,45 @@ TEST(LOutputTable, SourceIsAttachedAndLeft) {
     first.distributeVideoFrame(test::levelPicture(1).get());
     second.distributeVideoFrame(test::levelPicture(1).get());
     EXPECT_EQ(out.text().find("FAILED"), std::string::npos);
+}
+
+// A sink beside the output that asks it for things with every picture, as a host's monitor does.
+class AskingSink : public LSink {
+public:
+    explicit AskingSink(LOutput& output) : output_(output) {}
+    void pushVideoFrame(AVFrame* /*frame*/) override {
+        int count = 0;
+        output_.DeviceGetCount(count);
+        output_.setProps("stream_name", "monitor " + std::to_string(asked));
+        ++asked;
+    }
+    void pushAudioFrame(AVFrame* /*frame*/) override {}
+
+    std::atomic<int> asked{0};
+
+private:
+    LOutput& output_;
+};
+
+TEST(LOutputTable, AnswersInsideAPushWhileItsSourceChanges) {
+    const CapturedStream out(outputStream);
+    test::HandSource source;
+    LOutput output;
+    AskingSink asking(output);
+    source.addSink(&asking);
+    std::atomic<bool> running{true};
+    std::thread pushing([&] {
+        const auto picture = test::levelPicture(1);
+        while (running)
+            source.distributeVideoFrame(picture.get());
+    });
+    const int before = asking.asked;
+    for (int i = 0; i < 200 || asking.asked < before + 20; ++i)
+        output.setSource(i % 2 == 0 ? &source : nullptr);
+    running = false;
+    pushing.join();
+    output.setSource(nullptr);
+    source.removeSink(&asking);
 }
 
 } // namespace

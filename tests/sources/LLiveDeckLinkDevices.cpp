@@ -880,12 +880,45 @@ TEST_F(LLiveDeckLink, AChangeOfFormatInProgressHoldsNoStopUp) {
         call.join();
         stopper.join();
         EXPECT_FALSE(card().streaming) << method;
+        EXPECT_FALSE(card().videoInput) << method;
         // Behind the end no more is asked of the card than was asked already.
         EXPECT_EQ(driver.state().callsOf("IDeckLinkInput::StartStreams").size(),
                   std::string(method) == "IDeckLinkInput::StartStreams" ? 2U : 1U);
         EXPECT_NE(live->getHeight(), 576) << method; // nobody follows it any more
         ASSERT_TRUE(live->Start());
         EXPECT_TRUE(card().streaming);
+        close();
+    }
+}
+
+// The loop looks at its queue ten times a second by itself.
+TEST_F(LLiveDeckLink, APictureIsPassedOnAsSoonAsItComes) {
+    ASSERT_TRUE(startCard(0));
+    const DeckLinkFrame picture = deckLinkPicture(64, 32, bmdFormat8BitYUV);
+    shown(picture);
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 40; ++i)
+        shown(picture);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+}
+
+// Held up for longer than a stop waits.
+TEST_F(LLiveDeckLink, ALateChangeOfFormatLeavesTheCardOff) {
+    for (const char* method :
+         {"IDeckLinkInput::PauseStreams", "IDeckLinkInput::EnableVideoInput"}) {
+        driver.reset();
+        ASSERT_TRUE(startCard(0));
+        const std::size_t before = driver.state().callsOf(method).size();
+        driver.holdCalls({method});
+        std::thread call([this] { driver.changeFormat(0, 1, fourCC("pal "), 0); });
+        EXPECT_TRUE(driver.wait([&](const DeckLinkState& state) {
+            return state.callsOf(method).size() == before + 1;
+        }));
+        live->Stop();
+        driver.holdCalls({});
+        call.join();
+        EXPECT_FALSE(card().videoInput) << method;
+        EXPECT_FALSE(card().streaming) << method;
         close();
     }
 }

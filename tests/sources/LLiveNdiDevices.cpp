@@ -300,6 +300,10 @@ TEST_F(LLiveNdi, RecordsThatMakeNoPictureAreGivenBack) {
     sound.record.channel_stride_in_bytes = 4;
     runtime.give(sound);
     runtime.give(ndiSound(4, 256)); // more channels than there are
+    sound = ndiSound(480);
+    sound.record.no_samples = 1 << 30; // more bytes than can be told
+    sound.record.no_channels = 1;
+    runtime.give(sound);
     shown(ndiPicture(48, 24, "UYVY"));
     EXPECT_EQ(sink.pictureCount(), 1U);
     EXPECT_EQ(sink.soundCount(), 0U);

@@ -406,6 +406,33 @@ TEST_F(LLiveVtp, ANetworkThatIsTheSameIsNotListenedToAnew) {
         live.setProps("vtp_interface", "");
         EXPECT_TRUE(known());
     }
+    live.setProps("vtp_secret", "another"); // which listening takes none of
+    EXPECT_TRUE(known());
+}
+
+TEST_F(LLiveVtp, ASecretMayBeSetBetweenTheChoiceAndTheStart) {
+    const Sending sending(uniqueName("late secret"), 77, "open sesame");
+    if (!sending.works()) GTEST_SKIP() << "built without VTP";
+    const int channel = channelOf(sending.text());
+    ASSERT_GE(channel, 0);
+    live.DeviceSet(vtpDevice);
+    live.DeviceChannelSet(channel);
+    live.setProps("vtp_secret", "open sesame");
+    ASSERT_TRUE(live.Start());
+    EXPECT_TRUE(sink.waitForPictures(1));
+}
+
+TEST_F(LLiveVtp, BothPropertiesMayBeSetAtTheSameTime) {
+    quol::VtpListener listener;
+    std::thread other([&] {
+        for (int i = 0; i < 500; ++i)
+            listener.setSecret(std::to_string(i));
+    });
+    for (int i = 0; i < 10; ++i)
+        listener.setInterface(i % 2 == 0 ? "none such 0" : "");
+    other.join();
+    EXPECT_EQ(listener.network().secret, "499");
+    EXPECT_EQ(listener.network().interfaceName, "");
 }
 
 TEST_F(LLiveVtp, ASecretIsNeededWhereTheSenderHasOne) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <vector>
 
 namespace {
@@ -41,6 +42,11 @@ TEST(LiveMemory, PlanesLieBehindEachOther) {
     EXPECT_EQ(pairs->data[1] - bytes.data(), 128);
     EXPECT_EQ(pairs->linesize[1], 16);
     EXPECT_EQ(size, 192U);
+    // Pairs of chroma are whole, however odd the line.
+    const auto odd = viewPicture({bytes.data(), 15, 8, AV_PIX_FMT_NV12, 17}, size);
+    ASSERT_TRUE(odd);
+    EXPECT_EQ(odd->linesize[1], 18);
+    EXPECT_EQ(size, 17U * 8 + 18U * 4);
 }
 
 TEST(LiveMemory, WhatMakesNoPictureIsRefused) {
@@ -54,6 +60,11 @@ TEST(LiveMemory, WhatMakesNoPictureIsRefused) {
     EXPECT_FALSE(viewPicture({bytes.data(), 16, 8, AV_PIX_FMT_NONE, 0}, size));
     EXPECT_FALSE(viewPicture({bytes.data(), 16, 8, AV_PIX_FMT_YUV422P10LE, 0}, size));
     EXPECT_FALSE(viewPicture({bytes.data(), 1 << 30, 1 << 30, AV_PIX_FMT_BGRA, 0}, size));
+    constexpr int widest = std::numeric_limits<int>::max();
+    for (const AVPixelFormat format : {AV_PIX_FMT_NV12, AV_PIX_FMT_YUV420P, AV_PIX_FMT_UYVY422}) {
+        EXPECT_FALSE(viewPicture({bytes.data(), 16, 8, format, widest}, size)) << format;
+        EXPECT_FALSE(viewPicture({bytes.data(), 16, 8, format, widest / 12}, size)) << format;
+    }
 }
 
 TEST(LiveMemory, LentMemoryGoesBackWithTheLastReference) {

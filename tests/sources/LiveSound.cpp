@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "quolsdk/LFilter.h"
@@ -216,9 +217,14 @@ TEST_F(LiveSoundTest, AChangeOfTheInputMakesANewResampler) {
 }
 
 TEST_F(LiveSoundTest, SoundThatNoResamplerCanBeMadeForGoesOnAsItIs) {
-    want(48000, 1000);
     const quol::FramePtr frame = s16();
-    EXPECT_EQ(through(frame.get()).at(0)->data[0], frame->data[0]);
+    for (const auto& [rate, channels] :
+         {std::pair(48000, 1000), std::pair(768001, 2), std::pair(2'000'000'000, 2)}) {
+        want(rate, channels);
+        EXPECT_EQ(through(frame.get()).at(0)->data[0], frame->data[0]) << rate;
+    }
+    want(768000, 2);
+    EXPECT_EQ(through(frame.get()).at(0)->sample_rate, 768000);
 }
 
 TEST_F(LiveSoundTest, AFilterIsAppliedAndTakenOffAgain) {
