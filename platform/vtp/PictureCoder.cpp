@@ -18,7 +18,7 @@ namespace quol::vtp {
 namespace {
 
 constexpr std::uint32_t usualStrips = 8;
-// The coder's scale, where 1 is finest: at 2 a noisy 1080p50 takes some 250 Mbit/s.
+// The coder's scale, where 1 is finest: at 2 a noisy 1080p50 takes some 230 Mbit/s.
 constexpr int quantizer = 2;
 constexpr AVPixelFormat codedFormat = AV_PIX_FMT_YUV422P;
 
