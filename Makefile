@@ -10,8 +10,9 @@ JOBS ?= $(shell nproc)
 help: ## Show this list
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1|\2/p' $(MAKEFILE_LIST) | column -t -s '|'
 
-deps: ## Install the Debian packages that are missing
+deps: ## Install the Debian packages that are missing, and ThorVG into build/thorvg
 	@scripts/install-deps.sh
+	@scripts/thorvg.sh
 
 build: deps ## Build the library, hosts, tests and benchmarks into build/
 	cmake --preset release

@@ -166,6 +166,54 @@ QUOLSDK_C_API int64_t quolsdk_reader_audio_bitrate_get(quolsdk_handle reader); /
 QUOLSDK_C_API int64_t quolsdk_reader_audio_channels_get(quolsdk_handle reader); /**< count */
 /** @} */
 
+/** @name Live: a card, an NDI source, a VTP sender or the test signal, a source
+ *  Devices, channels and formats are numbered from 0; numbers outside a list give empty texts and
+ *  change nothing. Ask for the count before the rows of a list. */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_live_create(void);       /**< a new input, nothing chosen */
+QUOLSDK_C_API void quolsdk_live_destroy(quolsdk_handle live); /**< stops and ends it */
+/** Looks for cards and counts the devices: the cards first, then "NDI Receiver", "VTP Receiver" and
+ *  "Test Signal". */
+QUOLSDK_C_API void quolsdk_live_device_get_count(quolsdk_handle live, int* count);
+/** Name and description of a device. */
+QUOLSDK_C_API void quolsdk_live_device_get_by_index(quolsdk_handle live, int index, char* name,
+                                                    int32_t name_size, char* identifier,
+                                                    int32_t identifier_size);
+/** Chooses a device; no channel is chosen then. */
+QUOLSDK_C_API void quolsdk_live_device_set(quolsdk_handle live, int index);
+/** Counts the channels of a device: a card's connectors, the sources on the network. Waits 100 ms
+ *  for NDI. */
+QUOLSDK_C_API void quolsdk_live_device_channel_get_count(quolsdk_handle live, int device,
+                                                         int* count);
+/** Name of a channel. */
+QUOLSDK_C_API void quolsdk_live_device_channel_get_by_index(quolsdk_handle live, int device,
+                                                            int index, char* name,
+                                                            int32_t name_size);
+/** Chooses a channel of the chosen device. */
+QUOLSDK_C_API void quolsdk_live_device_channel_set(quolsdk_handle live, int index);
+/** Counts the picture formats of a device. */
+QUOLSDK_C_API void quolsdk_live_format_get_count(quolsdk_handle live, int device, int channel,
+                                                 int* count);
+/** Name of a picture format. */
+QUOLSDK_C_API void quolsdk_live_format_get_by_index(quolsdk_handle live, int device, int channel,
+                                                    int index, char* name, int32_t name_size);
+/** Chooses a picture format of a card, for the next start; 0 follows the signal. */
+QUOLSDK_C_API void quolsdk_live_format_set(quolsdk_handle live, int index);
+/** Starts the chosen device, anew when it runs already. */
+QUOLSDK_C_API void quolsdk_live_start(quolsdk_handle live);
+/** Stops it and waits for its threads. */
+QUOLSDK_C_API void quolsdk_live_stop(quolsdk_handle live);
+/** Sets a property: "timecode", "timecodeSource", "timecodeStart", "ndi_bandwidth", "gpu",
+ *  "audio_gain", "vtp_interface", "vtp_secret". Unknown keys are ignored. */
+QUOLSDK_C_API void quolsdk_live_set_props(quolsdk_handle live, const char* key, const char* value);
+/** Picture format wanted; `format` must not be NULL. */
+QUOLSDK_C_API void quolsdk_live_set_video_format(quolsdk_handle live,
+                                                 const quolsdk_video_format* format);
+/** Sound format wanted; `format` must not be NULL. */
+QUOLSDK_C_API void quolsdk_live_set_audio_format(quolsdk_handle live,
+                                                 const quolsdk_audio_format* format);
+/** @} */
+
 /** @name Mixer: many layers into one picture and one sound, a source
  *  A new mixer runs at once: 1280x720 at 50 frames a second. Layers are known by name; a function
  *  that changes a layer does nothing for a name that is not there. A source must not be destroyed
@@ -275,6 +323,84 @@ QUOLSDK_C_API void quolsdk_stinger_play_once(quolsdk_handle stinger);
 QUOLSDK_C_API void quolsdk_stinger_stop(quolsdk_handle stinger);
 /** Stores 1 while it plays, else 0. */
 QUOLSDK_C_API void quolsdk_stinger_status_get(quolsdk_handle stinger, int* status);
+/** @} */
+
+/** @name Animation: Lottie templates in numbered slots, a source with alpha
+ *  1920x1080 at 50 a second from the first template on. A higher slot lies on top. */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_animation_create(void); /**< one without templates */
+QUOLSDK_C_API void quolsdk_animation_destroy(quolsdk_handle animation); /**< ends it */
+/** Loads a template into a slot and plays it. 1 when it could be read, else 0, with a line on
+ *  standard output. */
+QUOLSDK_C_API int quolsdk_animation_load_template(quolsdk_handle animation, int slot,
+                                                  const char* path);
+/** Sets the text of the text layer of that name. A double quote breaks the template; the old
+ *  picture stays. */
+QUOLSDK_C_API void quolsdk_animation_update(quolsdk_handle animation, int slot, const char* layer,
+                                            const char* text);
+/** Puts an image file in the place of an image, named by its layer or as an asset. */
+QUOLSDK_C_API void quolsdk_animation_update_image(quolsdk_handle animation, int slot,
+                                                  const char* name, const char* path);
+/** Sets a colour of a layer, "#RRGGBB"; `color2` makes a gradient of it, `param` names a property.
+ *  Both may be NULL or empty. */
+QUOLSDK_C_API void quolsdk_animation_update_color(quolsdk_handle animation, int slot,
+                                                  const char* layer, const char* color,
+                                                  const char* color2, const char* param);
+/** Sets the marker "IN", "LOOP", "STOP" or "OUT" to a frame of the template. */
+QUOLSDK_C_API void quolsdk_animation_add_marker(quolsdk_handle animation, int slot,
+                                                const char* name, int frame);
+QUOLSDK_C_API void quolsdk_animation_play(quolsdk_handle animation, int slot); /**< goes on */
+/** Leaves through OUT, or plays to the end; then the slot is empty. */
+QUOLSDK_C_API void quolsdk_animation_stop(quolsdk_handle animation, int slot);
+/** Leaves through OUT; without one the slot is empty at once. */
+QUOLSDK_C_API void quolsdk_animation_close(quolsdk_handle animation, int slot);
+/** @} */
+
+/** @name Output: a source to a device, a sink
+ *  Devices stand in one table: the DeckLink cards that can play, then NDI, then VTP. Numbers shift
+ *  when cards come or go; cards are known once quolsdk_output_device_get_count was asked. */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_output_create(void);         /**< a new output, stopped */
+QUOLSDK_C_API void quolsdk_output_destroy(quolsdk_handle output); /**< stops and ends it */
+/** Looks for cards and tells how many devices there are. */
+QUOLSDK_C_API void quolsdk_output_device_get_count(quolsdk_handle output, int* count);
+/** Name and description of a device; empty for one that is not there. */
+QUOLSDK_C_API void quolsdk_output_device_get_by_index(quolsdk_handle output, int device, char* name,
+                                                      int32_t name_size, char* description,
+                                                      int32_t description_size);
+/** Selects a device. An output that was started goes over to it. */
+QUOLSDK_C_API void quolsdk_output_device_set(quolsdk_handle output, int device);
+/** How many connectors a device has; 0 for one that is not there. */
+QUOLSDK_C_API void quolsdk_output_device_channel_get_count(quolsdk_handle output, int device,
+                                                           int* count);
+/** Name of a connector; empty for one that is not there. */
+QUOLSDK_C_API void quolsdk_output_device_channel_get_by_index(quolsdk_handle output, int device,
+                                                              int channel, char* name,
+                                                              int32_t name_size);
+/** Selects a connector of the selected device. */
+QUOLSDK_C_API void quolsdk_output_device_channel_set(quolsdk_handle output, int channel);
+/** How many picture formats a device has. A card is asked anew, and must have been before one of
+ *  its formats can be used. */
+QUOLSDK_C_API void quolsdk_output_format_get_count(quolsdk_handle output, int device, int channel,
+                                                   int* count);
+/** Name of a picture format; empty for one that is not there. */
+QUOLSDK_C_API void quolsdk_output_format_get_by_index(quolsdk_handle output, int device,
+                                                      int channel, int format, char* name,
+                                                      int32_t name_size);
+/** Selects a picture format of the selected device: size and rate of what goes out. */
+QUOLSDK_C_API void quolsdk_output_format_set(quolsdk_handle output, int format);
+/** Starts the selected device; when it cannot be started the error stream tells. */
+QUOLSDK_C_API void quolsdk_output_start(quolsdk_handle output);
+/** Stops it, once the pictures that wait have gone out: six at most. */
+QUOLSDK_C_API void quolsdk_output_stop(quolsdk_handle output);
+/** What to put out; NULL for nothing. At once; the source must outlive it, or be taken away with
+ *  NULL before it goes. */
+QUOLSDK_C_API void quolsdk_output_set_source(quolsdk_handle output, quolsdk_handle source);
+/** Sets a property: "enabled", "stream_name", "NDI.color_format", "DeckLink.color_format",
+ *  "scaling_quality", "timecode", "timecode_format", "audio_gain", "vtp_interface", "vtp_secret".
+ *  Unknown keys are ignored. */
+QUOLSDK_C_API void quolsdk_output_set_props(quolsdk_handle output, const char* key,
+                                            const char* value);
 /** @} */
 
 /** @name Recorder: a source into a movie file, a sink */

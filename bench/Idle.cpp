@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "quolsdk/LFile.h"
+#include "quolsdk/LOutput.h"
 #include "quolsdk/LRecorder.h"
 #include "quolsdk/LSignal.h"
 #include "quolsdk/LSink.h"
@@ -92,6 +93,15 @@ void measureRecorder(double seconds) {
     std::remove(path.c_str());
 }
 
+void measureOutput(double seconds) {
+    const CountingSink none;
+    LOutput output;
+    output.setDevice(1);
+    if (!output.startVTP()) return;
+    measure("output to VTP, nothing coming", seconds, none);
+    output.stopVTP();
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -103,6 +113,7 @@ int main(int argc, char** argv) {
         const bench::QuietOutput quiet;
         measureSignal(seconds);
         measureRecorder(seconds);
+        measureOutput(seconds);
         if (!clip.empty() && !start.empty()) measureFile(seconds, clip, start);
     }
     std::printf("\nShare of one core, over %g seconds each\n", seconds);

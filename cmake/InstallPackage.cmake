@@ -5,6 +5,10 @@ include(CMakePackageConfigHelpers)
 set(QUOLSDK_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/quolsdk)
 set(QUOLSDK_PKGCONFIG_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
+# A ThorVG that comes along lies beside the library, wherever the two are moved to.
+if(QUOLSDK_THORVG STREQUAL "private")
+    set_target_properties(quolsdk PROPERTIES INSTALL_RPATH "$ORIGIN")
+endif()
 install(TARGETS quolsdk EXPORT quolsdk-targets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})

@@ -12,6 +12,7 @@ set(QUOLSDK_PUBLIC_HEADERS
     sources/LSignal.h
     sources/LFile.h
     sources/LReader.h
+    sources/LLive.h
     compositing/LLayerItem.h
     compositing/LMixer.h
     compositing/LAudioMixer.h
@@ -22,6 +23,8 @@ set(QUOLSDK_PUBLIC_HEADERS
     graphics/LCGProps.h
     graphics/LCGItems.h
     graphics/LCharacter.h
+    graphics/LAnimation.h
+    outputs/LOutput.h
     outputs/LRecorder.h
     api/quolsdk_c_api.h
 )

@@ -1,35 +1,11 @@
 #include "compositing/LayerRenderer.h"
 
+#include "core/PixelFormats.h"
+
 namespace quol {
 
 AVPixelFormat canvasFormat(std::int32_t pixelFormat) {
-    switch (pixelFormat) {
-        case 0:
-        case 6:
-            return AV_PIX_FMT_RGBA;
-        case 1:
-        case 2:
-        case 13:
-            return AV_PIX_FMT_YUV420P;
-        case 3:
-            return AV_PIX_FMT_NV12;
-        case 5:
-            return AV_PIX_FMT_RGB24;
-        case 7:
-            return AV_PIX_FMT_ARGB;
-        case 9:
-            return AV_PIX_FMT_UYVY422;
-        case 12:
-            return AV_PIX_FMT_YUYV422;
-        case 15:
-            return AV_PIX_FMT_YUV422P;
-        case 16:
-            return AV_PIX_FMT_YUVA422P;
-        case 17:
-            return AV_PIX_FMT_YUVA420P;
-        default:
-            return AV_PIX_FMT_NONE;
-    }
+    return pixelFormat == 0 ? AV_PIX_FMT_RGBA : pixelFormatOfCode(pixelFormat);
 }
 
 void LayerRenderer::deleteTextures(const std::vector<unsigned int>& /*names*/) {}

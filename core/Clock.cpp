@@ -1,7 +1,9 @@
 #include "core/Clock.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <ctime>
 
 namespace quol {
@@ -10,6 +12,12 @@ std::int64_t steadyNow() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(
                std::chrono::steady_clock::now().time_since_epoch())
         .count();
+}
+
+std::int64_t wholeMillisPeriod(double fps) {
+    constexpr double longest = 3600.0e3;
+    const double milliseconds = std::floor(std::min(1000.0 / fps, longest));
+    return static_cast<std::int64_t>(std::max(1.0, milliseconds)) * nanosPerMilli;
 }
 
 void sleepFor(std::int64_t nanoseconds) {

@@ -13,6 +13,10 @@ inline constexpr std::int64_t nanosPerMilli = 1'000'000;
 // Steady clock in nanoseconds.
 std::int64_t steadyNow();
 
+// Nanoseconds from one picture to the next at a rate above 0: whole milliseconds, one at least and
+// an hour at the most.
+std::int64_t wholeMillisPeriod(double fps);
+
 // Sleeps the whole of `nanoseconds`, going on after an interruption; 0 and below return at once.
 void sleepFor(std::int64_t nanoseconds);
 

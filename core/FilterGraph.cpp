@@ -90,7 +90,8 @@ bool FilterGraph::parse(const std::string& chain, bool report) {
     inputs.reset(openInputs);
     outputs.reset(openOutputs);
     if (result < 0 && report) {
-        logError("AVFILTER PARSE ERROR: %s\nDESC: %s", errorText(result).c_str(), chain.c_str());
+        logError("%sAVFILTER PARSE ERROR: %s\nDESC: %s", tag_, errorText(result).c_str(),
+                 chain.c_str());
     }
     return result >= 0;
 }

@@ -11,6 +11,9 @@ namespace quol {
 // One graph with one input and one output, built for one form of input. One thread at a time.
 class FilterGraph {
 public:
+    // `tag` stands in front of the message about a chain that cannot be read; a text that lasts.
+    explicit FilterGraph(const char* tag = "") : tag_(tag) {}
+
     // What the input end is told about the pictures to come.
     struct VideoInput {
         int width = 0;
@@ -52,6 +55,7 @@ public:
 private:
     bool parse(const std::string& chain, bool report);
 
+    const char* tag_;
     FilterGraphPtr graph_;
     AVFilterContext* source_ = nullptr; // owned by the graph
     AVFilterContext* sink_ = nullptr;   // owned by the graph

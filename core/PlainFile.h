@@ -1,16 +1,15 @@
-// Which paths may be read while somebody waits.
+// Files that may be read while somebody waits.
 #pragma once
 
-#include <filesystem>
+#include <optional>
 #include <string>
-#include <system_error>
 
 namespace quol {
 
 // True for a file on a disk. A pipe, a device or an address may never end, or never begin.
-inline bool isPlainFile(const std::string& path) {
-    std::error_code error;
-    return std::filesystem::is_regular_file(path, error);
-}
+bool isPlainFile(const std::string& path);
+
+// The bytes of a plain file; nothing where there is none that can be read.
+std::optional<std::string> readPlainFile(const std::string& path);
 
 } // namespace quol

@@ -13,10 +13,13 @@ inline bool parseBool(const std::string& value) {
 }
 
 // A leading number counts and what follows it is ignored. No leading number raises
-// std::invalid_argument, one out of range std::out_of_range; the texts are "stoi" and "stod". They
-// reach the host: a setting that cannot be read must not pass for one that was made.
+// std::invalid_argument, one out of range std::out_of_range; the texts are "stoi", "stod" and
+// "stof". They reach the host: a setting that cannot be read must not pass for one that was made.
 inline int parseInt(const std::string& value) {
     return std::stoi(value);
+}
+inline float parseFloat(const std::string& value) {
+    return std::stof(value);
 }
 inline double parseDouble(const std::string& value) {
     return std::stod(value);

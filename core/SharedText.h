@@ -14,9 +14,10 @@ namespace quol {
 class SharedText {
 public:
     SharedText() = default;
-    explicit SharedText(std::string_view text) : text_(text) {}
+    explicit SharedText(std::string_view text) : text_(text) {} ///< holds a copy
     SharedText(const SharedText&) = delete;
     SharedText& operator=(const SharedText&) = delete;
+    /// Any thread.
     SharedText& operator=(std::string text) {
         const std::lock_guard lock(mutex_);
         text_.swap(text); // the old one is freed when the lock is open again
@@ -28,8 +29,9 @@ public:
         const std::lock_guard lock(mutex_);
         return text_;
     }
-    operator std::string() const { return load(); }
+    operator std::string() const { return load(); } ///< the same
 
+    /// Whether it is that text now.
     bool operator==(std::string_view other) const {
         const std::lock_guard lock(mutex_);
         return text_ == other;

@@ -3,30 +3,33 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <climits>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 
 namespace quol {
 
-namespace {
-
-// Truncates. Beyond the limit a double no longer counts single frames; hostile values get there.
-std::int64_t truncated(double frames) {
+std::int64_t wholeFrames(double frames) {
     constexpr double limit = 9.0e15;
     if (std::isnan(frames)) return 0;
     return static_cast<std::int64_t>(std::clamp(frames, -limit, limit));
 }
 
-} // namespace
-
+// Not sscanf, which leaves open what a number too large for an int becomes.
 std::optional<Timecode> parseTimecode(const std::string& text) {
-    Timecode timecode;
-    const int numbers =
-        std::sscanf(text.c_str(), "%d:%d:%d:%d", &timecode.hours, // NOLINT(cert-err34-c)
-                    &timecode.minutes, &timecode.seconds, &timecode.frames);
-    if (numbers != 4) return std::nullopt;
-    return timecode;
+    std::array<int, 4> numbers{};
+    const char* at = text.c_str();
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+        if (i > 0 && *at++ != ':') return std::nullopt;
+        char* end = nullptr;
+        const long long number = std::strtoll(at, &end, 10); // cut to its limits where it is larger
+        if (end == at || number < INT_MIN || number > INT_MAX) return std::nullopt;
+        numbers[i] = static_cast<int>(number);
+        at = end;
+    }
+    return Timecode{numbers[0], numbers[1], numbers[2], numbers[3]};
 }
 
 std::string formatTimecode(const Timecode& timecode) {
@@ -38,7 +41,7 @@ std::string formatTimecode(const Timecode& timecode) {
 
 std::int64_t timecodeToFrames(const Timecode& timecode, double fps) {
     const double seconds = timecode.hours * 3600.0 + timecode.minutes * 60.0 + timecode.seconds;
-    return truncated(seconds * fps + timecode.frames);
+    return wholeFrames(seconds * fps + timecode.frames);
 }
 
 std::int64_t timecodeTextToFrames(const std::string& text, double fps) {
@@ -47,7 +50,7 @@ std::int64_t timecodeTextToFrames(const std::string& text, double fps) {
 
 Timecode framesToTimecode(std::int64_t frames, double fps) {
     const auto divisor = [fps](double factor) {
-        return std::max<std::int64_t>(1, truncated(fps * factor));
+        return std::max<std::int64_t>(1, wholeFrames(fps * factor));
     };
     const std::int64_t perHour = divisor(3600);
     const std::int64_t perMinute = divisor(60);
@@ -64,7 +67,7 @@ std::string framesToTimecodeText(std::int64_t frames, double fps) {
 std::int64_t framesAt(double seconds, double fps) {
     constexpr double roundingError = 1e-6;
     const double frames = seconds * fps + roundingError;
-    return truncated(frames);
+    return wholeFrames(frames);
 }
 
 Timecode wallClockTimecode(double fps) {
@@ -76,7 +79,7 @@ Timecode wallClockTimecode(double fps) {
     localtime_r(&seconds, &local);
     const auto frames = static_cast<double>(sinceEpoch % 1000) * fps / 1000.0;
     return {local.tm_hour, local.tm_min, local.tm_sec,
-            static_cast<int>(std::min<std::int64_t>(truncated(frames), INT32_MAX))};
+            static_cast<int>(std::min<std::int64_t>(wholeFrames(frames), INT32_MAX))};
 }
 
 } // namespace quol

@@ -22,7 +22,11 @@ struct Timecode {
     int frames = 0;
 };
 
-// Reads "%d:%d:%d:%d"; nothing unless all four numbers are there.
+// Truncates. A number that is none counts as 0, and there is a limit behind which a double no
+// longer counts single frames: hostile values get there.
+std::int64_t wholeFrames(double frames);
+
+// Reads "%d:%d:%d:%d"; nothing unless all four numbers are there and an int holds each.
 std::optional<Timecode> parseTimecode(const std::string& text);
 
 // Writes "%02d:%02d:%02d:%02d".

@@ -22,6 +22,35 @@ void progress(const char* text, int last) {
     fflush(stdout);
 }
 
+quolsdk_handle play_looped(const char* path, const quolsdk_video_format* format) {
+    quolsdk_handle clip = quolsdk_file_create();
+    int status = 0;
+    if (format != NULL) quolsdk_file_set_video_format(clip, format);
+    quolsdk_file_name_set(clip, path);
+    quolsdk_file_set_props(clip, "loop", "true");
+    quolsdk_file_play(clip);
+    quolsdk_file_status_get(clip, &status);
+    if (status != 0) return clip;
+    printf("  CANNOT PLAY %s\n", path);
+    quolsdk_file_destroy(clip);
+    return NULL;
+}
+
+quolsdk_handle mix_over(quolsdk_handle clip, quolsdk_handle overlay,
+                        const quolsdk_video_format* format) {
+    const float width = (float)format->width;
+    const float height = (float)format->height;
+    quolsdk_handle mixer = quolsdk_mixer_create();
+    quolsdk_mixer_set_video_format(mixer, format);
+    quolsdk_mixer_add_layer(mixer, "clip", clip);
+    quolsdk_mixer_set_layer_size(mixer, "clip", width, height);
+    quolsdk_mixer_set_layer_audio(mixer, "clip", 1, 100);
+    quolsdk_mixer_add_layer(mixer, "overlay", overlay);
+    quolsdk_mixer_set_layer_z_index(mixer, "overlay", 1);
+    quolsdk_mixer_set_layer_size(mixer, "overlay", width, height);
+    return mixer;
+}
+
 int record_while(quolsdk_handle source, const quolsdk_video_format* format, const char* path,
                  void (*run)(void* data), void* data) {
     quolsdk_handle recorder = quolsdk_recorder_create();

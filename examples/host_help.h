@@ -11,6 +11,15 @@ void wait_ms(long ms);
 /* One line that is written over on a terminal; elsewhere only its last state is printed. */
 void progress(const char* text, int last);
 
+/* A player of a clip without an end, in that format, or the player's own for NULL. NULL, with a
+ * line, when it cannot be played. */
+quolsdk_handle play_looped(const char* path, const quolsdk_video_format* format);
+
+/* A mixer that shows a clip, with its sound, and `overlay` above it, both as large as the picture.
+ */
+quolsdk_handle mix_over(quolsdk_handle clip, quolsdk_handle overlay,
+                        const quolsdk_video_format* format);
+
 /* Records a source in that format while run(data) lasts, and tells what came of it. 0 when nothing
  * was written. */
 int record_while(quolsdk_handle source, const quolsdk_video_format* format, const char* path,

@@ -17,26 +17,7 @@ enum { WIDTH = 1280, HEIGHT = 720, FPS = 25, STEP_MS = 40 };
 enum { INSET_IN = 1500, INSET_THERE = 3000, SWAP = 5500, MASK_ON = 8000, END = 10500 };
 
 static const quolsdk_video_format canvas = {0, WIDTH, HEIGHT, FPS, 1};
-
-static int is_running(quolsdk_handle file) {
-    int status = 0;
-    quolsdk_file_status_get(file, &status);
-    return status;
-}
-
-/* A player of a clip without an end, in its own size. Null when it cannot be played. */
-static quolsdk_handle play(const char* path) {
-    quolsdk_handle file = quolsdk_file_create();
-    const quolsdk_video_format native = {1, 0, 0, 0.0, 0};
-    quolsdk_file_set_video_format(file, &native);
-    quolsdk_file_name_set(file, path);
-    quolsdk_file_set_props(file, "loop", "true");
-    quolsdk_file_play(file);
-    if (is_running(file)) return file;
-    printf("  CANNOT PLAY %s\n", path);
-    quolsdk_file_destroy(file);
-    return NULL;
-}
+static const quolsdk_video_format native = {1, 0, 0, 0.0, 0}; /* of the clips */
 
 /* A signal that shows a colour, or a still. */
 static quolsdk_handle show(const char* color, const char* image) {
@@ -126,8 +107,8 @@ int main(int argc, char** argv) {
         return 2;
     }
     printf("libquolsdk %s\n", quolsdk_get_version());
-    clip = play(argv[1]);
-    second = play(argv[2]);
+    clip = play_looped(argv[1], &native);
+    second = play_looped(argv[2], &native);
     if (clip != NULL && second != NULL) {
         quolsdk_handle fill = show("#C01020", "");
         quolsdk_handle mask = show("#000000", argv[4]);

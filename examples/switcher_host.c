@@ -35,21 +35,6 @@ struct desk {
     quolsdk_handle mixer; /* the programme with the stinger on top */
 };
 
-static quolsdk_handle open_clip(const char* path) {
-    quolsdk_handle clip = quolsdk_file_create();
-    quolsdk_file_name_set(clip, path);
-    quolsdk_file_set_video_format(clip, &programme);
-    quolsdk_file_set_props(clip, "loop", "true");
-    quolsdk_file_play(clip);
-    return clip;
-}
-
-static int is_running(quolsdk_handle clip) {
-    int status = 0;
-    quolsdk_file_status_get(clip, &status);
-    return status != 0;
-}
-
 static const char* press(const struct desk* desk, int ms) {
     switch (ms) {
         case CUT:
@@ -124,9 +109,9 @@ int main(int argc, char** argv) {
         fprintf(stderr, "use: %s CLIP_A CLIP_B STINGER TITLES.xml [RECORDING.mp4]\n", argv[0]);
         return 2;
     }
-    desk.a = open_clip(argv[1]);
-    desk.b = open_clip(argv[2]);
-    if (is_running(desk.a) && is_running(desk.b)) {
+    desk.a = play_looped(argv[1], &programme);
+    desk.b = play_looped(argv[2], &programme);
+    if (desk.a != NULL && desk.b != NULL) {
         build(&desk, argv[3], argv[4]);
         done =
             record_while(desk.mixer, &programme, argc > 5 ? argv[5] : "switched.mp4", run, &desk);
@@ -135,8 +120,6 @@ int main(int argc, char** argv) {
         quolsdk_switcher_destroy(desk.switcher);
         quolsdk_stinger_destroy(desk.stinger);
         quolsdk_character_destroy(desk.titles);
-    } else {
-        printf("  CANNOT PLAY %s\n", is_running(desk.a) ? argv[2] : argv[1]);
     }
     quolsdk_file_destroy(desk.b);
     quolsdk_file_destroy(desk.a);

@@ -45,36 +45,22 @@ static void run(void* titles) {
 
 int main(int argc, char** argv) {
     quolsdk_handle clip, titles, mixer;
-    int status = 0, done = 0;
+    int done = 0;
     if (argc < 3) {
         fprintf(stderr, "use: %s CLIP PROJECT.xml [RECORDING.mp4]\n", argv[0]);
         return 2;
     }
-    clip = quolsdk_file_create();
-    quolsdk_file_name_set(clip, argv[1]);
-    quolsdk_file_set_props(clip, "loop", "true");
-    quolsdk_file_play(clip);
-    quolsdk_file_status_get(clip, &status);
-    if (status != 0) {
+    clip = play_looped(argv[1], NULL);
+    if (clip != NULL) {
         titles = quolsdk_character_create();
-        mixer = quolsdk_mixer_create();
         quolsdk_character_load_from_xml(titles, argv[2]);
         quolsdk_character_show_item(titles, "logo", 0);
         quolsdk_character_show_item(titles, "lowerthird", 0);
         quolsdk_character_show_item(titles, "crawl", 0);
-
-        quolsdk_mixer_set_video_format(mixer, &programme);
-        quolsdk_mixer_add_layer(mixer, "clip", clip);
-        quolsdk_mixer_set_layer_size(mixer, "clip", WIDTH, HEIGHT);
-        quolsdk_mixer_set_layer_audio(mixer, "clip", 1, 100);
-        quolsdk_mixer_add_layer(mixer, "titles", titles);
-        quolsdk_mixer_set_layer_z_index(mixer, "titles", 1);
-        quolsdk_mixer_set_layer_size(mixer, "titles", WIDTH, HEIGHT);
+        mixer = mix_over(clip, titles, &programme);
         done = record_while(mixer, &programme, argc > 3 ? argv[3] : "titles.mp4", run, titles);
         quolsdk_mixer_destroy(mixer);
         quolsdk_character_destroy(titles);
-    } else {
-        printf("  CANNOT PLAY %s\n", argv[1]);
     }
     quolsdk_file_destroy(clip);
     return done ? 0 : 1;

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "graphics/CairoHandles.h"
+#include "core/CairoHandles.h"
 
 namespace quol {
 

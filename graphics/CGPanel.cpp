@@ -4,7 +4,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "graphics/CairoHandles.h"
+#include "core/CairoHandles.h"
 
 namespace quol {
 

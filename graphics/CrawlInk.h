@@ -9,8 +9,8 @@
 #include <variant>
 #include <vector>
 
+#include "core/CairoHandles.h"
 #include "graphics/CGPanel.h"
-#include "graphics/CairoHandles.h"
 #include "quolsdk/LCGProps.h"
 
 namespace quol {

@@ -31,14 +31,6 @@ quol::TagTime timeNow() {
     return {std::chrono::system_clock::now(), std::chrono::steady_clock::now()};
 }
 
-// Whole milliseconds from one picture to the next.
-std::int64_t periodNanos(double fps) {
-    const double rate = fps > 0.0 ? fps : defaultRate;
-    constexpr double longest = 3600.0e3;
-    const double milliseconds = std::floor(std::min(1000.0 / rate, longest));
-    return static_cast<std::int64_t>(std::max(1.0, milliseconds)) * quol::nanosPerMilli;
-}
-
 bool moves(const LCGItem& item) {
     const float speed = item.moveSpeed;
     return item.moveType != "None" && speed != 0.0F;
@@ -563,7 +555,9 @@ void LCharacter::playbackLoop() {
 void LCharacter::waitForTick(std::int64_t start) {
     constexpr std::int64_t longestSleep = 200 * quol::nanosPerMilli;
     while (running) {
-        const std::int64_t left = start + periodNanos(fps) - quol::steadyNow();
+        const double rate = fps;
+        const std::int64_t period = quol::wholeMillisPeriod(rate > 0.0 ? rate : defaultRate);
+        const std::int64_t left = start + period - quol::steadyNow();
         if (left <= 0 || !sleeper->sleepFor(std::min(left, longestSleep))) return;
     }
 }

@@ -13,18 +13,18 @@ std::uint8_t* sampleAt(const AVFrame& frame, int plane, int row, int column) {
     return frame.data[plane] + static_cast<std::ptrdiff_t>(row) * frame.linesize[plane] + column;
 }
 
-} // namespace
-
-void copyPart(const AVFrame& from, int fromLeft, int fromTop, AVFrame& to, const PixelRect& part) {
+// A part of a planar 4:2:0 picture with alpha, all edges even.
+void copyPart(const AVFrame& from, AVFrame& to, const PixelRect& part) {
     for (int plane = 0; plane < 4; ++plane) {
         const int shift = plane == 1 || plane == 2 ? 1 : 0;
+        const int left = part.left >> shift;
         const auto length = static_cast<std::size_t>(part.width() >> shift);
-        for (int row = 0; row < part.height() >> shift; ++row) {
-            std::memcpy(sampleAt(to, plane, (part.top >> shift) + row, part.left >> shift),
-                        sampleAt(from, plane, (fromTop >> shift) + row, fromLeft >> shift), length);
-        }
+        for (int row = part.top >> shift; row < part.bottom >> shift; ++row)
+            std::memcpy(sampleAt(to, plane, row, left), sampleAt(from, plane, row, left), length);
     }
 }
+
+} // namespace
 
 const AVFrame* OutputFrames::current() const {
     return current_ != none ? slots_[current_].frame.get() : nullptr;
@@ -55,7 +55,7 @@ AVFrame* OutputFrames::next(const std::vector<PixelRect>& changes) {
     next_ = static_cast<std::size_t>(slot - slots_.data());
     if (current() != nullptr) {
         for (const PixelRect& rect : slot->stale.rects())
-            copyPart(*current(), rect.left, rect.top, *slot->frame, rect);
+            copyPart(*current(), *slot->frame, rect);
         slot->stale.clear();
     }
     for (Slot& other : slots_) {

@@ -9,10 +9,6 @@
 
 namespace quol {
 
-// Copies a part of a planar 4:2:0 picture with alpha, which begins at (fromLeft, fromTop), to the
-// place of `part`. All edges even.
-void copyPart(const AVFrame& from, int fromLeft, int fromTop, AVFrame& to, const PixelRect& part);
-
 // A picture that somebody else holds is never written to. One that nobody holds any more is used
 // again: only what has changed since it was the current one has to be brought up to date. One
 // thread at a time.

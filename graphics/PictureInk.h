@@ -5,10 +5,10 @@
 #include <memory>
 #include <string>
 
+#include "core/CairoHandles.h"
 #include "core/MediaInput.h"
 #include "core/Scaler.h"
 #include "graphics/CGPanel.h"
-#include "graphics/CairoHandles.h"
 
 namespace quol {
 

@@ -1,29 +1,16 @@
 #include "graphics/SceneRenderer.h"
 
 #include <algorithm>
-#include <utility>
-
-#include "core/PicturePool.h"
 
 namespace quol {
 
 namespace {
 
-// A chroma sample looks at rows and columns beside its own, so a part is converted with a margin;
-// with this one it comes out as it would in the whole picture.
-constexpr int margin = 4;
-// Parts come in steps of this size: a scaler is made for each size.
-constexpr int step = 16;
-
-// `rect` with even edges, and as large as the next step where the canvas has room.
-PixelRect rounded(const PixelRect& rect, const PixelRect& canvas) {
-    const auto grown = [](int begin, int end, int limit) {
-        const int length = std::min((end - begin + step - 1) / step * step, limit);
-        return std::pair(std::min(begin, limit - length), length);
-    };
-    const auto [left, width] = grown(rect.left / 2 * 2, (rect.right + 1) / 2 * 2, canvas.right);
-    const auto [top, height] = grown(rect.top / 2 * 2, (rect.bottom + 1) / 2 * 2, canvas.bottom);
-    return {left / 2 * 2, top / 2 * 2, left / 2 * 2 + width, top / 2 * 2 + height};
+// `rect` with even edges, those of the canvas being even. A chroma sample looks at a row above and
+// below its own, and what is dirty is wider than what has changed: no more is needed.
+PixelRect rounded(const PixelRect& rect) {
+    return {rect.left / 2 * 2, rect.top / 2 * 2, (rect.right + 1) / 2 * 2,
+            (rect.bottom + 1) / 2 * 2};
 }
 
 // What has to be drawn for `rect` to come out as in the whole picture.
@@ -145,50 +132,26 @@ void SceneRenderer::drawRect(const std::vector<std::unique_ptr<LCGItem>>& items,
 void SceneRenderer::convert() {
     std::vector<PixelRect> parts;
     for (const PixelRect& rect : dirty_.rects())
-        parts.push_back(rounded(rect, canvas_));
-    AVFrame* const next = surface_ ? frames_.next(parts) : nullptr;
+        parts.push_back(rounded(rect));
+    const FramePtr pixels = surface_ ? ink() : nullptr;
+    AVFrame* const next = pixels ? frames_.next(parts) : nullptr;
     if (next == nullptr) return; // what is dirty stays so
-    for (const PixelRect& part : parts) {
-        if (!convertRect(part, *next)) return;
-    }
+    for (const PixelRect& part : parts)
+        converter_.convert(*pixels, *next, part);
     frames_.makeCurrent();
     dirty_.clear();
 }
 
-SceneRenderer::Converter& SceneRenderer::converterOf(int width, int height) {
-    const std::int64_t most = std::int64_t{2} * canvas_.width() * canvas_.height();
-    const std::int64_t pixels = std::int64_t{width} * height;
-    if (converters_.count({width, height}) == 0) {
-        if (converterPixels_ + pixels > most) {
-            converters_.clear();
-            converterPixels_ = 0;
-        }
-        converterPixels_ += pixels;
-    }
-    Converter& converter = converters_[{width, height}];
-    if (!converter.piece) converter.piece = PicturePool().get(width, height, AV_PIX_FMT_YUVA420P);
-    return converter;
-}
-
-bool SceneRenderer::convertRect(const PixelRect& rect, AVFrame& target) {
-    const PixelRect source = intersection(
-        {rect.left - margin, rect.top - margin, rect.right + margin, rect.bottom + margin},
-        canvas_);
-    Converter& converter = converterOf(source.width(), source.height());
-    const FramePtr& piece = converter.piece;
-    if (!piece) return false;
-    const int stride = cairo_image_surface_get_stride(surface_.get());
+// What is on the surface, as a picture that somebody else owns.
+FramePtr SceneRenderer::ink() const {
     FramePtr pixels = makeFrame();
-    if (!pixels) return false;
-    pixels->width = source.width();
-    pixels->height = source.height();
+    if (!pixels) return nullptr;
+    pixels->width = canvas_.width();
+    pixels->height = canvas_.height();
     pixels->format = AV_PIX_FMT_BGRA;
-    pixels->data[0] = cairo_image_surface_get_data(surface_.get()) +
-                      static_cast<std::ptrdiff_t>(source.top) * stride + source.left * 4;
-    pixels->linesize[0] = stride;
-    if (!converter.scaler.scale(*pixels, *piece, SWS_BILINEAR)) return false;
-    copyPart(*piece, rect.left - source.left, rect.top - source.top, target, rect);
-    return true;
+    pixels->data[0] = cairo_image_surface_get_data(surface_.get());
+    pixels->linesize[0] = cairo_image_surface_get_stride(surface_.get());
+    return pixels;
 }
 
 } // namespace quol

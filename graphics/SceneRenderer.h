@@ -1,19 +1,17 @@
 // The scene as a picture, drawn and converted only where it has changed.
 #pragma once
 
-#include <cstdint>
-#include <map>
 #include <memory>
 #include <utility>
 #include <vector>
 
+#include "core/CairoHandles.h"
 #include "core/Handles.h"
-#include "core/Scaler.h"
 #include "graphics/CGTags.h"
-#include "graphics/CairoHandles.h"
 #include "graphics/ItemPicture.h"
 #include "graphics/OutputFrames.h"
 #include "graphics/PixelRect.h"
+#include "graphics/VideoConverter.h"
 
 namespace quol {
 
@@ -40,7 +38,7 @@ private:
     void draw(const std::vector<std::unique_ptr<LCGItem>>& items);
     void drawRect(const std::vector<std::unique_ptr<LCGItem>>& items, const PixelRect& rect);
     void convert();
-    bool convertRect(const PixelRect& rect, AVFrame& target);
+    FramePtr ink() const;
 
     const PixelRect canvas_;
     TagClock tags_;
@@ -50,16 +48,7 @@ private:
     bool lost_ = false; // the picture on the surface: all of it has to be drawn at the next call
 
     OutputFrames frames_; // the current one holds what the surface does
-
-    // What converts a part of a size, kept for the next part of that size.
-    struct Converter {
-        FramePtr piece;
-        Scaler scaler;
-    };
-    Converter& converterOf(int width, int height);
-
-    std::map<std::pair<int, int>, Converter> converters_; // by width and height
-    std::int64_t converterPixels_ = 0;                    // of all their pieces
+    VideoConverter converter_;
 };
 
 } // namespace quol

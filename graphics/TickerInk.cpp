@@ -1,7 +1,7 @@
 #include "graphics/TickerInk.h"
 
+#include "core/CairoHandles.h"
 #include "graphics/CGText.h"
-#include "graphics/CairoHandles.h"
 
 namespace quol {
 

@@ -79,3 +79,33 @@ rm -f "$out/switched.mp4" "$out/switched.png"
     "$root/examples/titles.xml" switched.mp4)
 "$bin/contact_sheet" "$out/switched.mp4" "$out/switched.png"
 echo "== done: build/demo/switched.mp4, build/demo/switched.png"
+
+# ----------------------------------------------------------------------------------- Lottie
+if ldd "$root/build/lib/libquolsdk.so" 2>/dev/null | grep -q thorvg; then
+    echo "== a host in C: a Lottie lower third, its texts and its colour changed on air"
+    mkdir -p "$out/template"
+    cp "$(fc-match -f '%{file}' 'DejaVu Sans')" "$out/template/Roboto-Regular.ttf"
+    rm -f "$out/lottie.mp4" "$out/lottie.png"
+    (cd "$out" && "$bin/lottie_host" "$(realpath "$main_clip")" "$root/examples/lowerthird.json" \
+        lottie.mp4)
+    "$bin/contact_sheet" "$out/lottie.mp4" "$out/lottie.png"
+    echo "== done: build/demo/lottie.mp4, build/demo/lottie.png"
+else
+    echo "== no Lottie lower third: the library was built without ThorVG"
+fi
+
+# ---------------------------------------------------------------------------------- network
+echo "== two hosts in C: one plays the clip to \"VTP Output\", the other receives and records it"
+rm -f "$out/received.mp4" "$out/received.png"
+stream="demo $$"
+"$bin/output_host" 6 "$main_clip" "$stream" >"$out/sender.log" 2>&1 &
+sender=$!
+if ! "$bin/live_host" 30 "$out/received.mp4" "$stream"; then # until the sender goes
+    wait "$sender" || true
+    echo "== nothing was received; the sender said:"
+    cat "$out/sender.log"
+    exit 1
+fi
+wait "$sender"
+"$bin/contact_sheet" "$out/received.mp4" "$out/received.png"
+echo "== done: build/demo/received.mp4, build/demo/received.png"

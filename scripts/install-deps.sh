@@ -10,6 +10,10 @@ packages=(
     libavformat-dev libavcodec-dev libavfilter-dev libswscale-dev libswresample-dev libavutil-dev
     # drawing of titles, and a font that is always there
     libcairo2-dev fonts-dejavu-core
+    # reading of Lottie templates
+    rapidjson-dev
+    # for a ThorVG that is not among the system's packages (scripts/thorvg.sh), with python3
+    patchelf
     # OpenGL without a window: headers, and the loader and drivers that are found at run time
     libegl-dev libgl-dev libegl1 libgl1-mesa-dri
     # tests and benchmarks; ffmpeg makes the test media, python3 runs a source check

@@ -12,6 +12,62 @@ extern "C" {
 #include <libavutil/mathematics.h>
 }
 
+// How many pictures later a picture comes out of its decoder: one that works on several at once
+// gives each when all of them are under way, and pictures stand in another order in the file.
+int LFile::DecodeLoop::pictureDelay() const {
+    const AVCodecContext* const decoder = media.videoCodecContext.get();
+    if (decoder == nullptr || pacedBySound) return 0;
+    const bool worksAhead = (decoder->active_thread_type & FF_THREAD_FRAME) != 0;
+    const int ahead = worksAhead ? decoder->thread_count - 1 : 0;
+    return std::max(0, ahead) + std::max(0, decoder->has_b_frames);
+}
+
+// Sound goes out when the pictures that lie beside it in the file do. Decoded as it is read it
+// would be ahead of them by what the decoder of the pictures keeps back, half a second on a machine
+// with many cores.
+void LFile::DecodeLoop::soundPacket(const AVPacket& soundPacket) {
+    const int delay = pictureDelay();
+    if (delay == 0 && heldSound.empty()) {
+        audioPacket(&soundPacket);
+        return;
+    }
+    quol::PacketPtr kept(av_packet_clone(&soundPacket));
+    if (!kept) return;
+    heldSound.push_back({std::move(kept), picturesIn + delay});
+    releaseSound();
+}
+
+void LFile::DecodeLoop::pictureWentIn() {
+    ++picturesIn;
+    releaseSound();
+}
+
+void LFile::DecodeLoop::releaseSound(bool all) {
+    while (!heldSound.empty() && goOn()) {
+        if (!all && heldSound.front().due > picturesIn && !heldTooLong()) return;
+        const HeldSound next = std::move(heldSound.front());
+        heldSound.pop_front();
+        audioPacket(next.packet.get());
+    }
+}
+
+// Pictures may end before the sound does, or come a long time later.
+bool LFile::DecodeLoop::heldTooLong() const {
+    constexpr double longest = 2.0; // seconds
+    const std::int64_t first = heldSound.front().packet->dts;
+    const std::int64_t last = heldSound.back().packet->dts;
+    if (first == AV_NOPTS_VALUE || last == AV_NOPTS_VALUE) return heldSound.size() > 200;
+    return static_cast<double>(last - first) * av_q2d(audioTimeBase) > longest;
+}
+
+// The last sound that the decoder and the filters keep.
+void LFile::DecodeLoop::finishSound() {
+    if (!media.audioCodecContext) return;
+    audioPacket(nullptr);
+    avcodec_flush_buffers(media.audioCodecContext.get());
+    finishAudioGraph();
+}
+
 // One packet, or null for the last sound that the decoder keeps.
 void LFile::DecodeLoop::audioPacket(const AVPacket* audioPacket) {
     AVCodecContext* decoder = media.audioCodecContext.get();

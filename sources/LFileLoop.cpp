@@ -76,8 +76,9 @@ void LFile::DecodeLoop::step() {
     drained = false;
     if (packet->stream_index == media.videoStreamIndex) {
         videoPacket(packet.get());
+        pictureWentIn();
     } else if (packet->stream_index == media.audioStreamIndex) {
-        audioPacket(packet.get());
+        soundPacket(*packet);
     }
     av_packet_unref(packet.get());
 }
@@ -119,6 +120,7 @@ void LFile::DecodeLoop::seek() {
     videoGraph.reset();
     audioGraph.reset();
     audioChainTried = false;
+    heldSound.clear();
     nextVideoPts = AV_NOPTS_VALUE;
     nextAudioPts = AV_NOPTS_VALUE;
     lastSkipped.reset();
@@ -226,14 +228,17 @@ bool LFile::DecodeLoop::reopen() {
 // Decoders keep the latest frames back until they are told that no more will come. Flushed, they
 // take packets again, should the file grow.
 void LFile::DecodeLoop::drainDecoders() {
-    if (media.audioCodecContext) {
-        audioPacket(nullptr);
-        avcodec_flush_buffers(media.audioCodecContext.get());
-        finishAudioGraph();
-    }
+    const bool soundWaits = !heldSound.empty();
+    if (!soundWaits) finishSound();
     if (!media.videoCodecContext) return;
+    draining = true;
     videoPacket(nullptr);
+    draining = false;
     avcodec_flush_buffers(media.videoCodecContext.get());
+    if (soundWaits) {
+        releaseSound(true);
+        finishSound();
+    }
     // The target lies behind the last picture: that one it is.
     videoTarget.reset();
     showSkipped();

@@ -1,6 +1,8 @@
 // The worker of an LFile: demux, decode, filter, pace, distribute.
 #pragma once
 
+#include <cstdint>
+#include <deque>
 #include <optional>
 
 #include "core/FilterGraph.h"
@@ -44,6 +46,12 @@ private:
     void drainGraph();
     std::string timecodeOf(double seconds, double fps);
 
+    int pictureDelay() const;
+    void soundPacket(const AVPacket& soundPacket);
+    void pictureWentIn();
+    void releaseSound(bool all = false);
+    bool heldTooLong() const;
+    void finishSound();
     void audioPacket(const AVPacket* audioPacket);
     void audioFrame();
     bool forceChannels(int channels);
@@ -89,6 +97,14 @@ private:
     bool firstSinceSeek = false; // no frame has gone out since a seek
     bool seekUntold = false;     // a seek has been made and nothing has come of it yet
     bool drained = false;        // the decoders have given their last frames
+    // Sound that waits for the pictures beside it to come out of their decoder.
+    struct HeldSound {
+        quol::PacketPtr packet;
+        std::int64_t due; // goes on when so many pictures have gone in
+    };
+    std::deque<HeldSound> heldSound;
+    std::int64_t picturesIn = 0; // packets; at the end of the file, the pictures that come out
+    bool draining = false;
     // Seconds: frames that end before a seek's target are decoded, not shown.
     std::optional<double> videoTarget;
     std::optional<double> audioTarget;

@@ -29,6 +29,7 @@ void LFile::DecodeLoop::receiveVideo() {
         const bool scrubbing = scrub;
         videoFrame();
         av_frame_unref(decoded.get());
+        if (draining) pictureWentIn();
         if (scrubbing && !scrub) return; // the one picture has been shown
     }
 }

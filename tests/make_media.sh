@@ -143,6 +143,20 @@ make -f lavfi -i "color=c=black:size=1280x720:rate=25:duration=12" \
     -vf "drawbox=color=white:t=fill:enable='not(mod(n\,25))'" \
     "${x264[@]}" -g 25 -pix_fmt yuv420p -ac 2 -c:a pcm_s16le "${exact[@]}" flash_beep.mov
 
+# What comes out elsewhere can be told picture by picture and sample by sample: each picture has its
+# number in nine boxes along the top, the lowest bit first, and the sound has noise that repeats
+# nowhere. Flash and beep as above.
+numbers="drawbox=w=iw:h=64:color=black:t=fill"
+for bit in {0..8}; do
+    numbers+=",drawbox=x=$((16 + 72 * bit)):y=16:w=64:h=32:color=white:t=fill"
+    numbers+=":enable='bitand(n,$((1 << bit)))'"
+done
+make -f lavfi -i "testsrc2=size=720x576:rate=25:duration=20" \
+    -f lavfi -i "aevalsrc=$(printf '0.5*sin(2*PI*1000*t)*lt(mod(n\,48000)\,1920)+0.03*(random(%s)-0.5)|' 0 1 |
+        sed 's/|$//'):sample_rate=48000:duration=20" \
+    -vf "format=yuv420p,lutyuv=y=val/2,drawbox=color=white:t=fill:enable='not(mod(n,25))',$numbers" \
+    "${x264[@]}" -g 25 -pix_fmt yuv420p -c:a pcm_s16le "${exact[@]}" numbered.mov
+
 # --------------------------------------------------------------- changes in the middle of a file
 
 # The picture's size changes: the time stamps of the second half go on where the first one ends.

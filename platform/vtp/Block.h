@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -11,8 +12,13 @@ namespace quol::vtp {
 
 class Block {
 public:
+    // The scaler reads whole registers, a few bytes beyond the last pixel.
+    static constexpr std::size_t slack = 64;
+
     explicit Block(std::size_t capacity)
-        : bytes_(new std::uint8_t[capacity]), capacity_(capacity) {}
+        : bytes_(new std::uint8_t[capacity + slack]), capacity_(capacity) {
+        std::memset(bytes_.get() + capacity, 0, slack);
+    }
 
     std::uint8_t* data() { return bytes_.get(); }
     const std::uint8_t* data() const { return bytes_.get(); }

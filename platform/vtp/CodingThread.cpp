@@ -1,9 +1,8 @@
 #include "platform/vtp/CodingThread.h"
 
+#include <new>
 #include <system_error>
 #include <utility>
-
-#include "platform/vtp/PictureCoder.h"
 
 namespace quol::vtp {
 
@@ -16,6 +15,8 @@ void CodingThread::submit(const MessageHeader& header, SharedBlock picture, int 
             thread_ = std::thread([this] { run(); });
         } catch (const std::system_error&) {
             waiting_.reset(); // tried again with the next picture
+        } catch (const std::bad_alloc&) {
+            waiting_.reset();
         }
     }
     changed_.notify_one();
@@ -26,7 +27,6 @@ void CodingThread::stop() {
     {
         const std::lock_guard lock(mutex_);
         ending_ = true;
-        waiting_.reset();
         ended = std::move(thread_);
     }
     changed_.notify_one();
@@ -42,18 +42,26 @@ void CodingThread::run() {
         {
             std::unique_lock lock(mutex_);
             changed_.wait(lock, [this] { return ending_ || waiting_; });
-            if (ending_) return;
+            if (!waiting_) return;
             work = std::move(*waiting_);
             waiting_.reset();
         }
-        MessageHeader header = work.header;
-        BlockPtr coded = encoder.encode(work.picture->data(), header.width, header.height,
-                                        header.pixelFormat, work.quality, pool_);
-        if (!coded) continue;
-        header.coding = codingStrips;
-        header.payloadBytes = static_cast<std::uint32_t>(coded->size());
-        deliver_(header, std::move(coded));
+        try {
+            code(encoder, work);
+        } catch (const std::bad_alloc&) {
+            // A picture less.
+        }
     }
+}
+
+void CodingThread::code(PictureEncoder& encoder, const Work& work) {
+    MessageHeader header = work.header;
+    BlockPtr coded = encoder.encode(work.picture->data(), header.width, header.height,
+                                    header.pixelFormat, work.quality, pool_);
+    if (!coded) return;
+    header.coding = codingStrips;
+    header.payloadBytes = static_cast<std::uint32_t>(coded->size());
+    deliver_(header, std::move(coded));
 }
 
 } // namespace quol::vtp

@@ -9,6 +9,7 @@
 
 #include "platform/vtp/Block.h"
 #include "platform/vtp/Message.h"
+#include "platform/vtp/PictureCoder.h"
 
 namespace quol::vtp {
 
@@ -27,7 +28,7 @@ public:
     // The header is that of the plain picture. `quality` as in vtp_sender_set_scale_quality.
     void submit(const MessageHeader& header, SharedBlock picture, int quality);
 
-    // Ends the thread; the next picture starts another.
+    // Ends the thread when the picture that waits is delivered; the next one starts another.
     void stop();
 
 private:
@@ -38,6 +39,7 @@ private:
     };
 
     void run();
+    void code(PictureEncoder& encoder, const Work& work);
 
     const Deliver deliver_;
     BlockPool pool_;

@@ -18,12 +18,14 @@ constexpr int readsATurn = 16;
 
 } // namespace
 
-Connection::Connection(Descriptor socket, Address peer, const StreamInfo& stream,
-                       const std::string& secret, BlockPool& pool, Clock::time_point now)
+Connection::Connection(Descriptor socket, const Ends& ends, const StreamInfo& stream,
+                       const std::string& secret, BlockPool& pool, const Times& times,
+                       Clock::time_point now)
     : socket_(std::move(socket)),
-      peer_(peer),
+      ends_(ends),
       stream_(stream),
       secret_(secret),
+      times_(times),
       pool_(pool),
       parser_(Reader::sender, pool),
       begun_(now),
@@ -40,20 +42,20 @@ bool Connection::read(Clock::time_point now) {
         heard_ = now;
         const ParseResult result = parser_.taken(static_cast<std::size_t>(got));
         if (result == ParseResult::broken) return false;
-        if (result == ParseResult::message && !take(parser_.header())) return false;
+        if (result == ParseResult::message && !take(parser_.header(), now)) return false;
     }
     return true;
 }
 
 // Each message in its place, and nothing else.
-bool Connection::take(const MessageHeader& header) {
+bool Connection::take(const MessageHeader& header, Clock::time_point now) {
     switch (state_) {
         case State::hello:
             return header.type == MessageType::hello && takeHello(header);
         case State::proof:
             return header.type == MessageType::proof && takeProof(header);
         case State::receiver:
-            return header.type == MessageType::heartbeat;
+            return header.type == MessageType::heartbeat && heartbeats_.takesOne(now);
     }
     return false;
 }
@@ -72,11 +74,11 @@ bool Connection::takeHello(const MessageHeader& header) {
 
 bool Connection::takeProof(const MessageHeader& header) {
     if (!secret_.empty() &&
-        !isSameProof(receiverProof(secret_, senderNonce_, receiverNonce_), header.digest))
+        !isSameProof(receiverProof(secret_, senderNonce_, receiverNonce_, ends_), header.digest))
         return false;
     MessageHeader welcome;
     welcome.type = MessageType::welcome;
-    welcome.digest = senderProof(secret_, senderNonce_, receiverNonce_);
+    welcome.digest = senderProof(secret_, senderNonce_, receiverNonce_, ends_);
     welcome.width = stream_.width;
     welcome.height = stream_.height;
     welcome.pictureRate = stream_.pictureRate;
@@ -141,10 +143,14 @@ int Connection::sendCurrent() {
     return sent_ == current_->size() ? 1 : 0;
 }
 
+void Connection::finish() {
+    shutdown(socket_.get(), SHUT_WR);
+}
+
 bool Connection::keepAlive(Clock::time_point now) {
-    if (!isReceiver()) return now - begun_ < handshakeTime;
-    if (now - heard_ > silenceTime) return false;
-    if (!current_ && own_.empty() && now - spoke_ >= heartbeatTime) say(MessageHeader());
+    if (!isReceiver()) return now - begun_ < times_.handshake;
+    if (now - heard_ > times_.silence) return false;
+    if (!isBusy() && now - spoke_ >= times_.heartbeat) say(MessageHeader());
     return true;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/vtp/Descriptor.h"
+#include "platform/vtp/Handshake.h"
 #include "platform/vtp/Limits.h"
 #include "platform/vtp/Message.h"
 #include "platform/vtp/Outbox.h"
@@ -27,11 +28,12 @@ struct StreamInfo {
 // then a receiver. Of the sender's thread alone.
 class Connection {
 public:
-    Connection(Descriptor socket, Address peer, const StreamInfo& stream, const std::string& secret,
-               BlockPool& pool, Clock::time_point now);
+    Connection(Descriptor socket, const Ends& ends, const StreamInfo& stream,
+               const std::string& secret, BlockPool& pool, const Times& times,
+               Clock::time_point now);
 
     int descriptor() const { return socket_.get(); }
-    Address peer() const { return peer_; }
+    Address peer() const { return ends_.receiver.address; }
     Clock::time_point begun() const { return begun_; }
     bool isReceiver() const { return state_ == State::receiver; }
 
@@ -44,6 +46,12 @@ public:
     bool write(const std::function<MessagePtr()>& next, Clock::time_point now);
     bool wantsToWrite() const { return wantsToWrite_; }
 
+    // Whether a message waits to be sent, or a part of one.
+    bool isBusy() const { return current_ || !own_.empty(); }
+
+    // Nothing more will be sent. The other end closes when it has read what was.
+    void finish();
+
     // Says that this end lives where nothing else says so. False when the other end is silent for
     // too long.
     bool keepAlive(Clock::time_point now);
@@ -51,7 +59,7 @@ public:
 private:
     enum class State { hello, proof, receiver };
 
-    bool take(const MessageHeader& header);
+    bool take(const MessageHeader& header, Clock::time_point now);
     bool takeHello(const MessageHeader& header);
     bool takeProof(const MessageHeader& header);
     void say(const MessageHeader& header, SharedBlock payload = nullptr);
@@ -60,9 +68,10 @@ private:
     int sendCurrent();
 
     const Descriptor socket_;
-    const Address peer_;
-    const StreamInfo& stream_; // the sender's, which outlives its connections
+    const Ends ends_;
+    const StreamInfo& stream_; // the sender's, which outlives its connections; so do the next two
     const std::string& secret_;
+    const Times& times_;
     BlockPool& pool_;
     MessageParser parser_;
     State state_ = State::hello;
@@ -71,6 +80,7 @@ private:
     const Clock::time_point begun_;
     Clock::time_point heard_;
     Clock::time_point spoke_;
+    HeartbeatCount heartbeats_;
     std::deque<MessagePtr> own_;
     MessagePtr current_;
     std::size_t sent_ = 0; // bytes of it

@@ -36,14 +36,23 @@ constexpr std::size_t maxReceivers = 32;       // of one sender
 constexpr std::size_t maxReceiversPerHost = 8; // of hosts other than this machine
 constexpr std::size_t maxStrangers = 16;       // connected, not accepted yet
 constexpr std::size_t maxSources = 256;        // known to a listener
-constexpr std::size_t maxSourcesPerHost = 64;  // of hosts other than this machine
+constexpr std::size_t maxForeignSources = 128; // of hosts other than this machine, all together
+constexpr std::size_t maxSourcesPerHost = 64;  // of one of these
 
-constexpr auto connectTime = 2s;   // for a receiver, all in all
-constexpr auto handshakeTime = 5s; // for a sender
-constexpr auto heartbeatTime = 1s;
-// TCP comes back from a cut of five seconds within ten: its pauses double.
-constexpr auto silenceTime = 15s;
-constexpr auto announceTime = 500ms;
+// Within a second. More than pile up during the longest silence, and no load.
+constexpr int maxHeartbeats = 20;
+
 constexpr auto forgetTime = 3s;
+
+// The protocol's times; tests make them shorter.
+struct Times {
+    Clock::duration connect = 2s;   // for a receiver, all in all
+    Clock::duration handshake = 5s; // for a sender
+    Clock::duration heartbeat = 1s;
+    // TCP comes back from a cut of five seconds within ten: its pauses double.
+    Clock::duration silence = 15s;
+    Clock::duration announce = 500ms;
+    Clock::duration linger = 250ms; // for what waits when a sender stops
+};
 
 } // namespace quol::vtp

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cerrno>
+#include <new>
 #include <optional>
 #include <system_error>
 
@@ -39,6 +40,7 @@ void Listener::start() {
         thread_ = std::thread([this] { run(); });
     } catch (const std::system_error&) {
         // No thread to be had: nobody is heard of.
+    } catch (const std::bad_alloc&) {
     }
 }
 
@@ -75,24 +77,33 @@ void Listener::run() {
             if (ending_) return;
         }
         if (ready <= 0) continue;
-        if (waiting[1].revents != 0) hear(loopback_);
-        if (waiting[2].revents != 0) hear(interface_);
+        if (waiting[1].revents != 0) hearAll(loopback_, false);
+        if (waiting[2].revents != 0) hearAll(interface_, true);
     }
 }
 
-void Listener::hear(const Descriptor& socket) {
+void Listener::hearAll(const Descriptor& socket, bool isInterface) {
     std::array<std::uint8_t, maxAnnouncementBytes + 1> room{};
     for (int i = 0; i < datagramsATurn; ++i) {
         Address from = 0;
         const std::optional<std::size_t> size = receiveDatagram(socket, room, from);
         if (!size) return;
-        const auto announcement = readAnnouncement({room.data(), *size});
-        if (!announcement) continue;
-        const std::lock_guard lock(mutex_);
-        const Clock::time_point now = Clock::now();
-        table_.forget(now);
-        table_.hear(*announcement, from, now);
+        if (!mayComeThrough(from, isInterface)) continue;
+        try {
+            hear({room.data(), *size}, from);
+        } catch (const std::bad_alloc&) {
+            // Said again soon.
+        }
     }
+}
+
+void Listener::hear(std::span<const std::uint8_t> datagram, Address from) {
+    const auto announcement = readAnnouncement(datagram);
+    if (!announcement) return;
+    const std::lock_guard lock(mutex_);
+    const Clock::time_point now = Clock::now();
+    table_.forget(now);
+    table_.hear(*announcement, from, now);
 }
 
 } // namespace quol::vtp

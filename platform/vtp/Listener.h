@@ -1,7 +1,9 @@
 // Hears the announcements of senders.
 #pragma once
 
+#include <cstdint>
 #include <mutex>
+#include <span>
 #include <string>
 #include <thread>
 #include <vector>
@@ -28,7 +30,8 @@ public:
 
 private:
     void run();
-    void hear(const Descriptor& socket);
+    void hearAll(const Descriptor& socket, bool isInterface);
+    void hear(std::span<const std::uint8_t> datagram, Address from);
 
     std::mutex control_;  // held over a start or a stop; guards the four below between them
     vtp_network network_; // control_

@@ -15,6 +15,7 @@ namespace quol::vtp {
 namespace {
 
 constexpr int flags = SOCK_CLOEXEC | SOCK_NONBLOCK;
+constexpr int maxUnsentBytes = 128 << 10;
 
 sockaddr_in socketAddress(Address address, std::uint16_t port) {
     sockaddr_in out{};
@@ -32,6 +33,14 @@ bool bindTo(const Descriptor& socket, Address address, std::uint16_t port) {
 template <typename Value>
 bool setOption(const Descriptor& socket, int level, int option, const Value& value) {
     return setsockopt(socket.get(), level, option, &value, sizeof value) == 0;
+}
+
+template <typename Ask>
+Endpoint endOf(const Descriptor& socket, Ask ask) {
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    if (ask(socket.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) return {};
+    return {ntohl(address.sin_addr.s_addr), ntohs(address.sin_port)};
 }
 
 // Older systems keep this to the superuser; the address then has to do.
@@ -69,28 +78,37 @@ Descriptor listenForConnections(Address address, std::uint16_t port, const Inter
     Descriptor listening(socket(AF_INET, SOCK_STREAM | flags, 0));
     if (!listening) return {};
     if (interface != nullptr) bindToInterface(listening, *interface);
-    if (!bindTo(listening, address, port) || listen(listening.get(), 16) != 0) return {};
+    // A port that is asked for may still have connections of its last owner's that are coming to
+    // their end. For a free one this is said afterwards, or it might be one of a stranger's.
+    const auto allowReuse = [&] { return setOption(listening, SOL_SOCKET, SO_REUSEADDR, 1); };
+    if (port != 0) allowReuse();
+    if (!bindTo(listening, address, port)) return {};
+    if (port == 0) allowReuse();
+    if (listen(listening.get(), 16) != 0) return {};
     return listening;
 }
 
 std::uint16_t localPort(const Descriptor& socket) {
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    if (getsockname(socket.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) return 0;
-    return ntohs(address.sin_port);
+    return ownEnd(socket).port;
 }
 
-Descriptor acceptConnection(const Descriptor& listening, Address& peer, bool& isFull) {
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    Descriptor accepted(
-        accept4(listening.get(), reinterpret_cast<sockaddr*>(&address), &size, flags));
+Endpoint ownEnd(const Descriptor& socket) {
+    return endOf(socket, getsockname);
+}
+
+Endpoint otherEnd(const Descriptor& socket) {
+    return endOf(socket, getpeername);
+}
+
+Descriptor acceptConnection(const Descriptor& listening, bool& isFull) {
+    Descriptor accepted(accept4(listening.get(), nullptr, nullptr, flags));
     if (!accepted) {
         isFull = errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM;
         return {};
     }
-    peer = ntohl(address.sin_addr.s_addr);
     setOption(accepted, IPPROTO_TCP, TCP_NODELAY, 1);
+    // What the system holds back cannot be replaced by what is newer.
+    setOption(accepted, IPPROTO_TCP, TCP_NOTSENT_LOWAT, maxUnsentBytes);
     return accepted;
 }
 
@@ -116,15 +134,11 @@ bool isConnected(const Descriptor& socket) {
     socklen_t size = sizeof error;
     if (getsockopt(socket.get(), SOL_SOCKET, SO_ERROR, &error, &size) != 0 || error != 0)
         return false;
-    sockaddr_in own{};
-    sockaddr_in peer{};
-    socklen_t ownSize = sizeof own;
-    socklen_t peerSize = sizeof peer;
-    if (getsockname(socket.get(), reinterpret_cast<sockaddr*>(&own), &ownSize) != 0 ||
-        getpeername(socket.get(), reinterpret_cast<sockaddr*>(&peer), &peerSize) != 0)
-        return false;
+    const Endpoint own = ownEnd(socket);
+    const Endpoint other = otherEnd(socket);
+    if (own.port == 0 || other.port == 0) return false;
     // A socket that asks for the port it was given itself is connected to itself.
-    return own.sin_port != peer.sin_port || own.sin_addr.s_addr != peer.sin_addr.s_addr;
+    return own.port != other.port || own.address != other.address;
 }
 
 AnnouncementSender::AnnouncementSender(const Interface* interface)

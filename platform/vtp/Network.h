@@ -8,6 +8,7 @@
 #include <string>
 
 #include "platform/vtp/Descriptor.h"
+#include "platform/vtp/Secret.h"
 #include "platform/vtp/SourceTable.h"
 
 namespace quol::vtp {
@@ -35,9 +36,13 @@ std::optional<Address> readAddress(const std::string& text);
 Descriptor listenForConnections(Address address, std::uint16_t port, const Interface* interface);
 std::uint16_t localPort(const Descriptor& socket);
 
+// This end of a connection and the other one. Zeros for what is not connected.
+Endpoint ownEnd(const Descriptor& socket);
+Endpoint otherEnd(const Descriptor& socket);
+
 // The next who connects; an empty descriptor when there is none for now. `isFull` is set when the
 // process can have no more descriptors.
-Descriptor acceptConnection(const Descriptor& listening, Address& peer, bool& isFull);
+Descriptor acceptConnection(const Descriptor& listening, bool& isFull);
 
 // Begins to connect. To other machines only with an interface.
 Descriptor beginConnection(Address address, std::uint16_t port, const Interface* interface);

@@ -17,8 +17,9 @@ MessagePtr makeMessage(const MessageHeader& header, SharedBlock payload) {
 
 // The last one stays, whatever its size.
 void Outbox::Queue::add(MessagePtr message, std::size_t maxCount, std::size_t maxBytes) {
-    bytes += message->size();
-    messages.push_back(std::move(message));
+    const std::size_t size = message->size();
+    messages.push_back(std::move(message)); // may throw
+    bytes += size;
     while (messages.size() > 1 && (messages.size() > maxCount || bytes > maxBytes))
         take();
 }
@@ -37,6 +38,10 @@ void Outbox::addPicture(MessagePtr picture) {
 
 void Outbox::addSound(MessagePtr sound) {
     sounds_.add(std::move(sound), maxSoundsWaiting, maxSoundBytesWaiting);
+}
+
+bool Outbox::isEmpty() const {
+    return sounds_.messages.empty() && pictures_.messages.empty();
 }
 
 MessagePtr Outbox::next() {

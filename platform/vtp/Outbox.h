@@ -31,6 +31,8 @@ public:
     // arrive late behind a picture.
     MessagePtr next();
 
+    bool isEmpty() const;
+
 private:
     struct Queue {
         void add(MessagePtr message, std::size_t maxCount, std::size_t maxBytes);

@@ -7,7 +7,6 @@
 #include "platform/vtp/Bytes.h"
 #include "platform/vtp/Limits.h"
 #include "platform/vtp/Message.h"
-#include "platform/vtp/StripCheck.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -71,6 +70,7 @@ CodecContextPtr openEncoder(std::uint32_t width, std::uint32_t height) {
     context->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL; // newer versions want it said
     context->time_base = {1, 1000};
     context->flags |= AV_CODEC_FLAG_QSCALE;
+    context->flags |= AV_CODEC_FLAG_BITEXACT; // no comment that names the coder
     context->global_quality = quantizer * FF_QP2LAMBDA;
     context->thread_count = 1;
     // Tables made for each picture would take a second pass over it.
@@ -152,7 +152,7 @@ BlockPtr PictureEncoder::encode(const std::uint8_t* picture, std::uint32_t width
 }
 
 void PictureEncoder::prepare(const Key& key) {
-    key_ = key;
+    key_ = {};
     rows_ = stripRows(key.height, usualStrips);
     strips_.clear();
     for (std::uint32_t row = 0; row < key.height; row += rows_) {
@@ -168,6 +168,7 @@ void PictureEncoder::prepare(const Key& key) {
         strip.packet = makePacket();
         strips_.push_back(std::move(strip));
     }
+    key_ = key; // not before all strips are there
 }
 
 void PictureEncoder::encodeStrip(Strip& strip, const std::uint8_t* rows) {
@@ -221,83 +222,77 @@ PictureDecoder::PictureDecoder() : team_(WorkerTeam::usualHelpers()) {}
 
 BlockPtr PictureDecoder::decode(std::span<const std::uint8_t> coded, std::uint32_t width,
                                 std::uint32_t height, std::uint32_t pixelFormat, BlockPool& pool) {
-    if (!split(coded, height)) return nullptr;
+    if (!splitStrips(coded, height, split_)) return nullptr;
     const std::size_t rowBytes = static_cast<std::size_t>(width) * bytesPerPixel(pixelFormat);
     BlockPtr block = pool.get(rowBytes * height);
     if (!block) return nullptr;
-    if (strips_.size() < parts_.size()) strips_.resize(parts_.size());
-    team_.run(static_cast<int>(parts_.size()), [&](int i) {
+    const std::size_t count = split_.parts.size();
+    if (strips_.size() < count) strips_.resize(count);
+    team_.run(static_cast<int>(count), [&](int i) {
         const auto at = static_cast<std::uint32_t>(i);
-        const std::uint32_t row = at * rows_;
-        decodeStrip(strips_[at], parts_[at], block->data() + row * rowBytes, width,
-                    std::min(rows_, height - row), pixelFormat);
+        const std::uint32_t row = at * split_.rows;
+        decodeStrip(strips_[at], split_.parts[at], block->data() + row * rowBytes,
+                    {width, std::min(split_.rows, height - row), pixelFormat});
     });
     const bool isDone =
-        std::all_of(strips_.begin(), strips_.begin() + static_cast<std::ptrdiff_t>(parts_.size()),
+        std::all_of(strips_.begin(), strips_.begin() + static_cast<std::ptrdiff_t>(count),
                     [](const Strip& strip) { return strip.isDone; });
     return isDone ? block : nullptr;
 }
 
-// False unless the strips are all there, fill the payload, and have as many rows as the picture.
-bool PictureDecoder::split(std::span<const std::uint8_t> coded, std::uint32_t height) {
-    parts_.clear();
-    if (coded.size() < 8) return false;
-    const auto count = getNumber<std::uint32_t>(coded.data());
-    rows_ = getNumber<std::uint32_t>(coded.data() + 4);
-    if (count == 0 || count > maxStrips || coded.size() < 8 + 4 * std::size_t{count}) return false;
-    if (rows_ == 0 || rows_ > maxHeight + 16 || (height + rows_ - 1) / rows_ != count) return false;
-    const std::uint8_t* sizes = coded.data() + 8;
-    std::span<const std::uint8_t> rest = coded.subspan(8 + 4 * std::size_t{count});
-    for (std::uint32_t i = 0; i < count; ++i) {
-        const auto size = getNumber<std::uint32_t>(sizes + 4 * i);
-        if (size == 0 || size > rest.size()) return false;
-        parts_.push_back(rest.first(size));
-        rest = rest.subspan(size);
-    }
-    return rest.empty();
+void PictureDecoder::decodeStrip(Strip& strip, std::span<const std::uint8_t> coded,
+                                 std::uint8_t* to, const StripKey& key) {
+    strip.isDone = false;
+    if (!isPlainJpeg(coded, codedWidth(key.width), codedRows(key.height))) return;
+    strip.isDone = decodePlanes(strip, coded, key) && convert(strip, to, key);
+    // What a damaged strip has left in the decoder is not for the next.
+    if (!strip.isDone) strip.codec.reset();
 }
 
-void PictureDecoder::decodeStrip(Strip& strip, std::span<const std::uint8_t> coded,
-                                 std::uint8_t* to, std::uint32_t width, std::uint32_t height,
-                                 std::uint32_t pixelFormat) {
-    strip.isDone = false;
-    if (!isPlainJpeg(coded, codedWidth(width), codedRows(height))) return;
+bool PictureDecoder::decodePlanes(Strip& strip, std::span<const std::uint8_t> coded,
+                                  const StripKey& key) {
     if (!strip.codec) {
         strip.codec = openDecoder();
         strip.frame = makeFrame();
         strip.packet = makePacket();
     }
-    if (!strip.codec || !strip.frame || !strip.packet) return;
+    if (!strip.codec || !strip.frame || !strip.packet) return false;
     av_packet_unref(strip.packet.get());
     // The decoder reads beyond the end; a packet of its own has the room for that.
-    if (av_new_packet(strip.packet.get(), static_cast<int>(coded.size())) < 0) return;
-    std::memcpy(strip.packet->data, coded.data(), coded.size());
+    if (av_new_packet(strip.packet.get(), static_cast<int>(coded.size())) < 0) return false;
+    av_shrink_packet(strip.packet.get(),
+                     static_cast<int>(copyUnlabelled(coded, strip.packet->data)));
     if (avcodec_send_packet(strip.codec.get(), strip.packet.get()) < 0 ||
         avcodec_receive_frame(strip.codec.get(), strip.frame.get()) < 0)
-        return;
+        return false;
     const AVFrame& frame = *strip.frame;
-    if (frame.width != static_cast<int>(codedWidth(width)) ||
-        frame.height != static_cast<int>(codedRows(height)) || !isCodedFormat(frame.format))
-        return;
-    const AVPixelFormat plain = plainFormat(pixelFormat);
-    if (const StripKey key{width, height, pixelFormat}; !(strip.key == key)) {
-        strip.scaler =
-            makeScaler(codedWidth(width), codedRows(height), codedFormat, plain, SWS_FAST_BILINEAR);
-        strip.padded = isPlainSize(width, height) ? nullptr : makePaddedFrame(width, height, plain);
+    return frame.width == static_cast<int>(codedWidth(key.width)) &&
+           frame.height == static_cast<int>(codedRows(key.height)) && isCodedFormat(frame.format);
+}
+
+bool PictureDecoder::convert(Strip& strip, std::uint8_t* to, const StripKey& key) {
+    const AVFrame& frame = *strip.frame;
+    const bool isPlain = isPlainSize(key.width, key.height);
+    const AVPixelFormat plain = plainFormat(key.pixelFormat);
+    if (!(strip.key == key)) {
+        strip.scaler = makeScaler(codedWidth(key.width), codedRows(key.height), codedFormat, plain,
+                                  SWS_FAST_BILINEAR);
+        strip.padded = isPlain ? nullptr : makePaddedFrame(key.width, key.height, plain);
         strip.key = key;
     }
-    if (!strip.scaler) return;
-    const std::size_t rowBytes = static_cast<std::size_t>(width) * bytesPerPixel(pixelFormat);
-    if (isPlainSize(width, height)) {
+    if (!strip.scaler) return false;
+    const std::size_t rowBytes =
+        static_cast<std::size_t>(key.width) * bytesPerPixel(key.pixelFormat);
+    if (isPlain) {
         const int stride = static_cast<int>(rowBytes);
         sws_scale(strip.scaler.get(), frame.data, frame.linesize, 0, frame.height, &to, &stride);
-    } else {
-        if (!strip.padded) return;
-        sws_scale(strip.scaler.get(), frame.data, frame.linesize, 0, frame.height,
-                  strip.padded->data, strip.padded->linesize);
-        cutRows(*strip.padded, rowBytes, height, to);
+        return true;
     }
-    strip.isDone = true;
+    if (!strip.padded) return false;
+    sws_scale(strip.scaler.get(), frame.data, frame.linesize, 0, frame.height, strip.padded->data,
+              strip.padded->linesize);
+    cutRows(*strip.padded, rowBytes, key.height, to);
+    return true;
 }
 
 } // namespace quol::vtp

@@ -9,6 +9,7 @@
 #include "core/Handles.h"
 #include "core/WorkerTeam.h"
 #include "platform/vtp/Block.h"
+#include "platform/vtp/StripCheck.h"
 
 namespace quol::vtp {
 
@@ -92,14 +93,15 @@ private:
         bool isDone = false;
     };
 
-    bool split(std::span<const std::uint8_t> coded, std::uint32_t height);
-    void decodeStrip(Strip& strip, std::span<const std::uint8_t> coded, std::uint8_t* to,
-                     std::uint32_t width, std::uint32_t height, std::uint32_t pixelFormat);
+    static void decodeStrip(Strip& strip, std::span<const std::uint8_t> coded, std::uint8_t* to,
+                            const StripKey& key);
+    static bool decodePlanes(Strip& strip, std::span<const std::uint8_t> coded,
+                             const StripKey& key);
+    static bool convert(Strip& strip, std::uint8_t* to, const StripKey& key);
 
     WorkerTeam team_;
     std::vector<Strip> strips_;
-    std::vector<std::span<const std::uint8_t>> parts_;
-    std::uint32_t rows_ = 0;
+    Strips split_;
 };
 
 } // namespace quol::vtp

@@ -24,8 +24,9 @@ public:
 
     // Drops the oldest ones beyond the limits, but never the last.
     void add(Received received) {
-        bytes_ += received.payload->size();
-        queue_.push_back(std::move(received));
+        const std::size_t size = received.payload->size();
+        queue_.push_back(std::move(received)); // may throw
+        bytes_ += size;
         while (queue_.size() > 1 && (queue_.size() > maxCount_ || bytes_ > maxBytes_))
             take();
     }

@@ -7,6 +7,7 @@
 #include <array>
 #include <bit>
 #include <cerrno>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -28,27 +29,32 @@ void Receiver::setNetwork(const vtp_network& network) {
 
 // ----------------------------------------------------------------- connecting and disconnecting
 
+std::uint64_t Receiver::disconnects() {
+    const std::lock_guard lock(mutex_);
+    return disconnects_;
+}
+
 void Receiver::connect(const std::string& host, std::uint16_t port) {
+    const std::uint64_t asked = disconnects();
     const std::lock_guard control(control_);
     end();
-    connectTo(host, port);
+    connectTo(host, port, asked);
 }
 
 void Receiver::connectByName(const std::string& name) {
+    const std::uint64_t asked = disconnects();
     const std::lock_guard control(control_);
     end();
     Listener listener;
-    std::uint64_t asked = 0;
     {
         const std::lock_guard lock(mutex_);
-        asked = disconnects_;
         listener.setNetwork(network_);
     }
     listener.start();
-    const Clock::time_point deadline = Clock::now() + connectTime;
+    const Clock::time_point deadline = Clock::now() + times_.connect;
     while (true) {
         for (const vtp_source_record& source : listener.sources()) {
-            if (name == source.name) return connectTo(source.host, source.port);
+            if (name == source.name) return connectTo(source.host, source.port, asked);
         }
         std::unique_lock lock(mutex_);
         const bool isCancelled =
@@ -84,11 +90,13 @@ void Receiver::end() {
     sounds_.clear();
 }
 
-// Under `control_`, when nothing is connected.
-void Receiver::connectTo(const std::string& host, std::uint16_t port) {
+// Under `control_`, when nothing is connected. `disconnects` is how many there were when the host
+// asked for the connection: one that came since then has ended it already.
+void Receiver::connectTo(const std::string& host, std::uint16_t port, std::uint64_t disconnects) {
     const std::optional<Address> address = readAddress(host);
     if (!address || !wakeup_) return;
     std::unique_lock lock(mutex_);
+    if (disconnects_ != disconnects) return;
     secret_ = network_.secret;
     interfaceName_ = network_.interfaceName;
     ending_ = false;
@@ -97,6 +105,8 @@ void Receiver::connectTo(const std::string& host, std::uint16_t port) {
     try {
         thread_ = std::thread([this, address, port] { run(*address, port); });
     } catch (const std::system_error&) {
+        phase_ = Phase::idle;
+    } catch (const std::bad_alloc&) {
         phase_ = Phase::idle;
     }
     changed_.wait(lock, [this] { return phase_ != Phase::connecting; });
@@ -139,13 +149,10 @@ bool Receiver::isConnected() {
 // ----------------------------------------------------------------------------------- the thread
 
 void Receiver::run(Address address, std::uint16_t port) {
-    const Clock::time_point deadline = Clock::now() + connectTime;
-    handshake_ = Handshake::challenge;
-    unsaid_.clear();
-    parser_.emplace(Reader::receiver, pool_);
-    if (open(address, port, deadline)) {
-        while (follow(deadline)) {
-        }
+    try {
+        converse(address, port);
+    } catch (const std::bad_alloc&) {
+        // The host may connect again when there is memory.
     }
     {
         const std::lock_guard lock(mutex_);
@@ -153,8 +160,18 @@ void Receiver::run(Address address, std::uint16_t port) {
         changed_.notify_all();
     }
     socket_.reset();
+    handshake_.reset();
     parser_.reset();
     decoder_.reset();
+}
+
+void Receiver::converse(Address address, std::uint16_t port) {
+    const Clock::time_point deadline = Clock::now() + times_.connect;
+    unsaid_.clear();
+    parser_.emplace(Reader::receiver, pool_);
+    if (!open(address, port, deadline)) return;
+    while (follow(deadline)) {
+    }
 }
 
 // Connects and says hello.
@@ -166,13 +183,11 @@ bool Receiver::open(Address address, std::uint16_t port, Clock::time_point deadl
         const std::lock_guard lock(mutex_);
         if (ending_ || Clock::now() >= deadline) return false;
     }
-    if (!vtp::isConnected(socket_) || !makeNonce(receiverNonce_)) return false;
+    if (!vtp::isConnected(socket_)) return false;
     heard_ = Clock::now();
+    handshake_.emplace(secret_, Ends{otherEnd(socket_), ownEnd(socket_)});
     MessageHeader hello;
-    hello.type = MessageType::hello;
-    hello.flags = secret_.empty() ? 0 : flagSecret;
-    hello.digest = receiverNonce_;
-    return say(hello);
+    return handshake_->begin(hello) && say(hello);
 }
 
 // True when the socket is ready; false when the time is over or somebody calls.
@@ -186,17 +201,16 @@ bool Receiver::wait(short events, Clock::time_point until) {
 // One turn: false at the end of the connection.
 bool Receiver::follow(Clock::time_point deadline) {
     const short events = unsaid_.empty() ? POLLIN : POLLIN | POLLOUT;
-    const bool isReady =
-        wait(events, handshake_ == Handshake::done ? spoke_ + heartbeatTime : deadline);
+    const bool isReady = wait(events, handshake_->isDone() ? spoke_ + times_.heartbeat : deadline);
     {
         const std::lock_guard lock(mutex_);
         if (ending_) return false;
     }
     if (isReady && (!finishSaying() || !read())) return false;
     const Clock::time_point now = Clock::now();
-    if (handshake_ != Handshake::done) return now < deadline;
-    if (now - heard_ > silenceTime) return false;
-    return now - spoke_ < heartbeatTime || say(MessageHeader());
+    if (!handshake_->isDone()) return now < deadline;
+    if (now - heard_ > times_.silence) return false;
+    return now - spoke_ < times_.heartbeat || say(MessageHeader());
 }
 
 bool Receiver::read() {
@@ -214,41 +228,35 @@ bool Receiver::read() {
     return true;
 }
 
-// Each message in its place, and nothing else.
 bool Receiver::take(const MessageHeader& header, MessageParser& parser) {
-    if (header.type == MessageType::heartbeat) return handshake_ == Handshake::done;
-    switch (handshake_) {
-        case Handshake::challenge:
-            handshake_ = Handshake::welcome;
-            return header.type == MessageType::challenge && answer(header);
-        case Handshake::welcome: {
-            if (header.type != MessageType::welcome) return false;
-            // Who was given a secret takes a stream only from those who share it.
-            if (!secret_.empty() &&
-                !isSameProof(senderProof(secret_, senderNonce_, receiverNonce_), header.digest))
-                return false;
-            handshake_ = Handshake::done;
-            const std::lock_guard lock(mutex_);
-            if (ending_) return false;
-            phase_ = Phase::connected;
-            changed_.notify_all();
+    using Step = ReceiverHandshake::Step;
+    MessageHeader answer;
+    switch (handshake_->take(header, heard_, answer)) {
+        case Step::refused:
+            return false;
+        case Step::proof:
+            return say(answer);
+        case Step::welcomed:
+            return welcome();
+        case Step::media:
+            try {
+                takeMedia(header, parser.payload());
+            } catch (const std::bad_alloc&) {
+                // A picture less.
+            }
             return true;
-        }
-        case Handshake::done:
-            if (header.type != MessageType::picture && header.type != MessageType::sound)
-                return false;
-            takeMedia(header, parser.payload());
+        case Step::nothing:
             return true;
     }
     return false;
 }
 
-bool Receiver::answer(const MessageHeader& challenge) {
-    senderNonce_ = challenge.digest;
-    MessageHeader proof;
-    proof.type = MessageType::proof;
-    proof.digest = receiverProof(secret_, senderNonce_, receiverNonce_);
-    return say(proof);
+bool Receiver::welcome() {
+    const std::lock_guard lock(mutex_);
+    if (ending_) return false;
+    phase_ = Phase::connected;
+    changed_.notify_all();
+    return true;
 }
 
 void Receiver::takeMedia(const MessageHeader& header, BlockPtr payload) {

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "platform/vtp/Descriptor.h"
+#include "platform/vtp/Handshake.h"
 #include "platform/vtp/Limits.h"
 #include "platform/vtp/Message.h"
 #include "platform/vtp/PictureCoder.h"
@@ -23,7 +24,7 @@ namespace quol::vtp {
 // disconnecting cuts a connecting short.
 class Receiver {
 public:
-    Receiver() = default;
+    explicit Receiver(const Times& times = {}) : times_(times) {}
     Receiver(const Receiver&) = delete;
     Receiver& operator=(const Receiver&) = delete;
     ~Receiver() { disconnect(); }
@@ -38,22 +39,25 @@ public:
 
 private:
     enum class Phase { idle, connecting, connected };
-    enum class Handshake { challenge, welcome, done };
 
     void end();
-    void connectTo(const std::string& host, std::uint16_t port);
+    std::uint64_t disconnects();
+    void connectTo(const std::string& host, std::uint16_t port, std::uint64_t disconnects);
 
     // The thread's.
     void run(Address address, std::uint16_t port);
+    void converse(Address address, std::uint16_t port);
     bool open(Address address, std::uint16_t port, Clock::time_point deadline);
     bool wait(short events, Clock::time_point until);
     bool follow(Clock::time_point deadline);
     bool read();
     bool take(const MessageHeader& header, MessageParser& parser);
-    bool answer(const MessageHeader& challenge);
+    bool welcome();
     bool say(const MessageHeader& header);
     bool finishSaying();
     void takeMedia(const MessageHeader& header, BlockPtr payload);
+
+    const Times times_;
 
     std::mutex control_; // held over connecting and disconnecting; guards the thread between them
     std::thread thread_;
@@ -74,9 +78,7 @@ private:
     std::string secret_;
     std::string interfaceName_;
     Descriptor socket_;
-    Handshake handshake_ = Handshake::challenge;
-    Digest receiverNonce_{};
-    Digest senderNonce_{};
+    std::optional<ReceiverHandshake> handshake_;
     Clock::time_point heard_;
     Clock::time_point spoke_;
     std::string unsaid_; // the rest of what the socket did not take

@@ -5,6 +5,8 @@
 #include <memory>
 #include <string_view>
 
+#include "platform/vtp/Bytes.h"
+
 extern "C" {
 #include <libavutil/hmac.h>
 }
@@ -17,8 +19,17 @@ struct HmacDeleter {
     void operator()(AVHMAC* hmac) const noexcept { av_hmac_free(hmac); }
 };
 
+std::array<std::uint8_t, 12> endsInBytes(const Ends& ends) {
+    std::array<std::uint8_t, 12> bytes{};
+    putNumber(&bytes[0], ends.sender.address);
+    putNumber(&bytes[4], ends.sender.port);
+    putNumber(&bytes[6], ends.receiver.address);
+    putNumber(&bytes[10], ends.receiver.port);
+    return bytes;
+}
+
 Digest proof(const std::string& secret, std::string_view role, const Digest& senderNonce,
-             const Digest& receiverNonce) {
+             const Digest& receiverNonce, const Ends& ends) {
     Digest digest{};
     const std::unique_ptr<AVHMAC, HmacDeleter> hmac(av_hmac_alloc(AV_HMAC_SHA256));
     if (!hmac) return digest;
@@ -29,6 +40,8 @@ Digest proof(const std::string& secret, std::string_view role, const Digest& sen
     av_hmac_update(hmac.get(), bytes(role), static_cast<unsigned>(role.size()));
     av_hmac_update(hmac.get(), senderNonce.data(), static_cast<unsigned>(senderNonce.size()));
     av_hmac_update(hmac.get(), receiverNonce.data(), static_cast<unsigned>(receiverNonce.size()));
+    const auto where = endsInBytes(ends);
+    av_hmac_update(hmac.get(), where.data(), static_cast<unsigned>(where.size()));
     av_hmac_final(hmac.get(), digest.data(), static_cast<unsigned>(digest.size()));
     return digest;
 }
@@ -40,13 +53,13 @@ bool makeNonce(Digest& nonce) {
 }
 
 Digest receiverProof(const std::string& secret, const Digest& senderNonce,
-                     const Digest& receiverNonce) {
-    return proof(secret, "vtp receiver", senderNonce, receiverNonce);
+                     const Digest& receiverNonce, const Ends& ends) {
+    return proof(secret, "vtp receiver", senderNonce, receiverNonce, ends);
 }
 
 Digest senderProof(const std::string& secret, const Digest& senderNonce,
-                   const Digest& receiverNonce) {
-    return proof(secret, "vtp sender", senderNonce, receiverNonce);
+                   const Digest& receiverNonce, const Ends& ends) {
+    return proof(secret, "vtp sender", senderNonce, receiverNonce, ends);
 }
 
 bool isSameProof(const Digest& expected, const Digest& given) {

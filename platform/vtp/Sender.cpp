@@ -1,9 +1,8 @@
 #include "platform/vtp/Sender.h"
 
-#include <poll.h>
-
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -16,12 +15,14 @@ namespace {
 
 constexpr int portsTried = 16;
 constexpr auto tickTime = 250ms;
+constexpr auto memoryPause = 10ms; // when memory is short
 
 } // namespace
 
-Sender::Sender(const StreamInfo& stream, int coding)
+Sender::Sender(const StreamInfo& stream, int coding, const Times& times)
     : stream_(stream),
       coding_(coding),
+      times_(times),
       coder_([this](const MessageHeader& header, BlockPtr payload) {
           deliver(header, std::move(payload));
       }) {}
@@ -41,51 +42,66 @@ void Sender::setNetwork(const vtp_network& network) {
 bool Sender::start() {
     const std::lock_guard control(control_);
     if (isRunning_) return true;
-    if (!wakeup_ || !openSockets()) {
-        closeSockets();
-        return false;
-    }
-    {
-        const std::lock_guard lock(mutex_);
-        ending_ = false;
-    }
-    wakeup_.clear();
     try {
-        thread_ = std::thread([this] { run(); });
+        if (wakeup_ && openSockets()) {
+            {
+                const std::lock_guard lock(mutex_);
+                ending_ = false;
+            }
+            wakeup_.clear();
+            acceptsNow_ = true;
+            thread_ = std::thread([this] { run(); });
+            isRunning_ = true;
+            return true;
+        }
     } catch (const std::system_error&) {
-        closeSockets();
-        return false;
+    } catch (const std::bad_alloc&) {
     }
-    isRunning_ = true;
-    return true;
+    const std::lock_guard lock(mutex_);
+    ending_ = true;
+    closeSockets();
+    return false;
 }
 
-// The same port at both addresses, so that there is one to tell.
 bool Sender::openSockets() {
     std::optional<Interface> interface;
     if (!network_.interfaceName.empty()) {
         interface = findInterface(network_.interfaceName);
         if (!interface) return false;
     }
-    const bool goesOut = interface && !isLoopback(interface->address);
-    for (int i = 0; i < portsTried && listening_.size() != (goesOut ? 2u : 1u); ++i) {
-        listening_.clear();
-        listening_.push_back(listenForConnections(loopbackAddress, 0, nullptr));
-        if (!listening_[0]) return false;
-        if (!goesOut) break;
-        Descriptor outer =
-            listenForConnections(interface->address, localPort(listening_[0]), &*interface);
-        if (outer) listening_.push_back(std::move(outer));
-    }
-    if (listening_.size() != (goesOut ? 2u : 1u)) return false;
+    const Interface* const outer =
+        interface && !isLoopback(interface->address) ? &*interface : nullptr;
+    bool isListening = listenAt(lastPort_ != 0 ? lastPort_ : network_.port, outer);
+    for (int i = 0; i < portsTried && !isListening; ++i)
+        isListening = listenAt(0, outer);
+    if (!isListening) return false;
     announcing_.emplace_back(nullptr);
-    if (goesOut) announcing_.emplace_back(&*interface);
+    if (outer != nullptr) announcing_.emplace_back(outer);
 
-    Digest random{};
-    if (!makeNonce(random)) return false;
-    std::copy_n(random.begin(), instance_.size(), instance_.begin());
+    if (instance_ == Instance{}) {
+        Digest random{};
+        if (!makeNonce(random)) return false;
+        std::copy_n(random.begin(), instance_.size(), instance_.begin());
+    }
     secret_ = network_.secret;
     port_ = localPort(listening_[0]);
+    describe();
+    lastPort_ = port_;
+    return true;
+}
+
+// The same port at both addresses, so that there is one to tell. 0 for a free one.
+bool Sender::listenAt(std::uint16_t port, const Interface* interface) {
+    listening_.clear();
+    listening_.push_back(listenForConnections(loopbackAddress, port, nullptr));
+    if (!listening_[0]) return false;
+    if (interface == nullptr) return true;
+    listening_.push_back(
+        listenForConnections(interface->address, localPort(listening_[0]), interface));
+    return static_cast<bool>(listening_[1]);
+}
+
+void Sender::describe() {
     Announcement announcement;
     announcement.instance = instance_;
     announcement.port = port_;
@@ -98,7 +114,6 @@ bool Sender::openSockets() {
     announcement_ = writeAnnouncement(announcement);
     announcement.isGone = true;
     farewell_ = writeAnnouncement(announcement);
-    return true;
 }
 
 void Sender::closeSockets() {
@@ -110,6 +125,7 @@ void Sender::closeSockets() {
 void Sender::stop() {
     const std::lock_guard control(control_);
     if (!isRunning_) return;
+    coder_.stop(); // what is being coded is still sent
     {
         const std::lock_guard lock(mutex_);
         ending_ = true;
@@ -117,7 +133,7 @@ void Sender::stop() {
     }
     wakeup_.wake();
     thread_.join();
-    coder_.stop();
+    coder_.stop(); // one that a picture started meanwhile
     closeSockets();
     isRunning_ = false;
 }
@@ -195,30 +211,62 @@ void Sender::deliver(const MessageHeader& header, SharedBlock payload) {
 
 void Sender::run() {
     announce(false);
-    Clock::time_point nextAnnouncement = Clock::now() + announceTime;
-    Clock::time_point nextTick = Clock::now() + tickTime;
-    while (true) {
-        waitForEvents(std::min(nextTick, nextAnnouncement));
-        {
-            const std::lock_guard lock(mutex_);
-            if (ending_) break;
-        }
-        const Clock::time_point now = Clock::now();
-        serveAll(now);
-        for (const Descriptor& listening : listening_)
-            accept(listening, now);
-        if (now >= nextTick) {
-            keepAlive(now);
-            acceptsNow_ = true;
-            nextTick = now + tickTime;
-        }
-        if (now >= nextAnnouncement) {
-            announce(false);
-            nextAnnouncement = now + announceTime;
+    nextAnnouncement_ = Clock::now() + times_.announce;
+    nextTick_ = Clock::now() + tickTime;
+    bool goesOn = true;
+    while (goesOn) {
+        try {
+            goesOn = turn();
+        } catch (const std::bad_alloc&) {
+            std::this_thread::sleep_for(memoryPause);
         }
     }
     announce(true);
+    try {
+        linger();
+    } catch (const std::bad_alloc&) {
+        // What waits is lost.
+    }
     peers_.clear();
+}
+
+// False when the sender is being stopped.
+bool Sender::turn() {
+    waitForEvents(std::min(nextTick_, nextAnnouncement_));
+    {
+        const std::lock_guard lock(mutex_);
+        if (ending_) return false;
+    }
+    const Clock::time_point now = Clock::now();
+    serveAll(now);
+    acceptAll(now);
+    if (now >= nextTick_) {
+        nextTick_ = now + tickTime;
+        acceptsNow_ = true;
+        keepAlive(now);
+    }
+    if (now >= nextAnnouncement_) {
+        nextAnnouncement_ = now + times_.announce;
+        announce(false);
+    }
+    return true;
+}
+
+// Sends what waits, and gives the receivers the time to read it: closing a socket on which
+// something has come that was not read throws away what it still has to send.
+void Sender::linger() {
+    acceptsNow_ = false;
+    const Clock::time_point deadline = Clock::now() + times_.linger;
+    std::erase_if(peers_, [](const auto& peer) { return !peer.second.receiver; });
+    for (auto& [descriptor, peer] : peers_)
+        peer.events |= POLLOUT; // tried once, whatever the last wait said
+    for (Clock::time_point now = Clock::now(); now < deadline; now = Clock::now()) {
+        serveAll(now);
+        for (auto& [descriptor, peer] : peers_)
+            finish(peer);
+        if (peers_.empty()) return;
+        waitForEvents(deadline);
+    }
 }
 
 void Sender::announce(bool isGone) {
@@ -227,35 +275,42 @@ void Sender::announce(bool isGone) {
 }
 
 void Sender::waitForEvents(Clock::time_point until) {
-    std::vector<pollfd> waiting{{wakeup_.get(), POLLIN, 0}};
-    if (acceptsNow_) {
-        for (const Descriptor& listening : listening_)
-            waiting.push_back({listening.get(), POLLIN, 0});
-    }
+    waiting_.clear();
+    waiting_.push_back({wakeup_.get(), POLLIN, 0});
+    // A descriptor below zero is passed over.
+    for (const Descriptor& listening : listening_)
+        waiting_.push_back({acceptsNow_ ? listening.get() : -1, POLLIN, 0});
     for (const auto& [descriptor, peer] : peers_) {
         const short events = peer.connection->wantsToWrite() ? POLLIN | POLLOUT : POLLIN;
-        waiting.push_back({descriptor, events, 0});
+        waiting_.push_back({descriptor, events, 0});
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
-    poll(waiting.data(), waiting.size(), static_cast<int>(std::clamp<std::int64_t>(left, 0, 1000)));
-    events_.clear();
-    for (const pollfd& one : waiting)
-        events_[one.fd] = one.revents;
-    if (events_[wakeup_.get()] != 0) wakeup_.clear();
+    poll(waiting_.data(), waiting_.size(),
+         static_cast<int>(std::clamp<std::int64_t>(left, 0, 1000)));
+    std::size_t at = 1 + listening_.size();
+    for (auto& [descriptor, peer] : peers_)
+        peer.events = waiting_[at++].revents;
+    if (waiting_[0].revents != 0) wakeup_.clear();
+}
+
+void Sender::acceptAll(Clock::time_point now) {
+    for (std::size_t i = 0; i < listening_.size(); ++i) {
+        if (waiting_[1 + i].revents != 0) accept(listening_[i], now);
+    }
 }
 
 void Sender::accept(const Descriptor& listening, Clock::time_point now) {
-    if (events_[listening.get()] == 0) return;
-    Address address = 0;
     bool isFull = false;
-    Descriptor socket = acceptConnection(listening, address, isFull);
+    Descriptor socket = acceptConnection(listening, isFull);
     if (isFull) acceptsNow_ = false;
-    if (!socket || !hasRoomFor(address)) return;
+    if (!socket) return;
+    const Ends ends{ownEnd(socket), otherEnd(socket)};
+    if (ends.receiver.port == 0 || !hasRoomFor(ends.receiver.address)) return;
     dropOldestStranger();
     const int number = socket.get();
     Peer peer;
-    peer.connection =
-        std::make_unique<Connection>(std::move(socket), address, stream_, secret_, messages_, now);
+    peer.connection = std::make_unique<Connection>(std::move(socket), ends, stream_, secret_,
+                                                   messages_, times_, now);
     peers_[number] = std::move(peer);
 }
 
@@ -282,7 +337,12 @@ void Sender::dropOldestStranger() {
 
 void Sender::serveAll(Clock::time_point now) {
     for (auto peer = peers_.begin(); peer != peers_.end();) {
-        const bool stays = serve(peer->second, events_[peer->first], now);
+        bool stays = false;
+        try {
+            stays = serve(peer->second, peer->second.events, now);
+        } catch (const std::bad_alloc&) {
+            // The others shall not suffer.
+        }
         peer = stays ? std::next(peer) : close(peer);
     }
 }
@@ -313,9 +373,19 @@ void Sender::welcome(Peer& peer) {
     receivers_.push_back(peer.receiver);
 }
 
+// Once all that waits is sent.
+void Sender::finish(Peer& peer) {
+    if (peer.connection->isBusy() || !peer.receiver->outbox.isEmpty()) return;
+    peer.connection->finish();
+}
+
 void Sender::keepAlive(Clock::time_point now) {
     for (auto peer = peers_.begin(); peer != peers_.end();) {
-        const bool stays = peer->second.connection->keepAlive(now) && serve(peer->second, 0, now);
+        bool stays = false;
+        try {
+            stays = peer->second.connection->keepAlive(now) && serve(peer->second, 0, now);
+        } catch (const std::bad_alloc&) {
+        }
         peer = stays ? std::next(peer) : close(peer);
     }
 }

@@ -1,6 +1,8 @@
 // Offers a stream to any number of receivers.
 #pragma once
 
+#include <poll.h>
+
 #include <atomic>
 #include <cstdint>
 #include <map>
@@ -25,14 +27,18 @@ namespace quol::vtp {
 // any time.
 class Sender {
 public:
-    Sender(const StreamInfo& stream, int coding);
+    Sender(const StreamInfo& stream, int coding, const Times& times = {});
     Sender(const Sender&) = delete;
     Sender& operator=(const Sender&) = delete;
     ~Sender();
 
     void setNetwork(const vtp_network& network);
     void setScaleQuality(int quality) { quality_ = quality; }
+
+    // At the port that it had before, or else that the network record names, if that is free.
     bool start();
+
+    // What was handed over before still goes out, as far as that takes a quarter of a second.
     void stop();
     std::uint16_t port() const { return port_; }
     void sendPicture(const std::uint8_t* data, std::uint32_t pixelFormat, std::int64_t timestamp);
@@ -48,34 +54,44 @@ private:
     struct Peer {
         std::unique_ptr<Connection> connection;
         std::shared_ptr<Receiver> receiver; // null for a stranger
+        short events = 0;                   // of the last wait
     };
     using Peers = std::map<int, Peer>; // by descriptor
 
     bool openSockets();
+    bool listenAt(std::uint16_t port, const Interface* interface);
+    void describe();
     void closeSockets();
     void deliver(const MessageHeader& header, SharedBlock payload);
     bool hasReceivers(bool coded);
 
     void run();
+    bool turn();
+    void linger();
     void announce(bool isGone);
     void waitForEvents(Clock::time_point until);
+    void acceptAll(Clock::time_point now);
     void accept(const Descriptor& listening, Clock::time_point now);
     bool hasRoomFor(Address peer);
     void dropOldestStranger();
     bool serve(Peer& peer, short events, Clock::time_point now);
     void welcome(Peer& peer);
     void serveAll(Clock::time_point now);
+    static void finish(Peer& peer);
     void keepAlive(Clock::time_point now);
     Peers::iterator close(Peers::iterator peer);
 
     const StreamInfo stream_;
     const int coding_;
+    const Times times_;
     std::atomic<int> quality_ = 0;
     std::atomic<std::uint16_t> port_ = 0; // written by start and stop
     CodingThread coder_;
 
-    std::mutex control_; // held over a start or a stop; guards the three below
+    std::mutex control_; // held over a start or a stop; guards the next five
     vtp_network network_;
+    std::uint16_t lastPort_ = 0;
+    Instance instance_{}; // one for all starts: receivers know it again
     std::thread thread_;
     bool isRunning_ = false;
 
@@ -92,15 +108,16 @@ private:
     // The thread's while it runs, else of who starts and stops it.
     Wakeup wakeup_;
     std::string secret_;
-    Instance instance_{};
     std::vector<Descriptor> listening_;
     std::vector<AnnouncementSender> announcing_;
     std::vector<std::uint8_t> announcement_;
     std::vector<std::uint8_t> farewell_;
     BlockPool messages_;
     Peers peers_;
-    std::map<int, short> events_; // by descriptor, of the last wait
-    bool acceptsNow_ = true;      // not while the process has no descriptors left
+    std::vector<pollfd> waiting_; // of the last wait: the wakeup, who listens, the peers
+    Clock::time_point nextAnnouncement_;
+    Clock::time_point nextTick_;
+    bool acceptsNow_ = true; // not while the process has no descriptors left
 };
 
 } // namespace quol::vtp

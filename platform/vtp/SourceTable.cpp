@@ -8,10 +8,10 @@ namespace quol::vtp {
 
 namespace {
 
-// "Name (2)" and so on, the first that is free.
-std::string numberedName(const std::string& name, const std::set<std::string>& taken) {
-    for (int number = 2;; ++number) {
-        const std::string suffix = " (" + std::to_string(number) + ")";
+// "Name (2)" and so on, the first that is free from `number` on, which is moved behind it.
+std::string numberedName(const std::string& name, const std::set<std::string>& taken, int& number) {
+    while (true) {
+        const std::string suffix = " (" + std::to_string(number++) + ")";
         const std::string numbered = shownName(name, maxNameBytes - suffix.size()) + suffix;
         if (!taken.contains(numbered)) return numbered;
     }
@@ -25,6 +25,10 @@ void copyText(char* to, std::size_t capacity, const std::string& text) {
 
 bool isLoopback(Address address) {
     return address >> 24 == 127;
+}
+
+bool mayComeThrough(Address from, bool isInterface) {
+    return isLoopback(from) != isInterface;
 }
 
 std::string addressText(Address address) {
@@ -62,9 +66,14 @@ void SourceTable::add(const Announcement& announcement, Address from, Clock::tim
         return source.address == from && source.announcement.port == announcement.port;
     });
     if (sources_.size() >= maxSources) return;
-    const auto ofHost = std::count_if(sources_.begin(), sources_.end(),
-                                      [from](const Source& s) { return s.address == from; });
-    if (!isLoopback(from) && static_cast<std::size_t>(ofHost) >= maxSourcesPerHost) return;
+    if (!isLoopback(from)) {
+        const auto count = [this](auto which) {
+            return static_cast<std::size_t>(std::count_if(sources_.begin(), sources_.end(), which));
+        };
+        const auto isOfHost = [from](const Source& source) { return source.address == from; };
+        const auto isForeign = [](const Source& source) { return !isLoopback(source.address); };
+        if (count(isOfHost) >= maxSourcesPerHost || count(isForeign) >= maxForeignSources) return;
+    }
     sources_.push_back({announcement, from, now});
 }
 
@@ -87,11 +96,13 @@ std::vector<vtp_source_record> SourceTable::records() const {
         taken.insert(source->announcement.name);
     std::vector<vtp_source_record> records;
     const std::string* last = nullptr;
+    int number = 2; // for the next of the same name
     for (const Source* source : ordered) {
         const std::string& name = source->announcement.name;
         const bool clashes = last != nullptr && *last == name;
         last = &name;
-        const std::string shown = clashes ? numberedName(name, taken) : name;
+        if (!clashes) number = 2;
+        const std::string shown = clashes ? numberedName(name, taken, number) : name;
         taken.insert(shown);
         vtp_source_record record{};
         copyText(record.name, sizeof record.name, shown);

@@ -17,6 +17,11 @@ namespace quol::vtp {
 using Address = std::uint32_t;
 
 bool isLoopback(Address address);
+
+// Whether a datagram from there may have come that way: within this machine, or through an
+// interface. Nobody outside speaks for this machine.
+bool mayComeThrough(Address from, bool isInterface);
+
 std::string addressText(Address address);
 
 // A plain table: it knows no clock, the times come with the calls. Not for several threads at once.

@@ -1,7 +1,11 @@
 #include "platform/vtp/StripCheck.h"
 
-#include <cstddef>
+#include <algorithm>
+#include <array>
 #include <cstring>
+
+#include "platform/vtp/Bytes.h"
+#include "platform/vtp/Limits.h"
 
 namespace quol::vtp {
 
@@ -17,7 +21,6 @@ constexpr std::uint8_t markerScan = 0xda;
 constexpr std::uint8_t markerQuantizers = 0xdb;
 constexpr std::uint8_t markerRestarts = 0xdd;
 constexpr std::uint8_t markerJfif = 0xe0;
-constexpr std::uint8_t markerComment = 0xfe;
 
 std::uint32_t number(Bytes bytes, std::size_t at) {
     return static_cast<std::uint32_t>(bytes[at] << 8 | bytes[at + 1]);
@@ -27,6 +30,13 @@ bool isFrameOf(Bytes segment, std::uint32_t width, std::uint32_t rows) {
     // Bits a sample, rows, width, components, and three bytes for each of these.
     return segment.size() == 6 + 9 && segment[0] == 8 && number(segment, 1) == rows &&
            number(segment, 3) == width && segment[5] == 3;
+}
+
+// Programs that made pictures of their own kind told it in the same place.
+bool isJfifLabel(Bytes segment) {
+    constexpr std::array<std::uint8_t, 5> label{'J', 'F', 'I', 'F', 0};
+    return segment.size() >= label.size() &&
+           std::equal(label.begin(), label.end(), segment.begin());
 }
 
 // What follows the header of the scan: data, in which a marker could only be a restart, and the
@@ -49,6 +59,26 @@ bool isScanData(Bytes bytes) {
 
 } // namespace
 
+bool splitStrips(Bytes coded, std::uint32_t height, Strips& strips) {
+    strips.parts.clear();
+    if (coded.size() < 8) return false;
+    const auto count = getNumber<std::uint32_t>(coded.data());
+    strips.rows = getNumber<std::uint32_t>(coded.data() + 4);
+    if (count == 0 || count > maxStrips || coded.size() < 8 + 4 * std::size_t{count}) return false;
+    if (strips.rows == 0 || strips.rows > maxHeight + 16 ||
+        (height + strips.rows - 1) / strips.rows != count)
+        return false;
+    const std::uint8_t* sizes = coded.data() + 8;
+    Bytes rest = coded.subspan(8 + 4 * std::size_t{count});
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const auto size = getNumber<std::uint32_t>(sizes + std::size_t{4} * i);
+        if (size == 0 || size > rest.size()) return false;
+        strips.parts.push_back(rest.first(size));
+        rest = rest.subspan(size);
+    }
+    return rest.empty();
+}
+
 bool isPlainJpeg(Bytes bytes, std::uint32_t width, std::uint32_t rows) {
     if (bytes.size() < 4 || bytes[0] != 0xff || bytes[1] != markerStart) return false;
     bytes = bytes.subspan(2);
@@ -70,14 +100,28 @@ bool isPlainJpeg(Bytes bytes, std::uint32_t width, std::uint32_t rows) {
             case markerCodes:
             case markerQuantizers:
             case markerRestarts:
+                break;
             case markerJfif:
-            case markerComment:
+                if (!isJfifLabel(segment)) return false;
                 break;
             default:
                 return false;
         }
     }
     return false;
+}
+
+std::size_t copyUnlabelled(Bytes jpeg, std::uint8_t* to) {
+    std::uint8_t* const begin = to;
+    const auto copy = [&](std::size_t size, bool isKept) {
+        if (isKept) to = std::copy_n(jpeg.data(), size, to);
+        jpeg = jpeg.subspan(size);
+    };
+    copy(2, true);
+    while (jpeg[1] != markerScan)
+        copy(2 + std::size_t{number(jpeg, 2)}, jpeg[1] != markerJfif);
+    copy(jpeg.size(), true);
+    return static_cast<std::size_t>(to - begin);
 }
 
 } // namespace quol::vtp

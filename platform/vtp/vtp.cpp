@@ -32,6 +32,14 @@ Result guarded(Result otherwise, Work work) {
     return otherwise;
 }
 
+template <typename Work>
+void guarded(Work work) {
+    guarded(false, [&work] {
+        work();
+        return true;
+    });
+}
+
 template <typename Handle>
 Handle* make() {
     return guarded(static_cast<Handle*>(nullptr), [] { return new Handle; });
@@ -70,7 +78,7 @@ void vtp_destroy_sender(vtp_sender* sender) {
 }
 
 void vtp_sender_set_network(vtp_sender* sender, const vtp_network& network) {
-    if (sender != nullptr) sender->setNetwork(network);
+    if (sender != nullptr) guarded([&] { sender->setNetwork(network); });
 }
 
 bool vtp_sender_start(vtp_sender* sender) {
@@ -78,26 +86,22 @@ bool vtp_sender_start(vtp_sender* sender) {
 }
 
 void vtp_sender_stop(vtp_sender* sender) {
-    if (sender != nullptr) sender->stop();
+    if (sender != nullptr) guarded([&] { sender->stop(); });
 }
 
 void vtp_sender_send_frame(vtp_sender* sender, const uint8_t* data, int pixelFormat,
                            int64_t timestampNs) {
     if (sender == nullptr) return;
-    guarded(false, [&] {
-        sender->sendPicture(data, formatCode(pixelFormat), timestampNs);
-        return true;
-    });
+    guarded([&] { sender->sendPicture(data, formatCode(pixelFormat), timestampNs); });
 }
 
 void vtp_sender_send_audio(vtp_sender* sender, const int16_t* samples, int samplesPerChannel,
                            int rate, int channels, int64_t timestampNs) {
     if (sender == nullptr || samplesPerChannel <= 0 || rate <= 0 || channels <= 0) return;
-    guarded(false, [&] {
+    guarded([&] {
         sender->sendSound(samples, static_cast<std::uint32_t>(samplesPerChannel),
                           static_cast<std::uint32_t>(rate), static_cast<std::uint32_t>(channels),
                           timestampNs);
-        return true;
     });
 }
 
@@ -120,31 +124,33 @@ void vtp_destroy_receiver(vtp_receiver* receiver) {
 }
 
 void vtp_receiver_set_network(vtp_receiver* receiver, const vtp_network& network) {
-    if (receiver != nullptr) receiver->setNetwork(network);
+    if (receiver != nullptr) guarded([&] { receiver->setNetwork(network); });
 }
 
 void vtp_receiver_connect(vtp_receiver* receiver, const char* host, uint16_t port) {
-    if (receiver != nullptr) receiver->connect(host != nullptr ? host : "", port);
+    if (receiver != nullptr) guarded([&] { receiver->connect(host != nullptr ? host : "", port); });
 }
 
 void vtp_receiver_connect_by_name(vtp_receiver* receiver, const char* name) {
-    if (receiver != nullptr) receiver->connectByName(name != nullptr ? name : "");
+    if (receiver != nullptr) guarded([&] { receiver->connectByName(name != nullptr ? name : ""); });
 }
 
 void vtp_receiver_disconnect(vtp_receiver* receiver) {
-    if (receiver != nullptr) receiver->disconnect();
+    if (receiver != nullptr) guarded([&] { receiver->disconnect(); });
 }
 
 bool vtp_receiver_receive_frame(vtp_receiver* receiver, vtp_video_frame* frame) {
-    return receiver != nullptr && frame != nullptr && receiver->takePicture(*frame);
+    return receiver != nullptr && frame != nullptr &&
+           guarded(false, [&] { return receiver->takePicture(*frame); });
 }
 
 bool vtp_receiver_receive_audio(vtp_receiver* receiver, vtp_audio_frame* frame) {
-    return receiver != nullptr && frame != nullptr && receiver->takeSound(*frame);
+    return receiver != nullptr && frame != nullptr &&
+           guarded(false, [&] { return receiver->takeSound(*frame); });
 }
 
 bool vtp_receiver_is_connected(vtp_receiver* receiver) {
-    return receiver != nullptr && receiver->isConnected();
+    return receiver != nullptr && guarded(false, [&] { return receiver->isConnected(); });
 }
 
 // -------------------------------------------------------------------------------------- listener
@@ -158,15 +164,15 @@ void vtp_destroy_listener(vtp_listener* listener) {
 }
 
 void vtp_listener_set_network(vtp_listener* listener, const vtp_network& network) {
-    if (listener != nullptr) listener->setNetwork(network);
+    if (listener != nullptr) guarded([&] { listener->setNetwork(network); });
 }
 
 void vtp_listener_start(vtp_listener* listener) {
-    if (listener != nullptr) listener->start();
+    if (listener != nullptr) guarded([&] { listener->start(); });
 }
 
 void vtp_listener_stop(vtp_listener* listener) {
-    if (listener != nullptr) listener->stop();
+    if (listener != nullptr) guarded([&] { listener->stop(); });
 }
 
 int vtp_listener_get_sources(vtp_listener* listener, vtp_source_record* records, int maximum) {

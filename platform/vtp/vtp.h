@@ -7,7 +7,9 @@
 // Every operation takes null handles and answers them with nothing, 0 or false. The operations of
 // one handle may be called from any threads at the same time, except that nobody may use a handle
 // once its vtp_destroy_ operation was begun. No operation waits for another machine, save for
-// vtp_receiver_connect and vtp_receiver_connect_by_name, which do for a bounded time.
+// vtp_receiver_connect, vtp_receiver_connect_by_name and the end of a sender that runs, which do
+// for a bounded time. Where memory is short, pictures, sound and connections are lost, and nothing
+// else.
 #pragma once
 
 #include <cstddef>
@@ -68,6 +70,9 @@ static_assert(offsetof(vtp_source_record, port) == 192);
 struct vtp_network {
     std::string interfaceName; // as the system calls it; empty: this machine alone
     std::string secret;        // empty: anyone who reaches the sender may have its stream
+    // Of a sender that has not run yet: the port to take if it is free, 0 for any. One that has run
+    // takes the port it had.
+    std::uint16_t port = 0;
 };
 
 // A sender of pictures of one size. `name` is cut at 127 bytes; null or empty becomes "VTP". `rate`
@@ -82,7 +87,8 @@ void vtp_sender_set_network(vtp_sender* sender, const vtp_network& network);
 // the interface named is not there, or no port is free.
 bool vtp_sender_start(vtp_sender* sender);
 
-// Ends all connections and takes the sender off the listeners' lists.
+// Takes the sender off the listeners' lists and ends all connections. What was handed over before
+// still goes out, as far as the receivers take it within a quarter of a second.
 void vtp_sender_stop(vtp_sender* sender);
 
 // Sends one picture of the sender's size, rows without padding, to every receiver. Copies it and

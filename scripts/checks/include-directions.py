@@ -34,7 +34,7 @@ EXCEPTIONS = {
 HOST_FOLDERS = ["examples", "bindings"]
 
 FOREIGN_IN_PUBLIC = re.compile(
-    r"^(lib(av|sw)\w*/|cairo|pango|GL/|GLES|EGL/|KHR/|SDL|X11/|gst/|Processing\.NDI|DeckLink)"
+    r"^(lib(av|sw)\w*/|cairo|pango|thorvg|GL/|GLES|EGL/|KHR/|SDL|X11/|gst/|Processing\.NDI|DeckLink)"
 )
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')

@@ -123,4 +123,14 @@ TEST(Sleeper, WakeEndsTheSleepOfEveryThread) {
     EXPECT_EQ(woken, 2);
 }
 
+TEST(WholeMillisPeriod, IsCutToMillisecondsBetweenOneAndAnHour) {
+    constexpr std::int64_t milli = quol::nanosPerMilli;
+    EXPECT_EQ(quol::wholeMillisPeriod(50.0), 20 * milli);
+    EXPECT_EQ(quol::wholeMillisPeriod(29.97), 33 * milli);
+    EXPECT_EQ(quol::wholeMillisPeriod(1000.0), milli);
+    EXPECT_EQ(quol::wholeMillisPeriod(1024.0), milli);
+    EXPECT_EQ(quol::wholeMillisPeriod(1e300), milli);
+    EXPECT_EQ(quol::wholeMillisPeriod(1e-300), 3600000 * milli);
+}
+
 } // namespace

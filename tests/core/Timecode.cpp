@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
@@ -67,6 +68,13 @@ TEST(TimecodeText, IsRefusedUnlessAllFourNumbersAreThere) {
                              "01.02.03.04", ":::", "01:02:x3:04", "00:00:00"}) {
         EXPECT_FALSE(quol::parseTimecode(text).has_value()) << text;
     }
+}
+
+TEST(TimecodeText, IsRefusedWhereNoIntHoldsANumber) {
+    EXPECT_EQ(quol::parseTimecode("2147483647:-2147483648:0:0")->hours, 2147483647);
+    for (const char* text : {"2147483648:0:0:0", "0:-2147483649:0:0", "0:0:4294967297:0",
+                             "0:0:0:99999999999999999999"})
+        EXPECT_FALSE(quol::parseTimecode(text).has_value()) << text;
 }
 
 TEST(TimecodeText, IsWrittenWithTwoDigitsAndMoreWhereNeeded) {
@@ -260,6 +268,14 @@ TEST(WallClockTimecode, IsTheLocalTimeOfDay) {
         EXPECT_GE(now.frames, 0) << fps;
         EXPECT_LT(now.frames, fps) << fps;
     }
+}
+
+TEST(Timecode, WholeFramesAreTruncatedAndStayNumbers) {
+    EXPECT_EQ(quol::wholeFrames(2.9), 2);
+    EXPECT_EQ(quol::wholeFrames(-2.9), -2);
+    EXPECT_EQ(quol::wholeFrames(std::nan("")), 0);
+    EXPECT_EQ(quol::wholeFrames(1e300), 9000000000000000);
+    EXPECT_EQ(quol::wholeFrames(-1e300), -9000000000000000);
 }
 
 } // namespace

@@ -1,10 +1,15 @@
-// Any bytes on a connection, read by either end in pieces of any size, any datagram heard, any
-// strip.
+// Any bytes on a connection, read by either end in pieces of any size and taken by either end's
+// side of the handshake, any datagram heard, any coded picture's strips.
+#include <sys/socket.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
+#include "platform/vtp/Connection.h"
+#include "platform/vtp/Handshake.h"
 #include "platform/vtp/Limits.h"
 #include "platform/vtp/Message.h"
 #include "platform/vtp/SourceTable.h"
@@ -39,9 +44,74 @@ void checkMessage(Reader reader, const MessageParser& parser) {
     require(second.taken(commonHeaderBytes) != ParseResult::broken);
 }
 
+// What comes before the stream comes in its order, whatever is said.
+class CheckedHandshake {
+public:
+    explicit CheckedHandshake(const char* secret)
+        : handshake_(secret, Ends{}), hasSecret_(*secret != 0) {
+        MessageHeader hello;
+        require(handshake_.begin(hello));
+    }
+
+    bool take(const MessageHeader& header) {
+        using Step = ReceiverHandshake::Step;
+        MessageHeader answer;
+        const bool wasDone = handshake_.isDone();
+        const Step step = handshake_.take(header, Clock::time_point{}, answer);
+        require(step != Step::proof || (header.type == MessageType::challenge && !wasAsked_));
+        require(step != Step::welcomed || (wasAsked_ && !hasSecret_));
+        require((step != Step::media && step != Step::nothing) || wasDone);
+        wasAsked_ = wasAsked_ || step == Step::proof;
+        return step != Step::refused;
+    }
+
+private:
+    ReceiverHandshake handshake_;
+    const bool hasSecret_;
+    bool wasAsked_ = false;
+};
+
+// A sender's end, on a socket of which nobody reads.
+void talkTo(const std::string& secret, std::span<const std::uint8_t> bytes) {
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends) != 0) return;
+    const Descriptor other(ends[1]);
+    const StreamInfo stream{"name", 16, 8, 25, true};
+    const Times times;
+    BlockPool pool;
+    const Clock::time_point now{};
+    Connection connection(Descriptor(ends[0]), Ends{}, stream, secret, pool, times, now);
+    send(other.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    const auto nothing = [] { return MessagePtr(); };
+    for (std::size_t i = 0; i < bytes.size() + 2; ++i) {
+        if (!connection.read(now) || !connection.write(nothing, now)) return;
+        require(secret.empty() || !connection.isReceiver());
+    }
+}
+
+void splitPicture(std::span<const std::uint8_t> bytes, std::uint32_t height) {
+    Strips strips;
+    if (!splitStrips(bytes, height, strips)) return;
+    require(!strips.parts.empty() && strips.parts.size() <= maxStrips);
+    require(std::uint64_t{strips.rows} * strips.parts.size() >= height);
+    require(std::uint64_t{strips.rows} * (strips.parts.size() - 1) < height);
+    const std::uint8_t* at = bytes.data() + 8 + 4 * strips.parts.size();
+    for (const auto& part : strips.parts) {
+        require(!part.empty() && part.data() == at);
+        at += part.size();
+        std::vector<std::uint8_t> copy(part.size());
+        if (isPlainJpeg(part, 96, 16)) require(copyUnlabelled(part, copy.data()) <= part.size());
+    }
+    require(at == bytes.data() + bytes.size());
+}
+
 void readStream(Reader reader, std::span<const std::uint8_t> bytes, std::size_t step) {
     BlockPool pool;
     MessageParser parser(reader, pool);
+    CheckedHandshake open("");
+    CheckedHandshake secret("sesame");
+    bool isOpen = true;
+    bool isSecret = true;
     while (!bytes.empty()) {
         const std::span<std::uint8_t> room = parser.room();
         require(!room.empty());
@@ -53,7 +123,10 @@ void readStream(Reader reader, std::span<const std::uint8_t> bytes, std::size_t 
             require(parser.room().empty());
             return;
         }
-        if (result == ParseResult::message) checkMessage(reader, parser);
+        if (result != ParseResult::message) continue;
+        checkMessage(reader, parser);
+        isOpen = isOpen && open.take(parser.header());
+        isSecret = isSecret && secret.take(parser.header());
     }
 }
 
@@ -85,6 +158,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // strip.
     readStream(data[0] % 2 == 0 ? Reader::sender : Reader::receiver, bytes, step);
     hear(bytes, 0x7f000001u + data[0]);
-    isPlainJpeg(bytes, 96, 16);
+    talkTo("", bytes);
+    talkTo("sesame", bytes);
+    splitPicture(bytes, std::uint32_t{1} + data[0]);
+    std::vector<std::uint8_t> copy(bytes.size());
+    if (isPlainJpeg(bytes, 96, 16)) require(copyUnlabelled(bytes, copy.data()) <= bytes.size());
     return 0;
 }

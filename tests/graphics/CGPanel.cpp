@@ -8,7 +8,7 @@
 #include <random>
 #include <sstream>
 
-#include "graphics/CairoHandles.h"
+#include "core/CairoHandles.h"
 #include "quolsdk/LCGProps.h"
 
 namespace {

@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "graphics/CairoHandles.h"
+#include "core/CairoHandles.h"
 
 namespace {
 

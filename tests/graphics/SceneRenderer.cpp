@@ -103,8 +103,7 @@ FramePtr drawnWhole(const Items& items) {
     pixels->data[0] = cairo_image_surface_get_data(surface.get());
     pixels->linesize[0] = cairo_image_surface_get_stride(surface.get());
     FramePtr frame = quol::PicturePool().get(width, height, AV_PIX_FMT_YUVA420P);
-    quol::Scaler scaler;
-    if (!scaler.scale(*pixels, *frame, SWS_BILINEAR)) return nullptr;
+    if (frame) quol::VideoConverter().convert(*pixels, *frame, canvas);
     return frame;
 }
 

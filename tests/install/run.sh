@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # Installs the library into a fresh folder, builds two hosts against that folder alone, one in C
 # with pkg-config's flags and one in C++ with find_package, and runs them.
-# usage: run.sh BUILD_DIR VERSION
+# usage: run.sh BUILD_DIR VERSION THORVG
+# THORVG is where the library has it from: system, private (it comes along) or none.
 set -euo pipefail
 build=$(cd "$1" && pwd)
 version=$2
+thorvg=$3
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 
 work=$(mktemp -d)
@@ -56,3 +58,34 @@ cmake --build "$work/cpp_host" >"$work/build.log" || {
     fail "the C++ host does not build"
 }
 "$work/cpp_host/host"
+
+step "ThorVG ($thorvg)"
+# Of the loader's own answer: where is it found, for this library, by nothing but what is installed?
+thorvg_of() { env -u LD_LIBRARY_PATH ldd "$1" | sed -n 's/.*libthorvg-1\.so\.[0-9]* => \([^ ]*\).*/\1/p'; }
+for file in "$PKG_CONFIG_PATH"/quolsdk.pc "${PKG_CONFIG_PATH%/pkgconfig}"/cmake/quolsdk/*.cmake; do
+    grep -i thorvg "$file" && fail "a host would have to have ThorVG: ${file##*/}"
+done
+found=$(thorvg_of "$libdir/libquolsdk.so")
+case $thorvg in
+private)
+    [[ $found == "$libdir"/libthorvg-1.so.* ]] || fail "ThorVG is taken from '$found'"
+    readelf -d "$libdir/libquolsdk.so" | grep 'R.*PATH' | grep -vF '[$ORIGIN]' &&
+        fail "the run path leads out of the installed folder"
+    # A host that resolves every name at its start, and then the folder elsewhere.
+    LD_BIND_NOW=1 "$work/cpp_host/host"
+    mv "$prefix" "$work/moved"
+    libdir=$work/moved${libdir#"$prefix"}
+    found=$(thorvg_of "$libdir/libquolsdk.so")
+    [[ $found == "$libdir"/libthorvg-1.so.* ]] || fail "after a move ThorVG is taken from '$found'"
+    LD_BIND_NOW=1 LD_LIBRARY_PATH=$libdir "$work/host_c"
+    ;;
+system)
+    [[ -n $found && $found != "$prefix"/* ]] || fail "ThorVG is taken from '$found'"
+    ;;
+none)
+    [[ -z $found ]] || fail "a library without Lottie loads ThorVG from $found"
+    ;;
+*)
+    fail "what is '$thorvg'?"
+    ;;
+esac

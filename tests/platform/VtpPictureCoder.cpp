@@ -118,10 +118,24 @@ TEST(VtpPictureCoder, onlyPlainJpegOfTheRightSizeIsShownToTheDecoder) {
         strip.begin() + static_cast<std::ptrdiff_t>(frame),
         strip.begin() + static_cast<std::ptrdiff_t>(frame) + 19);
     EXPECT_FALSE(isPlainJpeg(with(frame, secondFrame), 96, 16));
-    EXPECT_TRUE(isPlainJpeg(with(scan, {0xff, 0xfe, 0, 3, 1}), 96, 16));  // a comment
+    EXPECT_FALSE(isPlainJpeg(with(scan, {0xff, 0xfe, 0, 3, 1}), 96, 16)); // a comment
+    const std::vector<std::uint8_t> label{0xff, 0xe0, 0, 9, 'J', 'F', 'I', 'F', 0, 1, 1};
+    EXPECT_TRUE(isPlainJpeg(with(2, label), 96, 16));
+    auto otherLabel = label;
+    otherLabel[8] = 1;
+    EXPECT_FALSE(isPlainJpeg(with(2, otherLabel), 96, 16));
+    EXPECT_FALSE(isPlainJpeg(with(2, {0xff, 0xe0, 0, 6, 'A', 'V', 'I', '1'}), 96, 16));
+    EXPECT_FALSE(isPlainJpeg(with(2, {0xff, 0xe0, 0, 6, 'J', 'F', 'I', 'F'}), 96, 16));
+    // The decoder does not see the label.
+    auto twice = with(scan, label);
+    twice.insert(twice.begin() + 2, label.begin(), label.end());
+    ASSERT_TRUE(isPlainJpeg(twice, 96, 16));
+    std::vector<std::uint8_t> unlabelled(twice.size());
+    unlabelled.resize(copyUnlabelled(twice, unlabelled.data()));
+    EXPECT_EQ(unlabelled, strip);
     EXPECT_FALSE(isPlainJpeg(with(scan, {0xff, 0xe2, 0, 3, 1}), 96, 16)); // a profile
-    EXPECT_FALSE(isPlainJpeg(with(scan, {0xff, 0xfe, 0, 1}), 96, 16));
-    EXPECT_FALSE(isPlainJpeg(with(scan, {0xff, 0xfe, 0xff, 0xff}), 96, 16));
+    EXPECT_FALSE(isPlainJpeg(with(scan, {0xff, 0xdd, 0, 1}), 96, 16));
+    EXPECT_FALSE(isPlainJpeg(with(scan, {0xff, 0xdd, 0xff, 0xff}), 96, 16));
     EXPECT_TRUE(isPlainJpeg(with(scan + 14, {0xff, 0xd0}), 96, 16)); // a restart in the data
     EXPECT_FALSE(isPlainJpeg(with(scan + 14, {0xff, 0xc0}), 96, 16));
     EXPECT_FALSE(isPlainJpeg(with(scan + 14, {0xff, 0xd8}), 96, 16));
@@ -131,6 +145,55 @@ TEST(VtpPictureCoder, onlyPlainJpegOfTheRightSizeIsShownToTheDecoder) {
         other[frame + 1] = static_cast<std::uint8_t>(marker);
         EXPECT_FALSE(isPlainJpeg(other, 96, 16)) << marker;
     }
+}
+
+// One strip, whose tables and whose data may be missing.
+std::vector<std::uint8_t> pictureOfOne(bool hasQuantizers, bool hasData) {
+    BlockPool pool;
+    PictureEncoder encoder;
+    const auto picture = test::vtpPicture(width, 16, 3, 1);
+    const BlockPtr coded = encoder.encode(picture.data(), width, 16, bgr, 0, pool);
+    const std::uint8_t* const jpeg = coded->data() + 12;
+    std::vector<std::uint8_t> strip(jpeg, jpeg + 2);
+    std::size_t at = 2;
+    std::uint8_t marker = 0;
+    while (marker != 0xda) {
+        marker = jpeg[at + 1];
+        const std::size_t size = 2 + static_cast<std::size_t>(jpeg[at + 2] << 8 | jpeg[at + 3]);
+        if (marker != 0xdb || hasQuantizers) strip.insert(strip.end(), jpeg + at, jpeg + at + size);
+        at += size;
+    }
+    if (hasData) {
+        strip.insert(strip.end(), jpeg + at, jpeg + coded->size() - 12);
+    } else {
+        strip.insert(strip.end(), {0xff, 0xd9});
+    }
+    std::vector<std::uint8_t> all(coded->data(), coded->data() + 8);
+    all.resize(12);
+    putNumber(&all[8], static_cast<std::uint32_t>(strip.size()));
+    all.insert(all.end(), strip.begin(), strip.end());
+    return all;
+}
+
+TEST(VtpPictureCoder, whatADamagedStripSaidIsForgotten) {
+    BlockPool pool;
+    const auto decoded = [&pool](PictureDecoder& decoder, const std::vector<std::uint8_t>& coded) {
+        const BlockPtr block = decoder.decode(coded, width, 16, bgr, pool);
+        return block ? std::vector<std::uint8_t>(block->data(), block->data() + block->size())
+                     : std::vector<std::uint8_t>();
+    };
+    PictureDecoder fresh;
+    const auto withoutTables = decoded(fresh, pictureOfOne(false, true));
+    PictureDecoder decoder;
+    EXPECT_TRUE(decoded(decoder, pictureOfOne(true, false)).empty());
+    EXPECT_EQ(decoded(decoder, pictureOfOne(false, true)), withoutTables);
+    EXPECT_NE(decoded(decoder, pictureOfOne(true, true)), withoutTables);
+}
+
+TEST(VtpPictureCoder, blocksHaveRoomForAScalerThatReadsOn) {
+    const Block block(32 * 2 * 3);
+    for (std::size_t i = 0; i < 64; ++i)
+        EXPECT_EQ(block.data()[block.capacity() + i], 0);
 }
 
 TEST(VtpPictureCoder, damagedStripsDoNoHarm) {

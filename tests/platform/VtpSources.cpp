@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <set>
 
 #include "platform/vtp/Network.h"
 #include "platform/vtp/SourceTable.h"
@@ -162,11 +163,33 @@ TEST(VtpSources, aFloodOfSendersIsBounded) {
     }
     EXPECT_EQ(table.records().size(), 64u);
     for (unsigned i = 0; i < 2000; ++i) {
+        Announcement one = announcement("flood", 2, static_cast<std::uint16_t>(i + 1));
+        std::memcpy(one.instance.data() + 4, &i, sizeof i);
+        table.hear(one, there + 1 + i, start); // of as many hosts
+    }
+    EXPECT_EQ(table.records().size(), 128u);
+    for (unsigned i = 0; i < 2000; ++i) {
         Announcement one = announcement("flood", 1, static_cast<std::uint16_t>(i + 1));
         std::memcpy(one.instance.data() + 4, &i, sizeof i);
         table.hear(one, here, start);
     }
     EXPECT_EQ(table.records().size(), 256u);
+    std::set<std::string> names;
+    for (const vtp_source_record& record : table.records())
+        names.insert(record.name);
+    EXPECT_EQ(names.size(), 256u);
+    EXPECT_TRUE(names.contains("flood"));
+    EXPECT_TRUE(names.contains("flood (2)"));
+    EXPECT_TRUE(names.contains("flood (256)"));
+}
+
+TEST(VtpSources, nobodyOutsideSpeaksForThisMachine) {
+    EXPECT_TRUE(mayComeThrough(here, false));
+    EXPECT_TRUE(mayComeThrough(0x7fffffff, false));
+    EXPECT_TRUE(mayComeThrough(there, true));
+    EXPECT_FALSE(mayComeThrough(here, true));
+    EXPECT_FALSE(mayComeThrough(0x7f010203, true));
+    EXPECT_FALSE(mayComeThrough(there, false));
 }
 
 TEST(VtpSources, recordsAreFilledToTheirEnds) {

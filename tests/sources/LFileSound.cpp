@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numeric>
 #include <thread>
@@ -99,6 +100,33 @@ INSTANTIATE_TEST_SUITE_P(LFileSound, SoundOfClip,
                          testing::Values("hevc.mp4", "mpeg2.mpg", "mjpeg.avi", "prores.mov",
                                          "vp9_opus.webm", "av_tc.mxf", "mono.wav", "aac51.mp4",
                                          "flac.flac", "cover.mp3"));
+
+// ----------------------------------------------------------------------------- beside its pictures
+
+// A decoder that works on several pictures at once gives them late; consumers that play what comes
+// as it comes would hear a beep before they see the flash.
+class SoundBesidePictures : public testing::TestWithParam<const char*> {};
+
+TEST_P(SoundBesidePictures, IsNotAheadOfThemByMoreThanTheyLieApartInTheFile) {
+    FilePlayer player(GetParam());
+    ASSERT_TRUE(player.playOut());
+    const auto pictures = player.sink.pictures();
+    ASSERT_GT(pictures.size(), 20U);
+    const double length = pictures[1].seconds - pictures[0].seconds;
+    double lead = -1.0;
+    for (const SoundSeen& sound : player.sink.sounds()) {
+        const auto next = std::find_if(pictures.begin(), pictures.end(), [&](const auto& picture) {
+            return picture.arrived > sound.arrived;
+        });
+        if (next == pictures.begin()) continue;
+        lead = std::max(lead, sound.seconds - std::prev(next)->seconds);
+    }
+    EXPECT_LT(lead, 2.0 * length);
+    EXPECT_GT(lead, -2.0 * length);
+}
+
+INSTANTIATE_TEST_SUITE_P(LFileSound, SoundBesidePictures,
+                         testing::Values("flash_beep.mov", "h264_aac.mp4", "hevc.mp4"));
 
 // -------------------------------------------------------------------------------- its own form
 

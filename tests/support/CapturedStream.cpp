@@ -57,6 +57,12 @@ private:
 
 } // namespace
 
+std::string told(const std::function<void()>& call) {
+    CapturedStream output(CapturedStream::Stream::output);
+    call();
+    return output.text();
+}
+
 std::string temporaryPath(const std::string& name) {
     static const TemporaryFolder folder;
     return folder.path() + "/" + name;

@@ -1,6 +1,7 @@
 // What the code under test writes to standard output or standard error.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace test {
@@ -24,6 +25,9 @@ private:
     int saved_;
     int file_;
 };
+
+// What a call writes to standard output.
+std::string told(const std::function<void()>& call);
 
 // A path for a file of a test's own, in a folder that goes when the process ends.
 std::string temporaryPath(const std::string& name);

@@ -65,10 +65,10 @@ videoFormatProps nativeVideo(int pixelFormat) {
 
 namespace {
 
-void receiveAll(AVCodecContext& decoder, std::vector<quol::FramePtr>& frames) {
+void receiveAll(AVCodecContext& decoder, const std::function<void(quol::FramePtr)>& take) {
     quol::FramePtr frame = quol::makeFrame();
     while (avcodec_receive_frame(&decoder, frame.get()) >= 0) {
-        frames.push_back(std::move(frame));
+        take(std::move(frame));
         frame = quol::makeFrame();
     }
 }
@@ -77,23 +77,28 @@ void receiveAll(AVCodecContext& decoder, std::vector<quol::FramePtr>& frames) {
 
 std::vector<quol::FramePtr> decodeAll(const std::string& path, AVMediaType type) {
     std::vector<quol::FramePtr> frames;
+    decodeEach(path, type, [&](quol::FramePtr frame) { frames.push_back(std::move(frame)); });
+    return frames;
+}
+
+void decodeEach(const std::string& path, AVMediaType type,
+                const std::function<void(quol::FramePtr)>& take) {
     quol::MediaInput input;
     const bool pattern = path.find('%') != std::string::npos;
-    if (!input.open(path, pattern ? "image2" : nullptr) || !input.findStreamInfo()) return frames;
+    if (!input.open(path, pattern ? "image2" : nullptr) || !input.findStreamInfo()) return;
     const int index = input.bestStream(type);
     const AVStream* stream = input.stream(index);
-    if (stream == nullptr) return frames;
+    if (stream == nullptr) return;
     const quol::CodecContextPtr decoder = quol::openDecoder(*stream, quol::DecoderThreads::one);
     const quol::PacketPtr packet = quol::makePacket();
-    if (!decoder) return frames;
+    if (!decoder) return;
     while (av_read_frame(input.get(), packet.get()) >= 0) {
         if (packet->stream_index == index && avcodec_send_packet(decoder.get(), packet.get()) >= 0)
-            receiveAll(*decoder, frames);
+            receiveAll(*decoder, take);
         av_packet_unref(packet.get());
     }
     avcodec_send_packet(decoder.get(), nullptr);
-    receiveAll(*decoder, frames);
-    return frames;
+    receiveAll(*decoder, take);
 }
 
 std::uint64_t fingerprint(const AVFrame& picture) {

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,9 @@ videoFormatProps nativeVideo(int pixelFormat);
 
 // All frames of the best stream of a type, decoded to the last one, in the order of the decoder.
 std::vector<quol::FramePtr> decodeAll(const std::string& path, AVMediaType type);
+// The same one by one, for clips that are too long to be kept.
+void decodeEach(const std::string& path, AVMediaType type,
+                const std::function<void(quol::FramePtr)>& take);
 
 // A number for what a picture shows: its size, format and every byte that is seen.
 std::uint64_t fingerprint(const AVFrame& picture);

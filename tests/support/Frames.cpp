@@ -5,7 +5,6 @@
 #include <numbers>
 
 extern "C" {
-#include <libavutil/imgutils.h>
 #include <libavutil/pixdesc.h>
 }
 

@@ -14,6 +14,7 @@
 #include <array>
 #include <cstring>
 #include <deque>
+#include <exception>
 #include <fstream>
 #include <random>
 #include <vector>
@@ -61,8 +62,7 @@ struct UnderWay {
 } // namespace
 
 Machine::Machine(const std::string& address) : address_(address) {
-    thread_ = std::thread([this] { work(); });
-    run([this] { setUp(); });
+    std::thread([this] { setUp(); }).join();
 }
 
 Machine::~Machine() {
@@ -71,17 +71,23 @@ Machine::~Machine() {
         ending_ = true;
     }
     changed_.notify_all();
-    thread_.join();
+    if (thread_.joinable()) thread_.join();
 }
 
 void Machine::run(const std::function<void()>& work) {
     std::unique_lock lock(mutex_);
+    if (!thread_.joinable()) thread_ = std::thread([this] { this->work(); });
     asked_ = &work;
     changed_.notify_all();
     changed_.wait(lock, [this] { return asked_ == nullptr; });
 }
 
+bool Machine::enter() const {
+    return setns(place_.get(), CLONE_NEWNET) == 0;
+}
+
 void Machine::work() {
+    if (!enter()) std::terminate(); // rather than talk to the real network
     std::unique_lock lock(mutex_);
     while (true) {
         changed_.wait(lock, [this] { return ending_ || asked_ != nullptr; });
@@ -97,6 +103,8 @@ void Machine::work() {
 
 void Machine::setUp() {
     if (unshare(CLONE_NEWNET) != 0) return;
+    place_ = quol::vtp::Descriptor(open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC));
+    if (!place_) return;
     // It would talk by itself.
     std::ofstream("/proc/sys/net/ipv6/conf/default/disable_ipv6") << "1";
     quol::vtp::Descriptor cable(open("/dev/net/tun", O_RDWR | O_NONBLOCK | O_CLOEXEC));

@@ -15,10 +15,12 @@
 
 namespace test {
 
-// A thread in a network namespace of its own. Threads that are started by what it runs belong to
-// the namespace too. Nothing of it is left when all of them have ended.
+// A network namespace of its own, and a thread in it from the first `run` on. Threads that are
+// started by what it runs belong to the namespace too. Nothing of it is left when all of them, and
+// the processes that have it, have ended.
 class Machine {
 public:
+    // Leaves no thread behind, so that the process may still be copied.
     explicit Machine(const std::string& address);
     ~Machine();
 
@@ -27,6 +29,9 @@ public:
 
     // Runs it there, and waits.
     void run(const std::function<void()>& work);
+
+    // Moves the calling thread there, for good. For a copy of this process; false when it cannot.
+    bool enter() const;
 
     const std::string& address() const { return address_; }
     int cable() const { return cable_.get(); }
@@ -38,12 +43,13 @@ private:
     void setUp();
 
     const std::string address_;
+    quol::vtp::Descriptor place_; // the namespace
     quol::vtp::Descriptor cable_; // the outer end of the interface: whole Ethernet frames
     std::mutex mutex_;            // guards all below
     std::condition_variable changed_;
     const std::function<void()>* asked_ = nullptr;
     bool ending_ = false;
-    std::thread thread_;
+    std::thread thread_; // of the first caller of `run`
 };
 
 // The cable. It may be told to change at any time.

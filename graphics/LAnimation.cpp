@@ -1,0 +1,462 @@
+#include "quolsdk/LAnimation.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <map>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "core/Clock.h"
+#include "core/FairMutex.h"
+#include "core/Log.h"
+#include "core/ModeTables.h"
+#include "core/PlainFile.h"
+#include "graphics/LottieCheck.h"
+#include "graphics/LottieEngine.h"
+#include "graphics/LottiePlayhead.h"
+#include "graphics/LottieRaster.h"
+#include "graphics/LottieText.h"
+
+namespace {
+
+constexpr int defaultWidth = 1920;
+constexpr int defaultHeight = 1080;
+constexpr double defaultRate = 50.0;
+constexpr float defaultTemplateRate = 30.0F;
+constexpr std::uint32_t initialMode = 13; // 1920x1080 at 50
+
+// The only family there is, whatever file it comes from.
+constexpr const char* fontFamily = "DejaVu Sans";
+constexpr std::array<const char*, 10> fontFiles{
+    "template/RobotoCondensed-Bold.ttf",
+    "template/RobotoCondensed-Regular.ttf",
+    "RobotoCondensed-Bold.ttf",
+    "RobotoCondensed-Regular.ttf",
+    "template/Roboto-Bold.ttf",
+    "template/Roboto-Regular.ttf",
+    "Roboto-Bold.ttf",
+    "Roboto-Regular.ttf",
+    "/usr/share/fonts/liberation/LiberationSans-Regular.ttf",
+    "/usr/share/fonts/TTF/DejaVuSans.ttf",
+};
+
+void loadFirstFont(quol::LottieEngine& engine) {
+    for (const char* const file : fontFiles) {
+        if (!engine.loadFont(file)) continue;
+        quol::logOut("LAnimation: Font basariyla yuklendi: %s", file);
+        return;
+    }
+    quol::logOut("LAnimation: UYARI - Hicbir sistem fontu yuklenemedi!");
+}
+
+} // namespace
+
+struct LAnimation::Impl {
+    struct Layer {
+        std::unique_ptr<quol::LottieTemplate> animation; // null where none could be loaded
+        std::string json;
+        // What of it is drawn; nothing while that is not known, or where nothing can be drawn.
+        std::optional<quol::DrawableTemplate> drawable;
+        std::string path;
+        quol::LottiePlayhead playhead;
+    };
+
+    // What the thread draws at, fixed when it starts.
+    struct Geometry {
+        int width = 0;
+        int height = 0;
+        double fps = 0.0;
+    };
+
+    explicit Impl(LAnimation& owner) : self(owner) {}
+
+    Layer* find(int id);
+    std::unique_ptr<quol::LottieTemplate> read(Layer& layer, const std::string& resourceFolder);
+    void show(Layer& layer, std::unique_ptr<quol::LottieTemplate> loaded);
+    bool reload(Layer& layer);
+    void rebuildCanvas();
+    void start();
+    Geometry geometry() const;
+    void animationLoop(const Geometry& size);
+    void step(double fps);
+
+    LAnimation& self;
+    quol::LottieEngine engine;
+
+    quol::FairMutex layerMutex; // guards the next four; held while a picture is drawn
+    videoFormatProps format;
+    std::map<int, Layer> layers; // by id: the order of drawing
+    quol::LottieCanvas canvas;
+    std::thread thread;
+
+    std::atomic<bool> running{false};
+    quol::Sleeper sleeper;
+};
+
+LAnimation::LAnimation() : impl(std::make_unique<Impl>(*this)) {
+    impl->format.mode = initialMode;
+    quol::expandVideoFormat(impl->format);
+    loadFirstFont(impl->engine);
+}
+
+LAnimation::~LAnimation() {
+    impl->running = false;
+    impl->sleeper.wake();
+    if (impl->thread.joinable()) impl->thread.join();
+    impl->canvas.setTemplates({}); // before the templates that lie on it
+}
+
+// ------------------------------------------------------------------------------------ templates
+
+// Under `layerMutex`. Null, with a line, for an unknown id.
+LAnimation::Impl::Layer* LAnimation::Impl::find(int id) {
+    const auto found = layers.find(id);
+    if (found != layers.end()) return &found->second;
+    quol::logOut("LAnimation: Katman bulunamadi: %d", id);
+    return nullptr;
+}
+
+// Under `layerMutex`. Later layers lie on top.
+void LAnimation::Impl::rebuildCanvas() {
+    std::vector<quol::LottieTemplate*> templates;
+    for (auto& [id, layer] : layers) {
+        if (layer.animation) templates.push_back(layer.animation.get());
+    }
+    canvas.setTemplates(templates);
+}
+
+namespace {
+
+int wholeFrames(float frames) {
+    constexpr double most = std::numeric_limits<int>::max();
+    return std::isnan(frames) ? 0 : static_cast<int>(std::clamp<double>(frames, 0.0, most));
+}
+
+} // namespace
+
+// Puts a template in the place of that of a layer. Under `layerMutex`.
+void LAnimation::Impl::show(Layer& layer, std::unique_ptr<quol::LottieTemplate> loaded) {
+    quol::LottiePlayhead& playhead = layer.playhead;
+    playhead.totalFrames = wholeFrames(loaded->totalFrames());
+    const float duration = loaded->duration();
+    playhead.fps =
+        duration > 0.0F ? static_cast<float>(playhead.totalFrames) / duration : defaultTemplateRate;
+    layer.animation.swap(loaded);
+    rebuildCanvas(); // before the old one goes
+    start();
+}
+
+// Null for a text that cannot be drawn. Under `layerMutex`.
+std::unique_ptr<quol::LottieTemplate> LAnimation::Impl::read(Layer& layer,
+                                                             const std::string& resourceFolder) {
+    if (!layer.drawable) layer.drawable = quol::DrawableTemplate::of(layer.json);
+    return layer.drawable ? quol::LottieTemplate::load(*layer.drawable, resourceFolder) : nullptr;
+}
+
+// Draws the text of a layer from now on. False, and the picture as before, when it cannot be read.
+// Under `layerMutex`.
+bool LAnimation::Impl::reload(Layer& layer) {
+    std::unique_ptr<quol::LottieTemplate> loaded = read(layer, quol::resourceFolderOf(layer.path));
+    if (!loaded) return false;
+    loaded->showFrame(layer.playhead.currentFrame);
+    show(layer, std::move(loaded));
+    return true;
+}
+
+bool LAnimation::loadTemplate(int id, const std::string& path) {
+    if (!quol::hasLottieEngine()) {
+        quol::logOut("LAnimation: Lottie destegi olmadan derlendi, yuklenemedi: %s", path.c_str());
+        return false;
+    }
+    std::optional<std::string> bytes = quol::readPlainFile(path);
+    if (!bytes) {
+        quol::logOut("LAnimation: Dosya acilamadi: %s", path.c_str());
+        return false;
+    }
+    std::string json = quol::withAssetFolders(std::move(*bytes), quol::directoryOf(path));
+    json = quol::withFontFamily(std::move(json), fontFamily);
+    const quol::LottieMarkers markers = quol::readMarkers(json);
+
+    const std::lock_guard lock(impl->layerMutex);
+    Impl::Layer& layer = impl->layers[id];
+    layer.json = std::move(json);
+    layer.drawable.reset();
+    layer.path = path;
+    std::unique_ptr<quol::LottieTemplate> loaded = impl->read(layer, "");
+    if (!loaded) {
+        quol::logOut("LAnimation: Lottie verisi yuklenemedi! Katman: %d", id);
+        return false;
+    }
+    quol::LottiePlayhead& playhead = layer.playhead;
+    playhead.markers = markers;
+    playhead.currentFrame = markers.in >= 0 ? static_cast<float>(markers.in) : 0.0F;
+    playhead.playing = true;
+    playhead.exiting = false;
+    impl->show(layer, std::move(loaded));
+    quol::logOut("LAnimation: Katman %d yuklendi. Toplam Kare: %d, FPS: %g", id,
+                 playhead.totalFrames, static_cast<double>(playhead.fps));
+    return true;
+}
+
+void LAnimation::update(int id, const std::string& layerName, const std::string& text) {
+    const std::lock_guard lock(impl->layerMutex);
+    Impl::Layer* const layer = impl->find(id);
+    if (layer == nullptr || layer->json.empty()) return;
+    const auto piece = quol::findLayerText(layer->json, layerName);
+    if (!piece) {
+        quol::logOut("LAnimation: Katman bulunamadi: %s", layerName.c_str());
+        return;
+    }
+    layer->json.replace(piece->begin, piece->end - piece->begin, text);
+    if (layer->drawable && !layer->drawable->replaceText(*piece, text)) layer->drawable.reset();
+    if (impl->reload(*layer)) {
+        quol::logOut("LAnimation: Katman %d metni guncellendi (Bellekten): %s", id, text.c_str());
+    } else {
+        quol::logOut("LAnimation: Metin guncellendi ama ThorVG bellekten yukleyemedi!");
+    }
+}
+
+void LAnimation::updateColor(int id, const std::string& layerName, const std::string& color,
+                             const std::string& color2, const std::string& param) {
+    const std::lock_guard lock(impl->layerMutex);
+    Impl::Layer* const layer = impl->find(id);
+    if (layer == nullptr || layer->json.empty()) return;
+    const char* style = "";
+    switch (quol::replaceColor(layer->json, layerName, {color, color2, param})) {
+        case quol::ColorChange::ignored:
+            return;
+        case quol::ColorChange::noLayer:
+            quol::logOut("LAnimation: Katman adı bulunamadi: %s", layerName.c_str());
+            return;
+        case quol::ColorChange::noColor:
+            quol::logOut("LAnimation: Renk parametresi bulunamadi. Katman: %s", layerName.c_str());
+            return;
+        case quol::ColorChange::aeStyle:
+            style = " (AE Style)";
+            break;
+        case quol::ColorChange::cavalryStyle:
+            style = " (Cavalry Style)";
+            break;
+    }
+    layer->drawable.reset();
+    if (!impl->reload(*layer)) {
+        quol::logOut("LAnimation: Renk guncellendi ama ThorVG bellekten yukleyemedi!");
+        return;
+    }
+    quol::logOut("LAnimation: Katman %d rengi guncellendi: %s%s -> %s%s%s (Bellekten)", id,
+                 layerName.c_str(), style, color.c_str(), color2.empty() ? "" : " to ",
+                 color2.c_str());
+}
+
+namespace {
+
+// Writes a file whole or not at all: another player may be reading the one in its place.
+bool writeWhole(const std::string& path, const std::string& bytes) {
+    static std::atomic<unsigned> number{0};
+    const std::string part =
+        path + '.' + std::to_string(getpid()) + '.' + std::to_string(number++) + ".part";
+    std::error_code error;
+    {
+        std::ofstream file(part, std::ios::binary | std::ios::trunc);
+        file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        file.close();
+        if (file) std::filesystem::rename(part, path, error);
+        if (file && !error) return true;
+    }
+    std::filesystem::remove(part, error);
+    return false;
+}
+
+// Copies an image beside a template. False when it cannot be read or written.
+bool copyBeside(const std::string& folder, const std::string& imagePath,
+                const std::string& fileName) {
+    const std::optional<std::string> bytes = quol::readPlainFile(imagePath);
+    if (!bytes) return false;
+    const std::string target = folder + fileName;
+    if (!writeWhole(target, *bytes)) return false;
+    quol::logOut("LAnimation: Resim kopyalandi: %s", target.c_str());
+    return true;
+}
+
+} // namespace
+
+void LAnimation::updateImage(int id, const std::string& name, const std::string& imagePath) {
+    const std::lock_guard lock(impl->layerMutex);
+    Impl::Layer* const layer = impl->find(id);
+    if (layer == nullptr) return;
+    const quol::LottieAsset asset = quol::assetOf(layer->json, name);
+    if (asset.ofLayer) {
+        quol::logOut("LAnimation: Katman adindan Asset ID bulundu: %s -> %s", name.c_str(),
+                     asset.id.c_str());
+    }
+    const std::size_t place = quol::findAsset(layer->json, asset.id);
+    if (place == std::string::npos) {
+        quol::logOut("LAnimation: Asset ID bulunamadi: %s", asset.id.c_str());
+        return;
+    }
+    if (!quol::hasImageFile(layer->json, place)) return;
+    const auto fileName = quol::imageFileName(asset.id, imagePath);
+    if (!fileName) {
+        quol::logOut("LAnimation: Resim kopyalanamadi: %s", imagePath.c_str());
+        return;
+    }
+    if (!copyBeside(quol::resourceFolderOf(layer->path), imagePath, *fileName)) {
+        quol::logOut("LAnimation: Resim kopyalanamadi: %s", imagePath.c_str());
+        return;
+    }
+    quol::setImageFile(layer->json, place, *fileName);
+    layer->drawable.reset();
+    if (impl->reload(*layer)) {
+        quol::logOut("LAnimation: Katman %d resmi Bellekten guncellendi. Asset: %s", id,
+                     asset.id.c_str());
+    } else {
+        quol::logOut("LAnimation: Bellekten resim yukleme basarisiz!");
+    }
+}
+
+void LAnimation::addMarker(int id, const std::string& name, int frame) {
+    const std::lock_guard lock(impl->layerMutex);
+    const auto found = impl->layers.find(id);
+    if (found != impl->layers.end()) quol::setMarker(found->second.playhead.markers, name, frame);
+}
+
+// ------------------------------------------------------------------------------------- playback
+
+void LAnimation::play(int id) {
+    const std::lock_guard lock(impl->layerMutex);
+    const auto found = impl->layers.find(id);
+    if (found != impl->layers.end()) found->second.playhead.playing = true;
+}
+
+namespace {
+
+// To the OUT marker, where there is one.
+void leave(quol::LottiePlayhead& playhead) {
+    playhead.playing = true;
+    playhead.exiting = true;
+    if (playhead.markers.out >= 0) playhead.currentFrame = static_cast<float>(playhead.markers.out);
+}
+
+} // namespace
+
+void LAnimation::stop(int id) {
+    const std::lock_guard lock(impl->layerMutex);
+    const auto found = impl->layers.find(id);
+    if (found == impl->layers.end()) return;
+    quol::logOut("LAnimation: stop() cagrildi. Estetik (Beklemeli) cikis yapiliyor. ID: %d", id);
+    leave(found->second.playhead);
+}
+
+void LAnimation::close(int id) {
+    const std::lock_guard lock(impl->layerMutex);
+    const auto found = impl->layers.find(id);
+    if (found == impl->layers.end()) return;
+    quol::logOut("LAnimation: close() cagrildi. Acil cikis yapiliyor. ID: %d", id);
+    quol::LottiePlayhead& playhead = found->second.playhead;
+    if (playhead.markers.out < 0) {
+        quol::logOut("LAnimation: OUT bulunamadi, katman UNLOAD ediliyor. ID: %d", id);
+        const Impl::Layer gone = std::move(found->second);
+        impl->layers.erase(found);
+        impl->rebuildCanvas(); // before the template goes
+        return;
+    }
+    leave(playhead);
+    quol::logOut("LAnimation: OUT moduna gecildi. Baslangic karesi: %d", playhead.markers.out);
+}
+
+void LAnimation::setVideoFormat(const videoFormatProps& format) {
+    const std::lock_guard lock(impl->layerMutex);
+    impl->format = format;
+    quol::expandVideoFormat(impl->format);
+}
+
+void LAnimation::getVideoFormat(videoFormatProps& format) {
+    const std::lock_guard lock(impl->layerMutex);
+    format = impl->format;
+}
+
+double LAnimation::getFPS() {
+    const std::lock_guard lock(impl->layerMutex);
+    return impl->format.fps;
+}
+
+int LAnimation::getWidth() {
+    const std::lock_guard lock(impl->layerMutex);
+    return impl->format.width;
+}
+
+int LAnimation::getHeight() {
+    const std::lock_guard lock(impl->layerMutex);
+    return impl->format.height;
+}
+
+// ----------------------------------------------------------------------------------------- loop
+
+// Under `layerMutex`.
+void LAnimation::Impl::start() {
+    if (running) return;
+    running = true;
+    try {
+        thread = std::thread(&Impl::animationLoop, this, geometry());
+    } catch (...) {
+        running = false;
+        throw;
+    }
+}
+
+// Under `layerMutex`.
+LAnimation::Impl::Geometry LAnimation::Impl::geometry() const {
+    return {format.width < 1 ? defaultWidth : format.width,
+            format.height < 1 ? defaultHeight : format.height,
+            format.fps > 0.0 ? format.fps : defaultRate};
+}
+
+void LAnimation::Impl::animationLoop(const Geometry& size) {
+    quol::LottieRaster raster(size.width, size.height);
+    const std::int64_t period = quol::wholeMillisPeriod(size.fps);
+    while (running) {
+        const std::int64_t start = quol::steadyNow();
+        try {
+            {
+                const std::lock_guard lock(layerMutex);
+                step(size.fps);
+                raster.draw(canvas);
+            }
+            const quol::FramePtr picture = raster.picture();
+            if (picture) self.distributeVideoFrame(picture.get());
+        } catch (const std::bad_alloc&) {
+            // No picture this time.
+        }
+        sleeper.sleepFor(start + period - quol::steadyNow());
+    }
+}
+
+// Moves every layer on by one picture; those that have left are gone. Under `layerMutex`.
+void LAnimation::Impl::step(double fps) {
+    std::vector<Layer> gone;
+    for (auto entry = layers.begin(); entry != layers.end();) {
+        Layer& layer = entry->second;
+        bool stays = true;
+        if (layer.animation && layer.playhead.playing) {
+            layer.animation->showFrame(layer.playhead.currentFrame);
+            stays = quol::step(layer.playhead, fps);
+        }
+        if (stays) {
+            ++entry;
+        } else {
+            gone.push_back(std::move(layer));
+            entry = layers.erase(entry);
+        }
+    }
+    if (!gone.empty()) rebuildCanvas(); // before they go
+}

@@ -1,0 +1,196 @@
+#include "graphics/LottieEngine.h"
+
+#include <algorithm>
+#include <exception>
+#include <limits>
+#include <mutex>
+#include <optional>
+#include <string_view>
+#include <thread>
+
+#include "core/FairMutex.h"
+#include "core/PlainFile.h"
+
+#ifdef QUOLSDK_HAS_LOTTIE
+#include <thorvg.h>
+#include <thorvg_lottie.h>
+#endif
+
+namespace quol {
+
+#ifdef QUOLSDK_HAS_LOTTIE
+
+namespace {
+
+FairMutex& engineMutex() {
+    static FairMutex& mutex = *new FairMutex; // threads may end behind the process's statics
+    return mutex;
+}
+
+bool succeeded(tvg::Result result) {
+    return result == tvg::Result::Success;
+}
+
+} // namespace
+
+bool hasLottieEngine() {
+    return true;
+}
+
+LottieEngine::LottieEngine() {
+    const std::lock_guard lock(engineMutex());
+    tvg::Initializer::init(std::max(1U, std::thread::hardware_concurrency()));
+}
+
+LottieEngine::~LottieEngine() {
+    const std::lock_guard lock(engineMutex());
+    tvg::Initializer::term();
+}
+
+bool LottieEngine::loadFont(const std::string& path) {
+    const std::lock_guard lock(engineMutex());
+    return succeeded(tvg::Text::load(path.c_str()));
+}
+
+struct LottieTemplate::Engine {
+    std::string folder; // of images; asked for until the animation goes
+    std::unique_ptr<tvg::LottieAnimation> animation;
+};
+
+namespace {
+
+constexpr std::uint8_t defaultQuality = 50;
+
+// Given to the engine for the folder of images: it looks there first and would show what it once
+// read from a path for as long as any template shows it, whatever is in the file by then. Nothing
+// is found below this one, so loadImage is asked.
+constexpr std::string_view noFolder = "/dev/null";
+
+// The path of an image, relative to `folder` or absolute, as the engine asks for it.
+std::string imagePath(const std::string& folder, std::string_view asked) {
+    if (asked.substr(0, noFolder.size()) == noFolder) asked.remove_prefix(noFolder.size() + 1);
+    if (!asked.empty() && asked.front() == '/') return std::string(asked);
+    return folder + std::string(asked);
+}
+
+// Called by the engine, on a thread of its own too.
+bool loadImage(tvg::Paint* paint, const char* asked, const std::string& folder) noexcept {
+    if (paint == nullptr || asked == nullptr || paint->type() != tvg::Type::Picture) return false;
+    try {
+        const std::optional<std::string> bytes = readPlainFile(imagePath(folder, asked));
+        return bytes && bytes->size() <= std::numeric_limits<std::uint32_t>::max() &&
+               succeeded(static_cast<tvg::Picture*>(paint)->load(
+                   bytes->data(), static_cast<std::uint32_t>(bytes->size()), "", nullptr, true));
+    } catch (const std::exception&) { // no memory
+        return false;
+    }
+}
+
+} // namespace
+
+std::unique_ptr<LottieTemplate> LottieTemplate::load(const DrawableTemplate& text,
+                                                     const std::string& resourceFolder) {
+    const std::string& json = text.json();
+    const std::lock_guard lock(engineMutex());
+    auto engine = std::make_unique<Engine>();
+    engine->folder = resourceFolder;
+    engine->animation.reset(tvg::LottieAnimation::gen());
+    if (!engine->animation) return nullptr;
+    engine->animation->picture()->resolver(
+        [](tvg::Paint* paint, const char* asked, void* folder) {
+            return loadImage(paint, asked, *static_cast<const std::string*>(folder));
+        },
+        &engine->folder);
+    if (!succeeded(engine->animation->picture()->load(json.c_str(),
+                                                      static_cast<std::uint32_t>(json.size()),
+                                                      "lottie", noFolder.data(), true)))
+        return nullptr;
+    // The text is read on another thread, and what is wrong with it not told; only a property of
+    // what has been read can be set.
+    if (!succeeded(engine->animation->quality(defaultQuality))) return nullptr;
+    std::unique_ptr<LottieTemplate> loaded(new LottieTemplate(std::move(engine)));
+    loaded->totalFrames_ = loaded->engine_->animation->totalFrame();
+    loaded->duration_ = loaded->engine_->animation->duration();
+    return loaded;
+}
+
+LottieTemplate::LottieTemplate(std::unique_ptr<Engine> engine) : engine_(std::move(engine)) {}
+
+LottieTemplate::~LottieTemplate() {
+    const std::lock_guard lock(engineMutex());
+    engine_->animation.reset();
+}
+
+void LottieTemplate::showFrame(float frame) {
+    const std::lock_guard lock(engineMutex());
+    engine_->animation->frame(frame);
+}
+
+struct LottieCanvas::Engine {
+    std::unique_ptr<tvg::SwCanvas> canvas;
+};
+
+LottieCanvas::LottieCanvas() : engine_(std::make_unique<Engine>()) {
+    const std::lock_guard lock(engineMutex());
+    engine_->canvas.reset(tvg::SwCanvas::gen(tvg::EngineOption::Default));
+}
+
+LottieCanvas::~LottieCanvas() {
+    const std::lock_guard lock(engineMutex());
+    if (engine_->canvas) engine_->canvas->remove();
+    engine_->canvas.reset();
+}
+
+void LottieCanvas::setTemplates(const std::vector<LottieTemplate*>& templates) {
+    const std::lock_guard lock(engineMutex());
+    if (!engine_->canvas) return;
+    engine_->canvas->remove();
+    for (LottieTemplate* each : templates)
+        engine_->canvas->add(each->engine_->animation->picture());
+}
+
+bool LottieCanvas::draw(std::uint32_t* pixels, const LottieArea& area) {
+    const std::lock_guard lock(engineMutex());
+    tvg::SwCanvas* const canvas = engine_->canvas.get();
+    if (canvas == nullptr) return false;
+    canvas->target(pixels, static_cast<std::uint32_t>(area.stride),
+                   static_cast<std::uint32_t>(area.width), static_cast<std::uint32_t>(area.height),
+                   tvg::ColorSpace::ARGB8888);
+    canvas->update();
+    const bool isDrawn = succeeded(canvas->draw(false));
+    canvas->sync();
+    return isDrawn;
+}
+
+#else
+
+bool hasLottieEngine() {
+    return false;
+}
+
+LottieEngine::LottieEngine() = default;
+LottieEngine::~LottieEngine() = default;
+bool LottieEngine::loadFont(const std::string& /*path*/) {
+    return false;
+}
+
+struct LottieTemplate::Engine {};
+std::unique_ptr<LottieTemplate> LottieTemplate::load(const DrawableTemplate& /*text*/,
+                                                     const std::string& /*resourceFolder*/) {
+    return nullptr;
+}
+LottieTemplate::LottieTemplate(std::unique_ptr<Engine> engine) : engine_(std::move(engine)) {}
+LottieTemplate::~LottieTemplate() = default;
+void LottieTemplate::showFrame(float /*frame*/) {}
+
+struct LottieCanvas::Engine {};
+LottieCanvas::LottieCanvas() : engine_(std::make_unique<Engine>()) {}
+LottieCanvas::~LottieCanvas() = default;
+void LottieCanvas::setTemplates(const std::vector<LottieTemplate*>& /*templates*/) {}
+bool LottieCanvas::draw(std::uint32_t* /*pixels*/, const LottieArea& /*area*/) {
+    return false;
+}
+
+#endif
+
+} // namespace quol

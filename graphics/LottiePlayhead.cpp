@@ -1,0 +1,41 @@
+#include "graphics/LottiePlayhead.h"
+
+namespace quol {
+
+namespace {
+
+constexpr int notSet = -1;
+
+// Whether there is still something to show. What is no number, of rates that are none, is past the
+// end: nothing would ever get such a layer there.
+bool advance(LottiePlayhead& playhead, double loopFps) {
+    const float before = playhead.currentFrame;
+    const double step = static_cast<double>(playhead.fps) / loopFps;
+    playhead.currentFrame = static_cast<float>(static_cast<double>(before) + step);
+    // A layer that no longer moves (a rate of 0, or a step too small for the frame it is at) would
+    // stay on its way out for ever.
+    if (playhead.exiting && !(playhead.currentFrame > before)) return false;
+    return playhead.currentFrame < static_cast<float>(playhead.totalFrames);
+}
+
+} // namespace
+
+bool step(LottiePlayhead& playhead, double loopFps) {
+    if (!playhead.playing) return true;
+    const LottieMarkers& markers = playhead.markers;
+    const bool beforeStop =
+        markers.stop == notSet || playhead.currentFrame < static_cast<float>(markers.stop);
+    if (beforeStop || playhead.exiting) {
+        if (advance(playhead, loopFps)) return true;
+        if (playhead.exiting) return false;
+        playhead.currentFrame = markers.loop == notSet ? 0.0F : static_cast<float>(markers.loop);
+    } else if (markers.loop == notSet) {
+        playhead.playing = false;
+        playhead.currentFrame = static_cast<float>(markers.stop);
+    } else {
+        playhead.currentFrame = static_cast<float>(markers.loop);
+    }
+    return true;
+}
+
+} // namespace quol
