@@ -285,8 +285,7 @@ void Sender::waitForEvents(Clock::time_point until) {
         waiting_.push_back({descriptor, events, 0});
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
-    poll(waiting_.data(), waiting_.size(),
-         static_cast<int>(std::clamp<std::int64_t>(left, 0, 1000)));
+    pollAll(waiting_, static_cast<int>(std::clamp<std::int64_t>(left, 0, 1000)));
     std::size_t at = 1 + listening_.size();
     for (auto& [descriptor, peer] : peers_)
         peer.events = waiting_[at++].revents;
