@@ -23,7 +23,7 @@ Sender::Sender(const StreamInfo& stream, int coding, const Times& times)
     : stream_(stream),
       coding_(coding),
       times_(times),
-      coder_([this](const MessageHeader& header, BlockPtr payload) {
+      coder_(stream.pictureRate, [this](const MessageHeader& header, BlockPtr payload) {
           deliver(header, std::move(payload));
       }) {}
 
