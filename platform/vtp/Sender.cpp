@@ -172,7 +172,6 @@ void Sender::sendSound(const std::int16_t* samples, std::uint32_t samplesPerChan
                        std::uint32_t rate, std::uint32_t channels, std::int64_t timestamp) {
     if (samples == nullptr || !isCarriedSound(rate, channels, samplesPerChannel)) return;
     const std::lock_guard order(order_);
-    if (!hasReceivers(false) && !hasReceivers(true)) return;
     MessageHeader header;
     header.type = MessageType::sound;
     header.timestamp = timestamp;
@@ -181,6 +180,7 @@ void Sender::sendSound(const std::int16_t* samples, std::uint32_t samplesPerChan
     header.channels = channels;
     header.samplesPerChannel = samplesPerChannel;
     header.payloadBytes = samplesPerChannel * channels * 2;
+    if (!hasReceivers(false) && !hasReceivers(true)) return;
     const BlockPtr sound = sounds_.get(header.payloadBytes);
     if (!sound) return;
     const std::size_t count = std::size_t{samplesPerChannel} * channels;
