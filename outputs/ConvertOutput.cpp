@@ -153,9 +153,9 @@ bool ConvertOutput::takesMore() {
     return false;
 }
 
-void ConvertOutput::finish(bool whole) {
-    if (whole && sound_) sound_->finish();
-    session_.finish(whole ? EncoderSession::Rest::written : EncoderSession::Rest::dropped);
+void ConvertOutput::finish() {
+    if (sound_ && !stop_) sound_->finish();
+    session_.finish([this] { return !stop_; });
     sound_.reset();
     reserve_.release();
 }

@@ -42,8 +42,8 @@ public:
     // what is needed to finish the file. The error stream tells the first time.
     bool takesMore();
 
-    // Writes the trailer and closes the file; `whole`: behind all that waits in the encoders.
-    void finish(bool whole);
+    // Writes what waits in the encoders, unless `stop` is up, and the trailer; closes the file.
+    void finish();
 
 private:
     bool openVideo();

@@ -183,12 +183,24 @@ bool EncoderSession::writeHeader(Dictionary& options) {
 
 void EncoderSession::encode(AVCodecContext* encoder, AVStream* stream, const AVFrame* frame) {
     if (encoder == nullptr || avcodec_send_frame(encoder, frame) < 0) return;
-    const bool video = encoder == video_.get();
-    if (video && frame != nullptr) ++framesTaken_;
-    while (avcodec_receive_packet(encoder, packet_.get()) >= 0) {
-        if (video) ++framesGiven_;
-        writePacket(*encoder, *stream);
-        av_packet_unref(packet_.get());
+    if (encoder == video_.get()) ++framesTaken_;
+    while (writeNextPacket(*encoder, *stream)) {
+    }
+}
+
+// False when there is none for now.
+bool EncoderSession::writeNextPacket(AVCodecContext& encoder, const AVStream& stream) {
+    if (avcodec_receive_packet(&encoder, packet_.get()) < 0) return false;
+    if (&encoder == video_.get()) ++framesGiven_;
+    writePacket(encoder, stream);
+    av_packet_unref(packet_.get());
+    return true;
+}
+
+void EncoderSession::drain(AVCodecContext* encoder, const AVStream* stream,
+                           const std::function<bool()>& wanted) {
+    if (encoder == nullptr || !wanted() || avcodec_send_frame(encoder, nullptr) < 0) return;
+    while (wanted() && writeNextPacket(*encoder, *stream)) {
     }
 }
 
@@ -209,12 +221,10 @@ void EncoderSession::writePacket(const AVCodecContext& encoder, const AVStream& 
     }
 }
 
-void EncoderSession::finish(Rest rest) {
+void EncoderSession::finish(const std::function<bool()>& wanted) {
     if (!headerWritten_) return;
-    if (rest == Rest::written) {
-        encodeVideo(nullptr);
-        encodeAudio(nullptr);
-    }
+    drain(video_.get(), videoStream_, wanted);
+    drain(audio_.get(), audioStream_, wanted);
     av_interleaved_write_frame(output_.get(), nullptr);
     int result = av_write_trailer(output_.get());
     if (output_->pb != nullptr && (output_->oformat->flags & AVFMT_NOFILE) == 0) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -63,15 +64,12 @@ public:
     bool openFile(const std::string& path);
     bool writeHeader(Dictionary& options);
 
-    // Encodes one frame, null for the last ones kept back, and writes what comes of it.
+    // Encodes one frame and writes what comes of it.
     void encodeVideo(const AVFrame* frame) { encode(video_.get(), videoStream_, frame); }
     void encodeAudio(const AVFrame* frame) { encode(audio_.get(), audioStream_, frame); }
 
-    // What becomes of the frames that the encoders still hold.
-    enum class Rest { written, dropped };
-
-    // Drains the encoders, or not, writes the trailer and closes the file.
-    void finish(Rest rest = Rest::written);
+    // Drains the encoders, for as long as `wanted` says so, writes the trailer and closes the file.
+    void finish(const std::function<bool()>& wanted = [] { return true; });
 
     AVFormatContext* output() const { return output_.get(); }
     AVCodecContext* video() const { return video_.get(); } // null without one
@@ -94,6 +92,9 @@ private:
                                      Dictionary& options) const;
     AVStream* addStream(const AVCodecContext& encoder);
     void encode(AVCodecContext* encoder, AVStream* stream, const AVFrame* frame);
+    bool writeNextPacket(AVCodecContext& encoder, const AVStream& stream);
+    void drain(AVCodecContext* encoder, const AVStream* stream,
+               const std::function<bool()>& wanted);
     void writePacket(const AVCodecContext& encoder, const AVStream& stream);
 
     OutputFormatPtr output_;

@@ -102,7 +102,13 @@ bool LConvert::Start() {
     progress = 0.0;
     running = true;
     status = 1;
-    thread = std::thread(&LConvert::convertLoop, this);
+    try {
+        thread = std::thread(&LConvert::convertLoop, this);
+    } catch (...) {
+        status = 0;
+        running = false;
+        throw;
+    }
     return true;
 }
 

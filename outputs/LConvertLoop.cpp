@@ -21,7 +21,7 @@ void LConvert::convertLoop() {
         convertFile(job->inputFiles[i]);
         secondsBefore += durations[i];
     }
-    output->finish(!stopping);
+    output->finish();
     progress = 1.0;
     end(0);
 }
