@@ -9,7 +9,6 @@
 #include "core/Log.h"
 #include "core/PictureCheck.h"
 #include "core/PlainFile.h"
-#include "outputs/EncoderPicture.h"
 
 namespace quol {
 
@@ -120,11 +119,12 @@ bool ConvertOutput::givenUp() {
 
 void ConvertOutput::addPicture(const AVFrame& picture) {
     if (!hasPicture() || !isReadablePicture(picture)) return;
-    const FramePtr frame = encoderPicture(picture, *session_.video(), pool_, scaler_, SWS_BICUBIC);
+    const FramePtr frame = scaled_.fit(picture, *session_.video(), SWS_BICUBIC);
     if (!frame) return;
     // The picture alone travels: captions and the like have times of their own.
     while (frame->nb_side_data > 0)
         av_frame_remove_side_data(frame.get(), frame->side_data[0]->type);
+    frame->pict_type = AV_PICTURE_TYPE_NONE; // or the encoder repeats the input's choices
     frame->pts = pictures_++;
     session_.encodeVideo(frame.get());
 }
@@ -135,7 +135,6 @@ void ConvertOutput::addSound(const AVFrame& block) {
 
 void ConvertOutput::endFile() {
     if (sound_) sound_->endFile();
-    scaler_ = Scaler();
 }
 
 bool ConvertOutput::takesMore() {

@@ -6,11 +6,10 @@
 #include <memory>
 
 #include "core/Handles.h"
-#include "core/PicturePool.h"
-#include "core/Scaler.h"
 #include "outputs/ConvertSettings.h"
 #include "outputs/ConvertSound.h"
 #include "outputs/DiskReserve.h"
+#include "outputs/EncoderPictures.h"
 #include "outputs/EncoderSession.h"
 
 namespace quol {
@@ -35,7 +34,7 @@ public:
     // Encode and write. What cannot be converted is left out.
     void addPicture(const AVFrame& picture);
     void addSound(const AVFrame& block);
-    // An input has ended: its scaler and its resampler go.
+    // An input has ended: its resampler goes.
     void endFile();
 
     // Whether it takes more: false when a write has failed, or when the disk has no room but for
@@ -61,8 +60,7 @@ private:
     EncoderSession session_;
     decltype(AVFormatContext::io_open) ownOpen_ = nullptr; // the muxer's
     DiskReserve reserve_;
-    PicturePool pool_;
-    Scaler scaler_;
+    EncoderPictures scaled_;
     std::unique_ptr<ConvertSound> sound_; // null without
     std::int64_t pictures_ = 0;
     bool ended_ = false; // it takes no more

@@ -153,6 +153,7 @@ private:
     void encodeLoop();
     bool takeFrame(QueuedFrame& record);
     void encodePicture(QueuedFrame& record);
+    quol::FramePtr encoderPicture(const AVFrame& frame);
     bool fileTakesMore();
     void tellEnded(int error);
     void startClock();

@@ -9,7 +9,6 @@
 #include "core/Scaler.h"
 #include "outputs/AudioTrack.h"
 #include "outputs/DiskReserve.h"
-#include "outputs/EncoderPicture.h"
 #include "outputs/EncoderSession.h"
 #include "quolsdk/LRecorder.h"
 
@@ -85,10 +84,10 @@ void LRecorder::encodePicture(QueuedFrame& record) {
     const std::int64_t pts = av_rescale_q(record.elapsed, microseconds, timeBase);
     if (pts <= lastVideoPts) return; // its tick of the file's rate is taken
     const auto ownTime = quol::frameTime(*record.frame);
-    const quol::FramePtr picture = quol::encoderPicture(*record.frame, *session->video(), *pool,
-                                                        *scaler, scalerFlags(job.scalingQuality));
+    const quol::FramePtr picture = encoderPicture(*record.frame);
     if (!picture) return;
     picture->pts = pts;
+    picture->pict_type = AV_PICTURE_TYPE_NONE; // or the encoder repeats the source's choices
     lastVideoPts = pts;
     ++framesEncoded;
     session->encodeVideo(picture.get());
@@ -97,6 +96,19 @@ void LRecorder::encodePicture(QueuedFrame& record) {
     const double mediaTime = ownTime.value_or(static_cast<double>(record.elapsed) / 1e6);
     // Only Record and Stop exchange the track, and neither does while this thread runs.
     if (audioTrack) audioTrack->advance(mediaTime, static_cast<double>(pts) * tick);
+}
+
+// The picture in the encoder's size and format: a reference where it has them already.
+quol::FramePtr LRecorder::encoderPicture(const AVFrame& frame) {
+    const AVCodecContext& encoder = *session->video();
+    if (frame.width == encoder.width && frame.height == encoder.height &&
+        frame.format == encoder.pix_fmt) {
+        return quol::cloneFrame(&frame);
+    }
+    quol::FramePtr picture = pool->get(encoder.width, encoder.height, encoder.pix_fmt);
+    if (!picture || !scaler->scale(frame, *picture, scalerFlags(job.scalingQuality)))
+        return nullptr;
+    return picture;
 }
 
 // Whether the file has room for what the encoders hold back and for its index. If not, says why the
