@@ -5,7 +5,9 @@
 // came of it, and prints the tables of docs/convert.md.
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -152,15 +154,24 @@ std::string codecOf(const char* encoder) {
 std::string probed(const std::string& path, const std::string& video, const std::string& audio) {
     const bench::Run done =
         bench::run({"sh", "-c",
-                    "ffprobe -v error -count_frames -show_entries stream=codec_name,nb_read_frames "
+                    "ffprobe -v quiet -count_frames -show_entries stream=codec_name,nb_read_frames "
                     "-of csv=p=0 '" +
-                        path + "' 2>&1"});
-    if (!done.ok) return "unreadable";
-    const bool pictures =
-        done.output.find(video + "," + std::to_string(picturesASecond) + "\n") != std::string::npos;
-    const bool sound = done.output.find(audio + ",") != std::string::npos;
-    if (!pictures) return "pictures wrong";
-    return sound ? "yes" : "sound wrong";
+                        path + "'"});
+    if (!done.ok) return "not written";
+    // A line for each stream: codec, frames, and a mark for side data where there is some.
+    std::istringstream lines(done.output);
+    int pictures = -1;
+    bool sound = false;
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t comma = line.find(',');
+        if (comma == std::string::npos) continue;
+        const std::string codec = line.substr(0, comma);
+        if (codec == video) pictures = std::atoi(line.c_str() + comma + 1);
+        if (codec == audio) sound = true;
+    }
+    if (pictures < 0) return "pictures not told";
+    if (pictures != picturesASecond) return std::to_string(pictures) + " of 25 pictures";
+    return sound ? "yes" : "sound not told";
 }
 
 std::string outcome(const std::string& clip, const char* muxer, const char* video,

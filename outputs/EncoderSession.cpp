@@ -225,7 +225,9 @@ void EncoderSession::finish(const std::function<bool()>& wanted) {
     if (!headerWritten_) return;
     drain(video_.get(), videoStream_, wanted);
     drain(audio_.get(), audioStream_, wanted);
-    av_interleaved_write_frame(output_.get(), nullptr);
+    // It empties the muxer's queue too, and what waits in front of that. Emptied before, a
+    // container that puts picture and sound in pairs would drop the last picture where the sound is
+    // shorter.
     int result = av_write_trailer(output_.get());
     if (output_->pb != nullptr && (output_->oformat->flags & AVFMT_NOFILE) == 0) {
         result = std::min(result, avio_closep(&output_->pb));

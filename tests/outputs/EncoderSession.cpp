@@ -386,6 +386,25 @@ TEST(EncoderSession, TheRestIsLeftWhenItIsNotWanted) {
     EXPECT_LT(file.pictures.size(), 95U);
 }
 
+// A container that puts picture and sound in pairs fills the last block of sound.
+TEST(EncoderSession, TheLastPictureStaysWhereTheSoundIsShorter) {
+    const std::string path = test::temporaryPath("pairs.mxf");
+    EncoderSession session;
+    Dictionary options;
+    ASSERT_TRUE(session.createOutput("mxf", path));
+    ASSERT_TRUE(session.openVideo(encoder("mpeg2video"), small(), options));
+    ASSERT_TRUE(session.openAudio(encoder("pcm_s16le"), {48000, 2, 0}, options));
+    ASSERT_TRUE(session.openFile(path));
+    ASSERT_TRUE(session.writeHeader(options));
+    for (int i = 0; i < 25; ++i) {
+        session.encodeVideo(test::makePicture(64, 48, AV_PIX_FMT_YUV420P, i, {1, 25}, 1 + i).get());
+        const int samples = i < 24 ? 1920 : 1000;
+        session.encodeAudio(test::makeSound(samples, 48000, 2, AV_SAMPLE_FMT_S16, i * 1920).get());
+    }
+    session.finish();
+    EXPECT_EQ(test::readRecordedFile(path).pictures.size(), 25U);
+}
+
 TEST(EncoderSession, RoomToFinishIsSecondsOfTheBitRateAtLeast) {
     const EncoderSession session;
     EXPECT_EQ(session.roomToFinish(0), 256 * 1024 + session.bytesHeldBack());
