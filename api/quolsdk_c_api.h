@@ -438,6 +438,33 @@ QUOLSDK_C_API void quolsdk_recorder_set_audio_format(quolsdk_handle recorder,
                                                      const quolsdk_audio_format* format);
 /** @} */
 
+/** @name Convert: media files, joined, into one new file
+ *  It stands beside the graph. The file is an mp4 of 1920x1080 at 25 pictures a second, H.264 of
+ *  15000 kbit/s and stereo AAC of 128 kbit/s at 48 kHz. */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_convert_create(void);          /**< a new converter, idle */
+QUOLSDK_C_API void quolsdk_convert_destroy(quolsdk_handle convert); /**< stops and ends it */
+/** The file to write. An existing one is replaced, unless it is one of the inputs. */
+QUOLSDK_C_API void quolsdk_convert_set_file_path(quolsdk_handle convert, const char* path);
+/** Puts a file behind those to be joined; one may be there twice. */
+QUOLSDK_C_API void quolsdk_convert_add_input_file(quolsdk_handle convert, const char* path);
+/** Empties the list of files to be joined. */
+QUOLSDK_C_API void quolsdk_convert_clear_input_files(quolsdk_handle convert);
+/** Starts. 0 while it is converting, and without a path or a file to convert. Whether the output
+ *  could be opened is told by quolsdk_convert_status_get. */
+QUOLSDK_C_API int quolsdk_convert_start(quolsdk_handle convert);
+/** Ends the conversion where it is and waits for it; the file can be played as far as it goes. */
+QUOLSDK_C_API void quolsdk_convert_stop(quolsdk_handle convert);
+/** 0 idle or finished, 1 converting, -1 the output could not be opened. */
+QUOLSDK_C_API void quolsdk_convert_status_get(quolsdk_handle convert, int* status);
+/** How far it is, 0.0 to 1.0, never going back; 1.0 when it has ended. */
+QUOLSDK_C_API double quolsdk_convert_progress_get(quolsdk_handle convert);
+/** Sets an option of the video encoder, for the next start: "preset", "tune", "g", "bf". Other keys
+ *  are ignored. */
+QUOLSDK_C_API void quolsdk_convert_set_props(quolsdk_handle convert, const char* key,
+                                             const char* value);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif

@@ -25,6 +25,7 @@ set(QUOLSDK_PUBLIC_HEADERS
     graphics/LCharacter.h
     graphics/LAnimation.h
     outputs/LOutput.h
+    outputs/LConvert.h
     outputs/LRecorder.h
     api/quolsdk_c_api.h
 )

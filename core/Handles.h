@@ -11,6 +11,7 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavfilter/avfilter.h>
 #include <libavformat/avformat.h>
+#include <libavutil/audio_fifo.h>
 #include <libavutil/channel_layout.h>
 #include <libavutil/dict.h>
 #include <libavutil/frame.h>
@@ -33,6 +34,10 @@ struct SwsDeleter {
     void operator()(SwsContext* context) const noexcept { sws_freeContext(context); }
 };
 
+struct AudioFifoDeleter {
+    void operator()(AVAudioFifo* fifo) const noexcept { av_audio_fifo_free(fifo); }
+};
+
 struct OutputFormatDeleter {
     // Closes the file, when one is open, before the muxer goes.
     void operator()(AVFormatContext* context) const noexcept {
@@ -49,6 +54,7 @@ using InputFormatPtr = std::unique_ptr<AVFormatContext, FreeByAddress<avformat_c
 using OutputFormatPtr = std::unique_ptr<AVFormatContext, OutputFormatDeleter>;
 using FilterGraphPtr = std::unique_ptr<AVFilterGraph, FreeByAddress<avfilter_graph_free>>;
 using FilterInOutPtr = std::unique_ptr<AVFilterInOut, FreeByAddress<avfilter_inout_free>>;
+using AudioFifoPtr = std::unique_ptr<AVAudioFifo, AudioFifoDeleter>;
 using SwsPtr = std::unique_ptr<SwsContext, SwsDeleter>;
 using SwrPtr = std::unique_ptr<SwrContext, FreeByAddress<swr_free>>;
 

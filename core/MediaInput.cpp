@@ -1,27 +1,8 @@
 #include "core/MediaInput.h"
 
-#include <sys/stat.h>
-
-#include <string_view>
+#include "core/PlainFile.h"
 
 namespace quol {
-
-namespace {
-
-// A pipe, a socket or a terminal has no end and no length, and reading it may block for ever in a
-// way that nothing can interrupt.
-bool isEndless(const std::string& path) {
-    for (const std::string_view endless : {"pipe:", "fd:"}) {
-        if (path.compare(0, endless.size(), endless) == 0) return true;
-    }
-    constexpr std::string_view scheme = "file:";
-    const bool named = path.compare(0, scheme.size(), scheme) == 0;
-    struct stat status {};
-    if (stat(path.c_str() + (named ? scheme.size() : 0), &status) != 0) return false;
-    return S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode) || S_ISCHR(status.st_mode);
-}
-
-} // namespace
 
 int MediaInput::isInterrupted(void* self) {
     return static_cast<MediaInput*>(self)->interrupted_.load() ? 1 : 0;

@@ -1,11 +1,41 @@
 #include "core/PlainFile.h"
 
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <string_view>
 #include <system_error>
 
 namespace quol {
+
+namespace {
+
+// False where nothing is there.
+bool statOf(const std::string& path, struct stat& status) {
+    constexpr std::string_view scheme = "file:";
+    const bool named = path.compare(0, scheme.size(), scheme) == 0;
+    return stat(path.c_str() + (named ? scheme.size() : 0), &status) == 0;
+}
+
+} // namespace
+
+bool isEndless(const std::string& path) {
+    for (const std::string_view endless : {"pipe:", "fd:"}) {
+        if (path.compare(0, endless.size(), endless) == 0) return true;
+    }
+    struct stat status {};
+    if (!statOf(path, status)) return false;
+    return S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode) || S_ISCHR(status.st_mode);
+}
+
+bool isSameFile(const std::string& one, const std::string& other) {
+    struct stat first {};
+    struct stat second {};
+    if (!statOf(one, first) || !statOf(other, second)) return false;
+    return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
 
 bool isPlainFile(const std::string& path) {
     std::error_code error;

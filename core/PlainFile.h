@@ -9,6 +9,13 @@ namespace quol {
 // True for a file on a disk. A pipe, a device or an address may never end, or never begin.
 bool isPlainFile(const std::string& path);
 
+// True for a pipe, a socket or a device, a terminal too: they have no end and no length, and using
+// one may block for ever in a way that nothing can interrupt. With or without "file:" in front.
+bool isEndless(const std::string& path);
+
+// True where both names, with or without "file:" in front, lead to one and the same file.
+bool isSameFile(const std::string& one, const std::string& other);
+
 // The bytes of a plain file; nothing where there is none that can be read.
 std::optional<std::string> readPlainFile(const std::string& path);
 

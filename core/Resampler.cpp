@@ -58,6 +58,17 @@ int Resampler::convert(const AVFrame& frame, std::uint8_t** planes, int room) {
     return swr_convert(context_.get(), planes, room, input, frame.nb_samples);
 }
 
+int Resampler::convertMore(std::uint8_t** planes, int room) {
+    // Input that is none at all would mean the end.
+    constexpr int mostPlanes = 64; // swresample looks at one for each channel, 64 at most
+    const std::uint8_t* none[mostPlanes] = {};
+    return swr_convert(context_.get(), planes, room, none, 0);
+}
+
+int Resampler::drain(std::uint8_t** planes, int room) {
+    return swr_convert(context_.get(), planes, room, nullptr, 0);
+}
+
 std::vector<std::int16_t> Resampler::convertS16(const AVFrame& frame) {
     const int room = capacity(frame.nb_samples, frame.sample_rate);
     const auto channels = static_cast<std::size_t>(target_.channels);

@@ -42,6 +42,18 @@ public:
     // negative on failure.
     int convert(const AVFrame& frame, std::uint8_t** planes, int room);
 
+    // What `convert` had no room for: up to `room` more samples a channel, 0 when that was all.
+    int convertMore(std::uint8_t** planes, int room);
+
+    // The sound has ended: up to `room` samples a channel of what is still inside, 0 when that was
+    // all. Until a reset no more sound may go in.
+    int drain(std::uint8_t** planes, int room);
+
+    // Whether `prepare` would leave everything as it is.
+    bool fits(const AVFrame& frame, const AudioTarget& target) const {
+        return context_ && (input_ == Input::frozen ? sameShape(frame) : sameKey(frame, target));
+    }
+
     // Converts one frame and returns interleaved 16-bit samples; empty on failure. For a target of
     // AV_SAMPLE_FMT_S16.
     std::vector<std::int16_t> convertS16(const AVFrame& frame);

@@ -23,14 +23,19 @@ Format chooseFormat(Formats listed, std::initializer_list<Format> preferred, For
     return listed.empty() ? otherwise : listed.front();
 }
 
-AVPixelFormat choosePixelFormat(const AVCodec& codec) {
-    return chooseFormat<AVPixelFormat>(
-        encoderPixelFormats(codec), {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUVJ420P}, AV_PIX_FMT_YUV420P);
+AVPixelFormat choosePixelFormat(const AVCodec& codec, FormatChoice choice) {
+    const auto listed = encoderPixelFormats(codec);
+    constexpr AVPixelFormat otherwise = AV_PIX_FMT_YUV420P;
+    if (choice == FormatChoice::first) return chooseFormat<AVPixelFormat>(listed, {}, otherwise);
+    return chooseFormat<AVPixelFormat>(listed, {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUVJ420P},
+                                       otherwise);
 }
 
-AVSampleFormat chooseSampleFormat(const AVCodec& codec) {
-    return chooseFormat<AVSampleFormat>(encoderSampleFormats(codec), {AV_SAMPLE_FMT_FLTP},
-                                        AV_SAMPLE_FMT_S16);
+AVSampleFormat chooseSampleFormat(const AVCodec& codec, FormatChoice choice) {
+    const auto listed = encoderSampleFormats(codec);
+    constexpr AVSampleFormat otherwise = AV_SAMPLE_FMT_S16;
+    if (choice == FormatChoice::first) return chooseFormat<AVSampleFormat>(listed, {}, otherwise);
+    return chooseFormat<AVSampleFormat>(listed, {AV_SAMPLE_FMT_FLTP}, otherwise);
 }
 
 // The size rounded down to what the chroma of `format` divides evenly.
@@ -58,6 +63,14 @@ const AVCodec* chooseEncoder(const AVOutputFormat& muxer, AVMediaType type, cons
     }
     const AVCodec* codec = avcodec_find_encoder_by_name(name.c_str());
     return codec != nullptr && codec->type == type ? codec : nullptr;
+}
+
+const AVCodec* encoderOrDefault(const AVOutputFormat& muxer, AVMediaType type,
+                                const std::string& name) {
+    const AVCodec* codec = avcodec_find_encoder_by_name(name.c_str());
+    if (codec != nullptr && codec->type == type) return codec;
+    const AVCodecID id = type == AVMEDIA_TYPE_VIDEO ? muxer.video_codec : muxer.audio_codec;
+    return id != AV_CODEC_ID_NONE ? avcodec_find_encoder(id) : nullptr;
 }
 
 std::vector<std::string> availableContainers() {
@@ -110,7 +123,7 @@ CodecContextPtr EncoderSession::openVideoContext(const AVCodec& codec,
     context->height = encoding.height;
     context->time_base = av_inv_q(encoding.frameRate);
     context->framerate = encoding.frameRate;
-    context->pix_fmt = choosePixelFormat(codec);
+    context->pix_fmt = choosePixelFormat(codec, encoding.format);
     context->bit_rate = encoding.bitRate;
     if (avcodec_open2(context.get(), &codec, options.address()) < 0) return nullptr;
     return context;
@@ -128,7 +141,7 @@ bool EncoderSession::openVideo(const AVCodec& codec, const VideoEncoding& encodi
                                Dictionary& options) {
     Dictionary secondTry(options);
     CodecContextPtr context = openVideoContext(codec, encoding, options);
-    const VideoEncoding even = evenSize(encoding, choosePixelFormat(codec));
+    const VideoEncoding even = evenSize(encoding, choosePixelFormat(codec, encoding.format));
     if (!context && (even.width != encoding.width || even.height != encoding.height)) {
         options.swap(secondTry);
         context = openVideoContext(codec, even, options);
@@ -145,7 +158,7 @@ bool EncoderSession::openAudio(const AVCodec& codec, const AudioEncoding& encodi
                                Dictionary& options) {
     CodecContextPtr context = makeContext(codec);
     if (!context) return false;
-    context->sample_fmt = chooseSampleFormat(codec);
+    context->sample_fmt = chooseSampleFormat(codec, encoding.format);
     context->sample_rate = encoding.sampleRate;
     av_channel_layout_default(&context->ch_layout, encoding.channels);
     context->bit_rate = encoding.bitRate;
@@ -159,7 +172,8 @@ bool EncoderSession::openAudio(const AVCodec& codec, const AudioEncoding& encodi
 
 bool EncoderSession::openFile(const std::string& path) {
     if ((output_->oformat->flags & AVFMT_NOFILE) != 0) return true;
-    return avio_open(&output_->pb, path.c_str(), AVIO_FLAG_WRITE) >= 0;
+    return avio_open2(&output_->pb, path.c_str(), AVIO_FLAG_WRITE, &output_->interrupt_callback,
+                      nullptr) >= 0;
 }
 
 bool EncoderSession::writeHeader(Dictionary& options) {
@@ -169,12 +183,24 @@ bool EncoderSession::writeHeader(Dictionary& options) {
 
 void EncoderSession::encode(AVCodecContext* encoder, AVStream* stream, const AVFrame* frame) {
     if (encoder == nullptr || avcodec_send_frame(encoder, frame) < 0) return;
-    const bool video = encoder == video_.get();
-    if (video && frame != nullptr) ++framesTaken_;
-    while (avcodec_receive_packet(encoder, packet_.get()) >= 0) {
-        if (video) ++framesGiven_;
-        writePacket(*encoder, *stream);
-        av_packet_unref(packet_.get());
+    if (encoder == video_.get()) ++framesTaken_;
+    while (writeNextPacket(*encoder, *stream)) {
+    }
+}
+
+// False when there is none for now.
+bool EncoderSession::writeNextPacket(AVCodecContext& encoder, const AVStream& stream) {
+    if (avcodec_receive_packet(&encoder, packet_.get()) < 0) return false;
+    if (&encoder == video_.get()) ++framesGiven_;
+    writePacket(encoder, stream);
+    av_packet_unref(packet_.get());
+    return true;
+}
+
+void EncoderSession::drain(AVCodecContext* encoder, const AVStream* stream,
+                           const std::function<bool()>& wanted) {
+    if (encoder == nullptr || !wanted() || avcodec_send_frame(encoder, nullptr) < 0) return;
+    while (wanted() && writeNextPacket(*encoder, *stream)) {
     }
 }
 
@@ -195,11 +221,13 @@ void EncoderSession::writePacket(const AVCodecContext& encoder, const AVStream& 
     }
 }
 
-void EncoderSession::finish() {
+void EncoderSession::finish(const std::function<bool()>& wanted) {
     if (!headerWritten_) return;
-    encodeVideo(nullptr);
-    encodeAudio(nullptr);
-    av_interleaved_write_frame(output_.get(), nullptr);
+    drain(video_.get(), videoStream_, wanted);
+    drain(audio_.get(), audioStream_, wanted);
+    // It empties the muxer's queue too, and what waits in front of that. Emptied before, a
+    // container that puts picture and sound in pairs would drop the last picture where the sound is
+    // shorter.
     int result = av_write_trailer(output_.get());
     if (output_->pb != nullptr && (output_->oformat->flags & AVFMT_NOFILE) == 0) {
         result = std::min(result, avio_closep(&output_->pb));
@@ -222,6 +250,12 @@ std::int64_t EncoderSession::bytesHeldBack() const {
     const std::int64_t inEncoder = (framesTaken_ - framesGiven_ + spare) * largestPacket_;
     const std::int64_t inMuxer = std::max<std::int64_t>(0, packetBytes_ - bytesWritten());
     return inEncoder + inMuxer + packets_ * indexBytesPerPacket;
+}
+
+std::int64_t EncoderSession::roomToFinish(std::int64_t bitsPerSecond) const {
+    constexpr std::int64_t base = 256 * 1024;
+    constexpr std::int64_t secondsHeldBack = 4;
+    return base + std::max(bytesHeldBack(), secondsHeldBack * bitsPerSecond / 8);
 }
 
 } // namespace quol

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -9,25 +10,37 @@
 
 namespace quol {
 
+// Which of its formats an encoder gets.
+enum class FormatChoice {
+    common, // 8 bits in 4:2:0, planar floating point, where it has them; else its first
+    first,  // the first that it lists
+};
+
 // What a video encoder is opened for.
 struct VideoEncoding {
     int width = 0;
     int height = 0;
     AVRational frameRate{25, 1};
     std::int64_t bitRate = 0; // bits a second
+    FormatChoice format = FormatChoice::common;
 };
 
-// What an audio encoder is opened for: stereo in the default layout.
+// What an audio encoder is opened for; the channels in their default layout.
 struct AudioEncoding {
     int sampleRate = 48000;
     int channels = 2;
     std::int64_t bitRate = 0; // bits a second
+    FormatChoice format = FormatChoice::common;
 };
 
 // The encoder of that name; for an empty name the muxer's default of that type, else `fallback`.
 // `name` becomes the name looked for. Null without one.
 const AVCodec* chooseEncoder(const AVOutputFormat& muxer, AVMediaType type, const char* fallback,
                              std::string& name);
+
+// The encoder of that name and type, else the muxer's default of that type. Null without one.
+const AVCodec* encoderOrDefault(const AVOutputFormat& muxer, AVMediaType type,
+                                const std::string& name);
 
 // Names of all muxers, sorted.
 std::vector<std::string> availableContainers();
@@ -47,16 +60,16 @@ public:
     bool openVideo(const AVCodec& codec, const VideoEncoding& encoding, Dictionary& options);
     bool openAudio(const AVCodec& codec, const AudioEncoding& encoding, Dictionary& options);
 
-    // Creates the file, where the muxer has one.
+    // Creates the file, where the muxer has one; the muxer's interrupt callback ends it early.
     bool openFile(const std::string& path);
     bool writeHeader(Dictionary& options);
 
-    // Encodes one frame, null for the last ones kept back, and writes what comes of it.
+    // Encodes one frame and writes what comes of it.
     void encodeVideo(const AVFrame* frame) { encode(video_.get(), videoStream_, frame); }
     void encodeAudio(const AVFrame* frame) { encode(audio_.get(), audioStream_, frame); }
 
-    // Drains the encoders, writes the trailer and closes the file.
-    void finish();
+    // Drains the encoders, for as long as `wanted` says so, writes the trailer and closes the file.
+    void finish(const std::function<bool()>& wanted = [] { return true; });
 
     AVFormatContext* output() const { return output_.get(); }
     AVCodecContext* video() const { return video_.get(); } // null without one
@@ -69,6 +82,9 @@ public:
     // An upper bound, in bytes, of what is still to come of the frames taken so far: the pictures
     // that the encoder and the muxer hold back, and the index of what is written.
     std::int64_t bytesHeldBack() const;
+    // Bytes that the file needs behind its end to be finished from here at that bit rate: what is
+    // held back, or some seconds where that is more.
+    std::int64_t roomToFinish(std::int64_t bitsPerSecond) const;
 
 private:
     CodecContextPtr makeContext(const AVCodec& codec) const;
@@ -76,6 +92,9 @@ private:
                                      Dictionary& options) const;
     AVStream* addStream(const AVCodecContext& encoder);
     void encode(AVCodecContext* encoder, AVStream* stream, const AVFrame* frame);
+    bool writeNextPacket(AVCodecContext& encoder, const AVStream& stream);
+    void drain(AVCodecContext* encoder, const AVStream* stream,
+               const std::function<bool()>& wanted);
     void writePacket(const AVCodecContext& encoder, const AVStream& stream);
 
     OutputFormatPtr output_;

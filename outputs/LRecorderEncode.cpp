@@ -114,11 +114,8 @@ quol::FramePtr LRecorder::encoderPicture(const AVFrame& frame) {
 // Whether the file has room for what the encoders hold back and for its index. If not, says why the
 // recording ends.
 bool LRecorder::fileTakesMore() {
-    constexpr std::int64_t base = 256 * 1024;
-    constexpr std::int64_t secondsHeldBack = 4;
-    const std::int64_t perSecond = (std::int64_t{job.videoBitrate} + job.audioBitrate) * 1000 / 8;
     const std::int64_t room =
-        base + std::max(session->bytesHeldBack(), secondsHeldBack * perSecond);
+        session->roomToFinish((std::int64_t{job.videoBitrate} + job.audioBitrate) * 1000);
     if (session->error() != 0) {
         tellEnded(session->error());
         return false;

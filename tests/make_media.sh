@@ -101,6 +101,9 @@ make -f lavfi -i "$(picture 320x180 25 2)" -vf "select='lt(n,25)+not(mod(n,3))'"
 make -f lavfi -i "$(picture 320x180 25 2)" -vf "setpts=PTS+gte(N\,25)*2.5/TB" \
     -fps_mode passthrough "${x264[@]}" -pix_fmt yuv420p "${exact[@]}" gap.mkv
 
+# As it was sent, without a word about its length.
+make -i h264_aac.mp4 -map 0:v -map 0:a -c copy -f matroska -live 1 "${exact[@]}" no_duration.mkv
+
 # The picture begins two seconds behind the sound.
 make -f lavfi -i "$(tone 4)" -f lavfi -i "$(picture 320x180 25 2)" -map 1 -map 0 \
     -vf setpts=PTS+2/TB -fps_mode passthrough "${x264[@]}" -pix_fmt yuv420p "${aac[@]}" \

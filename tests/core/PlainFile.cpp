@@ -41,4 +41,43 @@ TEST(PlainFile, IsNoFolderPipeOrDevice) {
     std::remove(pipe.c_str());
 }
 
+TEST(IsEndless, IsTrueForPipesSocketsAndDevices) {
+    const std::string pipe = pathOf("endless");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string& path :
+         {pipe, "file:" + pipe, std::string("/dev/zero"), std::string("pipe:"),
+          std::string("pipe:1"), std::string("fd:3")})
+        EXPECT_TRUE(quol::isEndless(path)) << path;
+    std::remove(pipe.c_str());
+}
+
+TEST(IsEndless, IsFalseForFilesFoldersAndWhatIsNotThere) {
+    const std::string file = pathOf("file");
+    std::ofstream(file).flush();
+    for (const std::string& path : {file, "file:" + file, testing::TempDir(), pathOf("missing"),
+                                    std::string(), std::string("http://host/pipe:")})
+        EXPECT_FALSE(quol::isEndless(path)) << path;
+    std::remove(file.c_str());
+}
+
+TEST(IsSameFile, IsAskedOfTheFileAndNotOfItsName) {
+    const std::string file = pathOf("one");
+    const std::string other = pathOf("other");
+    const std::string symbolic = pathOf("symbolic");
+    const std::string hard = pathOf("hard");
+    std::ofstream(file).flush();
+    std::ofstream(other).flush();
+    ASSERT_EQ(symlink(file.c_str(), symbolic.c_str()), 0);
+    ASSERT_EQ(link(file.c_str(), hard.c_str()), 0);
+    for (const std::string& name : {file, "file:" + file, symbolic, hard}) {
+        EXPECT_TRUE(quol::isSameFile(file, name)) << name;
+        EXPECT_TRUE(quol::isSameFile(name, file)) << name;
+        EXPECT_FALSE(quol::isSameFile(name, other)) << name;
+    }
+    EXPECT_FALSE(quol::isSameFile(file, pathOf("missing")));
+    EXPECT_FALSE(quol::isSameFile(pathOf("missing"), pathOf("missing")));
+    for (const std::string& path : {file, other, symbolic, hard})
+        std::remove(path.c_str());
+}
+
 } // namespace

@@ -167,4 +167,40 @@ TEST(Resampler, SoundWithoutARateOrAChannelIsRefused) {
     }
 }
 
+TEST(Resampler, WhatHadNoRoomComesAfterwardsAndTheEndLast) {
+    quol::Resampler resampler;
+    const quol::AudioTarget target{2, AV_SAMPLE_FMT_S16, 48000};
+    const quol::FramePtr block = test::makeSound(4410, 44100, 2, AV_SAMPLE_FMT_S16);
+    ASSERT_TRUE(resampler.prepare(*block, target));
+    constexpr int room = 1000;
+    std::vector<std::int16_t> samples(2 * room);
+    auto* plane = reinterpret_cast<std::uint8_t*>(samples.data());
+    int count = resampler.convert(*block, &plane, room);
+    EXPECT_EQ(count, room);
+    int all = count;
+    while (count == room)
+        all += count = resampler.convertMore(&plane, room);
+    EXPECT_EQ(resampler.convertMore(&plane, room), 0);
+    EXPECT_LT(all, 4800); // some samples wait for what follows
+    do
+        all += count = resampler.drain(&plane, room);
+    while (count == room);
+    EXPECT_NEAR(all, 4800, 2);
+}
+
+TEST(Resampler, FitsTellsWhetherItWouldBeRebuilt) {
+    const quol::AudioTarget target{2, AV_SAMPLE_FMT_S16, 48000};
+    const quol::FramePtr block = test::makeSound(100, 44100, 2, AV_SAMPLE_FMT_S16);
+    const quol::FramePtr faster = test::makeSound(100, 48000, 2, AV_SAMPLE_FMT_S16);
+    const quol::FramePtr mono = test::makeSound(100, 44100, 1, AV_SAMPLE_FMT_S16);
+    for (const Input input : {Input::followed, Input::frozen}) {
+        quol::Resampler resampler(input);
+        EXPECT_FALSE(resampler.fits(*block, target));
+        ASSERT_TRUE(resampler.prepare(*block, target));
+        EXPECT_TRUE(resampler.fits(*block, target));
+        EXPECT_EQ(resampler.fits(*faster, target), input == Input::frozen);
+        EXPECT_FALSE(resampler.fits(*mono, target));
+    }
+}
+
 } // namespace

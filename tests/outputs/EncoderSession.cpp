@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "core/FFmpegCompat.h"
 #include "support/CapturedStream.h"
 #include "support/Frames.h"
 #include "support/RecordedFile.h"
@@ -72,6 +73,19 @@ TEST(ChooseEncoder, UnknownNameFindsNothingAndStays) {
 TEST(ChooseEncoder, EncoderOfTheOtherKindIsNone) {
     std::string name = "aac";
     EXPECT_EQ(quol::chooseEncoder(muxer("mp4"), AVMEDIA_TYPE_VIDEO, "libx264", name), nullptr);
+}
+
+TEST(EncoderOrDefault, TakesTheEncoderOfThatNameElseTheMuxersOwn) {
+    const auto nameOf = [](const AVCodec* codec) {
+        return std::string(codec != nullptr ? codec->name : "");
+    };
+    const auto video = [&](const char* container, const char* name) {
+        return nameOf(quol::encoderOrDefault(muxer(container), AVMEDIA_TYPE_VIDEO, name));
+    };
+    EXPECT_EQ(video("mp4", "mpeg4"), "mpeg4");
+    for (const char* name : {"no_such_encoder", "", "aac"})
+        EXPECT_EQ(video("avi", name), nameOf(avcodec_find_encoder(muxer("avi").video_codec)));
+    EXPECT_EQ(video("wav", "no_such_encoder"), "");
 }
 
 TEST(AvailableContainers, AreAllMuxersSorted) {
@@ -175,6 +189,27 @@ TEST(EncoderSession, PixelFormatIs420WhereTheEncoderHasItElseItsFirst) {
     EXPECT_EQ(formatOf("mov", "prores_ks"), AV_PIX_FMT_YUV422P10);
     EXPECT_EQ(formatOf("mov", "v210"), AV_PIX_FMT_YUV422P10);
     EXPECT_EQ(formatOf("mov", "png"), AV_PIX_FMT_RGB24);
+}
+
+TEST(EncoderSession, TheFirstFormatsAreTakenOnRequest) {
+    const auto pixelsOf = [](const char* name) {
+        EncoderSession session;
+        Dictionary options;
+        quol::VideoEncoding encoding = small();
+        encoding.format = quol::FormatChoice::first;
+        EXPECT_TRUE(session.createOutput("matroska", "file"));
+        EXPECT_TRUE(session.openVideo(encoder(name), encoding, options)) << name;
+        return session.video() != nullptr ? session.video()->pix_fmt : AV_PIX_FMT_NONE;
+    };
+    EXPECT_EQ(pixelsOf("libx264"), quol::encoderPixelFormats(encoder("libx264")).front());
+    EXPECT_EQ(pixelsOf("ffv1"), quol::encoderPixelFormats(encoder("ffv1")).front());
+    EXPECT_EQ(pixelsOf("rawvideo"), AV_PIX_FMT_YUV420P); // it lists none
+    EncoderSession session;
+    Dictionary options;
+    ASSERT_TRUE(session.createOutput("matroska", "file"));
+    ASSERT_TRUE(
+        session.openAudio(encoder("flac"), {48000, 2, 0, quol::FormatChoice::first}, options));
+    EXPECT_EQ(session.audio()->sample_fmt, quol::encoderSampleFormats(encoder("flac")).front());
 }
 
 TEST(EncoderSession, OptionsThatTheEncoderKnowsAreTakenOut) {
@@ -328,6 +363,52 @@ TEST(EncoderSession, EveryFrameIsInTheFinishedFile) {
         EXPECT_NEAR(file.pictures[i].seconds, i / 25.0, 0.001);
     EXPECT_EQ(file.soundPairs(), 48000U);
     EXPECT_NEAR(file.video()->rate, 25.0, 0.001);
+}
+
+// What the encoder still holds is not waited for; what was written is a whole file.
+TEST(EncoderSession, TheRestIsLeftWhenItIsNotWanted) {
+    const std::string path = test::temporaryPath("not_wanted.mkv");
+    EncoderSession session;
+    Dictionary options; // an encoder that looks far ahead
+    ASSERT_TRUE(session.createOutput("matroska", path));
+    ASSERT_TRUE(session.openVideo(encoder("libx264"), small(), options));
+    ASSERT_TRUE(session.openFile(path));
+    ASSERT_TRUE(session.writeHeader(options));
+    for (int i = 0; i < 100; ++i) {
+        session.encodeVideo(test::makePicture(64, 48, AV_PIX_FMT_YUV420P, i, {1, 25}, 1 + i).get());
+    }
+    int asked = 0;
+    session.finish([&asked] { return ++asked < 5; });
+    EXPECT_EQ(session.error(), 0);
+    const test::RecordedFile file = test::readRecordedFile(path);
+    EXPECT_EQ(file.error, "");
+    EXPECT_GT(file.pictures.size(), 5U);
+    EXPECT_LT(file.pictures.size(), 95U);
+}
+
+// A container that puts picture and sound in pairs fills the last block of sound.
+TEST(EncoderSession, TheLastPictureStaysWhereTheSoundIsShorter) {
+    const std::string path = test::temporaryPath("pairs.mxf");
+    EncoderSession session;
+    Dictionary options;
+    ASSERT_TRUE(session.createOutput("mxf", path));
+    ASSERT_TRUE(session.openVideo(encoder("mpeg2video"), small(), options));
+    ASSERT_TRUE(session.openAudio(encoder("pcm_s16le"), {48000, 2, 0}, options));
+    ASSERT_TRUE(session.openFile(path));
+    ASSERT_TRUE(session.writeHeader(options));
+    for (int i = 0; i < 25; ++i) {
+        session.encodeVideo(test::makePicture(64, 48, AV_PIX_FMT_YUV420P, i, {1, 25}, 1 + i).get());
+        const int samples = i < 24 ? 1920 : 1000;
+        session.encodeAudio(test::makeSound(samples, 48000, 2, AV_SAMPLE_FMT_S16, i * 1920).get());
+    }
+    session.finish();
+    EXPECT_EQ(test::readRecordedFile(path).pictures.size(), 25U);
+}
+
+TEST(EncoderSession, RoomToFinishIsSecondsOfTheBitRateAtLeast) {
+    const EncoderSession session;
+    EXPECT_EQ(session.roomToFinish(0), 256 * 1024 + session.bytesHeldBack());
+    EXPECT_EQ(session.roomToFinish(8'000'000), 256 * 1024 + 4'000'000);
 }
 
 TEST(EncoderSession, BytesWrittenGrowUpToTheSizeOfTheFile) {

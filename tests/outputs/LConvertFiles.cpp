@@ -1,0 +1,279 @@
+// What becomes of the inputs: joining, sizes, rates, forms of sound, stills.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "quolsdk/LConvert.h"
+#include "support/CapturedStream.h"
+#include "support/ClipFile.h"
+#include "support/CollectingSink.h"
+#include "support/Converting.h"
+#include "support/FilePlayer.h"
+#include "support/NumberedClip.h"
+#include "support/RecordedFile.h"
+
+namespace {
+
+using test::configureSmall;
+using test::convertAll;
+using test::mediaPath;
+using test::NumberedClip;
+using test::readRecordedFile;
+using test::RecordedFile;
+using test::temporaryPath;
+using test::toldBy;
+
+constexpr double samplesLost = 0.05; // seconds: the starts and ends of the codecs' frames
+
+// What a conversion of the inputs to 160x90 and 48 kHz stereo holds.
+RecordedFile convertedOf(const std::vector<std::string>& inputs) {
+    const std::string path = temporaryPath("converted.mp4");
+    EXPECT_EQ(toldBy(path, inputs), "");
+    RecordedFile file = readRecordedFile(path);
+    EXPECT_EQ(file.error, "");
+    return file;
+}
+
+// Pictures are joined one behind the other, and so is the sound, whatever the inputs' times say.
+void expectPlainSequence(const RecordedFile& file, std::size_t pictures, double soundSeconds) {
+    // An mp4 has no track of nothing.
+    EXPECT_EQ(file.video() != nullptr, pictures > 0);
+    EXPECT_EQ(file.audio() != nullptr, soundSeconds > 0.0);
+    EXPECT_EQ(file.pictures.size(), pictures);
+    if (!file.pictures.empty()) {
+        EXPECT_NEAR(file.pictures.front().seconds, 0.0, 1e-3);
+    }
+    for (std::size_t i = 1; i < file.pictures.size(); ++i) {
+        ASSERT_NEAR(file.pictures[i].seconds - file.pictures[i - 1].seconds, 0.04, 1e-3) << i;
+        ASSERT_EQ(file.pictures[i].width, 160) << i;
+        ASSERT_EQ(file.pictures[i].height, 90) << i;
+    }
+    EXPECT_NEAR(file.soundSeconds(), soundSeconds, samplesLost);
+    EXPECT_LT(file.soundHoles, 1e-3);
+}
+
+TEST(LConvertFiles, ThreeOfDifferentSizeRateSoundAndCodecAreJoined) {
+    const RecordedFile file = convertedOf(
+        {mediaPath("rate2997.mp4"), mediaPath("mpeg2.mpg"), mediaPath("vp9_opus.webm")});
+    expectPlainSequence(file, 90 + 25 + 25, 3.0 + 1.0 + 1.0);
+}
+
+TEST(LConvertFiles, AnUnreadableOneAmongThreeIsLeftOut) {
+    const std::string path = temporaryPath("two_of_three.mp4");
+    const std::string text = mediaPath("text.mp4");
+    LConvert convert;
+    configureSmall(convert, path, {mediaPath("h264_aac.mp4"), text, mediaPath("mpeg2.mpg")});
+    test::CapturedStream error(test::CapturedStream::Stream::error);
+    EXPECT_EQ(convertAll(convert), 0);
+    EXPECT_EQ(convert.progress, 1.0);
+    EXPECT_EQ(error.text(), "LConvert: Could not open input file: " + text + "\n");
+    expectPlainSequence(readRecordedFile(path), 100 + 25, 4.0 + 1.0);
+}
+
+TEST(LConvertFiles, NothingButUnreadableOnesLeavesAFileWithoutAPicture) {
+    const std::string path = temporaryPath("none.mp4");
+    const std::string said =
+        toldBy(path, {mediaPath("no such file"), mediaPath("empty.mp4"), mediaPath("text.mp4")});
+    for (const char* name : {"no such file", "empty.mp4", "text.mp4"}) {
+        EXPECT_THAT(said, testing::HasSubstr(
+                              "LConvert: Could not open input file: " + mediaPath(name) + "\n"));
+    }
+    EXPECT_TRUE(std::filesystem::exists(path));
+    EXPECT_TRUE(readRecordedFile(path).pictures.empty());
+}
+
+TEST(LConvertFiles, EveryPictureComesThroughInItsOrder) {
+    const std::string path = temporaryPath("numbered.mov");
+    LConvert convert;
+    configureSmall(convert, path, {NumberedClip::path(), NumberedClip::path()});
+    test::setPictures(convert, NumberedClip::width, NumberedClip::height, 25.0);
+    convert.setVideoBitrate(4000);
+    convert.setContainer("mov");
+    convert.setAudioCodec("pcm_s16le");
+    ASSERT_EQ(convertAll(convert), 0);
+    int count = 0;
+    bool inOrder = true;
+    test::decodeEach(path, AVMEDIA_TYPE_VIDEO, [&](const quol::FramePtr& picture) {
+        inOrder = inOrder && NumberedClip::numberOf(*picture) == count++ % NumberedClip::pictures;
+    });
+    EXPECT_TRUE(inOrder) << "up to picture " << count;
+    EXPECT_EQ(count, 2 * NumberedClip::pictures);
+
+    // The same samples, twice, without one missing between.
+    const NumberedClip clip;
+    std::vector<std::int16_t> sound;
+    test::decodeEach(path, AVMEDIA_TYPE_AUDIO, [&](const quol::FramePtr& block) {
+        const auto* samples = reinterpret_cast<const std::int16_t*>(block->data[0]);
+        sound.insert(sound.end(), samples, samples + block->nb_samples * 2);
+    });
+    std::vector<std::int16_t> twice = clip.sound();
+    twice.insert(twice.end(), clip.sound().begin(), clip.sound().end());
+    EXPECT_TRUE(sound == twice) << sound.size() << " instead of " << twice.size();
+}
+
+// The times of the inputs are dropped, so another rate makes them slower or faster.
+TEST(LConvertFiles, TheOutputsRateIsTheOnlyOne) {
+    const std::string path = temporaryPath("fifty.mp4");
+    LConvert convert;
+    configureSmall(convert, path, {mediaPath("h264_aac.mp4"), mediaPath("gap.mkv")});
+    test::setPictures(convert, 160, 90, 60000.0 / 1001.0);
+    ASSERT_EQ(convertAll(convert), 0);
+    const RecordedFile file = readRecordedFile(path);
+    ASSERT_EQ(file.pictures.size(), 150U);
+    EXPECT_NEAR(file.video()->rate, 60000.0 / 1001.0, 1e-6);
+    EXPECT_NEAR(file.pictureSeconds(), 149 * 1001.0 / 60000.0, 1e-3);
+}
+
+TEST(LConvertFiles, ASizeThatChangesWithinAFileIsFollowed) {
+    expectPlainSequence(convertedOf({mediaPath("size_change.ts")}), 50, 0.0);
+}
+
+TEST(LConvertFiles, SoundThatChangesWithinAFileIsFollowed) {
+    const RecordedFile file = convertedOf({mediaPath("sound_change.ts")});
+    // Two frames of the input's codec belong to its own start.
+    EXPECT_NEAR(file.soundSeconds(), 2.0, 0.08);
+    EXPECT_LT(file.soundHoles, 1e-3);
+}
+
+TEST(LConvertFiles, EveryFormOfSoundBecomesTheOutputs) {
+    expectPlainSequence(convertedOf({mediaPath("mono.wav"), mediaPath("flac.flac"),
+                                     mediaPath("aac51.mp4"), mediaPath("prores.mov")}),
+                        25 + 25, 1.0 + 2.0 + 1.0 + 1.0);
+}
+
+TEST(LConvertFiles, SoundOfALayoutThatNobodyKnowsIsLeftOutOrMixed) {
+    const RecordedFile file = convertedOf({mediaPath("ten_channels.wav"), mediaPath("mono.wav")});
+    ASSERT_NE(file.audio(), nullptr);
+    EXPECT_GE(file.soundSeconds(), 1.0 - samplesLost);
+    EXPECT_LE(file.soundSeconds(), 2.0 + samplesLost);
+}
+
+TEST(LConvertFiles, TheOutputMayHaveManyChannels) {
+    const std::string path = temporaryPath("many.mov");
+    LConvert convert;
+    configureSmall(convert, path, {mediaPath("aac51.mp4")});
+    convert.setContainer("mov");
+    convert.setAudioCodec("pcm_s16le");
+    test::setSound(convert, 44100, 16);
+    ASSERT_EQ(convertAll(convert), 0);
+    const RecordedFile file = readRecordedFile(path);
+    ASSERT_NE(file.audio(), nullptr);
+    EXPECT_EQ(file.audio()->channels, 16);
+    EXPECT_EQ(file.audio()->sampleRate, 44100);
+    EXPECT_NEAR(file.soundSeconds(), 1.0, samplesLost);
+}
+
+TEST(LConvertFiles, InputsWithoutAPictureOrWithoutSound) {
+    expectPlainSequence(convertedOf({mediaPath("mono.wav")}), 0, 1.0);
+    expectPlainSequence(convertedOf({mediaPath("silent.mp4")}), 25, 0.0);
+    expectPlainSequence(convertedOf({mediaPath("mono.wav"), mediaPath("silent.mp4")}), 25, 1.0);
+}
+
+TEST(LConvertFiles, AStillIsOnePictureAndASequenceIsItsPictures) {
+    expectPlainSequence(convertedOf({mediaPath("still.png")}), 1, 0.0);
+    expectPlainSequence(convertedOf({mediaPath("seq/seq_%04d.png")}), 10, 0.0);
+    expectPlainSequence(convertedOf({mediaPath("cover.mp3")}), 1, 2.0);
+}
+
+TEST(LConvertFiles, OddSizesDeepPicturesAndAlphaAreConverted) {
+    const std::string alpha = test::alphaClip("alpha", test::countingPictures(5));
+    expectPlainSequence(convertedOf({mediaPath("odd_size.mkv"), mediaPath("tenbit.mp4"), alpha}),
+                        25 + 25 + 5, 0.0);
+}
+
+// A picture that fits already is encoded as it is, the rest of it left behind.
+TEST(LConvertFiles, APictureThatFitsIsNotTouched) {
+    const std::string path = temporaryPath("same.avi");
+    LConvert convert;
+    configureSmall(convert, path, {mediaPath("h264_aac.mp4")});
+    test::setPictures(convert, 320, 180, 25.0);
+    convert.setContainer("avi");
+    convert.setVideoCodec("rawvideo"); // lists no format: 4:2:0
+    ASSERT_EQ(convertAll(convert), 0);
+    const auto before = test::decodeAll(mediaPath("h264_aac.mp4"), AVMEDIA_TYPE_VIDEO);
+    const auto after = test::decodeAll(path, AVMEDIA_TYPE_VIDEO);
+    ASSERT_EQ(after.size(), before.size());
+    for (std::size_t i = 0; i < before.size(); ++i)
+        ASSERT_EQ(test::fingerprint(*after[i]), test::fingerprint(*before[i])) << i;
+}
+
+// Without a duration to go by, the time of the file itself is the progress: it is full after the
+// first second of two minutes.
+TEST(LConvertFiles, ProgressIsThePlainTimeWhereNoDurationIsKnown) {
+    LConvert convert;
+    configureSmall(convert, temporaryPath("no_duration.mp4"),
+                   std::vector<std::string>(500, mediaPath("no_duration.mkv")));
+    ASSERT_TRUE(convert.Start());
+    ASSERT_TRUE(test::waitUntil([&] { return convert.progress == 1.0; }, std::chrono::seconds(60)));
+    EXPECT_EQ(test::statusOf(convert), 1);
+    convert.Stop();
+}
+
+TEST(LConvertFiles, ProgressGoesOverAllFilesByTheirDurations) {
+    // Ten times the same file: what lies between the first tenth and the last is seen.
+    LConvert convert;
+    configureSmall(convert, temporaryPath("progress.mp4"),
+                   std::vector<std::string>(10, NumberedClip::path()));
+    ASSERT_TRUE(convert.Start());
+    int steps = 0;
+    double reached = 0.0;
+    ASSERT_TRUE(test::waitUntil(
+        [&] {
+            const double now = convert.progress;
+            EXPECT_GE(now, reached);
+            if (now > reached) ++steps;
+            reached = now;
+            return test::statusOf(convert) != 1;
+        },
+        std::chrono::seconds(100)));
+    EXPECT_EQ(convert.progress, 1.0);
+    EXPECT_GE(steps, 5);
+}
+
+// ---------------------------------------------------------------- containers and codecs
+
+struct Pair {
+    const char* container;
+    const char* video;
+    const char* audio;
+};
+
+class LConvertPair : public testing::TestWithParam<Pair> {};
+
+TEST_P(LConvertPair, IsReadBackWhole) {
+    const Pair& pair = GetParam();
+    const std::string path = temporaryPath("pair");
+    LConvert convert;
+    configureSmall(convert, path, {mediaPath("h264_aac.mp4")});
+    convert.setContainer(pair.container);
+    convert.setVideoCodec(pair.video);
+    convert.setAudioCodec(pair.audio);
+    ASSERT_EQ(convertAll(convert), 0);
+    const RecordedFile file = readRecordedFile(path);
+    EXPECT_EQ(file.error, "");
+    ASSERT_NE(file.video(), nullptr);
+    ASSERT_NE(file.audio(), nullptr);
+    EXPECT_EQ(file.video()->codec, avcodec_get_name(avcodec_find_encoder_by_name(pair.video)->id));
+    EXPECT_EQ(file.audio()->codec, avcodec_get_name(avcodec_find_encoder_by_name(pair.audio)->id));
+    EXPECT_EQ(file.pictures.size(), 100U);
+    EXPECT_NEAR(file.soundSeconds(), 4.0, 0.06);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, LConvertPair,
+    testing::Values(Pair{"mp4", "libx264", "aac"}, Pair{"mp4", "libx265", "libopus"},
+                    Pair{"mov", "prores_ks", "pcm_s16le"}, Pair{"mov", "mjpeg", "aac"},
+                    Pair{"matroska", "libvpx-vp9", "libopus"}, Pair{"matroska", "libx264", "mp2"},
+                    Pair{"webm", "libvpx-vp9", "libopus"}, Pair{"mpegts", "mpeg2video", "mp2"},
+                    Pair{"mpegts", "libx264", "aac"}, Pair{"mxf", "mpeg2video", "pcm_s16le"},
+                    Pair{"avi", "mjpeg", "pcm_s16le"}, Pair{"flv", "libx264", "aac"}),
+    [](const auto& info) {
+        std::string name =
+            std::string(info.param.container) + "_" + info.param.video + "_" + info.param.audio;
+        std::replace(name.begin(), name.end(), '-', '_');
+        return name;
+    });
+
+} // namespace
