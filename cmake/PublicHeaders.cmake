@@ -26,6 +26,7 @@ set(QUOLSDK_PUBLIC_HEADERS
     graphics/LAnimation.h
     outputs/LOutput.h
     outputs/LRecorder.h
+    outputs/LStream.h
     api/quolsdk_c_api.h
 )
 
