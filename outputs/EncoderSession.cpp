@@ -216,6 +216,8 @@ void EncoderSession::encode(AVCodecContext* encoder, AVStream* stream, const AVF
     if (video && frame != nullptr) ++framesTaken_;
     while (avcodec_receive_packet(encoder, packet_.get()) >= 0) {
         if (video) ++framesGiven_;
+        // Without one the last picture takes no time, and some players leave it out.
+        if (video && packet_->duration == 0) packet_->duration = 1;
         writePacket(*encoder, *stream);
         av_packet_unref(packet_.get());
     }

@@ -23,8 +23,8 @@ public:
     int port() const { return port_; }
 
 private:
-    int socket_ = -1;
     int port_ = 0;
+    int socket_ = -1; // behind the port, which it sets
 };
 
 } // namespace test
