@@ -438,6 +438,30 @@ QUOLSDK_C_API void quolsdk_recorder_set_audio_format(quolsdk_handle recorder,
                                                      const quolsdk_audio_format* format);
 /** @} */
 
+/** @name Stream: a source live to a network address, a sink */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_stream_create(void);         /**< a new stream, idle */
+QUOLSDK_C_API void quolsdk_stream_destroy(quolsdk_handle stream); /**< stops and ends it */
+/** Where to, without the key: "rtmp://host/application", or any address that FFmpeg writes to. */
+QUOLSDK_C_API void quolsdk_stream_url_set(quolsdk_handle stream, const char* url);
+/** The name of the stream, which goes behind the URL and a "/"; empty for none. */
+QUOLSDK_C_API void quolsdk_stream_key_set(quolsdk_handle stream, const char* key);
+/** Reaches the address, within five seconds or not at all, and starts. 0 when it streams already,
+ *  has no source, or could not; the error stream tells. */
+QUOLSDK_C_API int quolsdk_stream_start(quolsdk_handle stream);
+/** Ends the stream, within a second, and leaves the source. From another thread it also ends a
+ *  start that still waits for its server. */
+QUOLSDK_C_API void quolsdk_stream_stop(quolsdk_handle stream);
+/** 1 while it streams, else 0. It streams, into nothing, also when the connection has broken. */
+QUOLSDK_C_API void quolsdk_stream_status_get(quolsdk_handle stream, int* status);
+/** What to stream; NULL for nothing. Counts from the next start; the source must outlive it. */
+QUOLSDK_C_API void quolsdk_stream_object(quolsdk_handle stream, quolsdk_handle source);
+/** Sets an option of the video encoder for the next start, as "preset", "tune", "g" or "b", or
+ *  "bitrate_mode", constant unless it is other than "cbr". An empty value takes it away. */
+QUOLSDK_C_API void quolsdk_stream_set_props(quolsdk_handle stream, const char* key,
+                                            const char* value);
+/** @} */
+
 /** @name Convert: media files, joined, into one new file
  *  It stands beside the graph. The file is an mp4 of 1920x1080 at 25 pictures a second, H.264 of
  *  15000 kbit/s and stereo AAC of 128 kbit/s at 48 kHz. */

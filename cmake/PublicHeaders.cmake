@@ -27,6 +27,7 @@ set(QUOLSDK_PUBLIC_HEADERS
     outputs/LOutput.h
     outputs/LConvert.h
     outputs/LRecorder.h
+    outputs/LStream.h
     api/quolsdk_c_api.h
 )
 

@@ -17,16 +17,19 @@ constexpr double alignWindow = 2.0;    // seconds ahead within which sound belon
 constexpr double longestStep = 10.0;   // seconds of sound that one picture may bring
 constexpr double alignPatience = 0.5;  // seconds to wait for sound of the right time
 constexpr double longestWait = 1.0;    // seconds that sound may come behind its picture
+constexpr double soundStopped = 0.5;   // seconds without new sound: none comes any more
 constexpr double tolerance = 0.05;     // seconds by which a source may miscount its sound
 
 } // namespace
 
-AudioTrack::AudioTrack(const AVCodecContext& encoder, double pictureLength, Write write)
+AudioTrack::AudioTrack(const AVCodecContext& encoder, double pictureLength, Write write,
+                       Waiting waiting)
     : queue_(maxRecords, encoder.sample_rate),
       format_(encoder.sample_fmt),
       sampleRate_(encoder.sample_rate),
       chunk_(encoder.frame_size > 0 ? encoder.frame_size : defaultChunk),
       pictureLength_(pictureLength),
+      waiting_(waiting),
       layout_(encoder.ch_layout),
       write_(std::move(write)),
       samples_(static_cast<std::size_t>(chunk_) * 2) {}
@@ -34,6 +37,7 @@ AudioTrack::AudioTrack(const AVCodecContext& encoder, double pictureLength, Writ
 void AudioTrack::push(AudioRecord record) {
     const std::lock_guard lock(mutex_);
     queue_.append(std::move(record));
+    ++pushes_;
 }
 
 void AudioTrack::clear() {
@@ -76,12 +80,21 @@ void AudioTrack::advance(double sourceTime, double fileTime) {
         tie(sourceTime, fileTime);
     }
     target_ = sourceTime + offset_;
+    const double wait = longestWaitAt(fileTime);
     // Only what ends before the picture: the sound behind it may not have come yet.
     const double end = std::min(target_, seconds(samplesWritten_) + longestStep);
     while (seconds(samplesWritten_ + chunk_) <= end) {
-        if (target_ - seconds(samplesWritten_ + chunk_) < longestWait && !soundIsThere()) break;
+        if (target_ - seconds(samplesWritten_ + chunk_) < wait && !soundIsThere()) break;
         writeChunk();
     }
+}
+
+double AudioTrack::longestWaitAt(double fileTime) {
+    if (waiting_ == Waiting::always) return longestWait;
+    const std::lock_guard lock(mutex_);
+    if (pushes_ != pushesSeen_) lastHeard_ = fileTime;
+    pushesSeen_ = pushes_;
+    return lastHeard_ && fileTime - *lastHeard_ < soundStopped ? longestWait : 0.0;
 }
 
 double AudioTrack::reach() const {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "core/AudioQueue.h"
@@ -19,8 +20,9 @@ namespace quol {
 // picture ties one to the other, and sound stands where its own time says. When the clocks part
 // (the source jumped, or runs faster than the wall clock) they are tied anew. Sound that comes
 // behind its picture, as it does from many files, is waited for: the file is none the worse when
-// the sound of a moment is written a little after its picture. Sound that is counted by a clock of
-// its own is taken in the order of its arrival.
+// the sound of a moment is written a little after its picture. What is sent live is: its pictures
+// wait for their sound. There it is waited for only as long as sound keeps coming. Sound that is
+// counted by a clock of its own is taken in the order of its arrival.
 //
 // `push` and `clear` from any thread; `advance` and `finish` from the encoding thread alone.
 class AudioTrack {
@@ -28,8 +30,12 @@ public:
     // Encodes one frame of sound, in the encoder's format and with its time stamp.
     using Write = std::function<void(const AVFrame&)>;
 
+    // Whether sound that is missing is waited for in any case.
+    enum class Waiting { always, whileSoundComes };
+
     // `pictureLength` in seconds: how far the clocks may part before they are tied anew.
-    AudioTrack(const AVCodecContext& encoder, double pictureLength, Write write);
+    AudioTrack(const AVCodecContext& encoder, double pictureLength, Write write,
+               Waiting waiting = Waiting::always);
 
     void push(AudioRecord record);
     void clear();
@@ -53,6 +59,7 @@ public:
 private:
     void tie(double sourceTime, double fileTime);
     void align();
+    double longestWaitAt(double fileTime);
     bool soundIsThere();
     bool frontIsInPlace();
     int takeSound();
@@ -67,14 +74,16 @@ private:
     void writeChunk();
     FramePtr encoderFrame();
 
-    std::mutex mutex_; // guards queue_
+    std::mutex mutex_; // guards the next two
     AudioQueue queue_;
+    std::int64_t pushes_ = 0;
 
     // The encoding thread's own.
     const AVSampleFormat format_;
     const int sampleRate_;
     const int chunk_; // stereo samples in a frame of the encoder
     const double pictureLength_;
+    const Waiting waiting_;
     ChannelLayout layout_;
     Write write_;
     Resampler converter_{
@@ -91,6 +100,8 @@ private:
     std::int64_t waited_ = 0;   // samples of silence written meanwhile
     std::int64_t patience_ = 0; // samples of silence to go while sound of the right time is due
     std::int64_t silence_ = 0;  // samples of silence before the queue's front is due
+    std::int64_t pushesSeen_ = 0;
+    std::optional<double> lastHeard_; // file time of the latest picture that found new sound
 };
 
 } // namespace quol

@@ -1,12 +1,15 @@
 #include "outputs/EncoderSession.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <limits>
 #include <vector>
 
 #include "core/FFmpegCompat.h"
 
 extern "C" {
+#include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -47,9 +50,42 @@ VideoEncoding evenSize(VideoEncoding encoding, AVPixelFormat format) {
     return encoding;
 }
 
-bool isDiskError(int error) {
-    return error == AVERROR(ENOSPC) || error == AVERROR(EIO) || error == AVERROR(EFBIG) ||
-           error == AVERROR(EDQUOT) || error == AVERROR(EROFS);
+// Of the disk, or of the connection.
+bool isLastingError(int error) {
+    constexpr std::array lasting{
+        AVERROR(ENOSPC),   AVERROR(EIO),          AVERROR(EFBIG),        AVERROR(EDQUOT),
+        AVERROR(EROFS),    AVERROR(EPIPE),        AVERROR(ECONNRESET),   AVERROR(ECONNREFUSED),
+        AVERROR(ENOTCONN), AVERROR(ETIMEDOUT),    AVERROR(EHOSTUNREACH), AVERROR(ENETUNREACH),
+        AVERROR(ENETDOWN), AVERROR(ECONNABORTED), AVERROR_EXIT,
+    };
+    return std::find(lasting.begin(), lasting.end(), error) != lasting.end();
+}
+
+// Whether pictures that are too small can be filled up. Encoders of formats in which they cannot be
+// refuse such pictures when there is a least rate.
+bool fillsUp(AVCodecID codec) {
+    constexpr std::array without{
+        AV_CODEC_ID_MJPEG, AV_CODEC_ID_AMV,  AV_CODEC_ID_H261,      AV_CODEC_ID_H263,
+        AV_CODEC_ID_H263P, AV_CODEC_ID_FLV1, AV_CODEC_ID_MSMPEG4V2, AV_CODEC_ID_MSMPEG4V3,
+        AV_CODEC_ID_WMV1,  AV_CODEC_ID_WMV2, AV_CODEC_ID_RV10,      AV_CODEC_ID_RV20,
+    };
+    return std::find(without.begin(), without.end(), codec) == without.end();
+}
+
+// A rate that never changes needs a second of buffer, and encoders that can say so in the stream
+// (HRD) are told to.
+void setConstantBitRate(AVCodecContext& context, const AVCodec& codec, Dictionary& options) {
+    if (const char* wanted = options.find("b")) av_opt_set(&context, "b", wanted, 0);
+    const std::int64_t bitRate = context.bit_rate;
+    if (bitRate <= 0) return;
+    context.rc_max_rate = bitRate;
+    if (fillsUp(codec.id)) context.rc_min_rate = bitRate;
+    context.rc_buffer_size =
+        static_cast<int>(std::min<std::int64_t>(bitRate, std::numeric_limits<int>::max()));
+    const AVClass* own = codec.priv_class;
+    const bool tells = own != nullptr &&
+                       av_opt_find(&own, "nal-hrd", nullptr, 0, AV_OPT_SEARCH_FAKE_OBJ) != nullptr;
+    if (tells && options.find("nal-hrd") == nullptr) options.set("nal-hrd", "cbr");
 }
 
 } // namespace
@@ -108,7 +144,7 @@ CodecContextPtr EncoderSession::makeContext(const AVCodec& codec) const {
     CodecContextPtr context(avcodec_alloc_context3(&codec));
     if (!context) return nullptr;
     context->thread_count = 0; // as many as help; the option "threads" says otherwise
-    if ((output_->oformat->flags & AVFMT_GLOBALHEADER) != 0) {
+    if (globalHeaders_ || (output_->oformat->flags & AVFMT_GLOBALHEADER) != 0) {
         context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     }
     return context;
@@ -125,6 +161,7 @@ CodecContextPtr EncoderSession::openVideoContext(const AVCodec& codec,
     context->framerate = encoding.frameRate;
     context->pix_fmt = choosePixelFormat(codec, encoding.format);
     context->bit_rate = encoding.bitRate;
+    if (encoding.constantBitRate) setConstantBitRate(*context, codec, options);
     if (avcodec_open2(context.get(), &codec, options.address()) < 0) return nullptr;
     return context;
 }
@@ -171,9 +208,14 @@ bool EncoderSession::openAudio(const AVCodec& codec, const AudioEncoding& encodi
 }
 
 bool EncoderSession::openFile(const std::string& path) {
+    Dictionary none;
+    return openFile(path, none);
+}
+
+bool EncoderSession::openFile(const std::string& path, Dictionary& options) {
     if ((output_->oformat->flags & AVFMT_NOFILE) != 0) return true;
     return avio_open2(&output_->pb, path.c_str(), AVIO_FLAG_WRITE, &output_->interrupt_callback,
-                      nullptr) >= 0;
+                      options.address()) >= 0;
 }
 
 bool EncoderSession::writeHeader(Dictionary& options) {
@@ -191,7 +233,10 @@ void EncoderSession::encode(AVCodecContext* encoder, AVStream* stream, const AVF
 // False when there is none for now.
 bool EncoderSession::writeNextPacket(AVCodecContext& encoder, const AVStream& stream) {
     if (avcodec_receive_packet(&encoder, packet_.get()) < 0) return false;
-    if (&encoder == video_.get()) ++framesGiven_;
+    const bool video = &encoder == video_.get();
+    if (video) ++framesGiven_;
+    // Without one the last picture takes no time, and some players leave it out.
+    if (video && packet_->duration == 0) packet_->duration = 1;
     writePacket(encoder, stream);
     av_packet_unref(packet_.get());
     return true;
@@ -206,19 +251,24 @@ void EncoderSession::drain(AVCodecContext* encoder, const AVStream* stream,
 
 // A packet that the muxer refuses is one packet lost; a file that takes no more is the end.
 void EncoderSession::writePacket(const AVCodecContext& encoder, const AVStream& stream) {
+    if (tap_) tap_(*packet_, encoder.codec_type, encoder.time_base);
+    if (error_ != 0) return;
     av_packet_rescale_ts(packet_.get(), encoder.time_base, stream.time_base);
     packet_->stream_index = stream.index;
+    const std::int64_t size = packet_->size;
     ++packets_;
-    packetBytes_ += packet_->size;
-    largestPacket_ = std::max<std::int64_t>(largestPacket_, packet_->size);
+    packetBytes_ += size;
+    largestPacket_ = std::max(largestPacket_, size);
     const int result = av_interleaved_write_frame(output_.get(), packet_.get());
     const AVIOContext* file = output_->pb;
-    if (error_ != 0) return;
     if (file != nullptr && file->error < 0) {
         error_ = file->error;
-    } else if (result < 0 && (file == nullptr || isDiskError(result))) {
+    } else if (result < 0 && (file == nullptr || isLastingError(result))) {
         error_ = result;
     }
+    if (error_ != 0) return;
+    packetBytesWritten_ += size;
+    if (encoder.codec_type == AVMEDIA_TYPE_VIDEO) ++picturesWritten_;
 }
 
 void EncoderSession::finish(const std::function<bool()>& wanted) {

@@ -21,7 +21,8 @@ struct VideoEncoding {
     int width = 0;
     int height = 0;
     AVRational frameRate{25, 1};
-    std::int64_t bitRate = 0; // bits a second
+    std::int64_t bitRate = 0;     // bits a second
+    bool constantBitRate = false; // no second above it and none below
     FormatChoice format = FormatChoice::common;
 };
 
@@ -52,6 +53,9 @@ std::vector<std::string> availableEncoders(const std::string& container, AVMedia
 // finish. One thread at a time.
 class EncoderSession {
 public:
+    // Is shown every packet, before it is written, with its times in `timeBase`.
+    using Tap = std::function<void(const AVPacket& packet, AVMediaType type, AVRational timeBase)>;
+
     // Makes the muxer, by its name or, for an empty one, by the ending of `path`.
     bool createOutput(const std::string& container, const std::string& path);
 
@@ -60,8 +64,14 @@ public:
     bool openVideo(const AVCodec& codec, const VideoEncoding& encoding, Dictionary& options);
     bool openAudio(const AVCodec& codec, const AudioEncoding& encoding, Dictionary& options);
 
-    // Creates the file, where the muxer has one; the muxer's interrupt callback ends it early.
+    // Both before the encoders are opened. With the second their streams fit any other muxer too.
+    void setTap(Tap tap) { tap_ = std::move(tap); }
+    void wantGlobalHeaders() { globalHeaders_ = true; }
+
+    // Creates the file, or reaches the address, where the muxer has one; the muxer's
+    // interrupt_callback may end it. What is known of `options` is taken out.
     bool openFile(const std::string& path);
+    bool openFile(const std::string& path, Dictionary& options);
     bool writeHeader(Dictionary& options);
 
     // Encodes one frame and writes what comes of it.
@@ -75,8 +85,11 @@ public:
     AVCodecContext* video() const { return video_.get(); } // null without one
     AVCodecContext* audio() const { return audio_.get(); } // null without one
 
-    // The error after which the file takes no more, 0 while it does.
+    // The error after which the file takes no more, 0 while it does. Nothing is written then.
     int error() const { return error_; }
+    // What was written until then: pictures, and bytes of all packets.
+    std::int64_t picturesWritten() const { return picturesWritten_; }
+    std::int64_t packetBytesWritten() const { return packetBytesWritten_; }
     // Bytes that lie in the file so far.
     std::int64_t bytesWritten() const;
     // An upper bound, in bytes, of what is still to come of the frames taken so far: the pictures
@@ -103,6 +116,8 @@ private:
     AVStream* videoStream_ = nullptr; // owned by the muxer
     AVStream* audioStream_ = nullptr; // owned by the muxer
     PacketPtr packet_ = makePacket();
+    Tap tap_;
+    bool globalHeaders_ = false;
     bool headerWritten_ = false;
     int error_ = 0;
     std::int64_t framesTaken_ = 0;   // by the video encoder
@@ -110,6 +125,8 @@ private:
     std::int64_t largestPacket_ = 0; // bytes
     std::int64_t packets_ = 0;       // of all encoders
     std::int64_t packetBytes_ = 0;
+    std::int64_t picturesWritten_ = 0;
+    std::int64_t packetBytesWritten_ = 0;
 };
 
 } // namespace quol

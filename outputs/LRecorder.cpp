@@ -4,16 +4,14 @@
 #include <sys/stat.h>
 
 #include "core/Clock.h"
-#include "core/FrameTime.h"
 #include "core/Log.h"
 #include "core/ModeTables.h"
-#include "core/PicturePool.h"
 #include "core/Props.h"
-#include "core/Resampler.h"
-#include "core/Scaler.h"
-#include "outputs/AudioTrack.h"
 #include "outputs/DiskReserve.h"
+#include "outputs/EncoderPictures.h"
+#include "outputs/EncoderQueue.h"
 #include "outputs/EncoderSession.h"
+#include "outputs/EncoderSound.h"
 #include "quolsdk/LObject.h"
 
 namespace {
@@ -24,9 +22,9 @@ constexpr std::size_t maxQueue = 61; // pictures, some two seconds
 
 LRecorder::LRecorder()
     : reserve(std::make_unique<quol::DiskReserve>()),
-      pool(std::make_unique<quol::PicturePool>()),
-      scaler(std::make_unique<quol::Scaler>()),
-      resampler(std::make_unique<quol::Resampler>(quol::Resampler::Input::frozen)) {
+      pictures(std::make_unique<quol::EncoderPictures>()),
+      queue(std::make_unique<quol::EncoderQueue>(maxQueue)),
+      sound(std::make_unique<quol::EncoderSound>()) {
     settings.videoFormat.mode = quol::modeNative;
 }
 
@@ -125,10 +123,9 @@ bool LRecorder::Record() {
     paused = false;
     recording = true;
     framesEncoded = 0;
-    framesDropped = 0;
+    queue->restart();
     secondsRecorded = 0.0;
     lastVideoPts = -1;
-    resampler->reset();
     LObject* from = source;
     if (!initFFmpeg(from)) {
         recording = false;
@@ -148,21 +145,14 @@ void LRecorder::Stop() {
 }
 
 void LRecorder::stopLocked() {
-    {
-        const std::lock_guard lock(queueMutex);
-        recording = false;
-    }
-    queueFilled.notify_all();
+    queue->end(recording);
     if (thread.joinable()) thread.join();
     if (attachedTo != nullptr) attachedTo->removeSink(this);
     attachedTo = nullptr;
     flush();
-    {
-        const std::lock_guard lock(audioMutex);
-        audioTrack.reset();
-    }
+    sound->close();
     session.reset();
-    pool->clear();
+    pictures->clear();
     quol::logOut("LRecorder: Stopped and resources freed.");
 }
 
@@ -186,7 +176,7 @@ void LRecorder::statusGet(int& status) {
 void LRecorder::getStats(Stats& stats) {
     statusGet(stats.state);
     stats.framesWritten = framesEncoded;
-    stats.framesDropped = framesDropped;
+    stats.framesDropped = queue->dropped();
     stats.secondsRecorded = secondsRecorded;
     {
         const std::lock_guard lock(settingsMutex);
@@ -222,38 +212,14 @@ std::int64_t LRecorder::elapsedNow() {
 
 void LRecorder::pushVideoFrame(AVFrame* frame) {
     if (frame == nullptr || !recording || paused) return;
-    QueuedFrame record{quol::cloneFrame(frame), elapsedNow()};
-    if (!record.frame) return;
-    {
-        const std::lock_guard lock(queueMutex);
-        if (queue.size() >= maxQueue) {
-            ++framesDropped;
-            return;
-        }
-        queue.push_back(std::move(record));
-    }
-    queueFilled.notify_one();
+    queue->push(*frame, elapsedNow());
 }
 
 void LRecorder::pushAudioFrame(AVFrame* frame) {
     if (frame == nullptr || frame->nb_samples < 1 || !recording || paused) return;
-    const std::lock_guard lock(audioMutex);
-    if (!audioTrack) return;
-    quol::AudioRecord record;
-    record.pts = quol::frameTime(*frame).value_or(static_cast<double>(elapsedNow()) / 1e6);
-    if (quol::isStereoS16(*frame, audioRate)) {
-        const auto* samples = reinterpret_cast<const std::int16_t*>(frame->data[0]);
-        record.samples.assign(samples,
-                              samples + static_cast<std::ptrdiff_t>(frame->nb_samples) * 2);
-    } else {
-        if (!resampler->prepare(*frame, {2, AV_SAMPLE_FMT_S16, audioRate})) return;
-        record.samples = resampler->convertS16(*frame);
-    }
-    audioTrack->push(std::move(record));
+    sound->push(*frame, static_cast<double>(elapsedNow()) / 1e6);
 }
 
 void LRecorder::flush() {
-    std::deque<QueuedFrame> dropped;
-    const std::lock_guard lock(queueMutex);
-    dropped.swap(queue);
+    queue->clear();
 }

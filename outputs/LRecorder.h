@@ -3,9 +3,7 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -13,20 +11,19 @@
 #include <thread>
 #include <vector>
 
-#include "quolsdk/FrameHandle.h"
 #include "quolsdk/LSink.h"
 #include "quolsdk/formats.h"
 
 class LObject;
 
 namespace quol {
-class AudioTrack;
 class Dictionary;
 class DiskReserve;
+class EncoderPictures;
+class EncoderQueue;
 class EncoderSession;
-class PicturePool;
-class Resampler;
-class Scaler;
+class EncoderSound;
+struct QueuedPicture;
 } // namespace quol
 
 /// A sink that encodes pictures and sound into a file, on a thread of its own.
@@ -135,25 +132,15 @@ private:
         int timecodeSource = 0;
         std::string timecodeStart = "01:00:00:00";
     };
-    // A picture that waits, and when it came: microseconds of recording time.
-    struct QueuedFrame {
-        quol::FramePtr frame;
-        std::int64_t elapsed = 0;
-    };
-
     bool initFFmpeg(LObject* from);
     bool initVideo(LObject* from, quol::Dictionary& options);
-    void initAudio();
     bool initFile(quol::Dictionary& options);
-    videoFormatProps pictureFormat(LObject* from) const;
     std::string startTimecode(LObject* from, double fps) const;
     void setTimecode(LObject* from, double fps, quol::Dictionary& options);
     void stopLocked();
 
     void encodeLoop();
-    bool takeFrame(QueuedFrame& record);
-    void encodePicture(QueuedFrame& record);
-    quol::FramePtr encoderPicture(const AVFrame& frame);
+    void encodePicture(const quol::QueuedPicture& record);
     bool fileTakesMore();
     void tellEnded(int error);
     void startClock();
@@ -172,18 +159,12 @@ private:
     // Made before the thread starts, then the encoding thread's alone, freed after it is joined.
     std::unique_ptr<quol::EncoderSession> session;
     const std::unique_ptr<quol::DiskReserve> reserve;
-    const std::unique_ptr<quol::PicturePool> pool;
-    const std::unique_ptr<quol::Scaler> scaler;
+    const std::unique_ptr<quol::EncoderPictures> pictures;
     std::int64_t lastVideoPts = -1; ///< in the encoder's time base
 
-    std::mutex queueMutex;
-    std::condition_variable queueFilled;
-    std::deque<QueuedFrame> queue; ///< guarded by `queueMutex`
-
-    std::mutex audioMutex; ///< guards the next three: source's thread, Record and Stop
-    std::unique_ptr<quol::AudioTrack> audioTrack; ///< null without sound in the file
-    const std::unique_ptr<quol::Resampler> resampler;
-    int audioRate = 0; ///< the encoder's, Hz
+    // Filled by the source's thread, emptied by the encoding thread; they have locks of their own.
+    const std::unique_ptr<quol::EncoderQueue> queue;
+    const std::unique_ptr<quol::EncoderSound> sound;
 
     std::mutex clockMutex;       ///< guards the next two
     std::int64_t startTime = 0;  ///< steady microseconds, moved on by every pause
@@ -192,6 +173,5 @@ private:
     std::atomic<bool> recording{false}; ///< cleared by the encoding thread too
     std::atomic<bool> paused{false};
     std::atomic<std::int64_t> framesEncoded{0};
-    std::atomic<std::int64_t> framesDropped{0};
     std::atomic<double> secondsRecorded{0.0};
 };

@@ -1,15 +1,14 @@
 // The recorder's encoding thread.
 #include <algorithm>
-#include <chrono>
 
 #include "core/ErrorText.h"
 #include "core/FrameTime.h"
 #include "core/Log.h"
-#include "core/PicturePool.h"
-#include "core/Scaler.h"
-#include "outputs/AudioTrack.h"
 #include "outputs/DiskReserve.h"
+#include "outputs/EncoderPictures.h"
+#include "outputs/EncoderQueue.h"
 #include "outputs/EncoderSession.h"
+#include "outputs/EncoderSound.h"
 #include "quolsdk/LRecorder.h"
 
 extern "C" {
@@ -18,7 +17,6 @@ extern "C" {
 
 namespace {
 
-constexpr auto queueWait = std::chrono::milliseconds(10);
 constexpr AVRational microseconds{1, 1000000};
 
 int scalerFlags(int quality) {
@@ -45,8 +43,8 @@ void LRecorder::encodeLoop() {
     bool writable = true;
     while (writable) {
         if (overdue(elapsedNow())) recording = false;
-        QueuedFrame record;
-        if (!takeFrame(record)) {
+        quol::QueuedPicture record;
+        if (!queue->take(record, recording)) {
             if (!recording) break;
             continue;
         }
@@ -60,7 +58,7 @@ void LRecorder::encodeLoop() {
     const auto soundFits = [&] {
         return session->error() == 0 && (writable ? fileTakesMore() : chunks++ < chunksHeld);
     };
-    if (audioTrack) audioTrack->finish(soundFits);
+    if (sound->track() != nullptr) sound->track()->finish(soundFits);
     recording = false;
     const int before = session->error();
     session->finish();
@@ -69,22 +67,13 @@ void LRecorder::encodeLoop() {
     flush();
 }
 
-// Waits a little for the oldest picture.
-bool LRecorder::takeFrame(QueuedFrame& record) {
-    std::unique_lock lock(queueMutex);
-    queueFilled.wait_for(lock, queueWait, [this] { return !queue.empty() || !recording; });
-    if (queue.empty()) return false;
-    record = std::move(queue.front());
-    queue.pop_front();
-    return true;
-}
-
-void LRecorder::encodePicture(QueuedFrame& record) {
+void LRecorder::encodePicture(const quol::QueuedPicture& record) {
     const AVRational timeBase = session->video()->time_base;
     const std::int64_t pts = av_rescale_q(record.elapsed, microseconds, timeBase);
     if (pts <= lastVideoPts) return; // its tick of the file's rate is taken
     const auto ownTime = quol::frameTime(*record.frame);
-    const quol::FramePtr picture = encoderPicture(*record.frame);
+    const quol::FramePtr picture =
+        pictures->fit(*record.frame, *session->video(), scalerFlags(job.scalingQuality));
     if (!picture) return;
     picture->pts = pts;
     picture->pict_type = AV_PICTURE_TYPE_NONE; // or the encoder repeats the source's choices
@@ -94,21 +83,8 @@ void LRecorder::encodePicture(QueuedFrame& record) {
     const double tick = av_q2d(timeBase);
     secondsRecorded = static_cast<double>(pts + 1) * tick;
     const double mediaTime = ownTime.value_or(static_cast<double>(record.elapsed) / 1e6);
-    // Only Record and Stop exchange the track, and neither does while this thread runs.
-    if (audioTrack) audioTrack->advance(mediaTime, static_cast<double>(pts) * tick);
-}
-
-// The picture in the encoder's size and format: a reference where it has them already.
-quol::FramePtr LRecorder::encoderPicture(const AVFrame& frame) {
-    const AVCodecContext& encoder = *session->video();
-    if (frame.width == encoder.width && frame.height == encoder.height &&
-        frame.format == encoder.pix_fmt) {
-        return quol::cloneFrame(&frame);
-    }
-    quol::FramePtr picture = pool->get(encoder.width, encoder.height, encoder.pix_fmt);
-    if (!picture || !scaler->scale(frame, *picture, scalerFlags(job.scalingQuality)))
-        return nullptr;
-    return picture;
+    if (sound->track() != nullptr)
+        sound->track()->advance(mediaTime, static_cast<double>(pts) * tick);
 }
 
 // Whether the file has room for what the encoders hold back and for its index. If not, says why the

@@ -4,28 +4,19 @@
 #include <cmath>
 
 #include "core/Log.h"
-#include "core/ModeTables.h"
 #include "core/Timecode.h"
-#include "outputs/AudioTrack.h"
 #include "outputs/DiskReserve.h"
+#include "outputs/EncoderPictures.h"
 #include "outputs/EncoderSession.h"
+#include "outputs/EncoderSound.h"
 #include "quolsdk/LObject.h"
 #include "quolsdk/LRecorder.h"
 
 namespace {
 
-constexpr int defaultWidth = 1920;
-constexpr int defaultHeight = 1080;
-constexpr int audioSampleRate = 48000;
 constexpr std::int64_t bitsPerKilobit = 1000;
 constexpr std::size_t longestTimecode = 31;
 constexpr auto noTimecode = "00:00:00:00"; // what a source without one answers
-
-AVRational rationalRate(double fps) {
-    constexpr int limit = 1000000;
-    const AVRational rate = av_d2q(fps, limit);
-    return rate.num > 0 && rate.den > 0 ? rate : AVRational{25, 1};
-}
 
 } // namespace
 
@@ -37,24 +28,9 @@ bool LRecorder::initFFmpeg(LObject* from) {
     }
     quol::Dictionary options;
     if (!initVideo(from, options)) return false;
-    initAudio();
+    if (!sound->open(*session, job.audioCodec, job.audioBitrate, quol::AudioTrack::Waiting::always))
+        quol::logError("LRecorder: Could not open audio codec"); // it goes on as picture only
     return initFile(options);
-}
-
-// The wanted format, then the source's, then the defaults, each for what the ones before leave
-// open.
-videoFormatProps LRecorder::pictureFormat(LObject* from) const {
-    videoFormatProps format;
-    if (job.videoFormat.mode != quol::modeNative) format = job.videoFormat;
-    if (from != nullptr) {
-        if (format.width <= 0) format.width = from->getWidth();
-        if (format.height <= 0) format.height = from->getHeight();
-        if (!(format.fps > 0.0)) format.fps = from->getFPS();
-    }
-    if (format.width <= 0) format.width = defaultWidth;
-    if (format.height <= 0) format.height = defaultHeight;
-    format.fps = quol::fpsOrDefault(format.fps);
-    return format;
 }
 
 bool LRecorder::initVideo(LObject* from, quol::Dictionary& options) {
@@ -65,11 +41,11 @@ bool LRecorder::initVideo(LObject* from, quol::Dictionary& options) {
         quol::logError("LRecorder: Video codec not found: %s", name.c_str());
         return false;
     }
-    const videoFormatProps format = pictureFormat(from);
+    const videoFormatProps format = quol::encodedFormat(job.videoFormat, from);
     for (const auto& [key, value] : job.options)
         options.set(key.c_str(), value.c_str());
     if (job.timecode && options.find("timecode") == nullptr) setTimecode(from, format.fps, options);
-    const quol::VideoEncoding encoding{format.width, format.height, rationalRate(format.fps),
+    const quol::VideoEncoding encoding{format.width, format.height, quol::rationalRate(format.fps),
                                        job.videoBitrate * bitsPerKilobit};
     if (!session->openVideo(*codec, encoding, options)) {
         quol::logError("LRecorder: Could not open video codec");
@@ -98,27 +74,6 @@ std::string LRecorder::startTimecode(LObject* from, double fps) const {
     if (job.timecodeSource == given) return job.timecodeStart;
     clock.frames = std::min(clock.frames, std::max(0, static_cast<int>(fps - 1)));
     return quol::formatTimecode(clock);
-}
-
-// Without an encoder the recording goes on as picture only.
-void LRecorder::initAudio() {
-    std::string name = job.audioCodec;
-    const AVCodec* codec =
-        quol::chooseEncoder(*session->output()->oformat, AVMEDIA_TYPE_AUDIO, "aac", name);
-    const std::lock_guard lock(audioMutex);
-    audioTrack.reset();
-    if (codec == nullptr) return;
-    quol::Dictionary options;
-    const quol::AudioEncoding encoding{audioSampleRate, 2, job.audioBitrate * bitsPerKilobit};
-    if (!session->openAudio(*codec, encoding, options)) {
-        quol::logError("LRecorder: Could not open audio codec");
-        return;
-    }
-    audioRate = session->audio()->sample_rate;
-    const double pictureLength = av_q2d(session->video()->time_base);
-    audioTrack = std::make_unique<quol::AudioTrack>(
-        *session->audio(), pictureLength,
-        [encoder = session.get()](const AVFrame& frame) { encoder->encodeAudio(&frame); });
 }
 
 bool LRecorder::initFile(quol::Dictionary& options) {

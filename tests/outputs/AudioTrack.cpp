@@ -44,9 +44,12 @@ quol::CodecContextPtr fakeEncoder(AVSampleFormat format, int frameSize) {
 // A track whose encoder keeps all that it gets, as 16-bit samples.
 class Track {
 public:
-    explicit Track(int frameSize = chunk)
+    using Waiting = quol::AudioTrack::Waiting;
+
+    explicit Track(int frameSize = chunk, Waiting waiting = Waiting::always)
         : encoder_(fakeEncoder(AV_SAMPLE_FMT_S16, frameSize)),
-          track(*encoder_, pictureLength, [this](const AVFrame& frame) { keep(frame); }) {}
+          track(
+              *encoder_, pictureLength, [this](const AVFrame& frame) { keep(frame); }, waiting) {}
 
     // Sound of the source's time `from` to `to`, in blocks as long as a picture.
     void pushSound(double from, double to) {
@@ -265,6 +268,49 @@ TEST(AudioTrack, SoundThatComesInBurstsBehindItsPicturesIsWhole) {
         track.track.advance(now, now);
     }
     expectInPlace(track, 0.0, 9.0, 0.0);
+}
+
+// ------------------------------------------------------------------------------ sent live
+
+constexpr auto live = Track::Waiting::whileSoundComes;
+
+TEST(AudioTrackLive, SilenceIsNotHeldBackWhereNoSoundComes) {
+    Track held;
+    Track track(chunk, live);
+    held.advance(0.0, 0.5);
+    track.advance(0.0, 0.5);
+    EXPECT_EQ(held.pairs(), 0); // it may still come
+    EXPECT_EQ(track.pairs(), std::lround(0.48 * rate) / chunk * chunk);
+}
+
+TEST(AudioTrackLive, SoundThatComesBehindItsPictureIsWaitedForAndWhole) {
+    Track track(chunk, live);
+    track.advance(0.0, 0.4);
+    for (int i = 0; i < 50; ++i) { // 0.32 s late, all the while
+        const double at = i * pictureLength;
+        track.pushSound(0.08 + at, 0.08 + at + pictureLength);
+        track.track.advance(0.4 + at, 0.4 + at);
+    }
+    EXPECT_LT(track.pairs(), std::llround(2.1 * rate)); // as far as the sound has come
+    expectInPlace(track, 0.6, 2.0, 0.0);
+}
+
+TEST(AudioTrackLive, WhenSoundStopsItIsWaitedForHalfASecondAndNoLonger) {
+    Track track(chunk, live);
+    for (int i = 0; i < 25; ++i) {
+        track.pushSound(i * pictureLength, (i + 1) * pictureLength);
+        track.track.advance(i * pictureLength, i * pictureLength);
+    }
+    track.advance(1.0, 1.4);
+    EXPECT_LE(track.pairs(), rate); // all that came
+    track.advance(1.4, 2.0);
+    EXPECT_GE(track.pairs(), std::llround(1.96 * rate) - chunk); // up to the pictures again
+    EXPECT_EQ(track.at(1.5), 0);
+    for (int i = 50; i < 100; ++i) { // and when it comes again it is in its place
+        track.pushSound(i * pictureLength, (i + 1) * pictureLength);
+        track.track.advance(i * pictureLength, i * pictureLength);
+    }
+    expectInPlace(track, 2.1, 3.9, 0.0);
 }
 
 TEST(AudioTrack, HoleOfFarMoreThanWhatIsWaitedForIsKept) {

@@ -1,0 +1,56 @@
+#include "outputs/EncoderQueue.h"
+
+#include <chrono>
+#include <utility>
+
+namespace quol {
+
+namespace {
+
+constexpr auto longestWait = std::chrono::milliseconds(10);
+
+} // namespace
+
+void EncoderQueue::push(const AVFrame& frame, std::int64_t elapsed) {
+    QueuedPicture picture{cloneFrame(&frame), elapsed};
+    if (!picture.frame) return;
+    {
+        const std::lock_guard lock(mutex_);
+        if (queue_.size() >= limit_) {
+            ++dropped_;
+            return;
+        }
+        queue_.push_back(std::move(picture));
+    }
+    filled_.notify_one();
+}
+
+bool EncoderQueue::take(QueuedPicture& picture, const std::atomic<bool>& running) {
+    std::unique_lock lock(mutex_);
+    filled_.wait_for(lock, longestWait, [&] { return !queue_.empty() || !running; });
+    if (queue_.empty()) return false;
+    picture = std::move(queue_.front());
+    queue_.pop_front();
+    return true;
+}
+
+void EncoderQueue::clear() {
+    std::deque<QueuedPicture> dropped; // goes when the lock has gone
+    const std::lock_guard lock(mutex_);
+    dropped.swap(queue_);
+}
+
+void EncoderQueue::end(std::atomic<bool>& running) {
+    {
+        const std::lock_guard lock(mutex_);
+        running = false;
+    }
+    filled_.notify_all();
+}
+
+std::size_t EncoderQueue::size() const {
+    const std::lock_guard lock(mutex_);
+    return queue_.size();
+}
+
+} // namespace quol

@@ -1,0 +1,61 @@
+#include "outputs/EncoderSound.h"
+
+#include <utility>
+
+#include "core/FrameTime.h"
+#include "outputs/EncoderSession.h"
+
+namespace quol {
+
+namespace {
+
+constexpr int sampleRate = 48000;
+constexpr std::int64_t bitsPerKilobit = 1000;
+
+} // namespace
+
+bool EncoderSound::open(EncoderSession& session, std::string encoder, int kilobits,
+                        AudioTrack::Waiting waiting) {
+    const AVCodec* codec =
+        chooseEncoder(*session.output()->oformat, AVMEDIA_TYPE_AUDIO, "aac", encoder);
+    const std::lock_guard lock(mutex_);
+    track_.reset();
+    resampler_.reset();
+    if (codec == nullptr) return true;
+    Dictionary options;
+    if (!session.openAudio(*codec, {sampleRate, 2, kilobits * bitsPerKilobit}, options))
+        return false;
+    rate_ = session.audio()->sample_rate;
+    const double pictureLength = av_q2d(session.video()->time_base);
+    track_ = std::make_unique<AudioTrack>(
+        *session.audio(), pictureLength,
+        [&session](const AVFrame& frame) { session.encodeAudio(&frame); }, waiting);
+    return true;
+}
+
+void EncoderSound::close() {
+    const std::lock_guard lock(mutex_);
+    track_.reset();
+}
+
+void EncoderSound::push(const AVFrame& frame, double time) {
+    const std::lock_guard lock(mutex_);
+    if (!track_) return;
+    AudioRecord record;
+    record.pts = frameTime(frame).value_or(time);
+    if (isStereoS16(frame, rate_)) {
+        const auto* samples = reinterpret_cast<const std::int16_t*>(frame.data[0]);
+        record.samples.assign(samples, samples + static_cast<std::ptrdiff_t>(frame.nb_samples) * 2);
+    } else {
+        if (!resampler_.prepare(frame, {2, AV_SAMPLE_FMT_S16, rate_})) return;
+        record.samples = resampler_.convertS16(frame);
+    }
+    track_->push(std::move(record));
+}
+
+void EncoderSound::clear() {
+    const std::lock_guard lock(mutex_);
+    if (track_) track_->clear();
+}
+
+} // namespace quol
