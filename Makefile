@@ -10,9 +10,10 @@ JOBS ?= $(shell nproc)
 help: ## Show this list
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1|\2/p' $(MAKEFILE_LIST) | column -t -s '|'
 
-deps: ## Install the Debian packages that are missing, and ThorVG into build/thorvg
+deps: ## Install the Debian packages that are missing; ThorVG and an RTMP server into build/
 	@scripts/install-deps.sh
 	@scripts/thorvg.sh
+	@scripts/rtmp-server.sh
 
 build: deps ## Build the library, hosts, tests and benchmarks into build/
 	cmake --preset release

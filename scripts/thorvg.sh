@@ -12,6 +12,7 @@
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+. "$root/scripts/private-apt.sh"
 parts=$root/scripts/thorvg
 prefix=${1:-$root/build/thorvg}
 suites=(forky sid) # the first that has it
@@ -40,42 +41,13 @@ exec >"$log" 2>&1
 trap 'without "setting it up failed (see $log)"' ERR
 
 # ------------------------------------------------------------------------------------ packages
-# With this configuration, read after the system's own, apt keeps to its private folder: it has no
-# list, cache or preference of the system, and none of the hooks that clean up after an update.
-private_apt() {
-    local apt=$1
-    mkdir -p "$apt"/{state/lists/partial,cache/archives/partial,sources}
-    : >"$apt/status"
-    cat >"$apt/apt.conf" <<END
-#clear APT::Update;
-#clear APT::Default-Release;
-#clear APT::Architectures;
-APT::Architectures { "$(dpkg --print-architecture)"; };
-APT::Sandbox::User "root";
-Dir::State "$apt/state";
-Dir::State::lists "$apt/state/lists";
-Dir::State::status "$apt/status";
-Dir::Cache "$apt/cache";
-Dir::Cache::archives "$apt/cache/archives";
-Dir::Cache::pkgcache "";
-Dir::Cache::srcpkgcache "";
-Dir::Etc::sourcelist "/dev/null";
-Dir::Etc::sourceparts "$apt/sources";
-Dir::Etc::preferences "/dev/null";
-Dir::Etc::preferencesparts "/dev/null";
-Acquire::Languages "none";
-Acquire::Retries "1";
-Acquire::http::Timeout "20";
-Acquire::https::Timeout "20";
-END
-}
-
 # The two packages of one suite into the folder $work/debs.
 download() {
     local suite=$1
     local apt=$work/apt-$suite
     local list="" folder=""
     private_apt "$apt"
+    private_apt_sources "$apt"
     # The machine's own list stays where apt-config says it is.
     eval "$(apt-config shell list Dir::Etc::sourcelist/f folder Dir::Etc::sourceparts/d)"
     python3 "$parts/sources.py" "$suite" "$list" "$folder" "$apt/sources" || return 1
