@@ -29,5 +29,6 @@ void quolsdk_streamplay_status_get(quolsdk_handle player, int* status) {
 }
 
 void quolsdk_streamplay_set_props(quolsdk_handle player, const char* key, const char* value) {
-    withObject<LStreamPlay>(player, [=](LStreamPlay& p) { p.setProps(textOf(key), textOf(value)); });
+    withObject<LStreamPlay>(player,
+                            [=](LStreamPlay& p) { p.setProps(textOf(key), textOf(value)); });
 }

@@ -1,5 +1,7 @@
 #include "sources/LStreamPlayLoop.h"
 
+#include <string_view>
+
 #include "core/AudioPeak.h"
 #include "core/ErrorText.h"
 #include "core/Log.h"
@@ -20,11 +22,10 @@ namespace quol {
 
 // Servers of RTMP keep recordings beside what is live; to all others the option means nothing. What
 // is read before the first picture is shown stays between the two ends for as long as the
-// connection lasts, so no more is read than tells the streams and their rate.
+// connection lasts: five pictures tell the rate as well as FFmpeg's forty.
 void askForLive(Dictionary& options) {
     options.set("rtmp_live", "live");
     options.set("fpsprobesize", "5");
-    options.set("analyzeduration", "500000");
 }
 
 } // namespace quol
@@ -65,7 +66,13 @@ bool LStreamPlay::DecodeLoop::openStream() {
     quol::Dictionary options;
     quol::askForLive(options);
     if (!input.open(player.url, nullptr, &options)) return fail("avformat_open_input");
+    // This container does not say what is in it, and FFmpeg would wait five seconds for sound where
+    // there is none. It tells of a stream with its first packet, so that one is found later, too.
+    constexpr std::int64_t shortLook = 300'000; // microseconds
+    if (std::string_view(input->iformat->name) == "flv") input->max_analyze_duration = shortLook;
     if (!input.findStreamInfo()) return fail("avformat_find_stream_info");
+    knownStreams = static_cast<int>(input->nb_streams);
+    trackChosen = false;
     videoStream = input.bestStream(AVMEDIA_TYPE_VIDEO);
     openVideo();
     openTrack(input.bestStream(AVMEDIA_TYPE_AUDIO, videoStream));
@@ -117,7 +124,21 @@ void LStreamPlay::DecodeLoop::openTrack(int index) {
 
 void LStreamPlay::DecodeLoop::switchTrack() {
     const std::int64_t wanted = player.wantedTrack.exchange(quol::noTrackWanted);
-    if (wanted != quol::noTrackWanted) openTrack(static_cast<int>(wanted));
+    if (wanted == quol::noTrackWanted) return;
+    trackChosen = true;
+    openTrack(static_cast<int>(wanted));
+}
+
+// A stream that was not there when the address was opened fills the place that is still free.
+void LStreamPlay::DecodeLoop::meetStream(int index) {
+    knownStreams = index + 1;
+    const AVMediaType type = input.stream(index)->codecpar->codec_type;
+    if (type == AVMEDIA_TYPE_VIDEO && !video) {
+        videoStream = index;
+        openVideo();
+    } else if (type == AVMEDIA_TYPE_AUDIO && !audio && !trackChosen) {
+        openTrack(index);
+    }
 }
 
 void LStreamPlay::DecodeLoop::closeStream() {
@@ -139,6 +160,7 @@ void LStreamPlay::DecodeLoop::step() {
         return;
     }
     switchTrack();
+    if (packet->stream_index >= knownStreams) meetStream(packet->stream_index);
     if (goOn()) handle(*packet);
     av_packet_unref(packet.get());
 }

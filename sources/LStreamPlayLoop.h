@@ -41,6 +41,7 @@ private:
     void openVideo();
     void openTrack(int index);
     void switchTrack();
+    void meetStream(int index);
     void closeStream();
     void step();
     bool idle();
@@ -62,6 +63,8 @@ private:
     quol::CodecContextPtr audio; // null without sound
     int videoStream = -1;
     int audioStream = -1;
+    int knownStreams = 0;     // of the open address: what has a number above is new
+    bool trackChosen = false; // the host has chosen what to hear since the address was opened
     AVRational videoTimeBase{1, 1};
     quol::StreamPictures pictures;
     quol::StreamSound sound;

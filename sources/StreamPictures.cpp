@@ -43,7 +43,12 @@ AVFrame* StreamPictures::get(AVFrame& picture, const videoFormatProps& wanted, i
     if (picture.width == width && picture.height == height && source == format) return &picture;
 
     converted_ = pool_.get(width, height, format);
-    const ScalerKey key{picture.width, picture.height, source, width, height, format,
+    const ScalerKey key{picture.width,
+                        picture.height,
+                        source,
+                        width,
+                        height,
+                        format,
                         std::max<int>(scalerFlags, SWS_FAST_BILINEAR)};
     if (!converted_ || !scaler_.prepare(key) ||
         !scaler_.run(picture, converted_->data, converted_->linesize))
