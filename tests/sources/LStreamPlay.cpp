@@ -371,7 +371,7 @@ TEST(LStreamPlay, PicturesWithoutATimeStampAreNotPaced) {
     // from them.
     const std::string path =
         made("no_pts.avi", {"-f", "lavfi", "-i", "testsrc2=size=64x48:rate=1:duration=40", "-c:v",
-                            "mpeg4", "-bf", "2"});
+                            "libx264", "-preset", "veryfast", "-bf", "2"});
     StreamPlayer player(path);
     const Stopwatch watch;
     player.stream.play();
@@ -521,8 +521,8 @@ protected:
         static const std::string path =
             made("tracks.mkv",
                  {"-f",   "lavfi",    "-i",   "testsrc2=size=64x48:rate=25:duration=40",
-                  "-f",   "lavfi",    "-i",   "aevalsrc=0.25*sgn(sin(2*PI*100*t)):s=48000:d=40",
-                  "-f",   "lavfi",    "-i",   "aevalsrc=0.5*sgn(sin(2*PI*100*t)):s=48000:d=40",
+                  "-f",   "lavfi",    "-i",   "aevalsrc=0.25*sgn(sin(2*PI*100*t))|0:s=48000:d=40",
+                  "-f",   "lavfi",    "-i",   "aevalsrc=0.5*sgn(sin(2*PI*100*t))|0:s=48000:d=40",
                   "-map", "0",        "-map", "1",
                   "-map", "2",        "-c:v", "mpeg4",
                   "-c:a", "pcm_s16le"});

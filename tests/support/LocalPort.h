@@ -23,8 +23,8 @@ public:
     int port() const { return port_; }
 
 private:
+    int port_ = 0; // set while the socket is made: it has to come first
     int socket_ = -1;
-    int port_ = 0;
 };
 
 } // namespace test
