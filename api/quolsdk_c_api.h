@@ -214,6 +214,29 @@ QUOLSDK_C_API void quolsdk_live_set_audio_format(quolsdk_handle live,
                                                  const quolsdk_audio_format* format);
 /** @} */
 
+/** @name Stream player: a network stream, a source
+ *  Pictures and sound of an address, live. What breaks off or cannot be opened is tried again once
+ *  a second for as long as the player runs. */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_streamplay_create(void); /**< a new, stopped player */
+/** Stops it and ends it. */
+QUOLSDK_C_API void quolsdk_streamplay_destroy(quolsdk_handle player);
+/** Sets the address, "rtmp://server/app/key" and whatever else FFmpeg opens. Another address stops
+ *  what plays, and does not start it again. */
+QUOLSDK_C_API void quolsdk_streamplay_url_set(quolsdk_handle player, const char* url);
+/** Starts; nothing without an address or while it plays. An address that does not answer yet is
+ *  waited for. */
+QUOLSDK_C_API void quolsdk_streamplay_play(quolsdk_handle player);
+/** Stops and waits for the thread, a second at the most. */
+QUOLSDK_C_API void quolsdk_streamplay_stop(quolsdk_handle player);
+/** 1 between play and stop, whether anything comes or not, else 0. */
+QUOLSDK_C_API void quolsdk_streamplay_status_get(quolsdk_handle player, int* status);
+/** Sets a property: "audio_gain", "scaling_quality", "scale_type", "audio_track". Unknown keys are
+ *  ignored. */
+QUOLSDK_C_API void quolsdk_streamplay_set_props(quolsdk_handle player, const char* key,
+                                                const char* value);
+/** @} */
+
 /** @name Mixer: many layers into one picture and one sound, a source
  *  A new mixer runs at once: 1280x720 at 50 frames a second. Layers are known by name; a function
  *  that changes a layer does nothing for a name that is not there. A source must not be destroyed

@@ -13,6 +13,7 @@ set(QUOLSDK_PUBLIC_HEADERS
     sources/LFile.h
     sources/LReader.h
     sources/LLive.h
+    sources/LStreamPlay.h
     compositing/LLayerItem.h
     compositing/LMixer.h
     compositing/LAudioMixer.h

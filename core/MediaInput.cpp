@@ -1,30 +1,61 @@
 #include "core/MediaInput.h"
 
+#include "core/Clock.h"
 #include "core/PlainFile.h"
 
 namespace quol {
 
 int MediaInput::isInterrupted(void* self) {
-    return static_cast<MediaInput*>(self)->interrupted_.load() ? 1 : 0;
+    const auto& input = *static_cast<const MediaInput*>(self);
+    if (input.interrupted_.load()) return 1;
+    const std::int64_t deadline = input.deadline_.load(std::memory_order_relaxed);
+    return deadline != 0 && steadyNow() >= deadline ? 1 : 0;
+}
+
+// What took too long looks like an interruption to FFmpeg.
+bool MediaInput::finishWaiting(int result) {
+    error_ = result == AVERROR_EXIT && !interrupted_ ? AVERROR(ETIMEDOUT) : result;
+    return result >= 0;
+}
+
+void MediaInput::startWaiting() {
+    deadline_.store(longestWait_ > 0 ? steadyNow() + longestWait_ : 0, std::memory_order_relaxed);
 }
 
 bool MediaInput::open(const std::string& path, const char* format, Dictionary* options) {
     close();
+    error_ = AVERROR(EINVAL);
     if (isEndless(path)) return false;
     AVFormatContext* context = avformat_alloc_context();
+    error_ = AVERROR(ENOMEM);
     if (context == nullptr) return false;
     context->interrupt_callback = {&MediaInput::isInterrupted, this};
     const AVInputFormat* demuxer = format != nullptr ? av_find_input_format(format) : nullptr;
+    startWaiting();
     // On failure FFmpeg frees the context itself.
     const int result = avformat_open_input(&context, path.c_str(), demuxer,
                                            options != nullptr ? options->address() : nullptr);
-    if (result < 0) return false;
+    if (!finishWaiting(result)) return false;
     context_.reset(context);
     return true;
 }
 
 bool MediaInput::findStreamInfo() {
-    return avformat_find_stream_info(context_.get(), nullptr) >= 0;
+    startWaiting();
+    return finishWaiting(avformat_find_stream_info(context_.get(), nullptr));
+}
+
+bool MediaInput::readPacket(AVPacket& packet) {
+    startWaiting();
+    return finishWaiting(context_ ? av_read_frame(context_.get(), &packet) : AVERROR(EINVAL));
+}
+
+void MediaInput::readOnly(int stream, int otherStream) {
+    for (unsigned i = 0; context_ && i < context_->nb_streams; ++i) {
+        const auto index = static_cast<int>(i);
+        const bool used = index == stream || index == otherStream;
+        context_->streams[i]->discard = used ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+    }
 }
 
 int MediaInput::bestStream(AVMediaType type, int related) const {
@@ -62,6 +93,25 @@ const char* MediaInput::timecode(int videoStream) const {
     return own != nullptr || picture == nullptr ? own : find(picture->metadata);
 }
 
+namespace {
+
+void shareOut(AVCodecContext& context, DecoderThreads threads) {
+    constexpr unsigned most = 4;
+    if (threads == DecoderThreads::automatic) {
+        context.thread_count = 0;
+    } else if (threads == DecoderThreads::one) {
+        context.thread_count = 1;
+    } else {
+        const std::int64_t pixels = std::int64_t{context.width} * context.height;
+        const bool large = pixels > std::int64_t{1920} * 1088;
+        context.thread_count =
+            static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, most));
+        context.thread_type = large ? FF_THREAD_FRAME | FF_THREAD_SLICE : FF_THREAD_SLICE;
+    }
+}
+
+} // namespace
+
 CodecContextPtr openDecoder(const AVStream& stream, DecoderThreads threads) {
     const AVCodec* decoder = avcodec_find_decoder(stream.codecpar->codec_id);
     if (decoder == nullptr) return nullptr;
@@ -69,7 +119,7 @@ CodecContextPtr openDecoder(const AVStream& stream, DecoderThreads threads) {
     if (!context || avcodec_parameters_to_context(context.get(), stream.codecpar) < 0)
         return nullptr;
     context->pkt_timebase = stream.time_base;
-    context->thread_count = threads == DecoderThreads::one ? 1 : 0;
+    shareOut(*context, threads);
     if (avcodec_open2(context.get(), decoder, nullptr) < 0) return nullptr;
     return context;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <string>
 
 #include "core/Handles.h"
@@ -13,12 +14,28 @@ class MediaInput {
 public:
     // Opens `path`; `format` forces a demuxer ("image2"), null leaves the choice to FFmpeg. False
     // when it cannot be opened, with nothing open; pipes and devices are refused.
+    // The options that nobody knew are left in `options`.
     bool open(const std::string& path, const char* format = nullptr, Dictionary* options = nullptr);
 
     // Reads ahead until the streams are known. False on failure; the file stays open.
     bool findStreamInfo();
 
     void close() { context_.reset(); }
+
+    // The next packet. False at the end, on failure and when interrupted; `packet` is empty then.
+    bool readPacket(AVPacket& packet);
+
+    // FFmpeg's error behind the latest `open`, `findStreamInfo` or `readPacket` that was false.
+    // AVERROR_EXIT for one that was interrupted, ETIMEDOUT's for one that took too long.
+    int error() const { return error_; }
+
+    // Lets each `open`, `findStreamInfo` and `readPacket` from now on fail when it takes longer, in
+    // nanoseconds. 0, the default, is no limit.
+    void setLongestWait(std::int64_t nanoseconds) { longestWait_ = nanoseconds; }
+
+    // Keeps the demuxer from reading streams other than these two, as far as it can help it; -1 for
+    // none.
+    void readOnly(int stream, int otherStream);
 
     // Makes every open and every read fail from now on (true) or work again (false); opening does
     // not change it, so that a call to end is not lost to one that begins. Any thread.
@@ -48,13 +65,22 @@ private:
     static int isInterrupted(void* self);
 
     InputFormatPtr context_;
+    void startWaiting();
+    bool finishWaiting(int result);
+
     std::atomic<bool> interrupted_{false};
+    std::int64_t longestWait_ = 0;
+    // Steady nanoseconds, 0 for none. Written by the thread that reads; FFmpeg may ask on others.
+    std::atomic<std::int64_t> deadline_{0};
+    int error_ = 0;
 };
 
 // How many threads a decoder gets.
 enum class DecoderThreads {
     automatic, // FFmpeg's own choice: playing a clip
     one,       // no picture waits inside: a single still
+    live,      // a few that share a picture, so that none waits inside; beyond 1920x1088, where one
+               // thread may be too slow, a few pictures at a time
 };
 
 // Opens a decoder for a stream. Null without one, or when it does not open.

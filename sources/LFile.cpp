@@ -3,6 +3,7 @@
 
 #include "core/Clock.h"
 #include "core/ModeTables.h"
+#include "core/PauseTimer.h"
 #include "core/Props.h"
 #include "core/Timecode.h"
 #include "sources/LFileDecoders.h"
@@ -28,7 +29,9 @@ int scalerFlagsOf(int quality) {
 } // namespace
 
 LFile::LFile()
-    : decoders(std::make_unique<Decoders>()), sleeper(std::make_unique<quol::Sleeper>()) {
+    : decoders(std::make_unique<Decoders>()),
+      pauseTimer(std::make_unique<quol::PauseTimer>()),
+      sleeper(std::make_unique<quol::Sleeper>()) {
     videoFormat.mode = quol::modeNative;
     audioFormat.mode = quol::modeNative;
 }
@@ -70,7 +73,7 @@ bool LFile::playLocked() {
     {
         const std::lock_guard lock(clockMutex);
         clockStart = quol::steadyNow();
-        timedPause = false;
+        pauseTimer->cancel();
     }
     currentFrame = 0;
     paused = false;
@@ -83,14 +86,9 @@ void LFile::pause(double delayMs) {
     {
         const std::lock_guard lock(clockMutex);
         const std::int64_t now = quol::steadyNow();
-        if (!paused) pauseStart = now;
+        if (!paused) pauseTimer->begin(now);
         paused = true;
-        if (delayMs > 0.0) {
-            constexpr double longestMs = 1e12;
-            const auto delay = static_cast<std::int64_t>(delayMs < longestMs ? delayMs : longestMs);
-            pauseUntil = now + delay * quol::nanosPerMilli;
-            timedPause = true;
-        }
+        pauseTimer->endAfter(delayMs, now);
     }
     setSinksPaused(true);
 }
@@ -105,15 +103,15 @@ void LFile::resume() {
 
 // Under `clockMutex`. The time paused does not count.
 void LFile::resumeClock() {
-    if (paused && playing) clockStart += quol::steadyNow() - pauseStart;
+    if (paused && playing) clockStart += pauseTimer->lasted(quol::steadyNow());
     paused = false;
-    timedPause = false;
+    pauseTimer->cancel();
 }
 
 // For the worker: true when a timed pause was over and has been ended.
 bool LFile::endTimedPause() {
     const std::lock_guard lock(clockMutex);
-    if (!timedPause || quol::steadyNow() < pauseUntil) return false;
+    if (!pauseTimer->isOver(quol::steadyNow())) return false;
     resumeClock();
     return true;
 }
@@ -169,7 +167,7 @@ void LFile::stopLocked() {
         const std::lock_guard lock(clockMutex);
         playing = false;
         paused = false;
-        timedPause = false;
+        pauseTimer->cancel();
     }
     sleeper->wake();
     decoders->formatContext.interrupt(true);

@@ -16,6 +16,7 @@ class LFilter;
 struct AVCodecContext;
 
 namespace quol {
+class PauseTimer;
 class Sleeper;
 } // namespace quol
 
@@ -182,11 +183,9 @@ private:
     LFilter* videoFilter = nullptr; ///< not owned
     LFilter* audioFilter = nullptr; ///< not owned
 
-    std::mutex clockMutex;       ///< guards the next five: hosts and worker
+    std::mutex clockMutex;       ///< guards the next three: hosts and worker
     std::int64_t clockStart = 0; ///< steady nanoseconds at which position 0 would have played
-    std::int64_t pauseStart = 0; ///< steady nanoseconds
-    std::int64_t pauseUntil = 0; ///< steady nanoseconds
-    bool timedPause = false;
+    const std::unique_ptr<quol::PauseTimer> pauseTimer;
     double seekTargetMs = -1.0;
 
     // Flags and numbers: hosts write, the worker reads, and the other way round where it says so.

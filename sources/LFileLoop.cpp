@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "core/Clock.h"
+#include "core/PauseTimer.h"
 
 extern "C" {
 #include <libavutil/mathematics.h>
@@ -256,7 +257,7 @@ void LFile::DecodeLoop::anchor(double seconds) {
     const std::lock_guard lock(file.clockMutex);
     const std::int64_t now = quol::steadyNow();
     file.clockStart = now - offset;
-    file.pauseStart = now; // what a pause has lasted so far is behind the new clock
+    file.pauseTimer->begin(now); // what a pause has lasted so far is behind the new clock
 }
 
 // Whether a frame lies before the target of a seek. The first that does not ends the question: time

@@ -20,11 +20,7 @@ std::string numberText(double number) {
 } // namespace
 
 void LFile::Decoders::discardUnused() {
-    for (unsigned i = 0; i < formatContext->nb_streams; ++i) {
-        const auto index = static_cast<int>(i);
-        const bool used = index == videoStreamIndex || index == audioStreamIndex;
-        formatContext->streams[i]->discard = used ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
-    }
+    formatContext.readOnly(videoStreamIndex, audioStreamIndex);
 }
 
 bool LFile::openFile() {

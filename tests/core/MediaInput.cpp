@@ -13,6 +13,7 @@
 
 #include "support/CapturedStream.h"
 #include "support/FilePlayer.h"
+#include "support/LocalPort.h"
 
 namespace {
 
@@ -114,6 +115,67 @@ TEST(MediaInput, TimecodeIsTheContainersElseTheStreams) {
     MediaInput plain;
     ASSERT_TRUE(plain.open(mediaPath("silent.mp4")) && plain.findStreamInfo());
     EXPECT_EQ(plain.timecode(0), nullptr);
+}
+
+TEST(MediaInput, TellsWhyItCouldNot) {
+    MediaInput input;
+    EXPECT_FALSE(input.open(mediaPath("no_such_file.mp4")));
+    EXPECT_EQ(input.error(), AVERROR(ENOENT));
+    EXPECT_FALSE(input.open("pipe:0"));
+    EXPECT_EQ(input.error(), AVERROR(EINVAL));
+    const quol::PacketPtr packet = quol::makePacket();
+    EXPECT_FALSE(input.readPacket(*packet));
+    EXPECT_EQ(input.error(), AVERROR(EINVAL));
+    ASSERT_TRUE(input.open(mediaPath("silent.mp4")));
+    while (input.readPacket(*packet))
+        av_packet_unref(packet.get());
+    EXPECT_EQ(input.error(), AVERROR_EOF);
+    input.interrupt(true);
+    EXPECT_FALSE(input.open("tcp://127.0.0.1:1"));
+    EXPECT_EQ(input.error(), AVERROR_EXIT);
+}
+
+TEST(MediaInput, WhatTakesTooLongFailsAndTheNextOneHasItsOwnTime) {
+    const test::SilentServer server;
+    const std::string url = "tcp://127.0.0.1:" + std::to_string(server.port());
+    MediaInput input;
+    input.setLongestWait(300'000'000);
+    for (int i = 0; i < 2; ++i) {
+        const test::Stopwatch watch;
+        EXPECT_FALSE(input.open(url));
+        EXPECT_EQ(input.error(), AVERROR(ETIMEDOUT));
+        EXPECT_GT(watch.seconds(), 0.25);
+    }
+    EXPECT_TRUE(input.open(mediaPath("silent.mp4")));
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    EXPECT_TRUE(input.findStreamInfo()); // the time between two calls does not count
+}
+
+TEST(MediaInput, ReadsOnlyTheStreamsAskedFor) {
+    MediaInput input;
+    ASSERT_TRUE(input.open(mediaPath("h264_aac.mp4")) && input.findStreamInfo());
+    const int audio = input.bestStream(AVMEDIA_TYPE_AUDIO);
+    input.readOnly(-1, audio);
+    const quol::PacketPtr packet = quol::makePacket();
+    int others = 0;
+    int wanted = 0;
+    while (input.readPacket(*packet)) {
+        ++(packet->stream_index == audio ? wanted : others);
+        av_packet_unref(packet.get());
+    }
+    EXPECT_GT(wanted, 50);
+    EXPECT_LT(others, 20); // of 100: what looking at the streams had read already
+    MediaInput().readOnly(0, 1);
+}
+
+TEST(MediaInput, NoPictureWaitsInADecoderForWhatIsLive) {
+    MediaInput input;
+    ASSERT_TRUE(input.open(mediaPath("tenbit.mp4")) && input.findStreamInfo());
+    const AVStream* stream = input.stream(input.bestStream(AVMEDIA_TYPE_VIDEO));
+    const auto decoder = quol::openDecoder(*stream, quol::DecoderThreads::live);
+    ASSERT_TRUE(decoder);
+    EXPECT_EQ(decoder->active_thread_type & FF_THREAD_FRAME, 0);
+    EXPECT_LE(decoder->thread_count, 4);
 }
 
 TEST(MediaInput, InterruptMakesReadsFailAndWorkAgain) {

@@ -1,0 +1,71 @@
+// The worker of an LStreamPlay: connect, read, decode, pace, distribute.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+
+#include "core/Clock.h"
+#include "core/MediaInput.h"
+#include "quolsdk/LStreamPlay.h"
+#include "sources/StreamPictures.h"
+#include "sources/StreamSound.h"
+
+namespace quol {
+
+// Longest time without a byte: a server that has gone without a word says none any more. Live
+// playlists of long segments pause for some ten seconds.
+inline constexpr std::int64_t longestStreamSilence = 30 * nanosPerSecond;
+
+inline constexpr std::int64_t noTrackWanted = std::numeric_limits<std::int64_t>::min();
+
+// Options to open a live stream with.
+void askForLive(Dictionary& options);
+
+} // namespace quol
+
+// Lives on the worker's thread for one run of it.
+class LStreamPlay::DecodeLoop {
+public:
+    explicit DecodeLoop(LStreamPlay& player)
+        : player(player),
+          input(*player.input),
+          packet(quol::makePacket()),
+          decoded(quol::makeFrame()) {}
+    // Plays until the player's `playing` is cleared.
+    void run();
+
+private:
+    void connect();
+    bool openStream();
+    bool fail(const char* what);
+    void openVideo();
+    void openTrack(int index);
+    void switchTrack();
+    void meetStream(int index);
+    void closeStream();
+    void step();
+    bool idle();
+    bool goOn();
+    void handle(const AVPacket& arrived);
+
+    void videoPacket(const AVPacket& arrived);
+    void receiveVideo();
+    void deliver(AVFrame& picture);
+    void audioPacket(const AVPacket& arrived);
+    void deliverSound(const AVFrame& block);
+    int soundRate(const AVFrame& block);
+
+    LStreamPlay& player;
+    quol::MediaInput& input;
+    const quol::PacketPtr packet;
+    const quol::FramePtr decoded;
+    quol::CodecContextPtr video; // null without a picture
+    quol::CodecContextPtr audio; // null without sound
+    int videoStream = -1;
+    int audioStream = -1;
+    int knownStreams = 0;     // of the open address: what has a number above is new
+    bool trackChosen = false; // the host has chosen what to hear since the address was opened
+    AVRational videoTimeBase{1, 1};
+    quol::StreamPictures pictures;
+    quol::StreamSound sound;
+};
