@@ -1,5 +1,8 @@
 #include "core/MediaInput.h"
 
+#include <algorithm>
+#include <thread>
+
 #include "core/Clock.h"
 #include "core/PlainFile.h"
 
