@@ -6,6 +6,7 @@
 
 #include <array>
 #include <ctime>
+#include <optional>
 
 #include "platform/vtp/Network.h"
 #include "support/VtpEnds.h"
@@ -129,18 +130,26 @@ TEST(VtpSockets, everyThreadGoesOnAfterPollsThatFailedAndIsNotBusyMeanwhile) {
 }
 
 TEST(VtpSockets, whoCannotPollStillStops) {
-    const VtpListener listener(vtp_create_listener());
-    vtp_listener_start(listener.get());
-    const VtpSender sender = startedSender(vtpName("stops"));
-    const VtpReceiver receiver = connectedReceiver(sender.get());
-    ASSERT_TRUE(receiver);
-    const NoPolls none;
-    ASSERT_TRUE(NoPolls::works());
-    const auto begun = std::chrono::steady_clock::now();
-    vtp_receiver_disconnect(receiver.get());
-    vtp_listener_stop(listener.get());
-    vtp_sender_stop(sender.get());
-    EXPECT_LT(std::chrono::steady_clock::now() - begun, 10s);
+    const auto stopWith = [](bool hasPolls) {
+        const VtpListener listener(vtp_create_listener());
+        vtp_listener_start(listener.get());
+        const VtpSender sender = startedSender(vtpName("stops"));
+        const VtpReceiver receiver = connectedReceiver(sender.get());
+        ASSERT_TRUE(receiver);
+        std::optional<NoPolls> none;
+        if (!hasPolls) {
+            none.emplace();
+            ASSERT_TRUE(NoPolls::works());
+        }
+        const auto begun = std::chrono::steady_clock::now();
+        vtp_receiver_disconnect(receiver.get());
+        vtp_listener_stop(listener.get());
+        vtp_sender_stop(sender.get());
+        EXPECT_LT(std::chrono::steady_clock::now() - begun, 10s);
+    };
+    // A sanitizer needs descriptors to look at a type for the first time.
+    stopWith(true);
+    stopWith(false);
 }
 
 } // namespace
