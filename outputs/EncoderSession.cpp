@@ -61,15 +61,25 @@ bool isLastingError(int error) {
     return std::find(lasting.begin(), lasting.end(), error) != lasting.end();
 }
 
-// Whether pictures that are too small can be filled up. Encoders of formats in which they cannot be
-// refuse such pictures when there is a least rate.
-bool fillsUp(AVCodecID codec) {
+// Whether pictures that are too small can be filled up to the rate. Encoders of formats in which
+// they cannot be refuse such pictures when there is a least rate, and so do those of the older MPEG
+// formats when a picture is so small that its filling does not fit into their buffer.
+bool fillsUp(const AVCodecContext& context, AVCodecID codec) {
     constexpr std::array without{
         AV_CODEC_ID_MJPEG, AV_CODEC_ID_AMV,  AV_CODEC_ID_H261,      AV_CODEC_ID_H263,
         AV_CODEC_ID_H263P, AV_CODEC_ID_FLV1, AV_CODEC_ID_MSMPEG4V2, AV_CODEC_ID_MSMPEG4V3,
         AV_CODEC_ID_WMV1,  AV_CODEC_ID_WMV2, AV_CODEC_ID_RV10,      AV_CODEC_ID_RV20,
     };
-    return std::find(without.begin(), without.end(), codec) == without.end();
+    constexpr std::array buffered{AV_CODEC_ID_MPEG1VIDEO, AV_CODEC_ID_MPEG2VIDEO,
+                                  AV_CODEC_ID_MPEG4};
+    const auto in = [codec](const auto& list) {
+        return std::find(list.begin(), list.end(), codec) != list.end();
+    };
+    if (!in(buffered)) return !in(without);
+    constexpr std::int64_t bytesPerBlock = 64; // of 16 by 16 pixels
+    const std::int64_t blocks = ((context.width + 15LL) / 16) * ((context.height + 15LL) / 16);
+    const double bytes = static_cast<double>(context.bit_rate) / 8 * av_q2d(context.time_base);
+    return bytes < static_cast<double>(blocks * bytesPerBlock);
 }
 
 // A rate that never changes needs a second of buffer, and encoders that can say so in the stream
@@ -79,7 +89,7 @@ void setConstantBitRate(AVCodecContext& context, const AVCodec& codec, Dictionar
     const std::int64_t bitRate = context.bit_rate;
     if (bitRate <= 0) return;
     context.rc_max_rate = bitRate;
-    if (fillsUp(codec.id)) context.rc_min_rate = bitRate;
+    if (fillsUp(context, codec.id)) context.rc_min_rate = bitRate;
     context.rc_buffer_size =
         static_cast<int>(std::min<std::int64_t>(bitRate, std::numeric_limits<int>::max()));
     const AVClass* own = codec.priv_class;

@@ -235,12 +235,30 @@ TEST(LStreamEncoding, EncodersThatHaveNoPresetStreamToo) {
         LStream stream;
         stream.setVideoCodec(codec);
         stream.setAudioCodec("mp2");
+        stream.setProps("threads", "1"); // with one the room for filling is least
         const RecordedFile file = streamed(stream, temporaryPath(std::string(codec) + ".mkv"));
         EXPECT_EQ(file.error, "") << codec;
         EXPECT_GE(file.pictures.size(), 15U) << codec;
         ASSERT_NE(file.audio(), nullptr);
         EXPECT_EQ(file.audio()->codec, "mp2");
     }
+}
+
+TEST(LStreamEncoding, OlderMpegIsFilledUpToItsRateToo) {
+    LStream stream;
+    stream.setVideoCodec("mpeg2video");
+    stream.setVideoBitrate(600);
+    stream.setProps("threads", "1");
+    const RecordedFile file = streamed(stream, temporaryPath("filled.mkv"), 75);
+    EXPECT_EQ(file.error, "");
+    ASSERT_NE(file.video(), nullptr);
+    // Flat pictures need next to nothing by themselves.
+    const auto& packets = file.video()->packets;
+    std::int64_t bytes = 0;
+    for (std::size_t i = 25; i < packets.size(); ++i)
+        bytes += packets[i].size;
+    const double seconds = static_cast<double>(packets.size() - 25) / 25;
+    EXPECT_NEAR(static_cast<double>(bytes) * 8 / seconds, 600000, 60000);
 }
 
 TEST(LStreamEncoding, SizeAndRateAsSet) {
