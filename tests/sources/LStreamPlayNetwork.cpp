@@ -162,17 +162,13 @@ TEST(LStreamPlayNetwork, AStreamOfNonsenseIsTriedAgain) {
 }
 
 TEST(LStreamPlayNetwork, AStreamThatBreaksOffAtOnceIsNotTriedWithoutAPause) {
-    ByteServer server;
-    StreamPlayer player(server.url());
+    // Sound alone is not paced: the file is at its end as soon as it is open.
+    StreamPlayer player(mediaPath("mono.wav"));
     player.stream.play();
-    int guests = 0;
+    ASSERT_TRUE(waitUntil([&] { return player.sink.flushCount() >= 1; }));
     const Stopwatch watch;
-    while (watch.seconds() < 2.0) {
-        if (server.accept(500ms)) ++guests;
-        server.dropGuest();
-    }
-    EXPECT_GE(guests, 1);
-    EXPECT_LE(guests, 25);
+    ASSERT_TRUE(waitUntil([&] { return player.sink.flushCount() >= 12; }, 60s));
+    EXPECT_GT(watch.seconds(), 0.95);
 }
 
 // ------------------------------------------------------------------- servers that do not answer
