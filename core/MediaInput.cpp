@@ -53,11 +53,13 @@ bool MediaInput::readPacket(AVPacket& packet) {
     return finishWaiting(context_ ? av_read_frame(context_.get(), &packet) : AVERROR(EINVAL));
 }
 
-void MediaInput::readOnly(int stream, int otherStream) {
+void MediaInput::readOnly(int stream, int otherStream, AVMediaType also) {
     for (unsigned i = 0; context_ && i < context_->nb_streams; ++i) {
         const auto index = static_cast<int>(i);
-        const bool used = index == stream || index == otherStream;
-        context_->streams[i]->discard = used ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+        AVStream& each = *context_->streams[i];
+        const bool ofType = also != AVMEDIA_TYPE_UNKNOWN && each.codecpar->codec_type == also;
+        const bool used = index == stream || index == otherStream || ofType;
+        each.discard = used ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
     }
 }
 

@@ -34,8 +34,8 @@ public:
     void setLongestWait(std::int64_t nanoseconds) { longestWait_ = nanoseconds; }
 
     // Keeps the demuxer from reading streams other than these two, as far as it can help it; -1 for
-    // none.
-    void readOnly(int stream, int otherStream);
+    // none. All of the type `also` are read as well.
+    void readOnly(int stream, int otherStream, AVMediaType also = AVMEDIA_TYPE_UNKNOWN);
 
     // Makes every open and every read fail from now on (true) or work again (false); opening does
     // not change it, so that a call to end is not lost to one that begins. Any thread.

@@ -67,15 +67,15 @@ bool LStreamPlay::DecodeLoop::openStream() {
     quol::askForLive(options);
     if (!input.open(player.url, nullptr, &options)) return fail("avformat_open_input");
     // This container does not say what is in it, and FFmpeg would wait five seconds for sound where
-    // there is none. It tells of a stream with its first packet, so that one is found later, too.
+    // there is none. What sets in later is taken up then.
     constexpr std::int64_t shortLook = 300'000; // microseconds
     if (std::string_view(input->iformat->name) == "flv") input->max_analyze_duration = shortLook;
     if (!input.findStreamInfo()) return fail("avformat_find_stream_info");
-    knownStreams = static_cast<int>(input->nb_streams);
+    met.clear();
     trackChosen = false;
-    videoStream = input.bestStream(AVMEDIA_TYPE_VIDEO);
-    openVideo();
+    openVideo(input.bestStream(AVMEDIA_TYPE_VIDEO));
     openTrack(input.bestStream(AVMEDIA_TYPE_AUDIO, videoStream));
+    readOnlyWanted();
     return video || audio;
 }
 
@@ -87,14 +87,12 @@ bool LStreamPlay::DecodeLoop::fail(const char* what) {
     return false;
 }
 
-void LStreamPlay::DecodeLoop::openVideo() {
-    const AVStream* stream = input.stream(videoStream);
+void LStreamPlay::DecodeLoop::openVideo(int index) {
+    const AVStream* stream = input.stream(index);
     if (stream == nullptr) return;
     video = quol::openDecoder(*stream, quol::DecoderThreads::live);
-    if (!video) {
-        videoStream = -1;
-        return;
-    }
+    if (!video) return;
+    videoStream = index;
     videoTimeBase = stream->time_base;
     double fps = quol::rationalOrZero(stream->avg_frame_rate);
     if (!(fps > 0.0)) fps = quol::rationalOrZero(stream->r_frame_rate);
@@ -119,7 +117,17 @@ void LStreamPlay::DecodeLoop::openTrack(int index) {
         audio = quol::openDecoder(*stream, quol::DecoderThreads::one);
         if (audio) audioStream = index;
     }
-    input.readOnly(videoStream, audioStream);
+}
+
+// Where there is no picture, or no sound and none was asked for, it may still come.
+void LStreamPlay::DecodeLoop::readOnlyWanted() {
+    AVMediaType stillOpen = AVMEDIA_TYPE_UNKNOWN;
+    if (!video) {
+        stillOpen = AVMEDIA_TYPE_VIDEO;
+    } else if (!audio && !trackChosen) {
+        stillOpen = AVMEDIA_TYPE_AUDIO;
+    }
+    input.readOnly(videoStream, audioStream, stillOpen);
 }
 
 void LStreamPlay::DecodeLoop::switchTrack() {
@@ -127,18 +135,21 @@ void LStreamPlay::DecodeLoop::switchTrack() {
     if (wanted == quol::noTrackWanted) return;
     trackChosen = true;
     openTrack(static_cast<int>(wanted));
+    readOnlyWanted();
 }
 
-// A stream that was not there when the address was opened fills the place that is still free.
+// A stream that sent nothing yet when the address was opened takes the place that is still free.
 void LStreamPlay::DecodeLoop::meetStream(int index) {
-    knownStreams = index + 1;
+    if (!met.insert(index).second) return;
     const AVMediaType type = input.stream(index)->codecpar->codec_type;
     if (type == AVMEDIA_TYPE_VIDEO && !video) {
-        videoStream = index;
-        openVideo();
+        openVideo(index);
     } else if (type == AVMEDIA_TYPE_AUDIO && !audio && !trackChosen) {
         openTrack(index);
+    } else {
+        return;
     }
+    readOnlyWanted();
 }
 
 void LStreamPlay::DecodeLoop::closeStream() {
@@ -160,7 +171,7 @@ void LStreamPlay::DecodeLoop::step() {
         return;
     }
     switchTrack();
-    if (packet->stream_index >= knownStreams) meetStream(packet->stream_index);
+    meetStream(packet->stream_index);
     if (goOn()) handle(*packet);
     av_packet_unref(packet.get());
 }

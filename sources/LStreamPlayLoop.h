@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <set>
 
 #include "core/Clock.h"
 #include "core/MediaInput.h"
@@ -38,8 +39,9 @@ private:
     void connect();
     bool openStream();
     bool fail(const char* what);
-    void openVideo();
+    void openVideo(int index);
     void openTrack(int index);
+    void readOnlyWanted();
     void switchTrack();
     void meetStream(int index);
     void closeStream();
@@ -63,7 +65,7 @@ private:
     quol::CodecContextPtr audio; // null without sound
     int videoStream = -1;
     int audioStream = -1;
-    int knownStreams = 0;     // of the open address: what has a number above is new
+    std::set<int> met;        // streams of the open address that were tried once they sent
     bool trackChosen = false; // the host has chosen what to hear since the address was opened
     AVRational videoTimeBase{1, 1};
     quol::StreamPictures pictures;
