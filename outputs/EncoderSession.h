@@ -21,9 +21,9 @@ struct VideoEncoding {
     int width = 0;
     int height = 0;
     AVRational frameRate{25, 1};
-    std::int64_t bitRate = 0;     // bits a second
-    bool constantBitRate = false; // no second above it and none below
+    std::int64_t bitRate = 0; // bits a second
     FormatChoice format = FormatChoice::common;
+    bool constantBitRate = false; // no second above it and none below
 };
 
 // What an audio encoder is opened for; the channels in their default layout.
