@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cmath>
 #include <filesystem>
 #include <thread>
 
@@ -41,7 +42,9 @@ constexpr double startLimit = 15.0;
 double stopSeconds(LStream& stream) {
     const auto begin = Clock::now();
     stream.Stop();
-    return secondsSince(begin);
+    const double taken = secondsSince(begin);
+    testing::Test::RecordProperty("stop_milliseconds", std::to_string(std::lround(taken * 1000)));
+    return taken;
 }
 
 class LStreamServer : public testing::Test {
