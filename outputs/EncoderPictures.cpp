@@ -1,6 +1,7 @@
 #include "outputs/EncoderPictures.h"
 
 #include "core/ModeTables.h"
+#include "core/PictureCheck.h"
 #include "core/Timecode.h"
 #include "quolsdk/LObject.h"
 
@@ -35,6 +36,7 @@ AVRational rationalRate(double fps) {
 
 FramePtr EncoderPictures::fit(const AVFrame& frame, const AVCodecContext& encoder,
                               int scalerFlags) {
+    if (!isReadablePicture(frame)) return nullptr;
     if (frame.width == encoder.width && frame.height == encoder.height &&
         frame.format == encoder.pix_fmt) {
         return cloneFrame(&frame);

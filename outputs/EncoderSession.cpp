@@ -276,7 +276,7 @@ void EncoderSession::writePacket(const AVCodecContext& encoder, const AVStream& 
     } else if (result < 0 && (file == nullptr || isLastingError(result))) {
         error_ = result;
     }
-    if (error_ != 0) return;
+    if (result < 0) return;
     packetBytesWritten_ += size;
     if (encoder.codec_type == AVMEDIA_TYPE_VIDEO) ++picturesWritten_;
 }

@@ -3,6 +3,8 @@
 
 #include <sys/stat.h>
 
+#include <system_error>
+
 #include "core/Clock.h"
 #include "core/Log.h"
 #include "core/ModeTables.h"
@@ -135,7 +137,13 @@ bool LRecorder::Record() {
     flush(); // what came while the encoders opened belongs to no time of the file
     attachedTo = from;
     if (attachedTo != nullptr) attachedTo->addSink(this);
-    thread = std::thread(&LRecorder::encodeLoop, this);
+    try {
+        thread = std::thread(&LRecorder::encodeLoop, this);
+    } catch (const std::system_error& error) {
+        quol::logError("LRecorder: No thread: %s", error.what());
+        stopLocked();
+        return false;
+    }
     return true;
 }
 

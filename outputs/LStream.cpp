@@ -1,9 +1,11 @@
 // The streamer's operations on host threads and on the source's thread.
 #include "quolsdk/LStream.h"
 
+#include <exception>
 #include <utility>
 
 #include "core/Clock.h"
+#include "core/Log.h"
 #include "core/ModeTables.h"
 #include "core/Props.h"
 #include "outputs/EncoderPictures.h"
@@ -23,10 +25,10 @@ constexpr std::int64_t longestEnd = 600 * quol::nanosPerMilli;
 } // namespace
 
 LStream::LStream()
-    : pictures(std::make_unique<quol::EncoderPictures>()),
+    : guard(std::make_unique<quol::StreamGuard>()),
+      pictures(std::make_unique<quol::EncoderPictures>()),
       queue(std::make_unique<quol::EncoderQueue>(maxQueue)),
-      sound(std::make_unique<quol::EncoderSound>()),
-      guard(std::make_unique<quol::StreamGuard>()) {
+      sound(std::make_unique<quol::EncoderSound>()) {
     settings.videoFormat.mode = quol::modeNative;
 }
 
@@ -124,18 +126,34 @@ bool LStream::Start() {
     framesSent = 0;
     bytesSent = 0;
     queue->restart();
-    if (!initFFmpeg(*from)) {
-        running = false;
-        flush();
-        releaseAll();
-        return false;
+    bool begun = false;
+    try {
+        begun = initFFmpeg(*from) && startThread(*from);
+    } catch (const std::exception& error) { // no thread to be had, or no memory
+        quol::logError("[LStream] Could not start: %s", error.what());
+        if (copy) copy->discard();
     }
+    if (!begun) {
+        running = false;
+        leaveSource();
+        releaseAll();
+    }
+    return begun;
+}
+
+bool LStream::startThread(LObject& from) {
     startTime = quol::steadyNow() / 1000;
     flush(); // what came while the address was reached belongs to no time of the stream
-    attachedTo = from;
-    attachedTo->addSink(this);
+    from.addSink(this);
+    attachedTo = &from;
     thread = std::thread(&LStream::streamLoop, this);
     return true;
+}
+
+void LStream::leaveSource() {
+    if (attachedTo != nullptr) attachedTo->removeSink(this);
+    attachedTo = nullptr;
+    flush();
 }
 
 void LStream::Stop() {
@@ -150,9 +168,7 @@ void LStream::stopLocked() {
     guard->finishes(longestEnd);
     queue->end(running);
     thread.join();
-    attachedTo->removeSink(this);
-    attachedTo = nullptr;
-    flush();
+    leaveSource();
     releaseAll();
 }
 

@@ -98,8 +98,9 @@ public:
     /// the address is not reached within five seconds, or another thread calls `Stop` meanwhile; or
     /// the encoders or the copy cannot be begun. The error stream tells.
     bool Start();
-    /// Sends what is queued, within a second, finishes the copy and leaves the source. Harmless
-    /// when idle.
+    /// Sends what is queued, finishes the copy and leaves the source. Within a second where only a
+    /// network is written to; a file, the copy too, gets all that is queued, however long a slow
+    /// encoder takes. Harmless when idle.
     void Stop();
 
     /// Paused, black pictures and silence are sent. `Start` goes on.
@@ -140,6 +141,8 @@ private:
     bool initVideo(LObject& from, quol::Dictionary& options);
     bool initAddress(const std::string& address, quol::Dictionary& options);
     bool initClone();
+    bool startThread(LObject& from);
+    void leaveSource();
     void releaseAll();
     void stopLocked();
 
@@ -148,6 +151,7 @@ private:
     void encodeBlack();
     void encode(AVFrame& picture, std::int64_t pts, double sourceTime);
     bool sourceStalls();
+    bool leavesTheRest() const;
     void followSession();
     std::int64_t ticks(std::int64_t elapsed) const;
     std::int64_t elapsedNow() const;
@@ -161,6 +165,8 @@ private:
     std::thread thread;            ///< guarded by `controlMutex`
     LObject* attachedTo = nullptr; ///< guarded by `controlMutex`
     Settings job;                  ///< the stream's own; written before the thread starts
+
+    const std::unique_ptr<quol::StreamGuard> guard; ///< asked by FFmpeg on the sending thread
 
     // Made before the thread starts, then the stream thread's alone, freed after it is joined.
     std::unique_ptr<quol::EncoderSession> session;
@@ -179,7 +185,6 @@ private:
     // Filled by the source's thread, emptied by the stream thread; they have locks of their own.
     const std::unique_ptr<quol::EncoderQueue> queue;
     const std::unique_ptr<quol::EncoderSound> sound;
-    const std::unique_ptr<quol::StreamGuard> guard; ///< asked by FFmpeg on the sending thread
 
     std::atomic<std::int64_t> startTime{0}; ///< steady microseconds
     std::atomic<bool> running{false};

@@ -25,6 +25,7 @@ constexpr std::int64_t lead = 60000; // microseconds: pictures are stamped ahead
 void LStream::streamLoop() {
     while (true) {
         quol::QueuedPicture record;
+        if (leavesTheRest()) break;
         if (queue->take(record, running)) {
             encodePicture(record);
         } else if (!running) {
@@ -35,10 +36,15 @@ void LStream::streamLoop() {
         followSession();
     }
     if (sound->track() != nullptr) sound->track()->finish();
-    session->finish();
+    session->finish([this] { return !leavesTheRest(); });
     followSession();
     if (copy) copy->finish();
     quol::logOut("[LStream] Yayın Durduruldu.");
+}
+
+// A stop is over time, and nothing would miss the pictures that are not encoded yet.
+bool LStream::leavesTheRest() const {
+    return !running && guarded && guard->expired() && !(copy && copy->running());
 }
 
 std::int64_t LStream::ticks(std::int64_t elapsed) const {
@@ -46,13 +52,17 @@ std::int64_t LStream::ticks(std::int64_t elapsed) const {
 }
 
 void LStream::encodePicture(const quol::QueuedPicture& record) {
-    lastPictureAt = record.elapsed;
-    stalled = false;
     const std::int64_t pts = ticks(record.elapsed + lead);
-    if (pts <= lastVideoPts) return;                       // its tick of the stream's rate is taken
+    if (pts <= lastVideoPts) { // its tick of the stream's rate is taken
+        lastPictureAt = record.elapsed;
+        stalled = false;
+        return;
+    }
     if (failureTold && !(copy && copy->running())) return; // for nobody
     const quol::FramePtr picture = pictures->fit(*record.frame, *session->video(), SWS_BICUBIC);
-    if (!picture) return;
+    if (!picture) return; // a source of pictures that nobody can use is one that stalls
+    lastPictureAt = record.elapsed;
+    stalled = false;
     lastPicturePts = pts;
     lastPictureTime =
         quol::frameTime(*record.frame).value_or(static_cast<double>(record.elapsed) / 1e6);

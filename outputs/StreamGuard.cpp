@@ -18,6 +18,7 @@ void StreamGuard::started() {
 }
 
 void StreamGuard::finishes(std::int64_t longest) {
+    if (sendBy_ != 0) sendBy_ = never; // the latest packet may be long ago
     finishBy_ = steadyNow() + longest;
 }
 
