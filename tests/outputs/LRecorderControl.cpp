@@ -11,6 +11,7 @@
 #include "support/CollectingSink.h"
 #include "support/Frames.h"
 #include "support/LiveSource.h"
+#include "support/NoThreads.h"
 #include "support/RecordedFile.h"
 #include "support/Recording.h"
 
@@ -118,6 +119,23 @@ TEST(LRecorderControl, RecordAfterAnEndOfItsOwnNeedsNoStop) {
     recorder.Stop();
     EXPECT_EQ(test::readRecordedFile(temporaryPath("ended_1.mov")).error, "");
     EXPECT_EQ(test::readRecordedFile(temporaryPath("ended_2.mov")).error, "");
+}
+
+TEST(LRecorderControl, WithoutAThreadRecordIsFalseAndTheSourceIsLeft) {
+    LRecorder recorder;
+    test::configure(recorder, temporaryPath("no_thread.nut"), quick);
+    recorder.setContainer("nut");
+    recorder.setVideoCodec("rawvideo"); // makes no threads of its own
+    recorder.setAudioCodec("pcm_s16le");
+    CapturedStream out(CapturedStream::Stream::output);
+    {
+        const test::NoThreads none;
+        ASSERT_TRUE(none.works());
+        EXPECT_FALSE(recorder.Record());
+    }
+    EXPECT_EQ(statusOf(recorder), 0);
+    EXPECT_TRUE(recorder.Record());
+    recorder.Stop();
 }
 
 TEST(LRecorderControl, RecordAfterAFailedOneIsPossible) {

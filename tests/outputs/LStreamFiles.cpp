@@ -14,6 +14,7 @@
 #include "support/CollectingSink.h"
 #include "support/Frames.h"
 #include "support/LiveSource.h"
+#include "support/NoThreads.h"
 #include "support/RecordedFile.h"
 #include "support/Recording.h"
 #include "support/Streaming.h"
@@ -388,6 +389,35 @@ TEST(LStreamPictures, SourceThatNeverBeginsIsABlackStreamWithSilence) {
     EXPECT_LT(file.largestSample(), 0.001);
 }
 
+// Of no format, without memory, or with lines too short for the width that they tell.
+TEST(LStreamPictures, SourceOfPicturesThatNobodyCanUseIsAStalledOne) {
+    HandSource source;
+    source.width = 64;
+    source.height = 48;
+    LStream stream;
+    stream.source = &source;
+    stream.setStreamUrl(temporaryPath("unusable.ts"));
+    ASSERT_TRUE(stream.Start());
+    std::atomic<bool> running{true};
+    std::thread pushing([&] {
+        const auto unknown = test::makePicture(64, 48, AV_PIX_FMT_YUV420P);
+        unknown->format = 999;
+        const auto empty = test::makePicture(64, 48, AV_PIX_FMT_YUV420P);
+        empty->data[1] = nullptr;
+        const auto narrow = test::makePicture(64, 48, AV_PIX_FMT_YUV420P);
+        narrow->linesize[0] = 8;
+        for (; running; std::this_thread::sleep_for(5ms))
+            for (const auto& picture : {unknown.get(), empty.get(), narrow.get()})
+                source.distributeVideoFrame(picture);
+    });
+    EXPECT_TRUE(test::waitForSent(stream, 20));
+    running = false;
+    pushing.join();
+    stream.Stop();
+    for (const auto& picture : readRecordedFile(temporaryPath("unusable.ts")).pictures)
+        EXPECT_NEAR(picture.luma, 16.0, 0.6);
+}
+
 TEST(LStreamPictures, BlackIs16And128InFullRangeFormatsToo) {
     for (const char* codec : {"libx264", "mjpeg"}) {
         const std::string path = temporaryPath(std::string("black_") + codec + ".mkv");
@@ -605,6 +635,32 @@ TEST(LStreamControl, FullQueueOf11LosesTheNewestPictureAndCountsIt) {
     file.letGo();
     stream.Stop();
     EXPECT_EQ(av_buffer_get_ref_count(picture->buf[0]), 1);
+}
+
+TEST(LStreamControl, WithoutAThreadStartIsFalseAndTheSourceIsLeft) {
+    const std::string path = temporaryPath("no_thread.yuv"); // its encoder makes no threads
+    HandSource source;
+    LStream stream;
+    stream.setVideoCodec("rawvideo");
+    stream.setAudioCodec("none");
+    stream.source = &source;
+    stream.setStreamUrl(path);
+    CapturedStream out(CapturedStream::Stream::output);
+    CapturedStream error(CapturedStream::Stream::error);
+    {
+        const test::NoThreads none;
+        ASSERT_TRUE(none.works());
+        EXPECT_FALSE(stream.Start());
+    }
+    EXPECT_EQ(statusOf(stream), 0);
+    EXPECT_THAT(out.text(), HasSubstr("removeSink success!"));
+    EXPECT_THAT(error.text(), HasSubstr("[LStream] Could not start: "));
+    const auto picture = test::makePicture(64, 48, AV_PIX_FMT_YUV420P);
+    source.distributeVideoFrame(picture.get());
+    EXPECT_EQ(statsOf(stream).queueLength, 0);
+    ASSERT_TRUE(stream.Start());
+    EXPECT_TRUE(test::waitForSent(stream, 2));
+    stream.Stop();
 }
 
 TEST(LStreamControl, IdleStreamRefusesAllFramesAndNullOnes) {
