@@ -25,14 +25,17 @@ using test::temporaryPath;
 quol::ConvertSettings smallSettings(const std::string& path) {
     quol::ConvertSettings settings;
     settings.filePath = path;
-    settings.videoFormat.width = 160;
-    settings.videoFormat.height = 96;
+    settings.videoFormat.width = 720;
+    settings.videoFormat.height = 576;
     return settings;
 }
 
 void addPictures(quol::ConvertOutput& output, int count) {
-    for (int i = 0; i < count; ++i)
-        output.addPicture(*test::makePicture(160, 96, AV_PIX_FMT_YUV420P, i));
+    for (int i = 0; i < count; ++i) {
+        output.addPicture(*test::makePicture(720, 576, AV_PIX_FMT_YUV420P, i));
+        // A picture is written when the sound has come as far.
+        output.addSound(*test::makeSound(1920, 48000, 2, AV_SAMPLE_FMT_FLTP));
+    }
 }
 
 // As long as a network would have to answer: a disk that is slower still makes a whole file.
@@ -42,19 +45,21 @@ TEST(ConvertOutput, AFileIsNotGivenUpHoweverLongItsLastWritesTake) {
         quol::ConvertSettings settings = smallSettings(name);
         settings.container = "mov";
         settings.videoCodec = "mjpeg"; // every few pictures are a write
+        settings.videoBitrate = 50000;
+        settings.options.emplace("threads", "1");
         std::atomic<bool> stop{false};
         quol::ConvertOutput output(settings, stop);
         ASSERT_TRUE(output.open());
-        addPictures(output, 50);
+        addPictures(output, 20);
         stop = true;
-        addPictures(output, 50);
+        addPictures(output, 20);
         usleep(500000);
-        addPictures(output, 50);
+        addPictures(output, 20);
         EXPECT_TRUE(output.takesMore());
         output.finish();
         const test::RecordedFile file = test::readRecordedFile(path);
         EXPECT_EQ(file.error, "");
-        EXPECT_EQ(file.pictures.size(), 150U);
+        EXPECT_EQ(file.pictures.size(), 60U);
     }
 }
 
@@ -65,6 +70,7 @@ TEST(ConvertOutput, TheFilesOfASequenceAreNotGivenUpEither) {
     quol::ConvertSettings settings = smallSettings(folder + "/out_%03d.png");
     settings.container = "image2";
     settings.videoCodec = "png";
+    settings.audioCodec.clear();
     settings.options.emplace("threads", "1"); // keeps no picture back
     std::atomic<bool> stop{false};
     quol::ConvertOutput output(settings, stop);
