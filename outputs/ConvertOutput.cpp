@@ -3,12 +3,17 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <filesystem>
+#include <new>
+#include <string_view>
+#include <system_error>
 
 #include "core/Clock.h"
 #include "core/ErrorText.h"
 #include "core/Log.h"
 #include "core/PictureCheck.h"
 #include "core/PlainFile.h"
+#include "outputs/StreamAddress.h"
 
 namespace quol {
 
@@ -18,10 +23,26 @@ constexpr int defaultWidth = 1920;
 constexpr int defaultHeight = 1080;
 constexpr std::int64_t bitsPerKilobit = 1000;
 
+std::filesystem::path fileOf(const std::string& path) {
+    constexpr std::string_view scheme = "file:";
+    return path.substr(path.starts_with(scheme) ? scheme.size() : 0);
+}
+
+// A link that leads nowhere is there too.
+bool isThere(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::exists(std::filesystem::symlink_status(fileOf(path), error));
+}
+
+void removeFile(const std::string& path) {
+    std::error_code error;
+    if (isPlainFile(fileOf(path).string())) std::filesystem::remove(fileOf(path), error);
+}
+
 } // namespace
 
 ConvertOutput::ConvertOutput(const ConvertSettings& settings, const std::atomic<bool>& stop)
-    : settings_(settings), stop_(stop) {}
+    : settings_(settings), stop_(stop), guard_(settings.inputFiles) {}
 
 bool ConvertOutput::open() {
     if (!session_.createOutput(settings_.container, settings_.filePath)) {
@@ -29,7 +50,9 @@ bool ConvertOutput::open() {
         return false;
     }
     AVFormatContext* const muxer = session_.output();
-    muxer->interrupt_callback = {&ConvertOutput::isGivenUp, this};
+    // Muxers of that kind may reach an address without openForMuxer.
+    const bool opensItself = (muxer->oformat->flags & AVFMT_NOFILE) != 0;
+    if (opensItself || !isLocalFile(settings_.filePath)) muxer->interrupt_callback = giveUp();
     ownOpen_ = muxer->io_open;
     muxer->io_open = &ConvertOutput::openForMuxer;
     muxer->opaque = this;
@@ -77,12 +100,14 @@ bool ConvertOutput::openAudio() {
 
 bool ConvertOutput::openFile() {
     const std::string& path = settings_.filePath;
-    if (isInput(path.c_str()) || isEndless(path) || !session_.openFile(path)) {
+    const bool isNew = !isThere(path);
+    if (guard_.isInput(path) || isEndless(path) || !session_.openFile(path)) {
         logError("LConvert: Could not open output file: %s", path.c_str());
         return false;
     }
     Dictionary options;
     if (!session_.writeHeader(options)) {
+        if (isNew) removeFile(path);
         logError("LConvert: Error writing header");
         return false;
     }
@@ -90,19 +115,27 @@ bool ConvertOutput::openFile() {
     return true;
 }
 
-bool ConvertOutput::isInput(const char* path) const {
-    return std::any_of(
-        settings_.inputFiles.begin(), settings_.inputFiles.end(),
-        [path](const std::string& input) { return input == path || isSameFile(input, path); });
-}
-
 // Muxers that write several files, as those of images do, open them by themselves.
 int ConvertOutput::openForMuxer(AVFormatContext* muxer, AVIOContext** file, const char* url,
                                 int flags, AVDictionary** options) {
-    const auto* self = static_cast<const ConvertOutput*>(muxer->opaque);
-    if ((flags & AVIO_FLAG_WRITE) != 0 && (self->isInput(url) || isEndless(url)))
-        return AVERROR(EACCES);
-    return self->ownOpen_(muxer, file, url, flags, options);
+    auto* self = static_cast<ConvertOutput*>(muxer->opaque);
+    try {
+        if ((flags & AVIO_FLAG_WRITE) != 0 && (self->guard_.isInput(url) || isEndless(url)))
+            return AVERROR(EACCES);
+    } catch (const std::bad_alloc&) {
+        return AVERROR(ENOMEM); // FFmpeg knows no exceptions
+    }
+    const AVIOInterruptCB before = muxer->interrupt_callback;
+    muxer->interrupt_callback = isLocalFile(url) ? AVIOInterruptCB{} : self->giveUp();
+    const int result = self->ownOpen_(muxer, file, url, flags, options);
+    muxer->interrupt_callback = before;
+    return result;
+}
+
+// FFmpeg asks it before every write, so that a file of a slow disk must not have it: that would
+// lose its index.
+AVIOInterruptCB ConvertOutput::giveUp() {
+    return {&ConvertOutput::isGivenUp, this};
 }
 
 int ConvertOutput::isGivenUp(void* self) {
@@ -113,8 +146,9 @@ bool ConvertOutput::givenUp() {
     constexpr std::int64_t patience = 400'000'000; // nanoseconds
     if (!stop_) return false;
     const std::int64_t now = steadyNow();
-    if (stopSeen_ == 0) stopSeen_ = now;
-    return now - stopSeen_ > patience;
+    std::int64_t seen = 0;
+    if (stopSeen_.compare_exchange_strong(seen, now)) return false;
+    return now - seen > patience;
 }
 
 void ConvertOutput::addPicture(const AVFrame& picture) {
@@ -146,10 +180,15 @@ bool ConvertOutput::takesMore() {
                                      session_.roomToFinish(std::max<std::int64_t>(0, bitRate))))
         error = AVERROR(ENOSPC);
     if (error == 0) return true;
+    end(error);
+    return false;
+}
+
+void ConvertOutput::end(int error) {
+    if (ended_) return;
+    ended_ = true;
     logError("LConvert: Conversion ended, %s: %s", errorText(error).c_str(),
              settings_.filePath.c_str());
-    ended_ = true;
-    return false;
 }
 
 void ConvertOutput::finish() {
@@ -157,6 +196,7 @@ void ConvertOutput::finish() {
     session_.finish([this] { return !stop_; });
     sound_.reset();
     reserve_.release();
+    if (session_.error() != 0) end(session_.error());
 }
 
 } // namespace quol

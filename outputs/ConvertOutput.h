@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "core/Handles.h"
+#include "outputs/ConvertGuard.h"
 #include "outputs/ConvertSettings.h"
 #include "outputs/ConvertSound.h"
 #include "outputs/DiskReserve.h"
@@ -19,13 +20,14 @@ namespace quol {
 class ConvertOutput {
 public:
     // `settings` and `stop` outlive it. Once `stop` is up an output that does not take what it is
-    // given, as a network may not, is given up after a moment.
+    // given, as a network may not, is given up after a moment; files of this machine are not.
     ConvertOutput(const ConvertSettings& settings, const std::atomic<bool>& stop);
     ConvertOutput(const ConvertOutput&) = delete;
     ConvertOutput& operator=(const ConvertOutput&) = delete;
 
     // Opens muxer, encoders and file and writes the header. False when one of them fails; the error
-    // stream tells. A file that is one of the inputs is never opened.
+    // stream tells. A file that is one of the inputs is never opened, and one that was made for a
+    // header that the muxer refuses is removed.
     bool open();
 
     bool hasPicture() const { return session_.video() != nullptr; }
@@ -41,14 +43,18 @@ public:
     // what is needed to finish the file. The error stream tells the first time.
     bool takesMore();
 
-    // Writes what waits in the encoders, unless `stop` is up, and the trailer; closes the file.
+    // It takes no more for that error. The error stream tells the first time.
+    void end(int error);
+
+    // Writes what waits in the encoders, unless `stop` is up, and the trailer; closes the file. A
+    // write that fails on the way is told as `end` does.
     void finish();
 
 private:
     bool openVideo();
     bool openAudio();
     bool openFile();
-    bool isInput(const char* path) const;
+    AVIOInterruptCB giveUp();
     bool givenUp();
     static int isGivenUp(void* self);
     static int openForMuxer(AVFormatContext* muxer, AVIOContext** file, const char* url, int flags,
@@ -56,7 +62,9 @@ private:
 
     const ConvertSettings& settings_;
     const std::atomic<bool>& stop_;
-    std::int64_t stopSeen_ = 0; // steady nanoseconds
+    // Steady nanoseconds, 0 for not yet. Written where FFmpeg asks, on whatever thread.
+    std::atomic<std::int64_t> stopSeen_{0};
+    ConvertGuard guard_;
     EncoderSession session_;
     decltype(AVFormatContext::io_open) ownOpen_ = nullptr; // the muxer's
     DiskReserve reserve_;

@@ -1,5 +1,7 @@
 // The converter's thread.
 #include <algorithm>
+#include <cerrno>
+#include <new>
 #include <numeric>
 
 #include "core/Log.h"
@@ -8,20 +10,46 @@
 #include "outputs/ConvertSettings.h"
 #include "quolsdk/LConvert.h"
 
+namespace {
+
+// False when memory ran short on the way.
+template <typename Work>
+bool hadMemory(const Work& work) {
+    try {
+        work();
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+} // namespace
+
+// Where memory runs short the conversion ends as it does when the disk is full.
 void LConvert::convertLoop() {
-    if (!initFFmpeg()) {
+    bool opened = false;
+    if (!hadMemory([&] { opened = initFFmpeg(); })) {
+        opened = false;
+        hadMemory([] { quol::logError("LConvert: Could not create output context"); });
+    }
+    if (!opened) {
         end(-1);
         return;
     }
-    const std::vector<double> durations = measureInputs();
-    totalSeconds = std::accumulate(durations.begin(), durations.end(), 0.0);
-    if (!(totalSeconds > 0.0)) totalSeconds = 1.0;
-    secondsBefore = 0.0;
-    for (std::size_t i = 0; i < durations.size() && goOn(); ++i) {
-        convertFile(job->inputFiles[i]);
-        secondsBefore += durations[i];
-    }
-    output->finish();
+    const auto convertFiles = [this] {
+        const std::vector<double> durations = measureInputs();
+        totalSeconds = std::accumulate(durations.begin(), durations.end(), 0.0);
+        if (!(totalSeconds > 0.0)) totalSeconds = 1.0;
+        secondsBefore = 0.0;
+        for (std::size_t i = 0; i < durations.size() && goOn(); ++i) {
+            convertFile(job->inputFiles[i]);
+            secondsBefore += durations[i];
+        }
+    };
+    const auto tellShortage = [this] { output->end(AVERROR(ENOMEM)); };
+    if (!hadMemory(convertFiles)) hadMemory(tellShortage);
+    input->close();
+    if (!hadMemory([this] { output->finish(); })) hadMemory(tellShortage);
     progress = 1.0;
     end(0);
 }

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <limits>
 #include <memory>
+#include <sstream>
 #include <thread>
 
 #include "support/CapturedStream.h"
@@ -92,6 +93,28 @@ TEST(LConvert, DefaultOutputIsFullHdH264AndAacInMp4) {
     EXPECT_EQ(file.audio()->sampleRate, 48000);
     EXPECT_EQ(file.audio()->channels, 2);
     EXPECT_EQ(file.pictures.size(), 25U);
+}
+
+// The encoder writes what it was asked for into the stream; the other one's frames are all as long
+// as 128 kbit/s make them.
+TEST(LConvert, DefaultBitRatesAre15000And128) {
+    const std::string path = temporaryPath("default_rates.mkv");
+    LConvert convert;
+    convert.setFilePath(path);
+    convert.setContainer("matroska");
+    convert.setAudioCodec("mp2");
+    convert.setProps("preset", "ultrafast");
+    convert.addInputFile(mediaPath("silent.mp4"));
+    convert.addInputFile(mediaPath("mono.wav"));
+    ASSERT_EQ(convertAll(convert), 0);
+    std::ostringstream bytes;
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
+    EXPECT_THAT(bytes.str(), testing::HasSubstr(" bitrate=15000 "));
+    const RecordedFile file = readRecordedFile(path);
+    ASSERT_NE(file.audio(), nullptr);
+    ASSERT_FALSE(file.audio()->packets.empty());
+    for (const auto& packet : file.audio()->packets)
+        ASSERT_EQ(packet.size, 1152 * 128000 / 8 / 48000);
 }
 
 TEST(LConvert, SizesThatAreNoneCountAsFullHd) {
@@ -444,6 +467,10 @@ TEST_F(Refusal, CodecThatTheContainerDoesNotTake) {
     convert.setContainer("webm");
     convert.setVideoCodec("libx264");
     EXPECT_THAT(text(), testing::HasSubstr(noHeader));
+    EXPECT_FALSE(std::filesystem::exists(path));
+    std::ofstream(path) << "was there before";
+    EXPECT_THAT(text(), testing::HasSubstr(noHeader));
+    EXPECT_TRUE(std::filesystem::exists(path));
 }
 
 // Where the name is unknown the container's own codec is taken.

@@ -223,6 +223,32 @@ TEST(LConvertOutput, AnInputIsNotWrittenToByASequenceEither) {
     EXPECT_EQ(bytesOf(first), before);
 }
 
+// A picture of a sequence is an input, though it is not named.
+TEST(LConvertOutput, APictureOfASequenceThatIsReadIsNotWrittenTo) {
+    const std::string pattern = test::pngSequence("read_frames", test::countingPictures(3));
+    const std::string stem = pattern.substr(0, pattern.size() - 8);
+    const std::string first = stem + "001.png";
+    const std::string before = bytesOf(first);
+    ASSERT_FALSE(before.empty()) << first;
+    LConvert convert;
+    configureSmall(convert, first, {pattern});
+    convert.setContainer("image2");
+    convert.setVideoCodec("png");
+    {
+        CapturedStream error(CapturedStream::Stream::error);
+        EXPECT_EQ(convertAll(convert), -1);
+        EXPECT_EQ(error.text(), refusedLine(first));
+    }
+    EXPECT_EQ(bytesOf(first), before);
+    const std::filesystem::path file(pattern);
+    const std::string other = file.parent_path().string() + "/./" + file.filename().string();
+    convert.setFilePath(other);
+    CapturedStream error(CapturedStream::Stream::error);
+    EXPECT_EQ(convertAll(convert), 0);
+    EXPECT_EQ(error.text(), "LConvert: Conversion ended, Input/output error: " + other + "\n");
+    EXPECT_EQ(bytesOf(first), before);
+}
+
 // ---------------------------------------------------------------------- outputs that fail
 
 TEST(LConvertOutput, PipesAndDevicesAreNoFiles) {

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 
 #include "quolsdk/LConvert.h"
 #include "support/CapturedStream.h"
@@ -181,6 +183,56 @@ TEST(LConvertFiles, OddSizesDeepPicturesAndAlphaAreConverted) {
     const std::string alpha = test::alphaClip("alpha", test::countingPictures(5));
     expectPlainSequence(convertedOf({mediaPath("odd_size.mkv"), mediaPath("tenbit.mp4"), alpha}),
                         25 + 25 + 5, 0.0);
+}
+
+// Its sound comes through, and nothing is told.
+TEST(LConvertFiles, AStreamWithoutADecoderIsLeftOut) {
+    std::ostringstream read;
+    read << std::ifstream(mediaPath("h264_aac.mp4"), std::ios::binary).rdbuf();
+    std::string bytes = read.str();
+    int changed = 0;
+    for (std::size_t at = bytes.find("avc1"); at != std::string::npos; at = bytes.find("avc1")) {
+        bytes.replace(at, 4, "zzzz");
+        ++changed;
+    }
+    ASSERT_GT(changed, 0);
+    const std::string unknown = temporaryPath("unknown.mp4");
+    std::ofstream(unknown, std::ios::binary) << bytes;
+    expectPlainSequence(convertedOf({unknown}), 0, 4.0);
+    expectPlainSequence(convertedOf({unknown, mediaPath("silent.mp4")}), 25, 4.0);
+}
+
+// What is shorter than a frame at the very end is in the file, sample by sample.
+TEST(LConvertFiles, UncompressedSoundOfAnyLengthComesThroughWhole) {
+    constexpr int samples = 5 * 1024 + 333;
+    std::vector<std::int16_t> sound;
+    for (int i = 0; i < 2 * samples; ++i)
+        sound.push_back(static_cast<std::int16_t>(i * 7919));
+    const auto number = [](std::uint32_t value, int bytes) {
+        std::string text;
+        for (int i = 0; i < bytes; ++i)
+            text += static_cast<char>(value >> (8 * i));
+        return text;
+    };
+    constexpr std::uint32_t size = samples * 4;
+    const std::string wave = temporaryPath("odd.wav");
+    std::ofstream(wave, std::ios::binary)
+        << "RIFF" << number(36 + size, 4) << "WAVEfmt " << number(16, 4) << number(1, 2)
+        << number(2, 2) << number(48000, 4) << number(192000, 4) << number(4, 2) << number(16, 2)
+        << "data" << number(size, 4)
+        << std::string(reinterpret_cast<const char*>(sound.data()), size);
+    const std::string path = temporaryPath("odd.mov");
+    LConvert convert;
+    configureSmall(convert, path, {wave});
+    convert.setContainer("mov");
+    convert.setAudioCodec("pcm_s16le");
+    ASSERT_EQ(convertAll(convert), 0);
+    std::vector<std::int16_t> after;
+    test::decodeEach(path, AVMEDIA_TYPE_AUDIO, [&](const quol::FramePtr& block) {
+        const auto* values = reinterpret_cast<const std::int16_t*>(block->data[0]);
+        after.insert(after.end(), values, values + block->nb_samples * 2);
+    });
+    EXPECT_TRUE(after == sound) << after.size() << " instead of " << sound.size();
 }
 
 // A picture that fits already is encoded as it is, the rest of it left behind.

@@ -1,0 +1,70 @@
+#include "outputs/ConvertGuard.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "support/CapturedStream.h"
+
+namespace {
+
+std::string pictureName(int number) {
+    std::ostringstream name;
+    name << 'a' << number << ".png";
+    return name.str();
+}
+
+class ConvertGuard : public testing::Test {
+protected:
+    ConvertGuard() {
+        std::filesystem::remove_all(folder);
+        std::filesystem::create_directories(folder + "/other");
+    }
+
+    std::string make(const std::string& name) const {
+        std::ofstream(folder + "/" + name) << name;
+        return folder + "/" + name;
+    }
+
+    std::string folder = test::temporaryPath("guarded");
+};
+
+TEST_F(ConvertGuard, PicturesOfAPatternAreInputs) {
+    const std::vector<std::string> inputs{folder + "/seq_%04d.png"};
+    const std::string first = make("seq_0003.png");
+    const std::string last = make("seq_0004.png");
+    const std::string linked = folder + "/linked.png";
+    std::filesystem::create_symlink(last, linked);
+    const std::string other = make("seq_4.png");
+    quol::ConvertGuard guard(inputs);
+    for (const std::string& path :
+         {first, last, linked, "file:" + first, folder + "/other/../seq_0004.png", inputs[0]})
+        EXPECT_TRUE(guard.isInput(path)) << path;
+    EXPECT_FALSE(guard.isInput(other));
+    EXPECT_FALSE(guard.isInput(folder + "/seq_0005.png")); // not there
+}
+
+// Sequences begin with one of the first five numbers; gaps may be led over.
+TEST_F(ConvertGuard, APatternReachesAsFarAsASequenceIsRead) {
+    const std::vector<std::string> inputs{"file:" + folder + "/a%d.png", folder + "/b%d.png"};
+    for (const int number : {1, 2, 3, 5, 6, 40})
+        make(pictureName(number));
+    const std::string late = make("b5.png");
+    quol::ConvertGuard guard(inputs);
+    for (const int number : {1, 2, 3, 5, 6})
+        EXPECT_TRUE(guard.isInput(folder + "/" + pictureName(number))) << number;
+    EXPECT_FALSE(guard.isInput(folder + "/a40.png"));
+    EXPECT_FALSE(guard.isInput(late));
+}
+
+TEST_F(ConvertGuard, PlainFilesAreInputsByEveryName) {
+    const std::vector<std::string> inputs{make("clip.mp4"), "tcp://127.0.0.1:1", ""};
+    quol::ConvertGuard guard(inputs);
+    EXPECT_TRUE(guard.isInput(folder + "/other/../clip.mp4"));
+    EXPECT_TRUE(guard.isInput("tcp://127.0.0.1:1"));
+    EXPECT_FALSE(guard.isInput(make("clip2.mp4")));
+}
+
+} // namespace

@@ -1,0 +1,62 @@
+// When memory is short a conversion may be lost, the process must not be.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "support/CapturedStream.h"
+#include "support/Converting.h"
+#include "support/FailingMemory.h"
+#include "support/FilePlayer.h"
+#include "support/RecordedFile.h"
+
+namespace {
+
+using namespace test;
+
+class ConvertMemory : public testing::Test {
+protected:
+    ConvertMemory() { isSpared = true; }
+    ~ConvertMemory() override {
+        failEvery = 0;
+        isSpared = false;
+    }
+};
+
+// Each allocation of the conversion's thread fails in its turn, until there is none left to fail.
+TEST_F(ConvertMemory, AConversionEndsAndTheNextOneIsWhole) {
+    const std::string path = temporaryPath("short.mp4");
+    LConvert convert;
+    configureSmall(convert, path, {mediaPath("silent.mp4"), mediaPath("mono.wav")});
+    constexpr int never = 1000000;
+    int refused = 0;
+    int told = 0;
+    bool failed = true;
+    for (int number = 0; failed && number < 1000; ++number) {
+        CapturedStream error(CapturedStream::Stream::error);
+        const int before = failures;
+        allocations = static_cast<unsigned>(never - number);
+        failEvery = never;
+        const bool ended = convert.Start() && waitForEnd(convert);
+        failEvery = 0;
+        ASSERT_TRUE(ended) << number;
+        failed = failures > before;
+        const std::string text = error.text();
+        if (statusOf(convert) == -1) {
+            EXPECT_EQ(text, "LConvert: Could not create output context\n") << number;
+            ++refused;
+            continue;
+        }
+        EXPECT_EQ(convert.progress, 1.0) << number;
+        if (text.empty()) continue; // something that it can do without
+        EXPECT_EQ(text, "LConvert: Conversion ended, Cannot allocate memory: " + path + "\n");
+        // What came before it can be played.
+        EXPECT_EQ(readRecordedFile(path).error, "") << number;
+        ++told;
+    }
+    EXPECT_FALSE(failed);
+    EXPECT_GT(refused, 0);
+    EXPECT_GT(told, 0);
+    EXPECT_EQ(convertAll(convert), 0);
+    EXPECT_EQ(readRecordedFile(path).pictures.size(), 25U);
+}
+
+} // namespace
