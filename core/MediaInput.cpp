@@ -1,6 +1,7 @@
 #include "core/MediaInput.h"
 
 #include <algorithm>
+#include <span>
 #include <thread>
 
 #include "core/Clock.h"
@@ -54,13 +55,15 @@ bool MediaInput::readPacket(AVPacket& packet) {
 }
 
 void MediaInput::readOnly(int stream, int otherStream, AVMediaType also) {
-    for (unsigned i = 0; context_ && i < context_->nb_streams; ++i) {
-        const auto index = static_cast<int>(i);
-        AVStream& each = *context_->streams[i];
-        const bool ofType = also != AVMEDIA_TYPE_UNKNOWN && each.codecpar->codec_type == also;
-        const bool used = index == stream || index == otherStream || ofType;
-        each.discard = used ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
-    }
+    if (!context_) return;
+    const auto isUsed = [=](const AVStream* each) {
+        const bool ofType = also != AVMEDIA_TYPE_UNKNOWN && each->codecpar->codec_type == also;
+        return each->index == stream || each->index == otherStream || ofType;
+    };
+    const std::span streams(context_->streams, context_->nb_streams);
+    const bool none = std::none_of(streams.begin(), streams.end(), isUsed);
+    for (AVStream* each : streams)
+        each->discard = none || isUsed(each) ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
 }
 
 int MediaInput::bestStream(AVMediaType type, int related) const {

@@ -34,7 +34,8 @@ public:
     void setLongestWait(std::int64_t nanoseconds) { longestWait_ = nanoseconds; }
 
     // Keeps the demuxer from reading streams other than these two, as far as it can help it; -1 for
-    // none. All of the type `also` are read as well.
+    // none. All of the type `also` are read as well. Where that leaves nothing, everything is read:
+    // a demuxer that discards it all does not return before the end, which a live stream has not.
     void readOnly(int stream, int otherStream, AVMediaType also = AVMEDIA_TYPE_UNKNOWN);
 
     // Makes every open and every read fail from now on (true) or work again (false); opening does
@@ -63,8 +64,6 @@ public:
 
 private:
     static int isInterrupted(void* self);
-
-    InputFormatPtr context_;
     void startWaiting();
     bool finishWaiting(int result);
 
@@ -73,6 +72,7 @@ private:
     // Steady nanoseconds, 0 for none. Written by the thread that reads; FFmpeg may ask on others.
     std::atomic<std::int64_t> deadline_{0};
     int error_ = 0;
+    InputFormatPtr context_; // the last: while it is closed FFmpeg asks for those above
 };
 
 // How many threads a decoder gets.

@@ -23,8 +23,8 @@ usable() {
     [[ -x $nginx && -e $folder/$module ]] || return 1
     there=$(mktemp -d) || return 1
     cat >"$there/conf" <<END
-load_module $folder/$module;
-pid $there/pid;
+load_module "$folder/$module";
+pid "$there/pid";
 events {}
 rtmp {}
 END
@@ -36,6 +36,22 @@ END
 }
 
 usable "$prefix/nginx" "$prefix" 2>/dev/null && exit 0
+
+# Whether a folder may be replaced: there is none, it is empty, or it is one that was made here.
+replaceable() {
+    [[ -e $1 || -L $1 ]] || return 0
+    [[ -d $1 && ! -L $1 ]] || return 1
+    local entries
+    entries=$(ls -A "$1") || return 1
+    [[ -z $entries ]] && return 0
+    [[ -e $1/nginx || -L $1/nginx ]] && [[ -e $1/$module || -L $1/$module ]] || return 1
+    ! grep -qvx -e nginx -e "$module" -e copyright <<<"$entries"
+}
+
+replaceable "$prefix" || {
+    echo "rtmp-server: $prefix holds something else; remove it or name another folder" >&2
+    exit 1
+}
 
 exec 3>&2 # what the user reads, when the rest goes to the log
 
@@ -70,6 +86,7 @@ else
         (cd "$work/debs" && apt-get -o APT::Sandbox::User=root download "${packages[@]}")
     }
     from_sources() {
+        rm -f "$work"/debs/* # of two that were asked for, one may have come
         private_apt "$work/apt"
         apt-get -c "$work/apt/apt.conf" update || true # one of several sources may not answer
         (cd "$work/debs" && apt-get -c "$work/apt/apt.conf" download "${packages[@]}")
@@ -85,6 +102,6 @@ else
 fi
 usable "$made/nginx" "$made" || without "it does not run on this system (see $log)"
 
-rm -rf "$prefix"
+rm -f "$prefix/nginx" "$prefix/$module" "$prefix/copyright"
 mv -T "$made" "$prefix"
 echo "rtmp-server: $("$prefix/nginx" -v 2>&1 | sed 's/.*: *//') in $prefix" >&3

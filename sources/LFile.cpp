@@ -67,22 +67,29 @@ bool LFile::playLocked() {
     if (thread.joinable()) stopLocked();
     if (!openFile()) return false;
     eofReached = false;
-    setSinksPaused(false);
+    {
+        const std::lock_guard turn(pauseMutex);
+        {
+            const std::lock_guard lock(clockMutex);
+            paused = false;
+            pauseTimer->cancel();
+        }
+        setSinksPaused(false);
+    }
     flushSinks();
     sleeper->reset();
     {
         const std::lock_guard lock(clockMutex);
         clockStart = quol::steadyNow();
-        pauseTimer->cancel();
     }
     currentFrame = 0;
-    paused = false;
     playing = true;
     thread = std::thread(&LFile::decodeLoopInternal, this, false);
     return true;
 }
 
 void LFile::pause(double delayMs) {
+    const std::lock_guard turn(pauseMutex);
     {
         const std::lock_guard lock(clockMutex);
         const std::int64_t now = quol::steadyNow();
@@ -94,6 +101,7 @@ void LFile::pause(double delayMs) {
 }
 
 void LFile::resume() {
+    const std::lock_guard turn(pauseMutex);
     {
         const std::lock_guard lock(clockMutex);
         resumeClock();
@@ -108,12 +116,15 @@ void LFile::resumeClock() {
     pauseTimer->cancel();
 }
 
-// For the worker: true when a timed pause was over and has been ended.
-bool LFile::endTimedPause() {
-    const std::lock_guard lock(clockMutex);
-    if (!pauseTimer->isOver(quol::steadyNow())) return false;
-    resumeClock();
-    return true;
+// For the worker.
+void LFile::endTimedPause() {
+    const std::lock_guard turn(pauseMutex);
+    {
+        const std::lock_guard lock(clockMutex);
+        if (!pauseTimer->isOver(quol::steadyNow())) return;
+        resumeClock();
+    }
+    setSinksPaused(false);
 }
 
 void LFile::setPos(double ms) {
@@ -166,12 +177,18 @@ void LFile::stopLocked() {
     {
         const std::lock_guard lock(clockMutex);
         playing = false;
-        paused = false;
-        pauseTimer->cancel();
     }
     sleeper->wake();
     decoders->formatContext.interrupt(true);
-    setSinksPaused(true);
+    {
+        const std::lock_guard turn(pauseMutex);
+        {
+            const std::lock_guard lock(clockMutex);
+            paused = false;
+            pauseTimer->cancel();
+        }
+        setSinksPaused(true);
+    }
     flushSinks();
     if (thread.joinable()) thread.join();
     clearFrameQueue();

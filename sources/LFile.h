@@ -150,7 +150,7 @@ private:
     };
 
     void decodeLoopInternal(bool scrub);
-    bool endTimedPause();
+    void endTimedPause();
     void loopTo(double ms);
     void resumeClock();
     bool playLocked();
@@ -183,6 +183,10 @@ private:
     LFilter* videoFilter = nullptr; ///< not owned
     LFilter* audioFilter = nullptr; ///< not owned
 
+    /// Held from a change of pause until the sinks know of it, by hosts and by the worker that ends
+    /// a timed one: whoever changes it last tells them last. Behind `controlMutex`, before the
+    /// others.
+    std::mutex pauseMutex;
     std::mutex clockMutex;       ///< guards the next three: hosts and worker
     std::int64_t clockStart = 0; ///< steady nanoseconds at which position 0 would have played
     const std::unique_ptr<quol::PauseTimer> pauseTimer;

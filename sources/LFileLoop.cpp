@@ -86,7 +86,7 @@ void LFile::DecodeLoop::step() {
 
 // True while the player is paused; ends a timed pause.
 bool LFile::DecodeLoop::idle() {
-    if (file.endTimedPause()) file.setSinksPaused(false);
+    file.endTimedPause();
     if (!file.paused) return false;
     // Also a jump that was just made, when the pause came before its picture.
     scrub = scrub || file.seekPending || firstSinceSeek;

@@ -1,8 +1,6 @@
 // The operations on host threads; the worker is in LStreamPlayLoop.cpp.
 #include "quolsdk/LStreamPlay.h"
 
-#include <system_error>
-
 #include "core/Clock.h"
 #include "core/MediaInput.h"
 #include "core/ModeTables.h"
@@ -42,18 +40,11 @@ bool LStreamPlay::play() {
     input->interrupt(false);
     sleeper->reset();
     wantedTrack = quol::noTrackWanted;
-    bool wasPaused = false;
-    {
-        const std::lock_guard lock(clockMutex);
-        wasPaused = paused.exchange(false);
-        pauseTimer->cancel();
-        playing = true;
-    }
-    // Nobody else would tell the sinks that the pause they were told of is over.
-    if (wasPaused) setSinksPaused(false);
+    forgetPause();
+    playing = true;
     try {
         thread = std::thread(&LStreamPlay::decodeLoopInternal, this);
-    } catch (const std::system_error&) {
+    } catch (...) { // no thread, or no memory for one
         playing = false;
         return false;
     }
@@ -67,13 +58,13 @@ void LStreamPlay::stop() {
 
 void LStreamPlay::stopLocked() {
     playing = false;
-    connected = false;
     input->interrupt(true);
     sleeper->wake();
-    thread.join();
+    if (thread.joinable()) thread.join();
 }
 
 void LStreamPlay::pause(double delayMs) {
+    const std::lock_guard turn(pauseMutex);
     {
         const std::lock_guard lock(clockMutex);
         const std::int64_t now = quol::steadyNow();
@@ -85,6 +76,7 @@ void LStreamPlay::pause(double delayMs) {
 }
 
 void LStreamPlay::resume() {
+    const std::lock_guard turn(pauseMutex);
     {
         const std::lock_guard lock(clockMutex);
         resumeClock();
@@ -99,12 +91,27 @@ void LStreamPlay::resumeClock() {
     pauseTimer->cancel();
 }
 
-// For the worker: true when a timed pause was over and has been ended.
-bool LStreamPlay::endTimedPause() {
-    const std::lock_guard lock(clockMutex);
-    if (!pauseTimer->isOver(quol::steadyNow())) return false;
-    resumeClock();
-    return true;
+// For the worker.
+void LStreamPlay::endTimedPause() {
+    const std::lock_guard turn(pauseMutex);
+    {
+        const std::lock_guard lock(clockMutex);
+        if (!pauseTimer->isOver(quol::steadyNow())) return;
+        resumeClock();
+    }
+    setSinksPaused(false);
+}
+
+// A pause does not outlast its run: nobody else would tell the sinks that it is over.
+void LStreamPlay::forgetPause() {
+    const std::lock_guard turn(pauseMutex);
+    {
+        const std::lock_guard lock(clockMutex);
+        pauseTimer->cancel();
+    }
+    if (!paused) return;
+    setSinksPaused(false);
+    paused = false;
 }
 
 void LStreamPlay::ready() {

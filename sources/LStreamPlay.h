@@ -102,7 +102,8 @@ public:
     std::string getTimeCode() override;   ///< "00:00:00:00": a live stream has none
     void statusGet(int& status) override; ///< 1 between play and stop, connected or not; else 0
     double getFPS() override;             ///< the format's rate, else the stream's, else 25.0
-    /// Pixels of the stream's pictures, as they were when it was opened: 0 before the first time.
+    /// Pixels of the stream's pictures, as they were when it was opened, or else of the first one:
+    /// 0 before.
     int getWidth() override;
     int getHeight() override; ///< @copydoc getWidth
 
@@ -112,7 +113,8 @@ private:
     void decodeLoopInternal();
     void stopLocked();
     void resumeClock();
-    bool endTimedPause();
+    void endTimedPause();
+    void forgetPause();
 
     /// Serialises play, stop and streamUrlSet; taken before every other mutex.
     std::mutex controlMutex;
@@ -130,6 +132,10 @@ private:
     int sourceWidth = 0;
     int sourceHeight = 0;
 
+    /// Held from a change of pause until the sinks know of it, by hosts and by the worker that ends
+    /// a timed one: whoever changes it last tells them last. Behind `controlMutex`, before the
+    /// others.
+    std::mutex pauseMutex;
     std::mutex clockMutex; ///< guards the next two: hosts and worker
     const std::unique_ptr<quol::StreamPacing> pacing;
     const std::unique_ptr<quol::PauseTimer> pauseTimer;
@@ -137,7 +143,7 @@ private:
     // Flags and numbers: hosts write, the worker reads, and the other way round where it says so.
     std::atomic<bool> playing{false};
     std::atomic<bool> paused{false};    ///< cleared by the worker too: a timed pause ends
-    std::atomic<bool> connected{false}; ///< written by the worker too
+    std::atomic<bool> connected{false}; ///< written by the worker alone, which clears it at its end
     /// The stream asked for; `noTrackWanted` for none. Taken by the worker.
     std::atomic<std::int64_t> wantedTrack;
     std::atomic<bool> audioEnabled{true};

@@ -28,6 +28,20 @@ void askForLive(Dictionary& options) {
     options.set("fpsprobesize", "5");
 }
 
+double liveRate(const AVStream& stream) {
+    constexpr double highest = 1000.0;
+    for (const AVRational rate : {stream.avg_frame_rate, stream.r_frame_rate}) {
+        const double fps = rationalOrZero(rate);
+        if (fps > 0.0 && fps <= highest) return fps;
+    }
+    return 0.0;
+}
+
+bool isMoving(const AVStream& stream) {
+    return stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
+           (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0;
+}
+
 } // namespace quol
 
 void LStreamPlay::decodeLoopInternal() {
@@ -48,7 +62,6 @@ void LStreamPlay::DecodeLoop::run() {
 // One attempt. Behind one that fails it waits before the next.
 void LStreamPlay::DecodeLoop::connect() {
     if (!packet || !decoded || !openStream()) {
-        player.connected = false;
         closeStream();
         player.sleeper->sleepFor(retrySleep);
         return;
@@ -69,13 +82,18 @@ bool LStreamPlay::DecodeLoop::openStream() {
     // This container does not say what is in it, and FFmpeg would wait five seconds for sound where
     // there is none. What sets in later is taken up then.
     constexpr std::int64_t shortLook = 300'000; // microseconds
-    if (std::string_view(input->iformat->name) == "flv") input->max_analyze_duration = shortLook;
+    const std::string_view container = input->iformat->name;
+    if (container == "flv" || container == "live_flv") input->max_analyze_duration = shortLook;
     if (!input.findStreamInfo()) return fail("avformat_find_stream_info");
     met.clear();
     trackChosen = false;
-    openVideo(input.bestStream(AVMEDIA_TYPE_VIDEO));
+    openVideo(bestPicture());
     openTrack(input.bestStream(AVMEDIA_TYPE_AUDIO, videoStream));
     readOnlyWanted();
+    if (!video && !audio && player.playing) {
+        quol::logOut("[LStreamPlay] openStream: nothing that can be decoded at URL %s",
+                     player.url.c_str());
+    }
     return video || audio;
 }
 
@@ -87,6 +105,16 @@ bool LStreamPlay::DecodeLoop::fail(const char* what) {
     return false;
 }
 
+// Index of the best stream of moving pictures, -1 for none.
+int LStreamPlay::DecodeLoop::bestPicture() const {
+    const int best = input.bestStream(AVMEDIA_TYPE_VIDEO);
+    if (best < 0 || quol::isMoving(*input.stream(best))) return best;
+    for (int other = 0; input.stream(other) != nullptr; ++other) {
+        if (quol::isMoving(*input.stream(other))) return other;
+    }
+    return -1;
+}
+
 void LStreamPlay::DecodeLoop::openVideo(int index) {
     const AVStream* stream = input.stream(index);
     if (stream == nullptr) return;
@@ -94,17 +122,21 @@ void LStreamPlay::DecodeLoop::openVideo(int index) {
     if (!video) return;
     videoStream = index;
     videoTimeBase = stream->time_base;
-    double fps = quol::rationalOrZero(stream->avg_frame_rate);
-    if (!(fps > 0.0)) fps = quol::rationalOrZero(stream->r_frame_rate);
+    const double fps = quol::liveRate(*stream);
     const std::lock_guard lock(player.settingsMutex);
     player.sourceFps = fps;
-    player.sourceWidth = video->width;
-    player.sourceHeight = video->height;
-    if (player.videoFormat.mode < quol::firstTableMode) {
-        player.videoFormat.width = video->width;
-        player.videoFormat.height = video->height;
+    if (player.videoFormat.mode < quol::firstTableMode)
         player.videoFormat.fps = quol::fpsOrDefault(fps);
-    }
+    takeSize(video->width, video->height);
+}
+
+// Under `settingsMutex`.
+void LStreamPlay::DecodeLoop::takeSize(int width, int height) {
+    player.sourceWidth = width;
+    player.sourceHeight = height;
+    if (player.videoFormat.mode >= quol::firstTableMode) return;
+    player.videoFormat.width = width;
+    player.videoFormat.height = height;
 }
 
 // Takes the sound of a stream; none for an index that is none or not of sound.
@@ -119,14 +151,12 @@ void LStreamPlay::DecodeLoop::openTrack(int index) {
     }
 }
 
-// Where there is no picture, or no sound and none was asked for, it may still come.
+// Where there is no picture or no sound it may still come. Sound that a host wants none of is read
+// too: were the pictures to end, nothing would come that a switch back could follow.
 void LStreamPlay::DecodeLoop::readOnlyWanted() {
     AVMediaType stillOpen = AVMEDIA_TYPE_UNKNOWN;
-    if (!video) {
-        stillOpen = AVMEDIA_TYPE_VIDEO;
-    } else if (!audio && !trackChosen) {
-        stillOpen = AVMEDIA_TYPE_AUDIO;
-    }
+    if (audio && !video) stillOpen = AVMEDIA_TYPE_VIDEO;
+    if (video && !audio) stillOpen = AVMEDIA_TYPE_AUDIO;
     input.readOnly(videoStream, audioStream, stillOpen);
 }
 
@@ -141,10 +171,11 @@ void LStreamPlay::DecodeLoop::switchTrack() {
 // A stream that sent nothing yet when the address was opened takes the place that is still free.
 void LStreamPlay::DecodeLoop::meetStream(int index) {
     if (!met.insert(index).second) return;
-    const AVMediaType type = input.stream(index)->codecpar->codec_type;
-    if (type == AVMEDIA_TYPE_VIDEO && !video) {
+    const AVStream& stream = *input.stream(index);
+    const bool sound = stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
+    if (quol::isMoving(stream) && !video) {
         openVideo(index);
-    } else if (type == AVMEDIA_TYPE_AUDIO && !audio && !trackChosen) {
+    } else if (sound && !audio && !trackChosen) {
         openTrack(index);
     } else {
         return;
@@ -160,17 +191,19 @@ void LStreamPlay::DecodeLoop::closeStream() {
     pictures.clear();
     videoStream = -1;
     audioStream = -1;
+    player.connected = false;
 }
 
 void LStreamPlay::DecodeLoop::step() {
     if (!goOn()) return;
+    switchTrack();
     if (!input.readPacket(*packet)) {
         player.connected = false;
         player.sleeper->sleepFor(lostSleep);
         closeStream();
         return;
     }
-    switchTrack();
+    switchTrack(); // asked for while it waited
     meetStream(packet->stream_index);
     if (goOn()) handle(*packet);
     av_packet_unref(packet.get());
@@ -178,7 +211,7 @@ void LStreamPlay::DecodeLoop::step() {
 
 // True while the player is paused; ends a timed pause.
 bool LStreamPlay::DecodeLoop::idle() {
-    if (player.endTimedPause()) player.setSinksPaused(false);
+    player.endTimedPause();
     if (!player.paused) return false;
     player.sleeper->sleepFor(idleSleep);
     return true;
@@ -201,13 +234,26 @@ void LStreamPlay::DecodeLoop::handle(const AVPacket& arrived) {
 }
 
 void LStreamPlay::DecodeLoop::videoPacket(const AVPacket& arrived) {
-    int sent = avcodec_send_packet(video.get(), &arrived);
-    if (sent == AVERROR(EAGAIN)) {
-        // Its outlet is full: empty it, then the packet goes in.
-        receiveVideo();
-        sent = avcodec_send_packet(video.get(), &arrived);
+    const bool sizeUnknown = video->width < 1;
+    int sent = sendVideo(arrived);
+    // Pictures that set in late tell their size in their first packet, behind the choice of
+    // threads. Nothing has come out yet: a decoder that knows it takes over, with the same packet.
+    if (sizeUnknown && video->width > 0) {
+        AVCodecParameters& known = *input.stream(videoStream)->codecpar;
+        known.width = video->width;
+        known.height = video->height;
+        openVideo(videoStream);
+        sent = video ? sendVideo(arrived) : AVERROR_DECODER_NOT_FOUND;
     }
     if (sent >= 0) receiveVideo();
+}
+
+int LStreamPlay::DecodeLoop::sendVideo(const AVPacket& arrived) {
+    const int sent = avcodec_send_packet(video.get(), &arrived);
+    if (sent != AVERROR(EAGAIN)) return sent;
+    // Its outlet is full: empty it, then the packet goes in.
+    receiveVideo();
+    return avcodec_send_packet(video.get(), &arrived);
 }
 
 void LStreamPlay::DecodeLoop::receiveVideo() {
@@ -235,6 +281,7 @@ void LStreamPlay::DecodeLoop::deliver(AVFrame& picture) {
     videoFormatProps wanted;
     {
         const std::lock_guard lock(player.settingsMutex);
+        if (player.sourceWidth < 1) takeSize(picture.width, picture.height);
         wanted = player.videoFormat;
     }
     player.distributeVideoFrame(pictures.get(picture, wanted, player.scalerFlags));

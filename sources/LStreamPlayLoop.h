@@ -22,6 +22,13 @@ inline constexpr std::int64_t noTrackWanted = std::numeric_limits<std::int64_t>:
 // Options to open a live stream with.
 void askForLive(Dictionary& options);
 
+// Pictures a second of a stream: its average, else its base rate; 0.0 when neither is one. What
+// FFmpeg takes from the ticks of time stamps for want of better, 90000 say, is none.
+double liveRate(const AVStream& stream);
+
+// A stream of moving pictures: the cover of a programme of sound is none.
+bool isMoving(const AVStream& stream);
+
 } // namespace quol
 
 // Lives on the worker's thread for one run of it.
@@ -39,7 +46,9 @@ private:
     void connect();
     bool openStream();
     bool fail(const char* what);
+    int bestPicture() const;
     void openVideo(int index);
+    void takeSize(int width, int height);
     void openTrack(int index);
     void readOnlyWanted();
     void switchTrack();
@@ -51,6 +60,7 @@ private:
     void handle(const AVPacket& arrived);
 
     void videoPacket(const AVPacket& arrived);
+    int sendVideo(const AVPacket& arrived);
     void receiveVideo();
     void deliver(AVFrame& picture);
     void audioPacket(const AVPacket& arrived);

@@ -168,6 +168,25 @@ TEST(MediaInput, ReadsOnlyTheStreamsAskedFor) {
     MediaInput().readOnly(0, 1);
 }
 
+TEST(MediaInput, WhereNothingIsWantedEverythingIsRead) {
+    MediaInput input;
+    ASSERT_TRUE(input.open(mediaPath("h264_aac.mp4")) && input.findStreamInfo());
+    const auto discarded = [&] {
+        int count = 0;
+        for (int i = 0; input.stream(i) != nullptr; ++i)
+            count += input.stream(i)->discard == AVDISCARD_ALL ? 1 : 0;
+        return count;
+    };
+    input.readOnly(0, -1);
+    EXPECT_GE(discarded(), 1);
+    input.readOnly(-1, -1);
+    EXPECT_EQ(discarded(), 0);
+    input.readOnly(-1, -1, AVMEDIA_TYPE_VIDEO);
+    EXPECT_GE(discarded(), 1);
+    input.readOnly(-1, -1, AVMEDIA_TYPE_SUBTITLE);
+    EXPECT_EQ(discarded(), 0);
+}
+
 TEST(MediaInput, NoPictureWaitsInADecoderForWhatIsLive) {
     MediaInput input;
     ASSERT_TRUE(input.open(mediaPath("tenbit.mp4")) && input.findStreamInfo());

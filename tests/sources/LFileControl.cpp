@@ -469,6 +469,41 @@ TEST(LFileState, ATimedPauseEndsByItself) {
     EXPECT_THAT(player.sink.events(), ElementsAre("running", "flush", "paused", "running"));
 }
 
+// The worker ends a timed pause while the host that began it still waits for the sinks.
+TEST(LFileState, TheEndOfATimedPauseIsToldBehindItsBeginning) {
+    FilePlayer player("h264_aac.mp4");
+    player.file.setProps("loop", "true");
+    test::SlowSink slow;
+    player.file.addSink(&slow);
+    player.file.play();
+    ASSERT_TRUE(slow.waitForPictures(1));
+    for (int i = 0; i < 20 && !HasFailure(); ++i) {
+        player.file.pause(5.0);
+        EXPECT_TRUE(waitUntil([&] { return test::pauseToldLast(slow) == "running"; })) << i;
+    }
+    player.file.stop();
+    player.file.removeSink(&slow);
+}
+
+TEST(LFileState, TwoHostsWhoPauseAndResumeAtOnceLeaveTheSinksToldOfWhatIs) {
+    FilePlayer player("h264_aac.mp4");
+    player.file.setProps("loop", "true");
+    test::SlowSink slow;
+    player.file.addSink(&slow);
+    player.file.play();
+    ASSERT_TRUE(slow.waitForPictures(1));
+    for (int i = 0; i < 30 && !HasFailure(); ++i) {
+        const std::size_t before = slow.pictureCount();
+        std::thread other([&] { player.file.pause(); });
+        player.file.resume();
+        other.join();
+        if (test::pauseToldLast(slow) == "paused") player.file.resume();
+        EXPECT_TRUE(slow.waitForPictures(before + 3)) << i;
+    }
+    player.file.stop();
+    player.file.removeSink(&slow);
+}
+
 TEST(LFileState, APauseOfNoLengthDoesNotEnd) {
     for (const double delay : {0.0, -100.0, std::nan("")}) {
         FilePlayer player("h264_aac.mp4");

@@ -7,9 +7,12 @@
 #include <memory>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include "core/MediaInput.h"
+#include "sources/LStreamPlayLoop.h"
 #include "support/CapturedStream.h"
+#include "support/FailingMemory.h"
 #include "support/FilePlayer.h"
 #include "support/NoThreads.h"
 #include "support/Program.h"
@@ -18,6 +21,7 @@
 namespace {
 
 using test::customVideo;
+using test::made;
 using test::mediaPath;
 using test::nativeVideo;
 using test::OpenStream;
@@ -38,15 +42,6 @@ std::string whatOf(LStreamPlay& stream, const std::string& key, const std::strin
         return std::string("range ") + error.what();
     }
     return "nothing";
-}
-
-// Makes a clip with ffmpeg; its path, or what went wrong.
-std::string made(const std::string& name, std::vector<std::string> arguments) {
-    const std::string path = temporaryPath(name);
-    arguments.insert(arguments.begin(), {"ffmpeg", "-v", "error", "-y"});
-    arguments.push_back(path);
-    const std::string output = test::outputOf(arguments);
-    return output.empty() ? path : output;
 }
 
 void waitForTheEndOfSound(const test::CollectingSink& sink) {
@@ -164,6 +159,42 @@ TEST(LStreamPlay, WithoutAThreadItDoesNotPlay) {
     EXPECT_TRUE(player.sink.waitForPictures(1));
 }
 
+TEST(LStreamPlay, WithoutMemoryForAThreadItDoesNotPlay) {
+    StreamPlayer player(mediaPath("h264_aac.mp4"));
+    test::failAfter = 0;
+    EXPECT_FALSE(player.stream.play());
+    EXPECT_EQ(test::failAfter, -1);
+    EXPECT_EQ(player.status(), 0);
+    EXPECT_TRUE(player.stream.play());
+    EXPECT_TRUE(player.sink.waitForPictures(1));
+}
+
+TEST(LStreamPlay, ASinkThatThrowsDoesNotLeaveItPlayingWithoutAThread) {
+    // Throws once, when it is told that a pause is over.
+    class Thrower : public test::CollectingSink {
+    public:
+        void setPaused(bool paused) override {
+            test::CollectingSink::setPaused(paused);
+            if (!paused && !std::exchange(thrown, true)) throw std::runtime_error("not now");
+        }
+
+    private:
+        bool thrown = false;
+    } thrower;
+    OpenStream stream;
+    stream.streamUrlSet(mediaPath("h264_aac.mp4"));
+    stream.addSink(&thrower);
+    stream.pause();
+    EXPECT_THROW(stream.play(), std::runtime_error);
+    EXPECT_EQ(test::statusOf(stream), 0);
+    stream.stop();
+    EXPECT_TRUE(stream.play());
+    EXPECT_TRUE(thrower.waitForPictures(1));
+    EXPECT_THAT(thrower.events(), ElementsAre("paused", "running", "running", "flush"));
+    stream.stop();
+    stream.removeSink(&thrower);
+}
+
 TEST(LStreamPlay, SinksAreFlushedWithEachConnection) {
     StreamPlayer player(mediaPath("silent.mp4")); // one second
     player.stream.play();
@@ -256,6 +287,39 @@ TEST(LStreamPlay, ATimedPauseEndsByItself) {
     EXPECT_TRUE(player.sink.waitForPictures(before + 5));
     EXPECT_GE(watch.seconds(), 0.7);
     EXPECT_THAT(player.sink.events(), ElementsAre("flush", "paused", "running"));
+}
+
+// The worker ends a timed pause while the host that began it still waits for the sinks.
+TEST(LStreamPlay, TheEndOfATimedPauseIsToldBehindItsBeginning) {
+    StreamPlayer player(mediaPath("h264_aac.mp4"));
+    test::SlowSink slow;
+    player.stream.addSink(&slow);
+    player.stream.play();
+    ASSERT_TRUE(slow.waitForPictures(1));
+    for (int i = 0; i < 20 && !HasFailure(); ++i) {
+        player.stream.pause(5.0);
+        EXPECT_TRUE(waitUntil([&] { return test::pauseToldLast(slow) == "running"; })) << i;
+    }
+    player.stream.stop();
+    player.stream.removeSink(&slow);
+}
+
+TEST(LStreamPlay, TwoHostsWhoPauseAndResumeAtOnceLeaveTheSinksToldOfWhatIs) {
+    StreamPlayer player(mediaPath("h264_aac.mp4"));
+    test::SlowSink slow;
+    player.stream.addSink(&slow);
+    player.stream.play();
+    ASSERT_TRUE(slow.waitForPictures(1));
+    for (int i = 0; i < 30 && !HasFailure(); ++i) {
+        const std::size_t before = slow.pictureCount();
+        std::thread other([&] { player.stream.pause(); });
+        player.stream.resume();
+        other.join();
+        if (test::pauseToldLast(slow) == "paused") player.stream.resume();
+        EXPECT_TRUE(slow.waitForPictures(before + 3)) << i;
+    }
+    player.stream.stop();
+    player.stream.removeSink(&slow);
 }
 
 TEST(LStreamPlay, PlayedAgainItDoesNotStandPaused) {
@@ -510,6 +574,54 @@ TEST(LStreamPlay, AStreamWithoutSoundAndOneWithoutAPicture) {
     EXPECT_EQ(dark.sink.pictureCount(), 0U);
     EXPECT_EQ(dark.stream.getFPS(), 25.0);
     EXPECT_EQ(dark.stream.getWidth(), 0);
+}
+
+TEST(LStreamPlay, TheCoverOfAProgrammeOfSoundIsNoPicture) {
+    const std::string path = made("cover.m4a", {"-f",
+                                                "lavfi",
+                                                "-i",
+                                                "sine=r=48000:d=2",
+                                                "-f",
+                                                "lavfi",
+                                                "-i",
+                                                "color=red:s=64x64:d=1",
+                                                "-map",
+                                                "0",
+                                                "-map",
+                                                "1",
+                                                "-c:a",
+                                                "aac",
+                                                "-c:v",
+                                                "mjpeg",
+                                                "-frames:v",
+                                                "1",
+                                                "-disposition:v:0",
+                                                "attached_pic"});
+    quol::MediaInput input;
+    ASSERT_TRUE(input.open(path) && input.findStreamInfo()) << path;
+    ASSERT_GE(input.bestStream(AVMEDIA_TYPE_VIDEO), 0);
+    StreamPlayer player(path);
+    player.stream.play();
+    ASSERT_TRUE(player.sink.waitForSounds(50));
+    EXPECT_EQ(player.sink.pictureCount(), 0U);
+    EXPECT_EQ(player.stream.getFPS(), 25.0);
+    EXPECT_EQ(player.stream.getWidth(), 0);
+}
+
+TEST(LStreamPlay, TheTicksOfTimeStampsAreNoRate) {
+    const std::unique_ptr<AVFormatContext, void (*)(AVFormatContext*)> context(
+        avformat_alloc_context(), avformat_free_context);
+    AVStream* stream = avformat_new_stream(context.get(), nullptr);
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(quol::liveRate(*stream), 0.0);
+    stream->r_frame_rate = {90000, 1};
+    EXPECT_EQ(quol::liveRate(*stream), 0.0);
+    stream->r_frame_rate = {1000, 1};
+    EXPECT_EQ(quol::liveRate(*stream), 1000.0);
+    stream->avg_frame_rate = {90000, 1};
+    EXPECT_EQ(quol::liveRate(*stream), 1000.0);
+    stream->avg_frame_rate = {50, 1};
+    EXPECT_EQ(quol::liveRate(*stream), 50.0);
 }
 
 // ----------------------------------------------------------------------------------- tracks

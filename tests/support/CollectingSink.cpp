@@ -150,6 +150,19 @@ bool CollectingSink::waitForSounds(std::size_t count, std::chrono::milliseconds 
     return changed_.wait_for(lock, limit, [&] { return sounds_.size() >= count; });
 }
 
+void SlowSink::pushVideoFrame(AVFrame* frame) {
+    CollectingSink::pushVideoFrame(frame);
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+}
+
+std::string pauseToldLast(const CollectingSink& sink) {
+    std::string latest;
+    for (const std::string& event : sink.events()) {
+        if (event != "flush") latest = event;
+    }
+    return latest;
+}
+
 bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
     const auto end = std::chrono::steady_clock::now() + limit;
     while (!condition()) {

@@ -81,6 +81,15 @@ private:
     std::vector<quol::FramePtr> keptSounds_;
 };
 
+// One whose pictures take 30 ms each: those who want the list of sinks meanwhile wait for it.
+class SlowSink : public CollectingSink {
+public:
+    void pushVideoFrame(AVFrame* frame) override;
+};
+
+// What a sink was told last of a pause, "paused" or "running"; empty for nothing.
+std::string pauseToldLast(const CollectingSink& sink);
+
 // Polls until `condition` holds; false when the limit has passed.
 bool waitUntil(const std::function<bool()>& condition,
                std::chrono::milliseconds limit = std::chrono::seconds(20));

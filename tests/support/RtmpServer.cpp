@@ -16,6 +16,29 @@ namespace {
 
 const std::string prefix = QUOLSDK_TEST_RTMP_SERVER;
 
+// As nginx reads a path with blanks in it.
+std::string quoted(const std::string& path) {
+    return '"' + path + '"';
+}
+
+std::string loadModule() {
+    return "load_module " + quoted(prefix + "/ngx_rtmp_module.so") + ";\n";
+}
+
+// What keeps the server from running here, empty for nothing. `-t` reads a configuration and
+// touches no port.
+std::string obstacle() {
+    const std::string none = "no RTMP server to test with: scripts/rtmp-server.sh gets one";
+    if (access((prefix + "/nginx").c_str(), X_OK) != 0) return none;
+    const std::string folder = temporaryPath("rtmp-server-look");
+    std::filesystem::create_directories(folder);
+    std::ofstream(folder + "/nginx.conf")
+        << loadModule() << "pid " << quoted(folder + "/pid") << ";\nevents {}\nrtmp {}\n";
+    const std::string said = outputOf({prefix + "/nginx", "-t", "-q", "-p", folder, "-e",
+                                       folder + "/error.log", "-c", folder + "/nginx.conf"});
+    return said.empty() ? said : none + "; the one there does not run: " + said;
+}
+
 std::string textOf(const std::string& path) {
     std::ifstream file(path);
     std::ostringstream text;
@@ -25,8 +48,12 @@ std::string textOf(const std::string& path) {
 
 } // namespace
 
+const char* RtmpServer::unavailable = "";
+
 bool RtmpServer::available() {
-    return access((prefix + "/nginx").c_str(), X_OK) == 0;
+    static const std::string why = obstacle();
+    unavailable = why.c_str();
+    return why.empty();
 }
 
 RtmpServer::RtmpServer() {
@@ -42,14 +69,13 @@ RtmpServer::RtmpServer() {
 
 bool RtmpServer::start() {
     const std::string configuration = folder_ + "/nginx.conf";
-    std::ofstream(configuration) << "load_module " << prefix << "/ngx_rtmp_module.so;\n"
-                                 << "daemon off;\n"
+    std::ofstream(configuration) << loadModule() << "daemon off;\n"
                                  << "master_process off;\n"
-                                 << "pid " << folder_ << "/pid;\n"
-                                 << "error_log " << folder_ << "/error.log info;\n"
+                                 << "pid " << quoted(folder_ + "/pid") << ";\n"
+                                 << "error_log " << quoted(folder_ + "/error.log") << " info;\n"
                                  << "events {}\n"
                                  << "rtmp {\n"
-                                 << "    access_log " << folder_ << "/access.log;\n"
+                                 << "    access_log " << quoted(folder_ + "/access.log") << ";\n"
                                  << "    server {\n"
                                  << "        listen 127.0.0.1:" << port_ << ";\n"
                                  << "        application live {\n"

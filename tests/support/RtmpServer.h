@@ -17,9 +17,10 @@ namespace test {
 //     ASSERT_TRUE(server.running()) << server.log();
 class RtmpServer {
 public:
+    // Whether there is one that loads its module; tried once.
     static bool available();
-    static constexpr const char* unavailable =
-        "no RTMP server to test with: scripts/rtmp-server.sh gets one";
+    // Why there is none, when it was asked.
+    static const char* unavailable;
 
     RtmpServer();
 

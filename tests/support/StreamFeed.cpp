@@ -10,7 +10,25 @@
 #include <fstream>
 #include <sstream>
 
+#include "support/CapturedStream.h"
+#include "support/Program.h"
+
 namespace test {
+
+std::string made(const std::string& name, std::vector<std::string> arguments) {
+    const std::string path = temporaryPath(name);
+    arguments.insert(arguments.begin(), {"ffmpeg", "-v", "error", "-y"});
+    arguments.push_back(path);
+    const std::string output = outputOf(arguments);
+    return output.empty() ? path : output;
+}
+
+std::string contentsOf(const std::string& path) {
+    const std::ifstream file(path, std::ios::binary);
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    return bytes.str();
+}
 
 StreamPlayer::StreamPlayer(const std::string& url, std::size_t keep) : sink(keep) {
     stream.streamUrlSet(url);
@@ -63,9 +81,9 @@ ByteServer::~ByteServer() {
 }
 
 bool ByteServer::accept(std::chrono::milliseconds limit) {
-    dropGuest();
     pollfd wanted{socket_, POLLIN, 0};
     if (poll(&wanted, 1, static_cast<int>(limit.count())) <= 0) return false;
+    dropGuest();
     guest_ = ::accept4(socket_, nullptr, nullptr, SOCK_CLOEXEC);
     return guest_ >= 0;
 }
@@ -85,10 +103,8 @@ bool ByteServer::send(const std::string& bytes) {
 }
 
 bool ByteServer::sendFile(const std::string& path) {
-    const std::ifstream file(path, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << file.rdbuf();
-    return file && send(bytes.str());
+    const std::string bytes = contentsOf(path);
+    return !bytes.empty() && send(bytes);
 }
 
 void ByteServer::dropGuest() {

@@ -3,11 +3,17 @@
 
 #include <chrono>
 #include <string>
+#include <vector>
 
 #include "quolsdk/LStreamPlay.h"
 #include "support/CollectingSink.h"
 
 namespace test {
+
+// Makes a clip with ffmpeg in a temporary folder; its path, or what went wrong.
+std::string made(const std::string& name, std::vector<std::string> arguments);
+
+std::string contentsOf(const std::string& path);
 
 // A player that shows what it keeps from its hosts.
 class OpenStream : public LStreamPlay {
@@ -44,7 +50,8 @@ public:
     int port() const { return port_; }
     std::string url() const { return "tcp://127.0.0.1:" + std::to_string(port_); }
 
-    // Waits for the next guest, in place of the one before; false when the limit has passed.
+    // Waits for the next guest, who then takes the place of the one before; false when the limit
+    // has passed.
     bool accept(std::chrono::milliseconds limit = std::chrono::seconds(20));
     // Sends it the whole of a file; false when the guest has gone or does not read.
     bool sendFile(const std::string& path);
