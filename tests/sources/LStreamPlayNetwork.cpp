@@ -197,10 +197,26 @@ TEST(LStreamPlayNetwork, SaysThatNothingCanBeDecodedAndTriesAgain) {
 
 TEST(LStreamPlayNetwork, SoundThatSetsInBehindTheLookIsHeard) {
     // Announced from the start. Pictures so far apart are not waited for.
-    const std::string path =
-        made("late_sound.ts", {"-f", "lavfi", "-i", "testsrc2=s=64x48:r=2/5:d=40", "-itsoffset",
-                               "20", "-f", "lavfi", "-i", "sine=r=48000:d=3", "-c:v", "mpeg2video",
-                               "-c:a", "aac", "-max_interleave_delta", "0"});
+    const std::string path = made("late_sound.ts", {"-f",
+                                                    "lavfi",
+                                                    "-i",
+                                                    "testsrc2=s=64x48:r=2/5:d=40",
+                                                    "-itsoffset",
+                                                    "20",
+                                                    "-f",
+                                                    "lavfi",
+                                                    "-i",
+                                                    "sine=r=48000:d=3",
+                                                    "-c:v",
+                                                    "libx264",
+                                                    "-preset",
+                                                    "ultrafast",
+                                                    "-tune",
+                                                    "zerolatency",
+                                                    "-c:a",
+                                                    "aac",
+                                                    "-max_interleave_delta",
+                                                    "0"});
     ByteServer server;
     StreamPlayer player(server.url());
     player.stream.play();

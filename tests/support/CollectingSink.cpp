@@ -155,6 +155,28 @@ void SlowSink::pushVideoFrame(AVFrame* frame) {
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
 }
 
+void GateSink::pushAudioFrame(AVFrame* frame) {
+    CollectingSink::pushAudioFrame(frame);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+}
+
+void GateSink::setPaused(bool paused) {
+    CollectingSink::setPaused(paused);
+    std::unique_lock lock(mutex_);
+    opened_.wait(lock, [this] { return !closed_; });
+}
+
+void GateSink::close() {
+    const std::lock_guard lock(mutex_);
+    closed_ = true;
+}
+
+void GateSink::open() {
+    const std::lock_guard lock(mutex_);
+    closed_ = false;
+    opened_.notify_all();
+}
+
 std::string pauseToldLast(const CollectingSink& sink) {
     std::string latest;
     for (const std::string& event : sink.events()) {

@@ -87,6 +87,21 @@ public:
     void pushVideoFrame(AVFrame* frame) override;
 };
 
+// One that does not come back from a change of pause before its gate is open, as it is at first.
+// Its sound takes 20 ms a block: sound alone is not over at once.
+class GateSink : public CollectingSink {
+public:
+    void pushAudioFrame(AVFrame* frame) override;
+    void setPaused(bool paused) override;
+    void close();
+    void open();
+
+private:
+    std::mutex mutex_;
+    std::condition_variable opened_;
+    bool closed_ = false;
+};
+
 // What a sink was told last of a pause, "paused" or "running"; empty for nothing.
 std::string pauseToldLast(const CollectingSink& sink);
 

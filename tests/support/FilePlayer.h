@@ -20,6 +20,7 @@ public:
     ~OpenFile() override { stop(); }
     std::size_t queued() { return queuedFrames(); }
     float peakLeft() const { return audioPeakLeft; }
+    void forgetPeak() { audioPeakLeft = 0.0F; }
     float peakRight() const { return audioPeakRight; }
 };
 

@@ -21,6 +21,8 @@ public:
     // A class that derives from one with a worker ends it before it goes itself.
     ~OpenStream() override { stop(); }
     std::size_t queued() { return queuedFrames(); }
+    float peakLeft() const { return audioPeakLeft; }
+    void forgetPeak() { audioPeakLeft = 0.0F; }
 };
 
 // A player with one sink on it, taken apart in the order that the two need.
