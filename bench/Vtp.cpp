@@ -134,8 +134,42 @@ void stream(int coding, const char* label, int seconds, const std::string& poll)
     std::fflush(stdout);
 }
 
+// The worst that can come.
+void measureNoise() {
+    constexpr int count = 50;
+    quol::vtp::PictureEncoder encoder(quol::vtp::CodingBudget::bytesAt(rate));
+    quol::vtp::BlockPool pool;
+    std::vector<std::uint8_t> noise(pictureBytes);
+    unsigned random = 1;
+    for (std::uint8_t& byte : noise) {
+        random = random * 1664525u + 1013904223u;
+        byte = static_cast<std::uint8_t>(random >> 24);
+    }
+    double first = 0.0;
+    double time = 0.0;
+    double cpu = 0.0;
+    double bytes = 0.0;
+    int left = 0;
+    for (int i = 0; i < count; ++i) {
+        bench::Meter meter;
+        meter.start();
+        const auto coded = encoder.encode(noise.data(), width, height, 2, 0, pool);
+        meter.stop();
+        (i == 0 ? first : time) += meter.wall();
+        cpu += meter.cpu();
+        bytes += coded ? static_cast<double>(coded->size()) : 0.0;
+        left += coded ? 0 : 1;
+    }
+    std::printf(
+        "colour noise: %.1f ms to code the first, %.1f the others (%.1f of CPU), %.0f Mbit/s, %d "
+        "of "
+        "%d left out\n",
+        1e3 * first, 1e3 * time / (count - 1), 1e3 * cpu / count, bytes / count * 8 * rate / 1e6,
+        left, count);
+}
+
 void measureCoder() {
-    quol::vtp::PictureEncoder encoder;
+    quol::vtp::PictureEncoder encoder(quol::vtp::CodingBudget::bytesAt(rate));
     quol::vtp::PictureDecoder decoder;
     quol::vtp::BlockPool pool;
     for (const int quality : {0, 1, 2}) {
@@ -188,5 +222,6 @@ int main(int argc, char** argv) {
     stream(vtp_coding_automatic, "plain", seconds, poll);
     stream(vtp_coding_intra, "intra coded", seconds, poll);
     measureCoder();
+    measureNoise();
     return 0;
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 #include <cstring>
+#include <new>
 #include <string_view>
 #include <system_error>
 
@@ -19,6 +20,16 @@ namespace quol {
 namespace {
 
 constexpr std::int64_t pause = 5 * nanosPerMilli;
+
+// On the threads of a run. Where memory is short, what was being done is lost, and nothing else.
+template <typename Work>
+void unlessMemoryIsShort(Work work) {
+    try {
+        work();
+    } catch (const std::bad_alloc&) {
+        // A picture, a block of sound or a connection less.
+    }
+}
 
 // A text in a field that need not end with a zero.
 template <std::size_t size>
@@ -113,13 +124,15 @@ void LiveVtp::vtpLoop() {
         hub_.state.running = false;
         return;
     }
-    vtp_receiver_set_network(receiver_, listener_->network());
-    if (hub_.state.running) connect();
+    unlessMemoryIsShort([this] {
+        vtp_receiver_set_network(receiver_, listener_->network());
+        if (hub_.state.running) connect();
+    });
     std::thread sound = startAudio();
     while (hub_.state.running && vtp_receiver_is_connected(receiver_)) {
         vtp_video_frame record{};
         if (vtp_receiver_receive_frame(receiver_, &record)) {
-            takeVideo(record);
+            unlessMemoryIsShort([&] { takeVideo(record); });
         } else {
             hub_.state.sleeper.sleepFor(pause);
         }
@@ -137,6 +150,8 @@ std::thread LiveVtp::startAudio() {
         return std::thread(&LiveVtp::audioLoop, this);
     } catch (const std::system_error&) {
         return {};
+    } catch (const std::bad_alloc&) {
+        return {};
     }
 }
 
@@ -151,12 +166,13 @@ void LiveVtp::connect() {
         logOut("LLive: Selected VTP source index out of bounds.");
         return;
     }
+    const std::string host(fieldText(chosen->host));
     {
         const std::lock_guard lock(receiverMutex_);
         if (cancelled_) return;
         connecting_ = true;
     }
-    const std::string host(fieldText(chosen->host));
+    // Nothing may leave from here but by the end: who stops waits for it.
     vtp_receiver_connect(receiver_, host.c_str(), chosen->port);
     const std::lock_guard lock(receiverMutex_);
     connecting_ = false;
@@ -196,7 +212,7 @@ void LiveVtp::audioLoop() {
     while (hub_.state.running && vtp_receiver_is_connected(receiver_)) {
         vtp_audio_frame record{};
         if (vtp_receiver_receive_audio(receiver_, &record)) {
-            takeAudio(record);
+            unlessMemoryIsShort([&] { takeAudio(record); });
         } else {
             hub_.state.sleeper.sleepFor(pause);
         }

@@ -36,7 +36,7 @@ void CodingThread::stop() {
 }
 
 void CodingThread::run() {
-    PictureEncoder encoder;
+    PictureEncoder encoder(CodingBudget::bytesAt(pictureRate_));
     while (true) {
         Work work;
         {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -20,7 +21,9 @@ public:
     // `deliver` is called on the thread, with the header of a coded picture and its payload.
     using Deliver = std::function<void(const MessageHeader&, BlockPtr)>;
 
-    explicit CodingThread(Deliver deliver) : deliver_(std::move(deliver)) {}
+    // For so many pictures a second as the receivers were told, 0 where that is not known.
+    CodingThread(std::uint32_t pictureRate, Deliver deliver)
+        : pictureRate_(pictureRate), deliver_(std::move(deliver)) {}
     CodingThread(const CodingThread&) = delete;
     CodingThread& operator=(const CodingThread&) = delete;
     ~CodingThread() { stop(); }
@@ -41,6 +44,7 @@ private:
     void run();
     void code(PictureEncoder& encoder, const Work& work);
 
+    const std::uint32_t pictureRate_;
     const Deliver deliver_;
     BlockPool pool_;
     std::mutex mutex_; // guards all below

@@ -67,7 +67,7 @@ bool Connection::takeHello(const MessageHeader& header) {
     challenge.type = MessageType::challenge;
     challenge.flags = secret_.empty() ? 0 : flagSecret;
     challenge.digest = senderNonce_;
-    say(challenge);
+    if (!say(challenge)) return false;
     state_ = State::proof;
     return true;
 }
@@ -87,14 +87,16 @@ bool Connection::takeProof(const MessageHeader& header) {
     const BlockPtr name = pool_.get(stream_.name.size());
     if (!name) return false;
     std::memcpy(name->data(), stream_.name.data(), stream_.name.size());
-    say(welcome, name);
+    if (!say(welcome, name)) return false;
     state_ = State::receiver;
     return true;
 }
 
-void Connection::say(const MessageHeader& header, SharedBlock payload) {
-    if (MessagePtr message = makeMessage(header, std::move(payload)))
-        own_.push_back(std::move(message));
+bool Connection::say(const MessageHeader& header, SharedBlock payload) {
+    MessagePtr message = makeMessage(header, std::move(payload));
+    if (!message) return false;
+    own_.push_back(std::move(message));
+    return true;
 }
 
 bool Connection::write(const std::function<MessagePtr()>& next, Clock::time_point now) {
@@ -150,6 +152,7 @@ void Connection::finish() {
 bool Connection::keepAlive(Clock::time_point now) {
     if (!isReceiver()) return now - begun_ < times_.handshake;
     if (now - heard_ > times_.silence) return false;
+    // One for which there is no memory is tried again soon.
     if (!isBusy() && now - spoke_ >= times_.heartbeat) say(MessageHeader());
     return true;
 }

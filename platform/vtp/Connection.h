@@ -62,7 +62,8 @@ private:
     bool take(const MessageHeader& header, Clock::time_point now);
     bool takeHello(const MessageHeader& header);
     bool takeProof(const MessageHeader& header);
-    void say(const MessageHeader& header, SharedBlock payload = nullptr);
+    // False when memory is short.
+    bool say(const MessageHeader& header, SharedBlock payload = nullptr);
 
     // 1 when the message is through, 0 when the socket is full, -1 when it has failed.
     int sendCurrent();

@@ -3,7 +3,10 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
 #include <cstdint>
+#include <thread>
 
 namespace quol::vtp {
 
@@ -22,6 +25,15 @@ void Wakeup::wake() {
 void Wakeup::clear() {
     std::uint64_t count = 0;
     [[maybe_unused]] const ssize_t done = read(event_.get(), &count, sizeof count);
+}
+
+void pollAll(std::span<pollfd> waiting, int milliseconds) {
+    constexpr std::chrono::milliseconds pause(20);
+    if (poll(waiting.data(), waiting.size(), milliseconds) >= 0) return;
+    const bool isInterrupted = errno == EINTR;
+    for (pollfd& one : waiting)
+        one.revents = 0;
+    if (!isInterrupted) std::this_thread::sleep_for(pause);
 }
 
 } // namespace quol::vtp

@@ -1,6 +1,9 @@
 // File descriptors with an owner, all closed when the process starts another program.
 #pragma once
 
+#include <poll.h>
+
+#include <span>
 #include <utility>
 
 namespace quol::vtp {
@@ -37,5 +40,10 @@ public:
 private:
     Descriptor event_;
 };
+
+// Waits as poll does, which fails where the system is short of memory or has lowered the limit of
+// open files: then nothing is ready, and a short pause keeps those who ask again from being busy
+// until it goes.
+void pollAll(std::span<pollfd> waiting, int milliseconds);
 
 } // namespace quol::vtp

@@ -3,7 +3,6 @@
 #include <poll.h>
 
 #include <array>
-#include <cerrno>
 #include <new>
 #include <optional>
 #include <system_error>
@@ -70,13 +69,11 @@ void Listener::run() {
     std::array<pollfd, 3> waiting{
         {{wakeup_.get(), POLLIN, 0}, {loopback_.get(), POLLIN, 0}, {interface_.get(), POLLIN, 0}}};
     while (true) {
-        const int ready = poll(waiting.data(), waiting.size(), -1);
-        if (ready < 0 && errno != EINTR) return;
+        pollAll(waiting, -1);
         {
             const std::lock_guard lock(mutex_);
             if (ending_) return;
         }
-        if (ready <= 0) continue;
         if (waiting[1].revents != 0) hearAll(loopback_, false);
         if (waiting[2].revents != 0) hearAll(interface_, true);
     }

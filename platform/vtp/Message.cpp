@@ -173,9 +173,10 @@ bool MessageParser::isAllowed(MessageType type) const {
             return reader_ == Reader::sender;
         case MessageType::challenge:
         case MessageType::welcome:
+            return reader_ == Reader::receiver;
         case MessageType::picture:
         case MessageType::sound:
-            return reader_ == Reader::receiver;
+            return reader_ == Reader::receiver && takesMedia_;
         case MessageType::heartbeat:
             return true;
     }

@@ -74,11 +74,15 @@ enum class ParseResult { more, message, broken };
 enum class Reader { sender, receiver };
 
 // Takes a connection's bytes as they come and finds the messages in them. Nothing is believed: each
-// length is held against the limits of its type before anything is done with it. Owned by one
-// thread.
+// length is held against the limits of its type before anything is done with it, and until a
+// receiver knows whom it talks to, pictures and sound are refused by their type: a header of theirs
+// takes memory. Owned by one thread.
 class MessageParser {
 public:
     MessageParser(Reader reader, BlockPool& pool) : reader_(reader), pool_(pool) {}
+
+    // The handshake is done: a receiver's sender may say pictures and sound from here on.
+    void allowMedia() { takesMedia_ = true; }
 
     // Where the next bytes belong: read as many as come, but at least one, into it. Never empty,
     // but for a stream that is broken.
@@ -99,6 +103,7 @@ private:
 
     const Reader reader_;
     BlockPool& pool_;
+    bool takesMedia_ = false;
     ParseResult result_ = ParseResult::more;
     std::array<std::uint8_t, maxHeaderBytes> bytes_{};
     std::size_t have_ = 0; // bytes of header and payload

@@ -17,8 +17,6 @@ namespace quol::vtp {
 namespace {
 
 constexpr std::uint32_t usualStrips = 8;
-// The coder's scale, where 1 is finest: at 2 a noisy 1080p50 takes some 250 Mbit/s.
-constexpr int quantizer = 2;
 constexpr AVPixelFormat codedFormat = AV_PIX_FMT_YUV422P;
 
 // What a decoder gives for it, depending on its version.
@@ -71,7 +69,6 @@ CodecContextPtr openEncoder(std::uint32_t width, std::uint32_t height) {
     context->time_base = {1, 1000};
     context->flags |= AV_CODEC_FLAG_QSCALE;
     context->flags |= AV_CODEC_FLAG_BITEXACT; // no comment that names the coder
-    context->global_quality = quantizer * FF_QP2LAMBDA;
     context->thread_count = 1;
     // Tables made for each picture would take a second pass over it.
     av_opt_set(context->priv_data, "huffman", "default", 0);
@@ -127,7 +124,6 @@ FramePtr makeCodedFrame(std::uint32_t width, std::uint32_t rows) {
     FramePtr frame = makePaddedFrame(width, rows, codedFormat);
     if (!frame) return nullptr;
     frame->color_range = AVCOL_RANGE_JPEG;
-    frame->quality = quantizer * FF_QP2LAMBDA;
     return frame;
 }
 
@@ -135,20 +131,32 @@ FramePtr makeCodedFrame(std::uint32_t width, std::uint32_t rows) {
 
 // A payload: the number of strips, the rows of each but the last, the bytes of each; the strips.
 
-PictureEncoder::PictureEncoder() : team_(WorkerTeam::usualHelpers()) {}
+PictureEncoder::PictureEncoder(std::size_t bytesAPicture)
+    : team_(WorkerTeam::usualHelpers()), budget_(bytesAPicture) {}
 
 BlockPtr PictureEncoder::encode(const std::uint8_t* picture, std::uint32_t width,
                                 std::uint32_t height, std::uint32_t pixelFormat, int quality,
                                 BlockPool& pool) {
     const Key key{width, height, pixelFormat, quality};
     if (!(key == key_)) prepare(key);
+    if (!budget_.takesNext()) return nullptr;
     const std::size_t stripBytes =
         static_cast<std::size_t>(rows_) * width * bytesPerPixel(pixelFormat);
-    team_.run(static_cast<int>(strips_.size()), [&](int i) {
-        const auto at = static_cast<std::size_t>(i);
-        encodeStrip(strips_[at], picture + at * stripBytes);
+    const auto eachStrip = [this](const auto& work) {
+        team_.run(static_cast<int>(strips_.size()),
+                  [&](int i) { work(static_cast<std::size_t>(i)); });
+    };
+    eachStrip([&](std::size_t at) {
+        Strip& strip = strips_[at];
+        strip.isConverted = convert(strip, picture + at * stripBytes);
+        code(strip, budget_.quantizer());
     });
-    return collect(pool);
+    const auto isReady = [](const Strip& strip) { return strip.isReady; };
+    while (std::all_of(strips_.begin(), strips_.end(), isReady)) {
+        if (budget_.accepts(codedBytes())) return collect(pool);
+        eachStrip([&](std::size_t at) { code(strips_[at], budget_.quantizer()); });
+    }
+    return nullptr;
 }
 
 void PictureEncoder::prepare(const Key& key) {
@@ -171,32 +179,41 @@ void PictureEncoder::prepare(const Key& key) {
     key_ = key; // not before all strips are there
 }
 
-void PictureEncoder::encodeStrip(Strip& strip, const std::uint8_t* rows) {
-    strip.isReady = false;
-    if (!strip.codec || !strip.scaler || !strip.frame || !strip.packet) return;
-    av_packet_unref(strip.packet.get());
-    if (av_frame_make_writable(strip.frame.get()) < 0) return;
+bool PictureEncoder::convert(Strip& strip, const std::uint8_t* rows) {
+    if (!strip.codec || !strip.scaler || !strip.frame || !strip.packet) return false;
+    if (av_frame_make_writable(strip.frame.get()) < 0) return false;
     const std::uint32_t pixel = bytesPerPixel(key_.pixelFormat);
     int stride = static_cast<int>(key_.width * pixel);
     if (!isPlainSize(key_.width, strip.rows)) {
-        if (!strip.padded) return;
+        if (!strip.padded) return false;
         padRows(rows, key_.width, strip.rows, pixel, *strip.padded);
         rows = strip.padded->data[0];
         stride = strip.padded->linesize[0];
     }
     sws_scale(strip.scaler.get(), &rows, &stride, 0, strip.frame->height, strip.frame->data,
               strip.frame->linesize);
+    return true;
+}
+
+void PictureEncoder::code(Strip& strip, int quantizer) {
+    strip.isReady = false;
+    if (!strip.isConverted) return;
+    av_packet_unref(strip.packet.get());
+    strip.frame->quality = quantizer * FF_QP2LAMBDA;
     ++strip.frame->pts;
     if (avcodec_send_frame(strip.codec.get(), strip.frame.get()) < 0) return;
     strip.isReady = avcodec_receive_packet(strip.codec.get(), strip.packet.get()) >= 0;
 }
 
-BlockPtr PictureEncoder::collect(BlockPool& pool) {
-    const auto isReady = [](const Strip& strip) { return strip.isReady; };
-    if (strips_.empty() || !std::all_of(strips_.begin(), strips_.end(), isReady)) return nullptr;
+std::size_t PictureEncoder::codedBytes() const {
     std::size_t size = 8 + 4 * strips_.size();
     for (const Strip& strip : strips_)
         size += static_cast<std::size_t>(strip.packet->size);
+    return size;
+}
+
+BlockPtr PictureEncoder::collect(BlockPool& pool) {
+    const std::size_t size = codedBytes();
     const std::size_t plain =
         static_cast<std::size_t>(key_.width) * key_.height * bytesPerPixel(key_.pixelFormat);
     if (size > maxCodedBytes(plain)) return nullptr;

@@ -9,6 +9,7 @@
 #include "core/Handles.h"
 #include "core/WorkerTeam.h"
 #include "platform/vtp/Block.h"
+#include "platform/vtp/CodingBudget.h"
 #include "platform/vtp/StripCheck.h"
 
 namespace quol::vtp {
@@ -31,10 +32,11 @@ constexpr std::uint32_t codedRows(std::uint32_t rows) {
 // Owned by one thread.
 class PictureEncoder {
 public:
-    PictureEncoder();
+    // Pictures keep within a budget of so many bytes each.
+    explicit PictureEncoder(std::size_t bytesAPicture);
 
-    // Nothing but null when it cannot be done. `quality` chooses how colours are converted: 0,
-    // 1, 2.
+    // Nothing but null when it cannot be done, or the budget leaves the picture out. `quality`
+    // chooses how colours are converted: 0, 1, 2.
     BlockPtr encode(const std::uint8_t* picture, std::uint32_t width, std::uint32_t height,
                     std::uint32_t pixelFormat, int quality, BlockPool& pool);
 
@@ -46,6 +48,7 @@ private:
         FramePtr frame;
         PacketPtr packet;
         std::uint32_t rows = 0;
+        bool isConverted = false;
         bool isReady = false;
     };
     struct Key {
@@ -57,10 +60,13 @@ private:
     };
 
     void prepare(const Key& key);
-    void encodeStrip(Strip& strip, const std::uint8_t* rows);
+    bool convert(Strip& strip, const std::uint8_t* rows);
+    static void code(Strip& strip, int quantizer);
+    std::size_t codedBytes() const;
     BlockPtr collect(BlockPool& pool);
 
     WorkerTeam team_;
+    CodingBudget budget_;
     Key key_;
     std::uint32_t rows_ = 0;
     std::vector<Strip> strips_;

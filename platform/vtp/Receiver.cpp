@@ -194,7 +194,7 @@ bool Receiver::open(Address address, std::uint16_t port, Clock::time_point deadl
 bool Receiver::wait(short events, Clock::time_point until) {
     std::array<pollfd, 2> waiting{{{wakeup_.get(), POLLIN, 0}, {socket_.get(), events, 0}}};
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
-    poll(waiting.data(), waiting.size(), static_cast<int>(std::clamp<std::int64_t>(left, 0, 1000)));
+    pollAll(waiting, static_cast<int>(std::clamp<std::int64_t>(left, 0, 1000)));
     return waiting[1].revents != 0;
 }
 
@@ -237,6 +237,7 @@ bool Receiver::take(const MessageHeader& header, MessageParser& parser) {
         case Step::proof:
             return say(answer);
         case Step::welcomed:
+            parser.allowMedia();
             return welcome();
         case Step::media:
             try {

@@ -23,7 +23,7 @@ Sender::Sender(const StreamInfo& stream, int coding, const Times& times)
     : stream_(stream),
       coding_(coding),
       times_(times),
-      coder_([this](const MessageHeader& header, BlockPtr payload) {
+      coder_(stream.pictureRate, [this](const MessageHeader& header, BlockPtr payload) {
           deliver(header, std::move(payload));
       }) {}
 
@@ -172,7 +172,6 @@ void Sender::sendSound(const std::int16_t* samples, std::uint32_t samplesPerChan
                        std::uint32_t rate, std::uint32_t channels, std::int64_t timestamp) {
     if (samples == nullptr || !isCarriedSound(rate, channels, samplesPerChannel)) return;
     const std::lock_guard order(order_);
-    if (!hasReceivers(false) && !hasReceivers(true)) return;
     MessageHeader header;
     header.type = MessageType::sound;
     header.timestamp = timestamp;
@@ -181,6 +180,7 @@ void Sender::sendSound(const std::int16_t* samples, std::uint32_t samplesPerChan
     header.channels = channels;
     header.samplesPerChannel = samplesPerChannel;
     header.payloadBytes = samplesPerChannel * channels * 2;
+    if (!hasReceivers(false) && !hasReceivers(true)) return;
     const BlockPtr sound = sounds_.get(header.payloadBytes);
     if (!sound) return;
     const std::size_t count = std::size_t{samplesPerChannel} * channels;
@@ -285,8 +285,7 @@ void Sender::waitForEvents(Clock::time_point until) {
         waiting_.push_back({descriptor, events, 0});
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
-    poll(waiting_.data(), waiting_.size(),
-         static_cast<int>(std::clamp<std::int64_t>(left, 0, 1000)));
+    pollAll(waiting_, static_cast<int>(std::clamp<std::int64_t>(left, 0, 1000)));
     std::size_t at = 1 + listening_.size();
     for (auto& [descriptor, peer] : peers_)
         peer.events = waiting_[at++].revents;

@@ -40,6 +40,7 @@ void checkMessage(Reader reader, const MessageParser& parser) {
     const HeaderBytes again = writeHeader(header);
     BlockPool pool;
     MessageParser second(reader, pool);
+    second.allowMedia();
     std::memcpy(second.room().data(), again.bytes.data(), commonHeaderBytes);
     require(second.taken(commonHeaderBytes) != ParseResult::broken);
 }
@@ -64,6 +65,8 @@ public:
         wasAsked_ = wasAsked_ || step == Step::proof;
         return step != Step::refused;
     }
+
+    bool isDone() const { return handshake_.isDone(); }
 
 private:
     ReceiverHandshake handshake_;
@@ -105,9 +108,12 @@ void splitPicture(std::span<const std::uint8_t> bytes, std::uint32_t height) {
     require(at == bytes.data() + bytes.size());
 }
 
-void readStream(Reader reader, std::span<const std::uint8_t> bytes, std::size_t step) {
+// With `isWelcomed` the handshake is taken as done from the beginning.
+void readStream(Reader reader, bool isWelcomed, std::span<const std::uint8_t> bytes,
+                std::size_t step) {
     BlockPool pool;
     MessageParser parser(reader, pool);
+    if (isWelcomed) parser.allowMedia();
     CheckedHandshake open("");
     CheckedHandshake secret("sesame");
     bool isOpen = true;
@@ -125,7 +131,11 @@ void readStream(Reader reader, std::span<const std::uint8_t> bytes, std::size_t 
         }
         if (result != ParseResult::message) continue;
         checkMessage(reader, parser);
+        const MessageType type = parser.header().type;
+        const bool isMedia = type == MessageType::picture || type == MessageType::sound;
+        require(!isMedia || isWelcomed || open.isDone());
         isOpen = isOpen && open.take(parser.header());
+        if (isOpen && open.isDone()) parser.allowMedia();
         isSecret = isSecret && secret.take(parser.header());
     }
 }
@@ -156,7 +166,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::size_t step = std::size_t{1} + data[0] / 2;
     // A stream of several messages, as each end would read it, and the same as a datagram and a
     // strip.
-    readStream(data[0] % 2 == 0 ? Reader::sender : Reader::receiver, bytes, step);
+    for (const bool isWelcomed : {false, true})
+        readStream(data[0] % 2 == 0 ? Reader::sender : Reader::receiver, isWelcomed, bytes, step);
     hear(bytes, 0x7f000001u + data[0]);
     talkTo("", bytes);
     talkTo("sesame", bytes);

@@ -1,60 +1,12 @@
 // When memory is short: pictures and connections may be lost, the process must not be.
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
+#include "platform/vtp/Connection.h"
+#include "platform/vtp/Limits.h"
+#include "support/FailingMemory.h"
 #include "support/VtpEnds.h"
-
-namespace {
-
-// Every so many-th allocation fails, 0 for none; not on threads that are spared.
-std::atomic<int> failEvery = 0;
-std::atomic<unsigned> allocations = 0;
-std::atomic<int> failures = 0;
-thread_local bool isSpared = false;
-
-} // namespace
-
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    const int every = failEvery;
-    if (every > 0 && !isSpared && allocations++ % static_cast<unsigned>(every) == 0) {
-        ++failures;
-        throw std::bad_alloc();
-    }
-    void* memory = std::malloc(size > 0 ? size : 1);
-    if (memory == nullptr) throw std::bad_alloc();
-    return memory;
-}
-
-[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t& /*quiet*/) noexcept {
-    try {
-        return operator new(size);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
-}
-
-[[gnu::noinline]] void* operator new[](std::size_t size) {
-    return operator new(size);
-}
-
-[[gnu::noinline]] void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-
-[[gnu::noinline]] void operator delete[](void* memory, std::size_t /*size*/) noexcept {
-    std::free(memory);
-}
-
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-
-[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept {
-    std::free(memory);
-}
+#include "support/VtpStranger.h"
 
 namespace {
 
@@ -65,6 +17,7 @@ protected:
     VtpMemory() { isSpared = true; }
     ~VtpMemory() override {
         failEvery = 0;
+        failAfter = -1;
         isSpared = false;
     }
 };
@@ -149,6 +102,98 @@ TEST_F(VtpMemory, operationsFailQuietly) {
         failEvery = 0;
         isSpared = true;
         EXPECT_TRUE(connectedReceiver(running.get()));
+    }
+}
+
+// A sender's end that cannot answer is over at once: the other one would wait for the answer until
+// the time for the handshake is gone. Each of its allocations fails once.
+TEST_F(VtpMemory, anAnswerForWhichThereIsNoneEndsTheHandshake) {
+    using namespace quol::vtp;
+    const StreamInfo stream{"name", 16, 8, 25, true};
+    const std::string secret;
+    const Times times;
+    const Clock::time_point now{};
+    const auto nothing = [] { return MessagePtr(); };
+    for (const bool isProof : {false, true}) {
+        int failed = 0;
+        for (int after = 0; after < 20; ++after) {
+            int ends[2];
+            ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends), 0);
+            const Descriptor other(ends[1]);
+            BlockPool pool;
+            Connection connection(Descriptor(ends[0]), Ends{}, stream, secret, pool, times, now);
+            const auto say = [&other](MessageType type) {
+                MessageHeader header;
+                header.type = type;
+                const HeaderBytes bytes = writeHeader(header);
+                return send(other.get(), bytes.bytes.data(), bytes.size, MSG_NOSIGNAL) > 0;
+            };
+            if (isProof) {
+                ASSERT_TRUE(say(MessageType::hello));
+                ASSERT_TRUE(connection.read(now) && connection.write(nothing, now));
+                ASSERT_FALSE(connection.isBusy());
+            }
+            ASSERT_TRUE(say(isProof ? MessageType::proof : MessageType::hello));
+            const int before = failures;
+            failAfter = after;
+            bool goesOn = false;
+            try {
+                goesOn = connection.read(now);
+            } catch (const std::bad_alloc&) {
+                // As the sender takes it: closed.
+            }
+            failAfter = -1;
+            failed += failures - before;
+            EXPECT_TRUE(!goesOn || connection.isBusy()) << isProof << after;
+            EXPECT_TRUE(goesOn || failures > before) << isProof << after;
+        }
+        EXPECT_GE(failed, 1);
+    }
+}
+
+// Who has not gone through the handshake gets none, whatever is said to come.
+TEST_F(VtpMemory, receiversTakeNoneForWhatAStrangerAnnounces) {
+    using namespace quol::vtp;
+    MessageHeader challenge;
+    challenge.type = MessageType::challenge;
+    MessageHeader picture;
+    picture.type = MessageType::picture;
+    picture.width = 8192;
+    picture.height = 4320;
+    picture.pixelFormat = 1;
+    picture.payloadBytes = 8192u * 4320 * 4;
+    MessageHeader sound;
+    sound.type = MessageType::sound;
+    sound.sampleRate = sound.samplesPerChannel = 384000;
+    sound.channels = 16;
+    sound.payloadBytes = 384000u * 32;
+    for (const MessageHeader& large : {picture, sound}) {
+        for (const bool isChallenged : {false, true}) {
+            for (const char* secret : {"", "sesame"}) {
+                const Listening listening;
+                ASSERT_NE(listening.port(), 0);
+                largestAllocation = 0;
+                std::thread liar([&] {
+                    const Descriptor socket = listening.accepted();
+                    const auto say = [&socket](const MessageHeader& header) {
+                        const HeaderBytes bytes = writeHeader(header);
+                        send(socket.get(), bytes.bytes.data(), bytes.size, MSG_NOSIGNAL);
+                    };
+                    if (isChallenged) say(challenge);
+                    say(large);
+                    char heard[256];
+                    while (recv(socket.get(), heard, sizeof heard, 0) > 0) {
+                    }
+                });
+                const VtpReceiver receiver(vtp_create_receiver());
+                vtp_receiver_set_network(receiver.get(), {"", secret});
+                vtp_receiver_connect(receiver.get(), "127.0.0.1", listening.port());
+                EXPECT_FALSE(vtp_receiver_is_connected(receiver.get()));
+                vtp_receiver_disconnect(receiver.get());
+                liar.join();
+                EXPECT_LT(largestAllocation, 1u << 20);
+            }
+        }
     }
 }
 

@@ -66,6 +66,7 @@ ParseResult feed(MessageParser& parser, const Bytes& bytes, std::size_t step,
 ParseResult readAs(Reader reader, const Bytes& bytes) {
     BlockPool pool;
     MessageParser parser(reader, pool);
+    parser.allowMedia();
     return feed(parser, bytes, 4096, [](const MessageParser&) {});
 }
 
@@ -97,6 +98,7 @@ TEST(VtpMessage, messagesAreFoundHoweverTheirBytesCome) {
     for (const std::size_t step : {1u, 2u, 31u, 33u, 47u, 100000u}) {
         BlockPool pool;
         MessageParser parser(Reader::receiver, pool);
+        parser.allowMedia();
         std::vector<MessageType> types;
         feed(parser, stream, step, [&](const MessageParser& p) {
             types.push_back(p.header().type);
@@ -127,6 +129,7 @@ TEST(VtpMessage, aLongerHeaderOfALaterVersionIsPassedOver) {
         bytes.push_back(i);
     BlockPool pool;
     MessageParser parser(Reader::receiver, pool);
+    parser.allowMedia();
     int messages = 0;
     feed(parser, bytes, 7, [&](const MessageParser& p) {
         ++messages;
@@ -136,23 +139,33 @@ TEST(VtpMessage, aLongerHeaderOfALaterVersionIsPassedOver) {
     EXPECT_EQ(messages, 1);
 }
 
+// The common part alone decides.
+bool isRefused(Reader reader, int type, bool isWelcomed) {
+    Bytes bytes = written(soundHeader(), 20);
+    bytes[5] = static_cast<std::uint8_t>(type);
+    bytes[6] = 80;
+    BlockPool pool;
+    MessageParser parser(reader, pool);
+    if (isWelcomed) parser.allowMedia();
+    std::memcpy(parser.room().data(), bytes.data(), 32);
+    return parser.taken(32) == ParseResult::broken;
+}
+
 TEST(VtpMessage, eachEndTakesOnlyWhatTheOtherMaySay) {
     for (int type = 0; type < 256; ++type) {
-        Bytes bytes = written(soundHeader(), 20);
-        bytes.resize(128);
-        bytes[5] = static_cast<std::uint8_t>(type);
-        const auto isRefused = [&](Reader reader) {
-            BlockPool pool;
-            MessageParser parser(reader, pool);
-            // The common part alone decides.
-            std::memcpy(parser.room().data(), bytes.data(), 32);
-            bytes[6] = 80;
-            return parser.taken(32) == ParseResult::broken;
-        };
-        bytes[6] = 80;
-        EXPECT_EQ(isRefused(Reader::sender), type != 1 && type != 3 && type != 7) << type;
-        EXPECT_EQ(isRefused(Reader::receiver), !(type == 2 || (type >= 4 && type <= 7))) << type;
+        for (const bool isWelcomed : {false, true})
+            EXPECT_EQ(isRefused(Reader::sender, type, isWelcomed),
+                      type != 1 && type != 3 && type != 7)
+                << type;
+        EXPECT_EQ(isRefused(Reader::receiver, type, true), !(type == 2 || (type >= 4 && type <= 7)))
+            << type;
     }
+}
+
+TEST(VtpMessage, picturesAndSoundAreRefusedUntilTheHandshakeIsDone) {
+    for (int type = 0; type < 256; ++type)
+        EXPECT_EQ(isRefused(Reader::receiver, type, false), type != 2 && type != 4 && type != 7)
+            << type;
 }
 
 TEST(VtpMessage, aWrongCommonPartBreaksTheStream) {

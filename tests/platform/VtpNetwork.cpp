@@ -1,10 +1,15 @@
 // Between two machines, with a cable that is slow, loses packets and gets cut.
 #include <gtest/gtest.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 
 #include "platform/vtp/Limits.h"
+#include "platform/vtp/Network.h"
 #include "support/LinkedMachines.h"
 #include "support/VtpEnds.h"
 
@@ -14,6 +19,50 @@ using namespace test;
 using namespace std::chrono_literals;
 
 const vtp_network outside{Machine::interfaceName, ""};
+
+// What another program of the machine says to the group, or hears, on one of its interfaces.
+struct OtherProgram {
+    explicit OtherProgram(const char* name) {
+        ip_mreqn through{};
+        through.imr_multiaddr.s_addr = htonl(quol::vtp::networkAnnouncement);
+        through.imr_ifindex = static_cast<int>(if_nametoindex(name));
+        to.sin_family = AF_INET;
+        to.sin_port = htons(quol::vtp::announcementPort);
+        to.sin_addr = through.imr_multiaddr;
+        const int yes = 1;
+        works = through.imr_ifindex > 0 &&
+                setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) == 0 &&
+                bind(socket.get(), reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0 &&
+                set(IP_ADD_MEMBERSHIP, through) && set(IP_MULTICAST_IF, through);
+    }
+
+    bool set(int option, const ip_mreqn& value) const {
+        return setsockopt(socket.get(), IPPROTO_IP, option, &value, sizeof value) == 0;
+    }
+    bool says(const std::string& text) const {
+        return sendto(socket.get(), text.data(), text.size(), 0,
+                      reinterpret_cast<const sockaddr*>(&to), sizeof to) > 0;
+    }
+
+    quol::vtp::Descriptor socket{::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
+    sockaddr_in to{};
+    bool works = false;
+};
+
+// The next datagram, waited for; empty when there is none.
+std::string heardBy(const quol::vtp::Descriptor& socket, std::chrono::milliseconds limit = 30s) {
+    std::array<std::uint8_t, 256> room{};
+    quol::vtp::Address from = 0;
+    std::string text;
+    becomesTrue(
+        [&] {
+            const auto size = quol::vtp::receiveDatagram(socket, room, from);
+            if (size) text.assign(room.begin(), room.begin() + static_cast<std::ptrdiff_t>(*size));
+            return size.has_value();
+        },
+        limit);
+    return text;
+}
 
 class VtpNetwork : public ::testing::Test {
 protected:
@@ -144,6 +193,45 @@ TEST_F(VtpNetwork, aSenderOfThisMachineIsHeardWithin) {
     });
     ASSERT_TRUE(becomesTrue([&] { return sourcesOf(listener_.get()).size() == 1; }));
     EXPECT_STREQ(sourcesOf(listener_.get())[0].host, "127.0.0.1");
+}
+
+// It hears them within, and need not hear them twice. What another program says behind them is the
+// first that comes.
+TEST_F(VtpNetwork, announcementsDoNotComeBackFromTheInterface) {
+    here_.run([&] {
+        const auto interface = quol::vtp::findInterface(Machine::interfaceName);
+        ASSERT_TRUE(interface);
+        const auto hearing = quol::vtp::listenForAnnouncements(&*interface);
+        ASSERT_TRUE(hearing);
+        const OtherProgram other(Machine::interfaceName);
+        ASSERT_TRUE(other.works);
+        quol::vtp::AnnouncementSender announcing(&*interface);
+        const std::string mine = "mine";
+        for (int i = 0; i < 20; ++i)
+            announcing.send({reinterpret_cast<const std::uint8_t*>(mine.data()), mine.size()});
+        ASSERT_TRUE(other.says("other"));
+        EXPECT_EQ(heardBy(hearing), "other");
+    });
+    // But they leave.
+    EXPECT_TRUE(becomesTrue([&] { return cable_->packets() >= 21; }));
+}
+
+TEST_F(VtpNetwork, whatIsSaidOnAnotherInterfaceIsNotHeard) {
+    here_.run([&] {
+        const auto interface = quol::vtp::findInterface(Machine::interfaceName);
+        ASSERT_TRUE(interface);
+        const auto hearing = quol::vtp::listenForAnnouncements(&*interface);
+        ASSERT_TRUE(hearing);
+        const OtherProgram inside("lo");
+        const OtherProgram outsider(Machine::interfaceName);
+        ASSERT_TRUE(inside.works && outsider.works);
+        for (int i = 0; i < 20; ++i) {
+            ASSERT_TRUE(inside.says("inside"));
+            ASSERT_EQ(heardBy(inside.socket), "inside");
+        }
+        ASSERT_TRUE(outsider.says("outside"));
+        EXPECT_EQ(heardBy(hearing), "outside");
+    });
 }
 
 TEST_F(VtpNetwork, soundAndPlainPicturesSurviveDelayAndLoss) {

@@ -112,6 +112,50 @@ TEST(VtpOffer, theWelcomeTellsOfTheStream) {
     }
 }
 
+// Whether anybody was there or not, and over all starts of the sender.
+TEST(VtpOffer, sequencesCountWhatWasHandedOver) {
+    const std::string name = vtpName("sequence");
+    const VtpSender sender = makeSender(name, 25, 1);
+    ASSERT_TRUE(sender);
+    const auto picture = vtpPicture(320, 180, 3, 1);
+    const auto sound = vtpSound(10, 1, 1);
+    const auto send = [&](int pictures, int sounds) {
+        for (int i = 0; i < pictures; ++i)
+            vtp_sender_send_frame(sender.get(), picture.data(), 2, 0);
+        for (int i = 0; i < sounds; ++i)
+            vtp_sender_send_audio(sender.get(), sound.data(), 10, 48000, 1, 0);
+    };
+    // Those of the next picture and the next block of sound.
+    const auto sequences = [&] {
+        Stranger receiver(vtp_sender_get_port(sender.get()));
+        EXPECT_TRUE(receiver.becomesReceiver(name));
+        send(1, 1);
+        std::pair<std::uint64_t, std::uint64_t> found{~0u, ~0u};
+        while (found.first == ~0u || found.second == ~0u) {
+            const std::string header = receiver.heard(32);
+            if (header.size() < 32) break;
+            const auto* bytes = reinterpret_cast<const std::uint8_t*>(header.data());
+            const auto sequence = getNumber<std::uint64_t>(bytes + 24);
+            if (header[5] == 5) found.first = sequence;
+            if (header[5] == 6) found.second = sequence;
+            if (header[5] != 7) receiver.heard(16 + getNumber<std::uint32_t>(bytes + 8));
+        }
+        return found;
+    };
+    using Found = std::pair<std::uint64_t, std::uint64_t>;
+    EXPECT_EQ(sequences(), Found(0, 0));
+    send(3, 5); // the receiver has gone, or is about to
+    EXPECT_EQ(sequences(), Found(4, 6));
+    vtp_sender_stop(sender.get());
+    send(1, 2);
+    ASSERT_TRUE(vtp_sender_start(sender.get()));
+    EXPECT_EQ(sequences(), Found(6, 9));
+    // What cannot be sent was not handed over.
+    vtp_sender_send_frame(sender.get(), nullptr, 2, 0);
+    vtp_sender_send_audio(sender.get(), sound.data(), 10, 48000, 17, 0);
+    EXPECT_EQ(sequences(), Found(7, 10));
+}
+
 // Every socket of the process, whichever it is for.
 TEST(VtpOffer, withoutAnInterfaceEverythingIsBoundWithinThisMachine) {
     const VtpSender sender = makeSender(vtpName("within"), 25, 1);

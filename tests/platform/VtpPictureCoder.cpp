@@ -21,7 +21,7 @@ constexpr std::uint32_t bgr = 2;
 
 std::vector<std::uint8_t> codedPicture() {
     BlockPool pool;
-    PictureEncoder encoder;
+    PictureEncoder encoder(CodingBudget::bytesAt(50));
     const auto picture = test::vtpPicture(width, height, 3, 1);
     const BlockPtr coded = encoder.encode(picture.data(), width, height, bgr, 0, pool);
     return {coded->data(), coded->data() + coded->size()};
@@ -119,6 +119,14 @@ TEST(VtpPictureCoder, onlyPlainJpegOfTheRightSizeIsShownToTheDecoder) {
         strip.begin() + static_cast<std::ptrdiff_t>(frame) + 19);
     EXPECT_FALSE(isPlainJpeg(with(frame, secondFrame), 96, 16));
     EXPECT_FALSE(isPlainJpeg(with(scan, {0xff, 0xfe, 0, 3, 1}), 96, 16)); // a comment
+    for (const int components : {0, 1, 2, 4, 255}) { // of which there are three
+        auto other = strip;
+        other[frame + 9] = static_cast<std::uint8_t>(components);
+        EXPECT_FALSE(isPlainJpeg(other, 96, 16)) << components;
+        other = strip;
+        other[scan + 4] = static_cast<std::uint8_t>(components);
+        EXPECT_FALSE(isPlainJpeg(other, 96, 16)) << components;
+    }
     const std::vector<std::uint8_t> label{0xff, 0xe0, 0, 9, 'J', 'F', 'I', 'F', 0, 1, 1};
     EXPECT_TRUE(isPlainJpeg(with(2, label), 96, 16));
     auto otherLabel = label;
@@ -150,7 +158,7 @@ TEST(VtpPictureCoder, onlyPlainJpegOfTheRightSizeIsShownToTheDecoder) {
 // One strip, whose tables and whose data may be missing.
 std::vector<std::uint8_t> pictureOfOne(bool hasQuantizers, bool hasData) {
     BlockPool pool;
-    PictureEncoder encoder;
+    PictureEncoder encoder(CodingBudget::bytesAt(50));
     const auto picture = test::vtpPicture(width, 16, 3, 1);
     const BlockPtr coded = encoder.encode(picture.data(), width, 16, bgr, 0, pool);
     const std::uint8_t* const jpeg = coded->data() + 12;
