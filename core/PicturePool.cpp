@@ -1,5 +1,7 @@
 #include "core/PicturePool.h"
 
+#include <utility>
+
 namespace quol {
 
 namespace {
@@ -28,11 +30,14 @@ bool PicturePool::learnLayout(int width, int height, AVPixelFormat format) {
     sample->format = format;
     if (av_frame_get_buffer(sample.get(), alignment) < 0) return false;
 
-    buffers_.clear();
+    // All of the new layout or nothing of it, whatever memory there is.
+    decltype(buffers_) buffers;
     for (int i = 0; i < AV_NUM_DATA_POINTERS && sample->buf[i] != nullptr; ++i) {
-        buffers_.emplace_back(av_buffer_pool_init(sample->buf[i]->size, nullptr));
-        if (!buffers_.back()) return false;
+        BufferPool pool(av_buffer_pool_init(sample->buf[i]->size, nullptr));
+        if (!pool) return false;
+        buffers.push_back(std::move(pool));
     }
+    buffers_ = std::move(buffers);
     for (std::size_t i = 0; i < planes_.size(); ++i) {
         const int buffer = sample->data[i] != nullptr ? bufferOf(*sample, sample->data[i]) : -1;
         planes_[i] = {buffer, buffer < 0 ? 0 : sample->data[i] - sample->buf[buffer]->data,

@@ -38,6 +38,8 @@ private:
         int stride = 0;
     };
 
+    using BufferPool = std::unique_ptr<AVBufferPool, PoolDeleter>;
+
     bool learnLayout(int width, int height, AVPixelFormat format);
 
     std::mutex mutex_; // guards all below
@@ -45,7 +47,7 @@ private:
     int height_ = 0;
     AVPixelFormat format_ = AV_PIX_FMT_NONE;
     std::array<Plane, AV_NUM_DATA_POINTERS> planes_{};
-    std::vector<std::unique_ptr<AVBufferPool, PoolDeleter>> buffers_;
+    std::vector<BufferPool> buffers_;
 };
 
 } // namespace quol
