@@ -212,6 +212,8 @@ TEST(VtpSources, everyListenerHearsEverySenderAndItsEnd) {
         vtp_listener_start(listeners.back().get());
     }
     VtpSender first = startedSender(name);
+    for (const VtpListener& listener : listeners) // numbers are in the order of hearing
+        ASSERT_TRUE(becomesTrue([&] { return sourcesNamed(listener.get(), name).size() == 1; }));
     VtpSender second = startedSender(name);
     ASSERT_TRUE(first && second);
     for (const VtpListener& listener : listeners) {
