@@ -490,7 +490,7 @@ TEST(LFileState, TheEndOfATimedPauseIsToldBehindItsBeginning) {
 TEST(LFileState, AHostWhoResumesWaitsUntilTheSinksKnowOfThePause) {
     FilePlayer player("mono.wav");
     player.file.setProps("loop", "true");
-    test::GateSink gate;
+    test::PauseGateSink gate;
     player.file.addSink(&gate);
     player.file.play();
     ASSERT_TRUE(gate.waitForSounds(1));

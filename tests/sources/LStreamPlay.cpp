@@ -308,7 +308,7 @@ TEST(LStreamPlay, TheEndOfATimedPauseIsToldBehindItsBeginning) {
 
 TEST(LStreamPlay, AHostWhoResumesWaitsUntilTheSinksKnowOfThePause) {
     StreamPlayer player(mediaPath("mono.wav"));
-    test::GateSink gate;
+    test::PauseGateSink gate;
     player.stream.addSink(&gate);
     player.stream.play();
     ASSERT_TRUE(gate.waitForSounds(1));

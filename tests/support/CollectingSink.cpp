@@ -155,23 +155,23 @@ void SlowSink::pushVideoFrame(AVFrame* frame) {
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
 }
 
-void GateSink::pushAudioFrame(AVFrame* frame) {
+void PauseGateSink::pushAudioFrame(AVFrame* frame) {
     CollectingSink::pushAudioFrame(frame);
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
 }
 
-void GateSink::setPaused(bool paused) {
+void PauseGateSink::setPaused(bool paused) {
     CollectingSink::setPaused(paused);
     std::unique_lock lock(mutex_);
     opened_.wait(lock, [this] { return !closed_; });
 }
 
-void GateSink::close() {
+void PauseGateSink::close() {
     const std::lock_guard lock(mutex_);
     closed_ = true;
 }
 
-void GateSink::open() {
+void PauseGateSink::open() {
     const std::lock_guard lock(mutex_);
     closed_ = false;
     opened_.notify_all();

@@ -89,7 +89,7 @@ public:
 
 // One that does not come back from a change of pause before its gate is open, as it is at first.
 // Its sound takes 20 ms a block: sound alone is not over at once.
-class GateSink : public CollectingSink {
+class PauseGateSink : public CollectingSink {
 public:
     void pushAudioFrame(AVFrame* frame) override;
     void setPaused(bool paused) override;
