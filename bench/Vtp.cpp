@@ -161,9 +161,8 @@ void measureNoise() {
         left += coded ? 0 : 1;
     }
     std::printf(
-        "colour noise: %.1f ms to code the first, %.1f the others (%.1f of CPU), %.0f Mbit/s, %d "
-        "of "
-        "%d left out\n",
+        "colour noise: %.1f ms to code the first, %.1f the others (%.1f of CPU), %.0f Mbit/s, "
+        "%d of %d left out\n",
         1e3 * first, 1e3 * time / (count - 1), 1e3 * cpu / count, bytes / count * 8 * rate / 1e6,
         left, count);
 }

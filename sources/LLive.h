@@ -10,7 +10,6 @@
 #include <thread>
 
 #include "quolsdk/LObject.h"
-#include "quolsdk/SharedText.h"
 #include "quolsdk/formats.h"
 
 class LFilter;

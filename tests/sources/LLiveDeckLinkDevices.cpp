@@ -97,6 +97,16 @@ protected:
         live->DeviceFormatVideoSet(format);
         return live->Start();
     }
+    // The driver tells of another format, and is inside `method`, which holds it up.
+    std::thread heldChange(const std::string& method) {
+        const std::size_t before = driver.state().callsOf(method).size();
+        driver.holdCalls({method});
+        std::thread call([this] { driver.changeFormat(0, 1, fourCC("pal "), 0); });
+        EXPECT_TRUE(driver.wait([&](const DeckLinkState& state) {
+            return state.callsOf(method).size() == before + 1;
+        }));
+        return call;
+    }
     // What the card shows of one picture.
     quol::FramePtr shown(const DeckLinkFrame& frame, std::size_t card = firstCard) {
         const std::size_t before = sink.pictureCount();
@@ -865,12 +875,7 @@ TEST_F(LLiveDeckLink, AChangeOfFormatInProgressHoldsNoStopUp) {
          {"IDeckLinkInput::EnableVideoInput", "IDeckLinkInput::StartStreams"}) {
         driver.reset();
         ASSERT_TRUE(startCard(0));
-        const std::size_t before = driver.state().callsOf(method).size();
-        driver.holdCalls({method});
-        std::thread call([this] { driver.changeFormat(0, 1, fourCC("pal "), 0); });
-        EXPECT_TRUE(driver.wait([&](const DeckLinkState& state) {
-            return state.callsOf(method).size() == before + 1;
-        }));
+        std::thread call = heldChange(method);
         std::thread stopper([this] { live->Stop(); });
         EXPECT_TRUE(driver.wait([](const DeckLinkState& state) {
             return state.callsOf("IDeckLinkInput::StopStreams").size() == 1 &&
@@ -908,12 +913,7 @@ TEST_F(LLiveDeckLink, ALateChangeOfFormatLeavesTheCardOff) {
          {"IDeckLinkInput::PauseStreams", "IDeckLinkInput::EnableVideoInput"}) {
         driver.reset();
         ASSERT_TRUE(startCard(0));
-        const std::size_t before = driver.state().callsOf(method).size();
-        driver.holdCalls({method});
-        std::thread call([this] { driver.changeFormat(0, 1, fourCC("pal "), 0); });
-        EXPECT_TRUE(driver.wait([&](const DeckLinkState& state) {
-            return state.callsOf(method).size() == before + 1;
-        }));
+        std::thread call = heldChange(method);
         live->Stop();
         driver.holdCalls({});
         call.join();
