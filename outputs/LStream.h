@@ -147,7 +147,7 @@ private:
     void stopLocked();
 
     void streamLoop();
-    void encodePicture(const quol::QueuedPicture& record);
+    bool encodePicture(const quol::QueuedPicture& record);
     void encodeBlack();
     void encode(AVFrame& picture, std::int64_t pts, double sourceTime);
     bool sourceStalls();

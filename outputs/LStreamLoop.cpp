@@ -26,13 +26,10 @@ void LStream::streamLoop() {
     while (true) {
         quol::QueuedPicture record;
         if (leavesTheRest()) break;
-        if (queue->take(record, running)) {
-            encodePicture(record);
-        } else if (!running) {
-            break;
-        } else if (sourceStalls()) {
-            encodeBlack();
-        }
+        const bool taken = queue->take(record, running);
+        if (!taken && !running) break;
+        const bool useless = !taken || !encodePicture(record);
+        if (useless && running && sourceStalls()) encodeBlack();
         followSession();
     }
     if (sound->track() != nullptr) sound->track()->finish();
@@ -51,22 +48,24 @@ std::int64_t LStream::ticks(std::int64_t elapsed) const {
     return av_rescale_q(elapsed, microseconds, session->video()->time_base);
 }
 
-void LStream::encodePicture(const quol::QueuedPicture& record) {
+// Whether the source has brought a picture: one that nobody can use is none.
+bool LStream::encodePicture(const quol::QueuedPicture& record) {
     const std::int64_t pts = ticks(record.elapsed + lead);
     if (pts <= lastVideoPts) { // its tick of the stream's rate is taken
         lastPictureAt = record.elapsed;
         stalled = false;
-        return;
+        return true;
     }
-    if (failureTold && !(copy && copy->running())) return; // for nobody
+    if (failureTold && !(copy && copy->running())) return true; // for nobody
     const quol::FramePtr picture = pictures->fit(*record.frame, *session->video(), SWS_BICUBIC);
-    if (!picture) return; // a source of pictures that nobody can use is one that stalls
+    if (!picture) return false;
     lastPictureAt = record.elapsed;
     stalled = false;
     lastPicturePts = pts;
     lastPictureTime =
         quol::frameTime(*record.frame).value_or(static_cast<double>(record.elapsed) / 1e6);
     encode(*picture, pts, lastPictureTime);
+    return true;
 }
 
 // Whether it is time for a picture that the source does not bring. As long as its pictures come,

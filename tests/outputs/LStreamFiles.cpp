@@ -638,10 +638,11 @@ TEST(LStreamControl, FullQueueOf11LosesTheNewestPictureAndCountsIt) {
 }
 
 TEST(LStreamControl, WithoutAThreadStartIsFalseAndTheSourceIsLeft) {
-    const std::string path = temporaryPath("no_thread.yuv"); // its encoder makes no threads
+    const std::string path = temporaryPath("no_thread.yuv");
     HandSource source;
     LStream stream;
     stream.setVideoCodec("rawvideo");
+    stream.setProps("threads", "1"); // or the encoder is what fails
     stream.setAudioCodec("none");
     stream.source = &source;
     stream.setStreamUrl(path);
