@@ -3,6 +3,8 @@
 
 SHELL := /bin/bash
 JOBS ?= $(shell nproc)
+# Most tests wait for a clock more than they work.
+TEST_JOBS ?= $(shell echo $$((2 * $(JOBS))))
 
 .DEFAULT_GOAL := help
 .PHONY: help deps build demo test bench format check docs tidy debug asan tsan fuzz install clean
@@ -25,7 +27,7 @@ demo: deps ## Play a clip through the library and show what came out (FILE=clip.
 	scripts/demo.sh $(if $(FILE),"$(FILE)")
 
 test: build ## Build, then run the whole suite
-	ctest --preset release -j $(JOBS)
+	ctest --preset release -j $(TEST_JOBS)
 
 bench: build ## Run every benchmark (BENCH_ARGS=--benchmark_filter=...)
 	@set -e; for program in build/bin/bench_*; do \
@@ -39,7 +41,7 @@ format: deps ## Format the sources in place
 check: build ## Run every check of the sources and of the built library
 	scripts/checks/format.sh
 	scripts/checks/docs.sh build/docs
-	ctest --preset release -j $(JOBS) -L 'check|install'
+	ctest --preset release -j $(TEST_JOBS) -L 'check|install'
 
 docs: deps ## Make the reference manual in build/docs/html
 	scripts/checks/docs.sh build/docs
@@ -52,17 +54,17 @@ tidy: build ## Run clang-tidy over the library
 debug: deps ## Build with assertions into build-debug/ and run the suite
 	cmake --preset debug
 	cmake --build --preset debug -j $(JOBS)
-	ctest --preset debug -j $(JOBS)
+	ctest --preset debug -j $(TEST_JOBS)
 
 asan: deps ## Run the suite under the address and undefined-behaviour sanitizers
 	cmake --preset asan
 	cmake --build --preset asan -j $(JOBS)
-	ctest --preset asan -j $(JOBS)
+	ctest --preset asan -j $(TEST_JOBS)
 
 tsan: deps ## Run the suite under the thread sanitizer
 	cmake --preset tsan
 	cmake --build --preset tsan -j $(JOBS)
-	ctest --preset tsan -j $(JOBS)
+	ctest --preset tsan -j $(TEST_JOBS)
 
 fuzz: deps ## Run every fuzz target for a minute (FUZZ_SECONDS=600)
 	cmake --preset fuzz

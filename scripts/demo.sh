@@ -109,3 +109,72 @@ fi
 wait "$sender"
 "$bin/contact_sheet" "$out/received.mp4" "$out/received.png"
 echo "== done: build/demo/received.mp4, build/demo/received.png"
+
+# ------------------------------------------------------------------------------------- live
+# A port of this machine that nobody listens on.
+free_port() {
+    local port
+    for port in $(shuf -i 20000-32000 -n 50); do
+        (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || break
+    done
+    echo "$port"
+}
+
+server="$root/build/rtmp-server"
+if [ -x "$server/nginx" ]; then
+    folder="$out/server"
+    port=$(free_port)
+    mkdir -p "$folder"
+    cat >"$folder/nginx.conf" <<END
+load_module "$server/ngx_rtmp_module.so";
+daemon off;
+master_process off;
+pid "$folder/pid";
+error_log "$folder/error.log";
+events {}
+rtmp {
+    access_log off;
+    server {
+        listen 127.0.0.1:$port;
+        application live {
+            live on;
+        }
+    }
+}
+END
+    "$server/nginx" -p "$folder" -e "$folder/error.log" -c "$folder/nginx.conf" &
+    nginx=$!
+    player=
+    trap 'kill $nginx $player 2>/dev/null || true' EXIT
+    for _ in $(seq 50); do
+        (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null && break
+        sleep 0.1
+    done
+
+    echo "== two hosts in C and a local server: one goes live and records, the other plays the stream"
+    rm -f "$out/live.mp4" "$out/played.mp4" "$out/played.png"
+    "$bin/streamplay_host" 10 "$out/played.mp4" "rtmp://127.0.0.1:$port/live/demo" \
+        >"$out/player.log" 2>&1 &
+    player=$!
+    "$bin/stream_host" 8 "$main_clip" "$out/live.mp4" "rtmp://127.0.0.1:$port/live" demo
+    if ! wait "$player"; then
+        echo "== nothing was played; the player said:"
+        cat "$out/player.log"
+        exit 1
+    fi
+    kill "$nginx"
+    wait "$nginx" || true
+    trap - EXIT
+    "$bin/contact_sheet" "$out/played.mp4" "$out/played.png"
+    echo "== done: build/demo/live.mp4 as it was sent, build/demo/played.mp4 as it arrived"
+else
+    echo "== nobody goes live: there is no RTMP server to go live to"
+fi
+
+echo "== a host in C: recordings of 25 pictures a second joined and converted"
+parts=("$out/programme.mp4")
+[ -x "$server/nginx" ] && parts+=("$out/live.mp4")
+rm -f "$out/joined.mp4" "$out/joined.png"
+"$bin/convert" -preset veryfast "${parts[@]}" "$out/joined.mp4"
+"$bin/contact_sheet" "$out/joined.mp4" "$out/joined.png"
+echo "== done: build/demo/joined.mp4, build/demo/joined.png"
