@@ -30,11 +30,15 @@ bool isEndless(const std::string& path) {
     return S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode) || S_ISCHR(status.st_mode);
 }
 
+std::optional<FileIdentity> fileIdentity(const std::string& path) {
+    struct stat status {};
+    if (!statOf(path, status)) return std::nullopt;
+    return FileIdentity{status.st_dev, status.st_ino};
+}
+
 bool isSameFile(const std::string& one, const std::string& other) {
-    struct stat first {};
-    struct stat second {};
-    if (!statOf(one, first) || !statOf(other, second)) return false;
-    return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+    const auto first = fileIdentity(one);
+    return first && first == fileIdentity(other);
 }
 
 bool isPlainFile(const std::string& path) {

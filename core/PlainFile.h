@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace quol {
 
@@ -13,7 +14,13 @@ bool isPlainFile(const std::string& path);
 // one may block for ever in a way that nothing can interrupt. With or without "file:" in front.
 bool isEndless(const std::string& path);
 
-// True where both names, with or without "file:" in front, lead to one and the same file.
+// What a file is, whatever name or link leads to it: device and number of the file.
+using FileIdentity = std::pair<unsigned long, unsigned long>;
+
+// With or without "file:" in front; nothing where there is no such file.
+std::optional<FileIdentity> fileIdentity(const std::string& path);
+
+// True where both names lead to one and the same file.
 bool isSameFile(const std::string& one, const std::string& other);
 
 // The bytes of a plain file; nothing where there is none that can be read.

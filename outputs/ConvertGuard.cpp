@@ -1,13 +1,8 @@
 #include "outputs/ConvertGuard.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <array>
 #include <limits>
-#include <string_view>
-
-#include "core/PlainFile.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -15,22 +10,12 @@ extern "C" {
 
 namespace quol {
 
-// Nothing where there is no such file.
-std::optional<ConvertGuard::Identity> ConvertGuard::identityOf(const std::string& path) {
-    constexpr std::string_view scheme = "file:";
-    const char* name = path.c_str() + (path.starts_with(scheme) ? scheme.size() : 0);
-    struct stat status {};
-    if (stat(name, &status) != 0) return std::nullopt;
-    return Identity{status.st_dev, status.st_ino};
-}
-
-std::optional<ConvertGuard::Identity> ConvertGuard::pictureOf(const std::string& pattern,
-                                                              int number) {
+std::optional<FileIdentity> ConvertGuard::pictureOf(const std::string& pattern, int number) {
     std::array<char, 4096> name{};
     if (av_get_frame_filename(name.data(), static_cast<int>(name.size()), pattern.c_str(), number) <
         0)
         return std::nullopt;
-    return identityOf(name.data());
+    return fileIdentity(name.data());
 }
 
 // Finds those that FFmpeg reads, and so goes their way: the first is one of 0 to 4, the last is
@@ -59,7 +44,7 @@ void ConvertGuard::addPictures(const std::string& pattern) {
 
 // Sequences are long: they are gone through when a file that exists is about to be replaced.
 bool ConvertGuard::isPicture(const std::string& path) {
-    const auto identity = identityOf(path);
+    const auto identity = fileIdentity(path);
     if (!identity) return false;
     if (!pictures_) {
         pictures_.emplace();

@@ -4,8 +4,9 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
+
+#include "core/PlainFile.h"
 
 namespace quol {
 
@@ -20,14 +21,12 @@ public:
     bool isInput(const std::string& path);
 
 private:
-    using Identity = std::pair<unsigned long, unsigned long>; // device and file
-    static std::optional<Identity> identityOf(const std::string& path);
-    static std::optional<Identity> pictureOf(const std::string& pattern, int number);
+    static std::optional<FileIdentity> pictureOf(const std::string& pattern, int number);
     void addPictures(const std::string& pattern);
     bool isPicture(const std::string& path);
 
     const std::vector<std::string>& inputs_;
-    std::optional<std::set<Identity>> pictures_; // once they have been looked for
+    std::optional<std::set<FileIdentity>> pictures_; // once they have been looked for
 };
 
 } // namespace quol

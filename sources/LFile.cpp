@@ -84,7 +84,12 @@ bool LFile::playLocked() {
     }
     currentFrame = 0;
     playing = true;
-    thread = std::thread(&LFile::decodeLoopInternal, this, false);
+    try {
+        thread = std::thread(&LFile::decodeLoopInternal, this, false);
+    } catch (...) { // no thread, or no memory for one
+        stopLocked();
+        return false;
+    }
     return true;
 }
 
