@@ -13,6 +13,7 @@
 #include "quolsdk/LFilter.h"
 #include "support/CapturedStream.h"
 #include "support/FilePlayer.h"
+#include "support/NoThreads.h"
 
 namespace {
 
@@ -858,4 +859,16 @@ TEST(LFileLog, SaysNothingWithoutATimecode) {
     file.pause();
     file.stop();
     EXPECT_EQ(output.text(), "");
+}
+
+TEST(Playing, WithoutAThreadItDoesNotPlayAndHasNothingOpen) {
+    FilePlayer player("mono.wav"); // its decoder makes no threads
+    {
+        const test::NoThreads none;
+        ASSERT_TRUE(none.works());
+        EXPECT_FALSE(player.file.play());
+    }
+    expectClosed(player.file);
+    EXPECT_TRUE(player.file.play());
+    EXPECT_TRUE(player.sink.waitForSounds(1));
 }
