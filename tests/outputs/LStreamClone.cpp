@@ -4,17 +4,23 @@
 
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
 #include "support/CapturedStream.h"
+#include "support/ChildProcess.h"
 #include "support/CollectingSink.h"
 #include "support/LiveSource.h"
 #include "support/RecordedFile.h"
+#include "support/SmallDisk.h"
 #include "support/Streaming.h"
 
 namespace {
 
+using namespace std::chrono_literals;
 using test::CapturedStream;
 using test::LiveSource;
 using test::readRecordedFile;
@@ -160,6 +166,39 @@ TEST_F(LStreamClone, OfATransportStream) {
     EXPECT_EQ(sent.pictures.size(), copy.pictures.size());
     EXPECT_GE(copy.pictures.size(), 40U);
     EXPECT_NEAR(copy.soundSeconds(), sent.soundSeconds(), 0.05);
+}
+
+// In a child process with a small disk of its own: which step went wrong, 0 for none.
+int copyOntoSmallDisk(const std::string& folder) {
+    if (!test::mountSmallDisk(folder, 4 * 1024 * 1024)) return 1;
+    LiveSource source;
+    LStream stream;
+    stream.source = &source;
+    stream.setStreamUrl(folder + ".flv"); // beside the disk
+    stream.setStreamClone(true);
+    stream.setStreamClonePath(folder);
+    source.start();
+    CapturedStream error(CapturedStream::Stream::error);
+    if (!stream.Start()) return 2;
+    const std::string line = std::string("[LStream] Copy ended, ") + std::strerror(ENOSPC) + ": " +
+                             folder + "/stream.mp4\n";
+    if (!test::waitUntil([&] { return error.text() == line; }, 60s)) return 3;
+    const RecordedFile copy = readRecordedFile(folder + "/stream.mp4");
+    if (!copy.error.empty()) return 4;
+    if (copy.pictures.size() < 25) return 5;
+    if (copy.soundSeconds() < copy.pictureSeconds() - 1.0) return 6;
+    if (!test::waitForMore(stream, 25)) return 7; // the stream goes on
+    stream.Stop();
+    const RecordedFile sent = readRecordedFile(folder + ".flv");
+    if (!sent.error.empty() || sent.pictures.size() < copy.pictures.size() + 25) return 8;
+    return error.text() == line ? 0 : 9;
+}
+
+TEST(LStreamCopies, AFullDiskEndsTheCopyWholeAndTheStreamGoesOn) {
+    if (!test::canMountSmallDisk()) GTEST_SKIP() << "this system permits no small disk";
+    const std::string folder = temporaryPath("small_disk");
+    test::ChildProcess child([&folder] { return copyOntoSmallDisk(folder); });
+    EXPECT_EQ(child.wait(100s), 0);
 }
 
 } // namespace
