@@ -30,9 +30,14 @@ bool carries(const std::string& protocol) {
 }
 
 // ffmpeg takes three seconds of what comes.
-std::vector<std::string> receiving(const std::string& address, const std::string& path) {
-    return {"ffmpeg", "-v",    "fatal", "-nostdin", "-y", "-f",   "mpegts",
-            "-i",     address, "-t",    "3",        "-c", "copy", path};
+std::vector<std::string> receiving(const std::string& address, const std::string& path,
+                                   const std::vector<std::string>& options = {"-f", "mpegts"}) {
+    std::vector<std::string> words{"ffmpeg", "-v", "fatal", "-nostdin", "-y"};
+    words.insert(words.end(), options.begin(), options.end());
+    for (const std::string& word : {std::string("-i"), address, std::string("-t"), std::string("3"),
+                                    std::string("-c"), std::string("copy"), path})
+        words.push_back(word);
+    return words;
 }
 
 void expectPlayable(const std::string& path) {
@@ -101,6 +106,40 @@ TEST(LStreamAddresses, TcpIsAnMpegTransportStream) {
     LStream stream;
     stream.source = &source;
     stream.setStreamUrl("tcp://127.0.0.1:" + port);
+    source.start();
+    ASSERT_TRUE(test::waitUntil([&] { return stream.Start(); }, std::chrono::seconds(60)))
+        << receiver.output();
+    EXPECT_EQ(receiver.wait(), 0) << receiver.output();
+    stream.Stop();
+    expectPlayable(path);
+}
+
+TEST(LStreamAddresses, RistIsAnMpegTransportStream) {
+    if (!carries("rist")) GTEST_SKIP() << "this FFmpeg has no RIST";
+    const std::string port = std::to_string(test::freeUdpPort() / 2 * 2); // RIST wants an even one
+    const std::string path = temporaryPath("rist.mkv");
+    const Program receiver(receiving("rist://@127.0.0.1:" + port, path));
+    LiveSource source;
+    LStream stream;
+    stream.source = &source;
+    stream.setStreamUrl("rist://127.0.0.1:" + port);
+    stream.setProps("g", "12");
+    source.start();
+    ASSERT_TRUE(stream.Start());
+    EXPECT_EQ(receiver.wait(), 0) << receiver.output();
+    stream.Stop();
+    expectPlayable(path);
+}
+
+TEST(LStreamAddresses, RtspIsAnnouncedToAServer) {
+    const std::string address = "rtsp://127.0.0.1:" + std::to_string(test::freeTcpPort()) + "/live";
+    const std::string path = temporaryPath("rtsp.mkv");
+    const Program receiver(receiving(address, path, {"-rtsp_flags", "listen"}));
+    LiveSource source;
+    LStream stream;
+    stream.source = &source;
+    stream.setStreamUrl(address);
+    stream.customSet("rtsp_transport=tcp g=12");
     source.start();
     ASSERT_TRUE(test::waitUntil([&] { return stream.Start(); }, std::chrono::seconds(60)))
         << receiver.output();

@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <thread>
 
+#include "core/Scaler.h"
 #include "support/CapturedStream.h"
 #include "support/CollectingSink.h"
 #include "support/Frames.h"
@@ -54,6 +56,16 @@ RecordedFile streamed(LStream& stream, const std::string& path, std::int64_t cou
     stream.Stop();
     stream.source = nullptr;
     return readRecordedFile(path);
+}
+
+// The largest sample between two times of the file.
+float loudestBetween(const RecordedFile& file, double from, double to) {
+    float loudest = 0.0F;
+    for (std::size_t i = 0; i < file.sound.size(); ++i) {
+        const double seconds = file.soundStart + static_cast<double>(i / 2) / file.soundRate;
+        if (seconds >= from && seconds < to) loudest = std::max(loudest, std::fabs(file.sound[i]));
+    }
+    return loudest;
 }
 
 // --------------------------------------------------------------------------------- addresses
@@ -175,7 +187,9 @@ TEST(LStreamRefusal, UnknownAudioCodecIsAStreamWithoutSound) {
 TEST(LStreamEncoding, Defaults) {
     const std::string path = temporaryPath("defaults.flv");
     LStream stream;
-    streamed(stream, path);
+    const RecordedFile file = streamed(stream, path);
+    ASSERT_NE(file.audio(), nullptr);
+    EXPECT_EQ(file.audio()->bitRate, 128000);
     const std::string settings = settingsOf(path);
     EXPECT_THAT(settings, HasSubstr("keyint=30 "));      // g
     EXPECT_THAT(settings, HasSubstr("me=dia subme=0 ")); // ultrafast
@@ -319,6 +333,42 @@ TEST(LStreamPictures, SourceThatChangesItsSizeIsScaled) {
         EXPECT_EQ(picture.width, 160);
         EXPECT_EQ(picture.height, 90);
     }
+}
+
+TEST(LStreamPictures, AreScaledBicubically) {
+    const std::string path = temporaryPath("scaled.mkv");
+    HandSource source;
+    LStream stream;
+    stream.setVideoCodec("ffvhuff");
+    stream.setAudioCodec("none");
+    stream.source = &source;
+    stream.setStreamUrl(path);
+    videoFormatProps format;
+    format.width = 96;
+    format.height = 54;
+    stream.setVideoFormat(format);
+    const auto picture = test::makePicture(160, 90, AV_PIX_FMT_YUV420P);
+    ASSERT_TRUE(stream.Start());
+    stream.pushVideoFrame(picture.get());
+    ASSERT_TRUE(test::waitForSent(stream, 1));
+    stream.Stop();
+    const RecordedFile file = readRecordedFile(path, test::Keep::pictures);
+    ASSERT_FALSE(file.pictures.empty());
+    const AVFrame& seen = *file.pictures.front().frame;
+    const auto differsFrom = [&](int flags) {
+        const auto wanted = test::makePicture(96, 54, static_cast<AVPixelFormat>(seen.format));
+        quol::Scaler scaler;
+        EXPECT_TRUE(scaler.scale(*picture, *wanted, flags));
+        int different = 0;
+        for (int y = 0; y < 54; ++y) {
+            const std::uint8_t* one = seen.data[0] + y * seen.linesize[0];
+            const std::uint8_t* other = wanted->data[0] + y * wanted->linesize[0];
+            different += std::memcmp(one, other, 96) != 0 ? 1 : 0;
+        }
+        return different;
+    };
+    EXPECT_EQ(differsFrom(SWS_BICUBIC), 0);
+    EXPECT_GT(differsFrom(SWS_BILINEAR), 0);
 }
 
 TEST(LStreamPictures, SourceThatStopsIsFollowedByBlackPicturesAndSilence) {
@@ -465,6 +515,14 @@ TEST(LStreamPictures, PausedStreamIsBlackAndDropsWhatWaited) {
               2 * sourceAbove - 2);
     const auto dark = [](const auto& one) { return one.luma < blackBelow; };
     EXPECT_FALSE(std::all_of(file.pictures.end() - 10, file.pictures.end(), dark));
+    const auto begin = std::search_n(file.pictures.begin(), file.pictures.end(), 20, true,
+                                     [&](const auto& one, bool is) { return dark(one) == is; });
+    const auto end = std::find_if_not(begin, file.pictures.end(), dark);
+    ASSERT_NE(end, file.pictures.end());
+    EXPECT_GT(end->seconds - begin->seconds, 1.2); // the source beeps every 0.6 s
+    EXPECT_LT(loudestBetween(file, begin->seconds + 0.3, end->seconds - 0.1), 0.001);
+    EXPECT_GT(loudestBetween(file, 0.0, begin->seconds), 0.05);
+    EXPECT_GT(loudestBetween(file, end->seconds, file.soundSeconds()), 0.05);
 }
 
 TEST(LStreamPictures, StartGoesOnWithAPausedStream) {
@@ -516,14 +574,17 @@ TEST(LStreamPictures, AreStamped60MillisecondsAhead) {
     stream.source = &source;
     stream.setStreamUrl(temporaryPath("ahead.mkv"));
     const auto picture = test::makePicture(160, 90, AV_PIX_FMT_YUV420P);
+    const auto begin = std::chrono::steady_clock::now();
     ASSERT_TRUE(stream.Start());
     stream.pushVideoFrame(picture.get());
     stream.pushVideoFrame(picture.get());
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
     ASSERT_TRUE(test::waitForSent(stream, 1));
     stream.Stop();
     const RecordedFile file = readRecordedFile(temporaryPath("ahead.mkv"));
     ASSERT_FALSE(file.pictures.empty());
     EXPECT_GE(file.pictures.front().seconds, 0.060);
+    EXPECT_LE(file.pictures.front().seconds, 0.061 + taken.count());
 }
 
 TEST(LStreamPictures, SoundIsWithThePicture) {
