@@ -472,9 +472,9 @@ QUOLSDK_C_API void quolsdk_stream_key_set(quolsdk_handle stream, const char* key
 /** Reaches the address, within five seconds or not at all, and starts. 0 when it streams already,
  *  has no source, or could not; the error stream tells. */
 QUOLSDK_C_API int quolsdk_stream_start(quolsdk_handle stream);
-/** Ends the stream and leaves the source: within a second, but for a file as the address, whose
- *  queued pictures, ten at the most, are all encoded first. From another thread it also ends a
- * start that still waits for its server. */
+/** Ends the stream and leaves the source: within a second, but for a file as the address or a local
+ *  copy, for which all that is queued is encoded first. From another thread it also ends a
+ *  start that still waits for its server. */
 QUOLSDK_C_API void quolsdk_stream_stop(quolsdk_handle stream);
 /** 1 while it streams, else 0. It streams, into nothing, also when the connection has broken. */
 QUOLSDK_C_API void quolsdk_stream_status_get(quolsdk_handle stream, int* status);

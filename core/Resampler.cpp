@@ -45,6 +45,16 @@ bool Resampler::prepare(const AVFrame& frame, const AudioTarget& target) {
     return true;
 }
 
+std::optional<std::vector<std::int16_t>> Resampler::stereoS16(const AVFrame& frame,
+                                                              int sampleRate) {
+    if (!isStereoS16(frame, sampleRate)) {
+        if (!prepare(frame, {2, AV_SAMPLE_FMT_S16, sampleRate})) return std::nullopt;
+        return convertS16(frame);
+    }
+    const auto* samples = reinterpret_cast<const std::int16_t*>(frame.extended_data[0]);
+    return std::vector(samples, samples + static_cast<std::ptrdiff_t>(frame.nb_samples) * 2);
+}
+
 int Resampler::capacity(int samples, int inputRate) const {
     const std::int64_t waiting = swr_get_delay(context_.get(), inputRate);
     const std::int64_t room =

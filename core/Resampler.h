@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "core/Handles.h"
@@ -34,6 +35,10 @@ public:
 
     // Makes sure of a resampler from the form of `frame` to `target`. False when there can be none.
     bool prepare(const AVFrame& frame, const AudioTarget& target);
+
+    // The frame as interleaved stereo of 16 bits at that rate, copied where it is that already.
+    // Nothing where it cannot be converted.
+    std::optional<std::vector<std::int16_t>> stereoS16(const AVFrame& frame, int sampleRate);
 
     // Room, in samples a channel, that a conversion of `samples` at `inputRate` may need.
     int capacity(int samples, int inputRate) const;

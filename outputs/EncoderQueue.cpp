@@ -3,6 +3,8 @@
 #include <chrono>
 #include <utility>
 
+#include "core/HadMemory.h"
+
 namespace quol {
 
 namespace {
@@ -20,7 +22,10 @@ void EncoderQueue::push(const AVFrame& frame, std::int64_t elapsed) {
             ++dropped_;
             return;
         }
-        queue_.push_back(std::move(picture));
+        if (!hadMemory([&] { queue_.push_back(std::move(picture)); })) {
+            ++dropped_;
+            return;
+        }
     }
     filled_.notify_one();
 }

@@ -30,6 +30,9 @@ public:
     // The oldest picture. Waits a little for one while `running`; false without one.
     bool take(QueuedPicture& picture, const std::atomic<bool>& running);
 
+    // A picture that was taken came to nothing.
+    void countLost() { ++dropped_; }
+
     // Drops the pictures that wait, uncounted.
     void clear();
 

@@ -3,6 +3,8 @@
 #include <utility>
 
 #include "core/FrameTime.h"
+#include "core/HadMemory.h"
+#include "core/SoundCheck.h"
 #include "outputs/EncoderSession.h"
 
 namespace quol {
@@ -39,18 +41,13 @@ void EncoderSound::close() {
 }
 
 void EncoderSound::push(const AVFrame& frame, double time) {
+    if (!isReadableSound(frame)) return;
     const std::lock_guard lock(mutex_);
     if (!track_) return;
-    AudioRecord record;
-    record.pts = frameTime(frame).value_or(time);
-    if (isStereoS16(frame, rate_)) {
-        const auto* samples = reinterpret_cast<const std::int16_t*>(frame.data[0]);
-        record.samples.assign(samples, samples + static_cast<std::ptrdiff_t>(frame.nb_samples) * 2);
-    } else {
-        if (!resampler_.prepare(frame, {2, AV_SAMPLE_FMT_S16, rate_})) return;
-        record.samples = resampler_.convertS16(frame);
-    }
-    track_->push(std::move(record));
+    hadMemory([&] {
+        auto samples = resampler_.stereoS16(frame, rate_);
+        if (samples) track_->push({frameTime(frame).value_or(time), std::move(*samples)});
+    });
 }
 
 void EncoderSound::clear() {

@@ -1,29 +1,16 @@
 // The converter's thread.
 #include <algorithm>
 #include <cerrno>
-#include <new>
 #include <numeric>
 
+#include "core/HadMemory.h"
 #include "core/Log.h"
 #include "outputs/ConvertInput.h"
 #include "outputs/ConvertOutput.h"
 #include "outputs/ConvertSettings.h"
 #include "quolsdk/LConvert.h"
 
-namespace {
-
-// False when memory ran short on the way.
-template <typename Work>
-bool hadMemory(const Work& work) {
-    try {
-        work();
-        return true;
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-}
-
-} // namespace
+using quol::hadMemory;
 
 // Where memory runs short the conversion ends as it does when the disk is full.
 void LConvert::convertLoop() {

@@ -3,6 +3,7 @@
 
 #include "core/ErrorText.h"
 #include "core/FrameTime.h"
+#include "core/HadMemory.h"
 #include "core/Log.h"
 #include "outputs/DiskReserve.h"
 #include "outputs/EncoderPictures.h"
@@ -49,7 +50,7 @@ void LRecorder::encodeLoop() {
             continue;
         }
         if (overdue(record.elapsed)) continue;
-        encodePicture(record);
+        if (!quol::hadMemory([&] { encodePicture(record); })) queue->countLost();
         writable = fileTakesMore();
     }
     // On a full disk too: what sound has waited for is part of the room that was held.
@@ -58,10 +59,12 @@ void LRecorder::encodeLoop() {
     const auto soundFits = [&] {
         return session->error() == 0 && (writable ? fileTakesMore() : chunks++ < chunksHeld);
     };
-    if (sound->track() != nullptr) sound->track()->finish(soundFits);
+    quol::hadMemory([&] {
+        if (sound->track() != nullptr) sound->track()->finish(soundFits);
+    });
     recording = false;
     const int before = session->error();
-    session->finish();
+    quol::hadMemory([this] { session->finish(); });
     if (before == 0 && session->error() != 0) tellEnded(session->error());
     reserve->release();
     flush();

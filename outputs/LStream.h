@@ -147,6 +147,7 @@ private:
     void stopLocked();
 
     void streamLoop();
+    bool streamNext();
     bool encodePicture(const quol::QueuedPicture& record);
     void encodeBlack();
     void encode(AVFrame& picture, std::int64_t pts, double sourceTime);

@@ -1,7 +1,9 @@
 // The streamer's encoding thread.
 #include "core/ErrorText.h"
 #include "core/FrameTime.h"
+#include "core/HadMemory.h"
 #include "core/Log.h"
+#include "core/PictureCheck.h"
 #include "outputs/EncoderPictures.h"
 #include "outputs/EncoderQueue.h"
 #include "outputs/EncoderSession.h"
@@ -21,22 +23,32 @@ constexpr std::int64_t lead = 60000; // microseconds: pictures are stamped ahead
 
 } // namespace
 
-// Ends when the stream has ended and the queue is empty.
+// Ends when the stream has ended and the queue is empty. Where memory is short for a picture it is
+// that picture that is lost.
 void LStream::streamLoop() {
-    while (true) {
-        quol::QueuedPicture record;
-        if (leavesTheRest()) break;
-        const bool taken = queue->take(record, running);
-        if (!taken && !running) break;
-        const bool useless = !taken || !encodePicture(record);
-        if (useless && running && sourceStalls()) encodeBlack();
-        followSession();
+    bool more = true;
+    while (more) {
+        if (!quol::hadMemory([&] { more = streamNext(); })) queue->countLost();
     }
-    if (sound->track() != nullptr) sound->track()->finish();
-    session->finish([this] { return !leavesTheRest(); });
-    followSession();
-    if (copy) copy->finish();
+    quol::hadMemory([this] {
+        if (sound->track() != nullptr) sound->track()->finish();
+        session->finish([this] { return !leavesTheRest(); });
+        followSession();
+    });
+    if (copy) quol::hadMemory([this] { copy->finish(); });
     quol::logOut("[LStream] Yayın Durduruldu.");
+}
+
+// Streams what is due; false when nothing follows.
+bool LStream::streamNext() {
+    quol::QueuedPicture record;
+    if (leavesTheRest()) return false;
+    const bool taken = queue->take(record, running);
+    if (!taken && !running) return false;
+    const bool useless = !taken || !encodePicture(record);
+    if (useless && running && sourceStalls()) encodeBlack();
+    followSession();
+    return true;
 }
 
 // A stop is over time, and nothing would miss the pictures that are not encoded yet.
@@ -52,8 +64,9 @@ std::int64_t LStream::ticks(std::int64_t elapsed) const {
 bool LStream::encodePicture(const quol::QueuedPicture& record) {
     const std::int64_t pts = ticks(record.elapsed + lead);
     if (pts <= lastVideoPts) { // its tick of the stream's rate is taken
+        if (!quol::isReadablePicture(*record.frame)) return false;
         lastPictureAt = record.elapsed;
-        stalled = false;
+        stalled = false; // or black would take every tick ahead of the source
         return true;
     }
     if (failureTold && !(copy && copy->running())) return true; // for nobody

@@ -139,7 +139,12 @@ bool LStream::initAddress(const std::string& address, quol::Dictionary& options)
     }
     if (!initClone()) return false;
     if (!session->writeHeader(options)) {
-        quol::logError("[LStream] Error occurred when writing header");
+        // Muxers that do not write into a file reach their address with the header.
+        if (guarded && (output.oformat->flags & AVFMT_NOFILE) != 0) {
+            quol::logError("[LStream] URL açılamadı: %s", job.url.c_str());
+        } else {
+            quol::logError("[LStream] Error occurred when writing header");
+        }
         if (copy) copy->discard();
         return false;
     }

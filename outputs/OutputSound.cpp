@@ -4,22 +4,12 @@
 
 #include "core/FrameTime.h"
 #include "core/Log.h"
+#include "core/SoundCheck.h"
 #include "outputs/OutputSettings.h"
 
 namespace quol {
 
 namespace {
-
-// Whether the samples that the frame speaks of are there.
-bool isReadableSound(const AVFrame& frame) {
-    const auto format = static_cast<AVSampleFormat>(frame.format);
-    const int channels = frame.ch_layout.nb_channels;
-    if (frame.nb_samples < 1 || frame.sample_rate < 1 || channels < 1) return false;
-    if (av_get_bytes_per_sample(format) < 1 || frame.extended_data == nullptr) return false;
-    const int planes = av_sample_fmt_is_planar(format) != 0 ? channels : 1;
-    return std::all_of(frame.extended_data, frame.extended_data + planes,
-                       [](const std::uint8_t* plane) { return plane != nullptr; });
-}
 
 // A frame that shows stereo samples where they lie.
 FramePtr viewOf(std::vector<std::int16_t>& samples, int rate) {

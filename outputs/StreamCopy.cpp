@@ -4,6 +4,7 @@
 #include <unistd.h>
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "core/ErrorText.h"
 #include "core/Log.h"
@@ -20,7 +21,10 @@ StreamCopy::Begun StreamCopy::begin(const std::string& folder, const AVCodecCont
     if (!packet_ || video_ == nullptr || (audio != nullptr && audio_ == nullptr))
         return Begun::noMuxer;
     bitRate_ = video.bit_rate + (audio != nullptr ? audio->bit_rate : 0);
-    if (!createFile(folder)) return Begun::noFile;
+    if (!createFile(folder)) {
+        discard();
+        return Begun::noFile;
+    }
     running_ = avformat_write_header(output_.get(), nullptr) >= 0;
     if (!running_) {
         discard();
@@ -45,18 +49,19 @@ bool StreamCopy::createFile(const std::string& folder) {
     constexpr int lastNumber = 1000000;
     const std::string base = folder + (folder.ends_with('/') ? "stream" : "/stream");
     for (int number = 0; number < lastNumber; ++number) {
-        path_ = base;
-        if (number > 0) path_.append("_").append(std::to_string(number));
-        path_.append(".mp4");
-        const int descriptor = open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
+        std::string path = base;
+        if (number > 0) path.append("_").append(std::to_string(number));
+        path.append(".mp4");
+        const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
                                     S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH);
         if (descriptor < 0) {
             if (errno == EEXIST) continue;
             return false;
         }
         close(descriptor);
-        if (avio_open(&output_->pb, path_.c_str(), AVIO_FLAG_WRITE) >= 0) return true;
-        unlink(path_.c_str());
+        path_ = std::move(path);
+        // With the scheme, or FFmpeg would look for one in a relative path with a colon.
+        if (avio_open(&output_->pb, ("file:" + path_).c_str(), AVIO_FLAG_WRITE) >= 0) return true;
         return false;
     }
     return false;
@@ -98,7 +103,7 @@ void StreamCopy::discard() {
     running_ = false;
     output_.reset();
     reserve_.release();
-    unlink(path_.c_str());
+    if (!path_.empty()) unlink(path_.c_str());
 }
 
 void StreamCopy::finish() {

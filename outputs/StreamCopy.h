@@ -25,7 +25,7 @@ public:
 
     // Makes the file whole and closes it.
     void finish();
-    // Takes the file away again, before anything was written.
+    // Takes the file away again, if it was made, before anything was written.
     void discard();
 
     bool running() const { return running_; }
@@ -41,7 +41,7 @@ private:
     AVStream* audio_ = nullptr;
     PacketPtr packet_ = makePacket();
     DiskReserve reserve_;
-    std::string path_;
+    std::string path_; // of the file made here; empty before
     bool running_ = false;
     std::int64_t packets_ = 0;
     std::int64_t packetBytes_ = 0;

@@ -18,7 +18,10 @@ void StreamGuard::started() {
 }
 
 void StreamGuard::finishes(std::int64_t longest) {
-    if (sendBy_ != 0) sendBy_ = never; // the latest packet may be long ago
+    // The latest packet may be long ago. The sending thread gives up at the same time, perhaps.
+    std::int64_t by = sendBy_;
+    while (by != 0 && !sendBy_.compare_exchange_weak(by, never)) {
+    }
     finishBy_ = steadyNow() + longest;
 }
 

@@ -38,7 +38,7 @@ private:
 
     std::atomic<bool> starting_{false};
     std::atomic<int> held_{0};
-    std::atomic<std::int64_t> sendBy_{never};   // 0 for good
+    std::atomic<std::int64_t> sendBy_{never};   // 0: given up
     std::atomic<std::int64_t> finishBy_{never}; // and every one before
 };
 

@@ -76,6 +76,8 @@ public:
 
     /// Takes the sound of another stream of the open address, by its index among all of them, from
     /// the next packet on. No sound for an index that is none or not of sound; below 0 for none.
+    /// One that has not sent anything yet, where the container does not announce it, is heard once
+    /// it does.
     /// Without effect while it does not play; a connection made anew begins with the best one.
     void switchAudioTrack(int index);
 

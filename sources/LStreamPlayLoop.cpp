@@ -50,10 +50,16 @@ void LStreamPlay::decodeLoopInternal() {
 
 void LStreamPlay::DecodeLoop::run() {
     while (player.playing) {
-        if (input) {
-            step();
-        } else {
-            connect();
+        try {
+            if (input) {
+                step();
+            } else {
+                connect();
+            }
+        } catch (...) { // no memory, or a host's sink that throws
+            av_packet_unref(packet.get());
+            if (!player.connected) closeStream();
+            player.sleeper->sleepFor(idleSleep);
         }
     }
     closeStream();
@@ -86,7 +92,7 @@ bool LStreamPlay::DecodeLoop::openStream() {
     if (container == "flv" || container == "live_flv") input->max_analyze_duration = shortLook;
     if (!input.findStreamInfo()) return fail("avformat_find_stream_info");
     met.clear();
-    trackChosen = false;
+    trackChosen.reset();
     openVideo(bestPicture());
     openTrack(input.bestStream(AVMEDIA_TYPE_AUDIO, videoStream));
     readOnlyWanted();
@@ -163,8 +169,8 @@ void LStreamPlay::DecodeLoop::readOnlyWanted() {
 void LStreamPlay::DecodeLoop::switchTrack() {
     const std::int64_t wanted = player.wantedTrack.exchange(quol::noTrackWanted);
     if (wanted == quol::noTrackWanted) return;
-    trackChosen = true;
-    openTrack(static_cast<int>(wanted));
+    trackChosen = static_cast<int>(wanted);
+    openTrack(*trackChosen);
     readOnlyWanted();
 }
 
@@ -175,7 +181,7 @@ void LStreamPlay::DecodeLoop::meetStream(int index) {
     const bool sound = stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
     if (quol::isMoving(stream) && !video) {
         openVideo(index);
-    } else if (sound && !audio && !trackChosen) {
+    } else if (sound && !audio && (!trackChosen || *trackChosen == index)) {
         openTrack(index);
     } else {
         return;

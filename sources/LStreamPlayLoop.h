@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <set>
 
 #include "core/Clock.h"
@@ -75,8 +76,8 @@ private:
     quol::CodecContextPtr audio; // null without sound
     int videoStream = -1;
     int audioStream = -1;
-    std::set<int> met;        // streams of the open address that were tried once they sent
-    bool trackChosen = false; // the host has chosen what to hear since the address was opened
+    std::set<int> met;              // streams of the open address that were tried once they sent
+    std::optional<int> trackChosen; // what the host has chosen to hear of the open address
     AVRational videoTimeBase{1, 1};
     quol::StreamPictures pictures;
     quol::StreamSound sound;

@@ -2,17 +2,13 @@
 
 #include "core/AudioMix.h"
 #include "core/SoundBlock.h"
+#include "core/SoundCheck.h"
 
 namespace quol {
 
 namespace {
 
 constexpr int unityGain = 100; // percent
-
-// Rates between which a block keeps a size that memory has room for.
-bool isRate(int rate) {
-    return rate >= 1000 && rate <= 1'000'000;
-}
 
 // The block with its samples multiplied, cut towards zero and clamped.
 FramePtr amplified(const AVFrame& block, int gain) {
@@ -26,7 +22,7 @@ FramePtr amplified(const AVFrame& block, int gain) {
 } // namespace
 
 FramePtr StreamSound::convert(const AVFrame& block, int sampleRate, int gain) {
-    if (block.nb_samples < 1 || !isRate(block.sample_rate) || !isRate(sampleRate)) return nullptr;
+    if (!isReadableSound(block) || !isSoundRate(sampleRate)) return nullptr;
     if (!resampler_.prepare(block, {2, AV_SAMPLE_FMT_S16, sampleRate})) return nullptr;
     const int room = resampler_.capacity(block.nb_samples, block.sample_rate);
     FramePtr stereo = makeSilentBlock(room, sampleRate);

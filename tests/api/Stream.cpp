@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <string>
 
 #include "quolsdk/LStream.h"
@@ -53,6 +55,19 @@ TEST_F(StreamApi, StreamsASignal) {
         {"ffprobe", "-v", "error", "-show_entries", "stream=codec_name", "-of", "csv=p=0", path});
     EXPECT_NE(seen.find("h264"), std::string::npos) << seen;
     EXPECT_NE(seen.find("aac"), std::string::npos) << seen;
+    std::ifstream file(path, std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_NE(bytes.find("keyint=7 "), std::string::npos); // as x264 writes into the first picture
+}
+
+TEST_F(StreamApi, DestroyedWhileItStreamsItEndsTheFile) {
+    const std::string path = test::temporaryPath("destroyed.mp4");
+    quolsdk_handle other = quolsdk_stream_create();
+    quolsdk_stream_url_set(other, path.c_str());
+    quolsdk_stream_object(other, signal);
+    ASSERT_EQ(quolsdk_stream_start(other), 1);
+    quolsdk_stream_destroy(other);
+    EXPECT_EQ(test::outputOf({"ffprobe", "-v", "error", path}), "");
 }
 
 TEST_F(StreamApi, TheSourceIsWrittenDirectly) {

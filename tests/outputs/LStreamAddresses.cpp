@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <string>
 
 #include "support/CapturedStream.h"
@@ -116,7 +117,7 @@ TEST(LStreamAddresses, TcpIsAnMpegTransportStream) {
 
 TEST(LStreamAddresses, RistIsAnMpegTransportStream) {
     if (!carries("rist")) GTEST_SKIP() << "this FFmpeg has no RIST";
-    const std::string port = std::to_string(test::freeUdpPort() / 2 * 2); // RIST wants an even one
+    const std::string port = std::to_string(test::freeUdpPortPair());
     const std::string path = temporaryPath("rist.mkv");
     const Program receiver(receiving("rist://@127.0.0.1:" + port, path));
     LiveSource source;
@@ -143,6 +144,39 @@ TEST(LStreamAddresses, RtspIsAnnouncedToAServer) {
     source.start();
     ASSERT_TRUE(test::waitUntil([&] { return stream.Start(); }, std::chrono::seconds(60)))
         << receiver.output();
+    EXPECT_EQ(receiver.wait(), 0) << receiver.output();
+    stream.Stop();
+    expectPlayable(path);
+}
+
+TEST(LStreamAddresses, RtspServerThatIsNotThere) {
+    const std::string url = "rtsp://127.0.0.1:" + std::to_string(test::freeTcpPort()) + "/live";
+    test::HandSource source;
+    LStream stream;
+    stream.source = &source;
+    stream.setStreamUrl(url);
+    test::CapturedStream error(test::CapturedStream::Stream::error);
+    EXPECT_FALSE(stream.Start());
+    EXPECT_THAT(error.text(), testing::HasSubstr("[LStream] URL açılamadı: " + url + "\n"));
+}
+
+TEST(LStreamAddresses, RtpIsATransportStream) {
+    const std::string port = std::to_string(test::freeUdpPortPair());
+    const std::string path = temporaryPath("rtp.mkv");
+    const std::string description = temporaryPath("rtp.sdp");
+    std::ofstream(description) << "v=0\r\no=- 0 0 IN IP4 127.0.0.1\r\ns=-\r\n"
+                               << "c=IN IP4 127.0.0.1\r\nt=0 0\r\n"
+                               << "m=video " << port << " RTP/AVP 33\r\n"
+                               << "a=rtpmap:33 MP2T/90000\r\n";
+    const Program receiver(
+        receiving(description, path, {"-protocol_whitelist", "file,rtp,udp", "-f", "sdp"}));
+    LiveSource source;
+    LStream stream;
+    stream.source = &source;
+    stream.setStreamUrl("rtp://127.0.0.1:" + port);
+    stream.setProps("g", "12");
+    source.start();
+    ASSERT_TRUE(stream.Start());
     EXPECT_EQ(receiver.wait(), 0) << receiver.output();
     stream.Stop();
     expectPlayable(path);

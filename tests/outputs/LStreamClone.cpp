@@ -168,6 +168,31 @@ TEST_F(LStreamClone, OfATransportStream) {
     EXPECT_NEAR(copy.soundSeconds(), sent.soundSeconds(), 0.05);
 }
 
+// B pictures: the packets come in another order than they are shown.
+TEST_F(LStreamClone, WithPicturesOutOfOrder) {
+    stream.setProps("tune", "");
+    stream.setProps("preset", "veryfast");
+    stream.setProps("bf", "2");
+    streamSome(60);
+    const RecordedFile sent = readRecordedFile(url);
+    const RecordedFile copy = readRecordedFile(folder + "/stream.mp4");
+    EXPECT_EQ(copy.error, "");
+    ASSERT_EQ(copy.pictures.size(), sent.pictures.size());
+    for (std::size_t i = 0; i < copy.pictures.size(); ++i)
+        EXPECT_DOUBLE_EQ(copy.pictures[i].luma, sent.pictures[i].luma) << i;
+}
+
+// What stands in front of a colon is no protocol.
+TEST_F(LStreamClone, InARelativeFolderWithAColon) {
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(folder);
+    std::filesystem::create_directory("rec:1");
+    stream.setStreamClonePath("rec:1");
+    streamSome(3);
+    EXPECT_EQ(readRecordedFile(folder + "/rec:1/stream.mp4").error, "");
+    std::filesystem::current_path(before);
+}
+
 // In a child process with a small disk of its own: which step went wrong, 0 for none.
 int copyOntoSmallDisk(const std::string& folder) {
     if (!test::mountSmallDisk(folder, 4 * 1024 * 1024)) return 1;

@@ -100,6 +100,34 @@ TEST(LStreamPlayFormats, VideoModesAreExpanded) {
     EXPECT_EQ(stream.getHeight(), 0);
 }
 
+TEST(LStreamPlayFormats, ModeZeroTakesTheStreamsOwnToo) {
+    StreamPlayer player(mediaPath("h264_aac.mp4"));
+    videoFormatProps format{};
+    player.stream.getVideoFormat(format);
+    format.mode = 0;
+    format.width = 64;
+    format.height = 48;
+    format.fps = 7.0;
+    player.stream.setVideoFormat(format);
+    ASSERT_TRUE(player.stream.play());
+    ASSERT_TRUE(player.sink.waitForPictures(1));
+    player.stream.getVideoFormat(format);
+    EXPECT_EQ(format.mode, 0U);
+    EXPECT_EQ(format.width, player.stream.getWidth());
+    EXPECT_EQ(format.height, player.stream.getHeight());
+    EXPECT_EQ(format.fps, 25.0);
+    EXPECT_EQ(player.sink.pictures().front().width, format.width);
+}
+
+TEST(LStreamPlayFormats, DelaysAreOnlyStored) {
+    StreamPlayer player(mediaPath("h264_aac.mp4"));
+    player.stream.setAudioDelay(5000);
+    player.stream.setVideoDelay(-5000);
+    ASSERT_TRUE(player.stream.play());
+    EXPECT_TRUE(player.sink.waitForPictures(5));
+    EXPECT_TRUE(player.sink.waitForSounds(5));
+}
+
 // ---------------------------------------------------------------------------------- control
 
 TEST(LStreamPlay, WithoutAnAddressItDoesNotPlay) {
@@ -167,6 +195,24 @@ TEST(LStreamPlay, WithoutMemoryForAThreadItDoesNotPlay) {
     EXPECT_EQ(player.status(), 0);
     EXPECT_TRUE(player.stream.play());
     EXPECT_TRUE(player.sink.waitForPictures(1));
+}
+
+TEST(LStreamPlay, ASinkThatThrowsLosesWhatItThrewAt) {
+    class Thrower : public test::CollectingSink {
+    public:
+        void pushVideoFrame(AVFrame* frame) override {
+            test::CollectingSink::pushVideoFrame(frame);
+            if (pictureCount() % 3 == 0) throw std::runtime_error("not this one");
+        }
+    } thrower;
+    OpenStream stream;
+    stream.streamUrlSet(mediaPath("h264_aac.mp4"));
+    stream.addSink(&thrower);
+    EXPECT_TRUE(stream.play());
+    EXPECT_TRUE(thrower.waitForPictures(10));
+    EXPECT_TRUE(thrower.waitForSounds(10));
+    stream.stop();
+    stream.removeSink(&thrower);
 }
 
 TEST(LStreamPlay, ASinkThatThrowsDoesNotLeaveItPlayingWithoutAThread) {

@@ -226,6 +226,22 @@ TEST(LStreamPlayNetwork, SoundThatSetsInBehindTheLookIsHeard) {
     EXPECT_TRUE(player.sink.waitForPictures(5));
 }
 
+// FLV does not announce what is in it.
+TEST(LStreamPlayNetwork, ATrackThatIsNotThereYetIsHeardOnceItComes) {
+    const std::string path = made(
+        "late_track.flv", {"-f", "lavfi", "-i", "testsrc2=s=64x48:r=25:d=4", "-itsoffset", "2",
+                           "-f", "lavfi", "-i", "sine=r=44100:d=2", "-flvflags", "no_metadata",
+                           "-c:v", "flv1", "-c:a", "libmp3lame", "-max_interleave_delta", "0"});
+    ByteServer server;
+    StreamPlayer player(server.url());
+    player.stream.play();
+    player.stream.switchAudioTrack(1);
+    ASSERT_TRUE(server.accept());
+    ASSERT_TRUE(server.sendFile(path)) << path;
+    EXPECT_TRUE(player.sink.waitForSounds(10));
+    EXPECT_GT(player.sink.pictureCount(), 10U);
+}
+
 TEST(LStreamPlayNetwork, PicturesThatSetInLateHaveASizeAndARate) {
     const std::string path = made("late_picture.ts", {"-f",
                                                       "lavfi",
@@ -461,6 +477,8 @@ TEST_F(LStreamPlayRtmp, PlaysWhatIsPublished) {
     EXPECT_EQ(player.stream.getHeight(), 108);
     EXPECT_EQ(player.stream.getFPS(), 25.0);
     expectQuickStop(player.stream);
+    // The protocol's number for what is live, and not a recording.
+    EXPECT_THAT(server.log(), HasSubstr("start=-1000"));
 }
 
 TEST_F(LStreamPlayRtmp, PlaysPicturesWithoutSoundAndSoundWithoutPictures) {

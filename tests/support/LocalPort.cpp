@@ -44,6 +44,20 @@ int freeUdpPort() {
     return freePort(SOCK_DGRAM);
 }
 
+int freeUdpPortPair() {
+    while (true) {
+        int port = 0;
+        const int first = boundSocket(SOCK_DGRAM, port);
+        const int second = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        const sockaddr_in next = here(port + 1);
+        const bool free = port % 2 == 0 &&
+                          bind(second, reinterpret_cast<const sockaddr*>(&next), sizeof next) == 0;
+        close(first);
+        close(second);
+        if (free) return port;
+    }
+}
+
 bool acceptsTcp(int port) {
     const int made = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const sockaddr_in address = here(port);

@@ -8,6 +8,8 @@ namespace test {
 // One that nothing listens on at the moment.
 int freeTcpPort();
 int freeUdpPort();
+// The even one of two that follow each other.
+int freeUdpPortPair();
 
 // Whether something takes a connection there now.
 bool acceptsTcp(int port);
