@@ -26,8 +26,8 @@ public:
     ConvertOutput& operator=(const ConvertOutput&) = delete;
 
     // Opens muxer, encoders and file and writes the header. False when one of them fails; the error
-    // stream tells. A file that is one of the inputs is never opened, and one that was made for a
-    // header that the muxer refuses is removed.
+    // stream tells. A file that is one of the inputs is never opened; where the muxer refuses what
+    // it is to hold, a file is neither made nor emptied.
     bool open();
 
     bool hasPicture() const { return session_.video() != nullptr; }
