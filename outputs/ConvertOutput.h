@@ -46,8 +46,8 @@ public:
     // It takes no more for that error. The error stream tells the first time.
     void end(int error);
 
-    // Writes what waits in the encoders, unless `stop` is up, and the trailer; closes the file. A
-    // write that fails on the way is told as `end` does.
+    // Writes what waits in the encoders, unless `stop` is up or a write has failed, and the
+    // trailer; closes the file. A write that fails on the way is told as `end` does.
     void finish();
 
 private:

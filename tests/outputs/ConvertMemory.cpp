@@ -72,8 +72,7 @@ TEST_F(ConvertMemory, ASequenceOfPicturesEndsToo) {
     convert.setVideoCodec("png");
     convert.setAudioCodec("");
     constexpr int never = 1000000;
-    const std::string line =
-        "LConvert: Conversion ended, Cannot allocate memory: " + pattern + "\n";
+    const std::string line = "LConvert: Conversion ended, Input/output error: " + pattern + "\n";
     int told = 0;
     bool failed = true;
     for (int number = 0; failed && number < 2000; ++number) {

@@ -157,6 +157,25 @@ TEST(LConvertStops, AnInputThatNeverAnswersIsLeft) {
     close(guest);
 }
 
+// It opens, and then nothing comes any more.
+TEST(LConvertStops, AnInputThatFallsSilentBehindItsFirstBytesIsLeft) {
+    constexpr std::size_t enoughToOpen = 12UL * 188;
+    const std::string bytes = bytesOf(mediaPath("h264.ts")).substr(0, enoughToOpen);
+    const SilentPort port;
+    CapturedStream error(CapturedStream::Stream::error);
+    LConvert convert;
+    configureSmall(convert, temporaryPath("fell_silent.mp4"),
+                   {port.url(), mediaPath("silent.mp4")});
+    ASSERT_TRUE(convert.Start());
+    const int guest = port.acceptGuest();
+    EXPECT_EQ(write(guest, bytes.data(), bytes.size()), static_cast<ssize_t>(enoughToOpen));
+    EXPECT_FALSE(waitForEnd(convert, 500ms));
+    expectQuickStop(convert);
+    EXPECT_EQ(statusOf(convert), 0);
+    EXPECT_EQ(error.text(), "");
+    close(guest);
+}
+
 // The far end takes the connection and then no bytes: the writes wait, the stop does not.
 TEST(LConvertStops, AnOutputThatTakesNothingIsLeft) {
     const SilentPort port;
