@@ -501,7 +501,9 @@ QUOLSDK_C_API void quolsdk_convert_clear_input_files(quolsdk_handle convert);
 /** Starts. 0 while it is converting, and without a path or a file to convert. Whether the output
  *  could be opened is told by quolsdk_convert_status_get. */
 QUOLSDK_C_API int quolsdk_convert_start(quolsdk_handle convert);
-/** Ends the conversion where it is and waits for it; the file can be played as far as it goes. */
+/** Ends the conversion where it is and waits for it; the file can be played as far as it goes. One
+ *  that is stopped before its first picture may be unreadable. Returns within a second with quick
+ *  presets; with the slowest the encoder takes up to half a minute to be closed. */
 QUOLSDK_C_API void quolsdk_convert_stop(quolsdk_handle convert);
 /** 0 idle or finished, 1 converting, -1 the output could not be opened. */
 QUOLSDK_C_API void quolsdk_convert_status_get(quolsdk_handle convert, int* status);

@@ -49,4 +49,12 @@ std::span<const AVSampleFormat> encoderSampleFormats(const AVCodec& codec) {
 
 #endif
 
+void clearDuration(AVFrame& picture) {
+#if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 30, 100)
+    picture.duration = 0;
+#else
+    picture.pkt_duration = 0;
+#endif
+}
+
 } // namespace quol

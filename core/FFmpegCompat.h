@@ -11,4 +11,7 @@ namespace quol {
 std::span<const AVPixelFormat> encoderPixelFormats(const AVCodec& codec);
 std::span<const AVSampleFormat> encoderSampleFormats(const AVCodec& codec);
 
+// Forgets how long the picture was shown where it came from.
+void clearDuration(AVFrame& picture);
+
 } // namespace quol

@@ -14,16 +14,19 @@ namespace {
 
 // False where nothing is there.
 bool statOf(const std::string& path, struct stat& status) {
-    constexpr std::string_view scheme = "file:";
-    const bool named = path.compare(0, scheme.size(), scheme) == 0;
-    return stat(path.c_str() + (named ? scheme.size() : 0), &status) == 0;
+    return stat(withoutScheme(path).c_str(), &status) == 0;
 }
 
 } // namespace
 
+std::string withoutScheme(const std::string& path) {
+    constexpr std::string_view scheme = "file:";
+    return path.substr(path.starts_with(scheme) ? scheme.size() : 0);
+}
+
 bool isEndless(const std::string& path) {
     for (const std::string_view endless : {"pipe:", "fd:"}) {
-        if (path.compare(0, endless.size(), endless) == 0) return true;
+        if (path.starts_with(endless)) return true;
     }
     struct stat status {};
     if (!statOf(path, status)) return false;
@@ -36,19 +39,14 @@ std::optional<FileIdentity> fileIdentity(const std::string& path) {
     return FileIdentity{status.st_dev, status.st_ino};
 }
 
-bool isSameFile(const std::string& one, const std::string& other) {
-    const auto first = fileIdentity(one);
-    return first && first == fileIdentity(other);
-}
-
 bool isPlainFile(const std::string& path) {
     std::error_code error;
-    return std::filesystem::is_regular_file(path, error);
+    return std::filesystem::is_regular_file(withoutScheme(path), error);
 }
 
 std::optional<std::string> readPlainFile(const std::string& path) {
     if (!isPlainFile(path)) return std::nullopt;
-    const std::ifstream file(path, std::ios::binary);
+    const std::ifstream file(withoutScheme(path), std::ios::binary);
     if (!file) return std::nullopt;
     std::ostringstream content;
     content << file.rdbuf();

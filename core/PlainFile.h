@@ -7,21 +7,23 @@
 
 namespace quol {
 
+// All of these take a name with "file:" in front too, as FFmpeg does.
+
+// What the system calls the file.
+std::string withoutScheme(const std::string& path);
+
 // True for a file on a disk. A pipe, a device or an address may never end, or never begin.
 bool isPlainFile(const std::string& path);
 
 // True for a pipe, a socket or a device, a terminal too: they have no end and no length, and using
-// one may block for ever in a way that nothing can interrupt. With or without "file:" in front.
+// one may block for ever in a way that nothing can interrupt.
 bool isEndless(const std::string& path);
 
 // What a file is, whatever name or link leads to it: device and number of the file.
 using FileIdentity = std::pair<unsigned long, unsigned long>;
 
-// With or without "file:" in front; nothing where there is no such file.
+// Nothing where there is no such file.
 std::optional<FileIdentity> fileIdentity(const std::string& path);
-
-// True where both names lead to one and the same file.
-bool isSameFile(const std::string& one, const std::string& other);
 
 // The bytes of a plain file; nothing where there is none that can be read.
 std::optional<std::string> readPlainFile(const std::string& path);

@@ -4,10 +4,11 @@
  *
  * The options are those of the x264 encoder: "-preset veryfast", "-tune film", a key picture at
  * least every PICTURES, so many B pictures in a row. Ctrl-C ends it early; what is converted by
- * then can be played.
+ * then can be played. With slow presets that may take a while: a second Ctrl-C ends the program at
+ * once, and the file may be lost.
  *
- * Exit status: 0 done, or ended early; 1 the output could not be opened (the text says why); 2
- * wrong use. */
+ * Exit status: 0 done, or ended early; 1 nothing came of it: the output could not be opened (the
+ * text says why), or there was nothing to put in it; 2 wrong use. */
 #define _POSIX_C_SOURCE 200809L
 
 #include <quolsdk/quolsdk_c_api.h>
@@ -30,17 +31,24 @@ static void catch_interrupt(void) {
     struct sigaction action;
     memset(&action, 0, sizeof action);
     action.sa_handler = interrupt;
+    action.sa_flags = SA_RESETHAND; /* the second one is the system's */
     sigaction(SIGINT, &action, NULL);
     sigaction(SIGTERM, &action, NULL);
 }
 
-/* Hands the options on. How many arguments they are. */
+static int is_option(const char* text) {
+    return strcmp(text, "-preset") == 0 || strcmp(text, "-tune") == 0 || strcmp(text, "-g") == 0 ||
+           strcmp(text, "-bf") == 0;
+}
+
+/* Hands the options on. The index of the first argument behind them; argc for one that is none. */
 static int set_options(quolsdk_handle convert, int argc, char** argv) {
     int i;
     for (i = 1; i + 1 < argc && argv[i][0] == '-'; i += 2) {
+        if (!is_option(argv[i])) return argc;
         quolsdk_convert_set_props(convert, argv[i] + 1, argv[i + 1]);
     }
-    return i - 1;
+    return i;
 }
 
 static void draw_bar(double part, int last) {
@@ -75,10 +83,11 @@ static int watch(quolsdk_handle convert) {
     return status;
 }
 
-/* What came of it. 1 when it is no media file. */
+/* What came of it. 1 when there is nothing in it. */
 static int tell_about(const char* path) {
     quolsdk_handle reader = quolsdk_reader_create();
-    const int found = quolsdk_reader_open(reader, path);
+    const int found =
+        quolsdk_reader_open(reader, path) && quolsdk_reader_duration_get(reader) > 0.0;
     if (found) {
         printf("  %s: %.2f s, %lld bytes\n", path, quolsdk_reader_duration_get(reader) / 1000.0,
                (long long)quolsdk_reader_file_len_get(reader));
@@ -92,7 +101,7 @@ static int tell_about(const char* path) {
 int main(int argc, char** argv) {
     quolsdk_handle convert = quolsdk_convert_create();
     const char* output = argv[argc - 1];
-    int first = set_options(convert, argc, argv) + 1;
+    const int first = set_options(convert, argc, argv);
     int i, result = 2;
     for (i = first; i < argc - 1; ++i) {
         quolsdk_convert_add_input_file(convert, argv[i]);

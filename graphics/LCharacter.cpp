@@ -460,7 +460,7 @@ struct LCharacter::ReadItems {
 LCharacter::ReadItems LCharacter::readItems(const std::string& path) {
     ReadItems read;
     std::ifstream file;
-    if (quol::isPlainFile(path)) file.open(path);
+    if (quol::isPlainFile(path)) file.open(quol::withoutScheme(path));
     if (!file.is_open()) {
         quol::logError("XML dosyasi acilamadi: %s", path.c_str());
         return read;

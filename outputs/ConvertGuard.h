@@ -1,6 +1,7 @@
 // The files that a conversion must not write to: its inputs.
 #pragma once
 
+#include <atomic>
 #include <optional>
 #include <set>
 #include <string>
@@ -13,20 +14,24 @@ namespace quol {
 // One thread.
 class ConvertGuard {
 public:
-    // `inputs` outlives it.
-    explicit ConvertGuard(const std::vector<std::string>& inputs) : inputs_(inputs) {}
+    // Both outlive it.
+    ConvertGuard(const std::vector<std::string>& inputs, const std::atomic<bool>& stop)
+        : inputs_(inputs), stop_(stop) {}
 
     // Whether that file is one of the inputs, by whatever name or link, or a picture of an input
-    // that is a pattern. What a file refers to, as a playlist does, is not looked for.
+    // that is a pattern. What a file refers to, as a playlist does, is not looked for. Once `stop`
+    // is up pictures are not looked for any longer, and a file that may be one counts as one.
     bool isInput(const std::string& path);
 
 private:
     static std::optional<FileIdentity> pictureOf(const std::string& pattern, int number);
-    void addPictures(const std::string& pattern);
-    bool isPicture(const std::string& path);
+    bool addPictures(const std::string& pattern);
+    bool isPicture(const FileIdentity& file);
 
     const std::vector<std::string>& inputs_;
-    std::optional<std::set<FileIdentity>> pictures_; // once they have been looked for
+    const std::atomic<bool>& stop_;
+    std::set<FileIdentity> pictures_;
+    bool picturesKnown_ = false; // all of them
 };
 
 } // namespace quol

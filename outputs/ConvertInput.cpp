@@ -43,12 +43,7 @@ bool ConvertInput::openStreams(bool picture, bool sound) {
     if (!media_.findStreamInfo()) return false;
     if (picture) video_ = openStream(AVMEDIA_TYPE_VIDEO, videoIndex_);
     if (sound) audio_ = openStream(AVMEDIA_TYPE_AUDIO, audioIndex_);
-    // Packets of no use are not even read where the demuxer can help it.
-    for (unsigned i = 0; i < media_->nb_streams; ++i) {
-        const auto index = static_cast<int>(i);
-        const bool used = (video_ && index == videoIndex_) || (audio_ && index == audioIndex_);
-        media_->streams[i]->discard = used ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
-    }
+    media_.readOnly(video_ ? videoIndex_ : -1, audio_ ? audioIndex_ : -1);
     return true;
 }
 

@@ -1,12 +1,7 @@
 #include "outputs/ConvertOutput.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <cmath>
-#include <filesystem>
 #include <new>
-#include <string_view>
-#include <system_error>
 
 #include "core/Clock.h"
 #include "core/ErrorText.h"
@@ -23,26 +18,10 @@ constexpr int defaultWidth = 1920;
 constexpr int defaultHeight = 1080;
 constexpr std::int64_t bitsPerKilobit = 1000;
 
-std::filesystem::path fileOf(const std::string& path) {
-    constexpr std::string_view scheme = "file:";
-    return path.substr(path.starts_with(scheme) ? scheme.size() : 0);
-}
-
-// A link that leads nowhere is there too.
-bool isThere(const std::string& path) {
-    std::error_code error;
-    return std::filesystem::exists(std::filesystem::symlink_status(fileOf(path), error));
-}
-
-void removeFile(const std::string& path) {
-    std::error_code error;
-    if (isPlainFile(fileOf(path).string())) std::filesystem::remove(fileOf(path), error);
-}
-
 } // namespace
 
 ConvertOutput::ConvertOutput(const ConvertSettings& settings, const std::atomic<bool>& stop)
-    : settings_(settings), stop_(stop), guard_(settings.inputFiles) {}
+    : settings_(settings), stop_(stop), guard_(settings.inputFiles, stop) {}
 
 bool ConvertOutput::open() {
     if (!session_.createOutput(settings_.container, settings_.filePath)) {
@@ -100,14 +79,16 @@ bool ConvertOutput::openAudio() {
 
 bool ConvertOutput::openFile() {
     const std::string& path = settings_.filePath;
-    const bool isNew = !isThere(path);
-    if (guard_.isInput(path) || isEndless(path) || !session_.openFile(path)) {
+    const bool isTaken = !guard_.isInput(path) && !isEndless(path);
+    // What is there is not emptied for streams that the muxer refuses, and nothing is made for
+    // them.
+    const bool isRefused = isTaken && isLocalFile(path) && !session_.takesHeader();
+    if (!isRefused && !(isTaken && session_.openFile(path))) {
         logError("LConvert: Could not open output file: %s", path.c_str());
         return false;
     }
     Dictionary options;
-    if (!session_.writeHeader(options)) {
-        if (isNew) removeFile(path);
+    if (isRefused || !session_.writeHeader(options)) {
         logError("LConvert: Error writing header");
         return false;
     }
@@ -119,14 +100,16 @@ bool ConvertOutput::openFile() {
 int ConvertOutput::openForMuxer(AVFormatContext* muxer, AVIOContext** file, const char* url,
                                 int flags, AVDictionary** options) {
     auto* self = static_cast<ConvertOutput*>(muxer->opaque);
+    bool isFile = false;
     try {
         if ((flags & AVIO_FLAG_WRITE) != 0 && (self->guard_.isInput(url) || isEndless(url)))
             return AVERROR(EACCES);
+        isFile = isLocalFile(url);
     } catch (const std::bad_alloc&) {
         return AVERROR(ENOMEM); // FFmpeg knows no exceptions
     }
     const AVIOInterruptCB before = muxer->interrupt_callback;
-    muxer->interrupt_callback = isLocalFile(url) ? AVIOInterruptCB{} : self->giveUp();
+    muxer->interrupt_callback = isFile ? AVIOInterruptCB{} : self->giveUp();
     const int result = self->ownOpen_(muxer, file, url, flags, options);
     muxer->interrupt_callback = before;
     return result;
@@ -176,8 +159,7 @@ bool ConvertOutput::takesMore() {
     int error = session_.error();
     const std::int64_t bitRate =
         (std::int64_t{settings_.videoBitrate} + settings_.audioBitrate) * bitsPerKilobit;
-    if (error == 0 && !reserve_.hold(session_.bytesWritten(),
-                                     session_.roomToFinish(std::max<std::int64_t>(0, bitRate))))
+    if (error == 0 && !reserve_.hold(session_.bytesWritten(), session_.roomToFinish(bitRate)))
         error = AVERROR(ENOSPC);
     if (error == 0) return true;
     end(error);
@@ -192,8 +174,9 @@ void ConvertOutput::end(int error) {
 }
 
 void ConvertOutput::finish() {
-    if (sound_ && !stop_) sound_->finish();
-    session_.finish([this] { return !stop_; });
+    const auto wanted = [this] { return !stop_ && session_.error() == 0; };
+    if (sound_ && wanted()) sound_->finish();
+    session_.finish(wanted);
     sound_.reset();
     reserve_.release();
     if (session_.error() != 0) end(session_.error());

@@ -26,8 +26,8 @@ public:
     ConvertOutput& operator=(const ConvertOutput&) = delete;
 
     // Opens muxer, encoders and file and writes the header. False when one of them fails; the error
-    // stream tells. A file that is one of the inputs is never opened, and one that was made for a
-    // header that the muxer refuses is removed.
+    // stream tells. A file that is one of the inputs is never opened; where the muxer refuses what
+    // it is to hold, a file is neither made nor emptied.
     bool open();
 
     bool hasPicture() const { return session_.video() != nullptr; }
@@ -46,8 +46,8 @@ public:
     // It takes no more for that error. The error stream tells the first time.
     void end(int error);
 
-    // Writes what waits in the encoders, unless `stop` is up, and the trailer; closes the file. A
-    // write that fails on the way is told as `end` does.
+    // Writes what waits in the encoders, unless `stop` is up or a write has failed, and the
+    // trailer; closes the file. A write that fails on the way is told as `end` does.
     void finish();
 
 private:

@@ -5,11 +5,13 @@
 #include <unistd.h>
 #include <cerrno>
 
+#include "core/PlainFile.h"
+
 namespace quol {
 
 void DiskReserve::open(const std::string& path) {
     release();
-    const int descriptor = ::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK);
+    const int descriptor = ::open(withoutScheme(path).c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK);
     struct stat status {};
     if (descriptor >= 0 && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
         descriptor_ = descriptor;

@@ -18,7 +18,8 @@ public:
     DiskReserve& operator=(const DiskReserve&) = delete;
     ~DiskReserve() { release(); }
 
-    // Watches a file that exists; without one there is nothing to hold.
+    // Watches a file that exists, with or without "file:" in front; without one there is nothing to
+    // hold.
     void open(const std::string& path);
 
     // Sees to `bytes` of room behind position `end`. False when the disk is full.

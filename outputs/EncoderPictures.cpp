@@ -1,5 +1,6 @@
 #include "outputs/EncoderPictures.h"
 
+#include "core/FFmpegCompat.h"
 #include "core/ModeTables.h"
 #include "core/PictureCheck.h"
 #include "core/Timecode.h"
@@ -39,7 +40,9 @@ FramePtr EncoderPictures::fit(const AVFrame& frame, const AVCodecContext& encode
     if (!isReadablePicture(frame)) return nullptr;
     if (frame.width == encoder.width && frame.height == encoder.height &&
         frame.format == encoder.pix_fmt) {
-        return cloneFrame(&frame);
+        FramePtr same = cloneFrame(&frame);
+        if (same) clearDuration(*same);
+        return same;
     }
     FramePtr picture = make(encoder);
     if (!picture || !scaler_.scale(frame, *picture, scalerFlags)) return nullptr;

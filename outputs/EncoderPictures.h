@@ -20,8 +20,8 @@ AVRational rationalRate(double fps);
 // One thread at a time.
 class EncoderPictures {
 public:
-    // The picture in the encoder's size and format: a reference where it has them already. Null
-    // without memory, or for a picture that cannot be scaled.
+    // The picture in the encoder's size and format: a reference where it has them already. How
+    // long it was shown is left behind. Null without memory, or for one that cannot be scaled.
     FramePtr fit(const AVFrame& frame, const AVCodecContext& encoder, int scalerFlags);
 
     // One to be filled. Null without memory.

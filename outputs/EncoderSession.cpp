@@ -4,6 +4,8 @@
 #include <array>
 #include <cerrno>
 #include <limits>
+#include <span>
+#include <utility>
 #include <vector>
 
 #include "core/FFmpegCompat.h"
@@ -228,6 +230,27 @@ bool EncoderSession::openFile(const std::string& path, Dictionary& options) {
                       options.address()) >= 0;
 }
 
+bool EncoderSession::takesHeader() const {
+    if ((output_->oformat->flags & AVFMT_NOFILE) != 0) return true;
+    AVFormatContext* made = nullptr;
+    if (avformat_alloc_output_context2(&made, output_->oformat, nullptr, output_->url) < 0)
+        return false;
+    const OutputFormatPtr trial(made);
+    for (const AVStream* stream : std::span(output_->streams, output_->nb_streams)) {
+        AVStream* copy = avformat_new_stream(made, nullptr);
+        if (copy == nullptr || avcodec_parameters_copy(copy->codecpar, stream->codecpar) < 0)
+            return false;
+        copy->time_base = stream->time_base;
+        copy->avg_frame_rate = stream->avg_frame_rate;
+    }
+    if (avio_open_dyn_buf(&made->pb) < 0) return false;
+    const bool taken = avformat_write_header(made, nullptr) >= 0;
+    std::uint8_t* bytes = nullptr;
+    avio_close_dyn_buf(std::exchange(made->pb, nullptr), &bytes);
+    av_free(bytes);
+    return taken;
+}
+
 bool EncoderSession::writeHeader(Dictionary& options) {
     headerWritten_ = avformat_write_header(output_.get(), options.address()) >= 0;
     return headerWritten_;
@@ -245,8 +268,9 @@ bool EncoderSession::writeNextPacket(AVCodecContext& encoder, const AVStream& st
     if (avcodec_receive_packet(&encoder, packet_.get()) < 0) return false;
     const bool video = &encoder == video_.get();
     if (video) ++framesGiven_;
-    // Without one the last picture takes no time, and some players leave it out.
-    if (video && packet_->duration == 0) packet_->duration = 1;
+    // Without one the last picture takes no time, and some players leave it out. Encoders may pass
+    // on that of the source, which counts in other steps.
+    if (video) packet_->duration = 1;
     writePacket(encoder, stream);
     av_packet_unref(packet_.get());
     return true;
@@ -315,7 +339,9 @@ std::int64_t EncoderSession::bytesHeldBack() const {
 std::int64_t EncoderSession::roomToFinish(std::int64_t bitsPerSecond) const {
     constexpr std::int64_t base = 256 * 1024;
     constexpr std::int64_t secondsHeldBack = 4;
-    return base + std::max(bytesHeldBack(), secondsHeldBack * bitsPerSecond / 8);
+    constexpr std::int64_t fastest = 1'000'000'000; // no encoder makes use of more in advance
+    const std::int64_t rate = std::clamp<std::int64_t>(bitsPerSecond, 0, fastest);
+    return base + std::max(bytesHeldBack(), secondsHeldBack * rate / 8);
 }
 
 } // namespace quol

@@ -72,6 +72,9 @@ public:
     // interrupt_callback may end it. What is known of `options` is taken out.
     bool openFile(const std::string& path);
     bool openFile(const std::string& path, Dictionary& options);
+    // Whether the muxer takes the streams: writes the header to memory, so that a file that is
+    // there need not be opened for that. Always true for muxers that open their files themselves.
+    bool takesHeader() const;
     bool writeHeader(Dictionary& options);
 
     // Encodes one frame and writes what comes of it.
@@ -96,7 +99,7 @@ public:
     // that the encoder and the muxer hold back, and the index of what is written.
     std::int64_t bytesHeldBack() const;
     // Bytes that the file needs behind its end to be finished from here at that bit rate: what is
-    // held back, or some seconds where that is more.
+    // held back, or some seconds where that is more, up to a rate that is one.
     std::int64_t roomToFinish(std::int64_t bitsPerSecond) const;
 
 private:

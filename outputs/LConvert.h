@@ -70,7 +70,12 @@ public:
     /// output could be opened is told by `statusGet`, and by the error stream.
     bool Start();
     /// Ends the conversion where it is and waits for it; the file can be played as far as it goes.
-    /// Harmless when idle.
+    /// One that is stopped before its first picture and sound are written may be unreadable.
+    ///
+    /// An input or an address that does not answer is left within half a second, but not while its
+    /// name is looked up. The encoder is closed behind the file, and finishes the pictures that it
+    /// is at: a second with quick presets, up to half a minute with the slowest. Harmless when
+    /// idle.
     void Stop();
 
     void statusGet(int& status); ///< 0 idle or finished, 1 converting, -1 the output failed to open

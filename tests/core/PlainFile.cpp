@@ -18,9 +18,18 @@ TEST(PlainFile, IsReadToTheLastByte) {
     const std::string path = pathOf("bytes");
     const std::string bytes("one\r\n\0two\xff", 10);
     std::ofstream(path, std::ios::binary) << bytes;
-    EXPECT_TRUE(quol::isPlainFile(path));
-    EXPECT_EQ(quol::readPlainFile(path), bytes);
+    for (const std::string& name : {path, "file:" + path}) {
+        EXPECT_TRUE(quol::isPlainFile(name)) << name;
+        EXPECT_EQ(quol::readPlainFile(name), bytes) << name;
+    }
     std::remove(path.c_str());
+}
+
+TEST(PlainFile, SchemeIsLeftOffOnceAndNoOther) {
+    EXPECT_EQ(quol::withoutScheme("file:/folder/clip.mp4"), "/folder/clip.mp4");
+    EXPECT_EQ(quol::withoutScheme("file:file:clip.mp4"), "file:clip.mp4");
+    for (const std::string path : {"/folder/file:clip.mp4", "clip.mp4", "http://host/clip.mp4", ""})
+        EXPECT_EQ(quol::withoutScheme(path), path);
 }
 
 TEST(PlainFile, MayBeEmpty) {
@@ -60,7 +69,7 @@ TEST(IsEndless, IsFalseForFilesFoldersAndWhatIsNotThere) {
     std::remove(file.c_str());
 }
 
-TEST(IsSameFile, IsAskedOfTheFileAndNotOfItsName) {
+TEST(FileIdentity, IsThatOfTheFileAndNotOfItsName) {
     const std::string file = pathOf("one");
     const std::string other = pathOf("other");
     const std::string symbolic = pathOf("symbolic");
@@ -69,13 +78,12 @@ TEST(IsSameFile, IsAskedOfTheFileAndNotOfItsName) {
     std::ofstream(other).flush();
     ASSERT_EQ(symlink(file.c_str(), symbolic.c_str()), 0);
     ASSERT_EQ(link(file.c_str(), hard.c_str()), 0);
-    for (const std::string& name : {file, "file:" + file, symbolic, hard}) {
-        EXPECT_TRUE(quol::isSameFile(file, name)) << name;
-        EXPECT_TRUE(quol::isSameFile(name, file)) << name;
-        EXPECT_FALSE(quol::isSameFile(name, other)) << name;
-    }
-    EXPECT_FALSE(quol::isSameFile(file, pathOf("missing")));
-    EXPECT_FALSE(quol::isSameFile(pathOf("missing"), pathOf("missing")));
+    const auto identity = quol::fileIdentity(file);
+    ASSERT_TRUE(identity);
+    for (const std::string& name : {"file:" + file, symbolic, hard})
+        EXPECT_EQ(quol::fileIdentity(name), identity) << name;
+    EXPECT_NE(quol::fileIdentity(other), identity);
+    EXPECT_EQ(quol::fileIdentity(pathOf("missing")), std::nullopt);
     for (const std::string& path : {file, other, symbolic, hard})
         std::remove(path.c_str());
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -29,6 +30,7 @@ protected:
     }
 
     std::string folder = test::temporaryPath("guarded");
+    std::atomic<bool> stop{false};
 };
 
 TEST_F(ConvertGuard, PicturesOfAPatternAreInputs) {
@@ -38,7 +40,7 @@ TEST_F(ConvertGuard, PicturesOfAPatternAreInputs) {
     const std::string linked = folder + "/linked.png";
     std::filesystem::create_symlink(last, linked);
     const std::string other = make("seq_4.png");
-    quol::ConvertGuard guard(inputs);
+    quol::ConvertGuard guard(inputs, stop);
     for (const std::string& path :
          {first, last, linked, "file:" + first, folder + "/other/../seq_0004.png", inputs[0]})
         EXPECT_TRUE(guard.isInput(path)) << path;
@@ -46,22 +48,41 @@ TEST_F(ConvertGuard, PicturesOfAPatternAreInputs) {
     EXPECT_FALSE(guard.isInput(folder + "/seq_0005.png")); // not there
 }
 
-// Sequences begin with one of the first five numbers; gaps may be led over.
+// Sequences begin with one of the first five numbers and end before the first that is missing.
 TEST_F(ConvertGuard, APatternReachesAsFarAsASequenceIsRead) {
     const std::vector<std::string> inputs{"file:" + folder + "/a%d.png", folder + "/b%d.png"};
-    for (const int number : {1, 2, 3, 5, 6, 40})
+    for (const int number : {4, 5, 6, 7, 8, 9, 11})
         make(pictureName(number));
     const std::string late = make("b5.png");
-    quol::ConvertGuard guard(inputs);
-    for (const int number : {1, 2, 3, 5, 6})
+    quol::ConvertGuard guard(inputs, stop);
+    for (int number = 4; number < 10; ++number)
         EXPECT_TRUE(guard.isInput(folder + "/" + pictureName(number))) << number;
-    EXPECT_FALSE(guard.isInput(folder + "/a40.png"));
+    EXPECT_FALSE(guard.isInput(folder + "/a11.png"));
     EXPECT_FALSE(guard.isInput(late));
+}
+
+// What is not known to be none of the pictures is not written to.
+TEST_F(ConvertGuard, AStopBreaksOffTheSearchForPictures) {
+    const std::vector<std::string> inputs{make("clip.mp4"), folder + "/seq_%04d.png"};
+    for (const char* name : {"seq_0000.png", "seq_0001.png", "seq_0002.png"})
+        make(name);
+    const std::string other = make("other.png");
+    quol::ConvertGuard guard(inputs, stop);
+    stop = true;
+    EXPECT_TRUE(guard.isInput(other));
+    EXPECT_FALSE(guard.isInput(folder + "/missing.png"));
+    stop = false;
+    EXPECT_FALSE(guard.isInput(other));
+    stop = true; // all are known now
+    EXPECT_FALSE(guard.isInput(other));
+    EXPECT_TRUE(guard.isInput(folder + "/seq_0002.png"));
+    const std::vector<std::string> plain{inputs[0]};
+    EXPECT_FALSE(quol::ConvertGuard(plain, stop).isInput(other)); // nothing to look for
 }
 
 TEST_F(ConvertGuard, PlainFilesAreInputsByEveryName) {
     const std::vector<std::string> inputs{make("clip.mp4"), "tcp://127.0.0.1:1", ""};
-    quol::ConvertGuard guard(inputs);
+    quol::ConvertGuard guard(inputs, stop);
     EXPECT_TRUE(guard.isInput(folder + "/other/../clip.mp4"));
     EXPECT_TRUE(guard.isInput("tcp://127.0.0.1:1"));
     EXPECT_FALSE(guard.isInput(make("clip2.mp4")));

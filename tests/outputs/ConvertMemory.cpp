@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "support/CapturedStream.h"
 #include "support/Converting.h"
 #include "support/FailingMemory.h"
@@ -57,6 +59,37 @@ TEST_F(ConvertMemory, AConversionEndsAndTheNextOneIsWhole) {
     EXPECT_GT(told, 0);
     EXPECT_EQ(convertAll(convert), 0);
     EXPECT_EQ(readRecordedFile(path).pictures.size(), 25U);
+}
+
+// The muxer asks for the name of every picture, and nothing may be thrown through it.
+TEST_F(ConvertMemory, ASequenceOfPicturesEndsToo) {
+    const std::string pattern = temporaryPath("short_of_memory_%03d.png");
+    const std::string first = temporaryPath("short_of_memory_001.png");
+    LConvert convert;
+    configureSmall(convert, pattern, {mediaPath("silent.mp4")});
+    setPictures(convert, 16, 16, 25.0);
+    convert.setContainer("image2");
+    convert.setVideoCodec("png");
+    convert.setAudioCodec("");
+    constexpr int never = 1000000;
+    const std::string line = "LConvert: Conversion ended, Input/output error: " + pattern + "\n";
+    int told = 0;
+    bool failed = true;
+    for (int number = 0; failed && number < 2000; ++number) {
+        CapturedStream error(CapturedStream::Stream::error);
+        const int before = failures;
+        allocations = static_cast<unsigned>(never - number);
+        failEvery = never;
+        const bool ended = convert.Start() && waitForEnd(convert);
+        failEvery = 0;
+        ASSERT_TRUE(ended) << number;
+        failed = failures > before;
+        if (statusOf(convert) == 0 && error.text() == line) ++told;
+    }
+    EXPECT_FALSE(failed);
+    EXPECT_GE(told, 25); // one for each picture at the least
+    EXPECT_EQ(convertAll(convert), 0);
+    EXPECT_TRUE(std::filesystem::exists(first));
 }
 
 } // namespace

@@ -5,12 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <vector>
 
 #include "support/CapturedStream.h"
 #include "support/ChildProcess.h"
@@ -82,6 +84,54 @@ TEST(ConvertOutput, TheFilesOfASequenceAreNotGivenUpEither) {
     EXPECT_TRUE(output.takesMore());
     output.finish();
     EXPECT_GT(std::filesystem::file_size(folder + "/out_005.png"), 100U);
+}
+
+// The encoder holds some fifty pictures back: only an end that nobody hurries waits for them.
+TEST(ConvertOutput, WhatWaitsInTheEncoderIsLeftAtAStop) {
+    const std::string path = temporaryPath("left.mp4");
+    for (const bool stopped : {false, true}) {
+        const quol::ConvertSettings settings = smallSettings(path);
+        std::atomic<bool> stop{false};
+        quol::ConvertOutput output(settings, stop);
+        ASSERT_TRUE(output.open());
+        addPictures(output, 100);
+        stop = stopped;
+        output.finish();
+        const test::RecordedFile file = test::readRecordedFile(path);
+        EXPECT_EQ(file.error, "");
+        EXPECT_GE(file.pictures.size(), stopped ? 1U : 100U);
+        EXPECT_LE(file.pictures.size(), stopped ? 90U : 100U);
+        // The last piece of sound, which is no whole frame, is not waited for either.
+        const int whole = 100 * 1920 / 1024 * 1024;
+        if (stopped) {
+            EXPECT_LE(file.soundSeconds(), whole / 48000.0);
+        } else {
+            EXPECT_GT(file.soundSeconds(), whole / 48000.0);
+        }
+    }
+}
+
+std::int64_t bytesOnDisk(const std::string& path) {
+    struct stat status {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0);
+    return status.st_blocks * 512LL;
+}
+
+// However the file is called.
+TEST(ConvertOutput, RoomIsSetAsideForTheEndOfTheFile) {
+    const std::string path = temporaryPath("reserved.mp4");
+    std::vector<std::int64_t> bytes;
+    for (const std::string& name : {path, "file:" + path}) {
+        const quol::ConvertSettings settings = smallSettings(name);
+        const std::atomic<bool> stop{false};
+        quol::ConvertOutput output(settings, stop);
+        ASSERT_TRUE(output.open());
+        ASSERT_TRUE(output.takesMore());
+        bytes.push_back(bytesOnDisk(path));
+        output.finish();
+    }
+    EXPECT_EQ(bytes[1], bytes[0]);
+    if (bytes[0] < 1000000) GTEST_SKIP() << "this file system sets nothing aside";
 }
 
 // In a child process: everything waits in the encoder, and then files may not grow any more.

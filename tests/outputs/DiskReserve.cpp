@@ -78,11 +78,15 @@ TEST(DiskReserve, PipeThatNobodyReadsDoesNotHoldItUp) {
 TEST(DiskReserve, HoldsRoomBehindTheEndWithoutChangingTheLength) {
     if (!canSetAside()) GTEST_SKIP() << "the temporary folder's file system sets nothing aside";
     const std::string path = fileOf("held", 1000);
-    quol::DiskReserve reserve;
-    reserve.open(path);
-    ASSERT_TRUE(reserve.hold(1000, 256 * kilobyte));
-    EXPECT_EQ(statusOf(path).st_size, 1000);
-    EXPECT_GE(bytesOnDisk(path), 256 * kilobyte);
+    for (const std::string& name : {path, "file:" + path}) {
+        quol::DiskReserve reserve;
+        reserve.open(name);
+        ASSERT_TRUE(reserve.hold(1000, 256 * kilobyte));
+        EXPECT_EQ(statusOf(path).st_size, 1000);
+        EXPECT_GE(bytesOnDisk(path), 256 * kilobyte) << name;
+        reserve.release();
+        EXPECT_LT(bytesOnDisk(path), 256 * kilobyte);
+    }
 }
 
 TEST(DiskReserve, AsksForTwiceTheRoomAndThenNotForAWhile) {

@@ -6,14 +6,17 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 
 #include "core/FFmpegCompat.h"
+#include "outputs/EncoderPictures.h"
 #include "support/CapturedStream.h"
 #include "support/Frames.h"
 #include "support/RecordedFile.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>
+#include <libswscale/swscale.h>
 }
 
 namespace {
@@ -38,6 +41,22 @@ const AVCodec& encoder(const char* name) {
 
 quol::VideoEncoding small(int width = 64, int height = 48) {
     return {width, height, {25, 1}, 500000};
+}
+
+// The field has another name in older versions of FFmpeg.
+template <typename Frame>
+auto& durationIn(Frame& picture) {
+#if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 30, 100)
+    return picture.duration;
+#else
+    return picture.pkt_duration;
+#endif
+}
+void setDuration(AVFrame& picture, std::int64_t ticks) {
+    durationIn(picture) = ticks;
+}
+std::int64_t durationOf(const AVFrame& picture) {
+    return durationIn(picture);
 }
 
 TEST(ChooseEncoder, TakesTheEncoderOfThatName) {
@@ -321,6 +340,33 @@ TEST(EncoderSession, CodecThatTheMuxerRefusesFailsAtTheHeader) {
     session.finish(); // nothing to finish
 }
 
+// Without a file; the session itself is not changed by it.
+TEST(EncoderSession, TellsWhetherTheMuxerTakesTheHeader) {
+    const auto takes = [](const char* container, const char* video) {
+        const std::string path = test::temporaryPath("asked");
+        EncoderSession session;
+        Dictionary options;
+        EXPECT_TRUE(session.createOutput(container, path));
+        EXPECT_TRUE(session.openVideo(encoder(video), small(), options));
+        const bool taken = session.takesHeader();
+        EXPECT_EQ(session.output()->pb, nullptr);
+        EXPECT_FALSE(std::filesystem::exists(path));
+        EXPECT_TRUE(session.openFile(path));
+        EXPECT_EQ(session.writeHeader(options), taken) << container << ' ' << video;
+        session.finish();
+        std::filesystem::remove(path);
+        return taken;
+    };
+    for (const char* container : {"mp4", "mov", "matroska", "mpegts", "mxf", "avi", "flv"})
+        EXPECT_TRUE(takes(container, "libx264")) << container;
+    EXPECT_TRUE(takes("mov", "huffyuv")); // not of its list, and yet written
+    EXPECT_TRUE(takes("avi", "libx265"));
+    EXPECT_TRUE(takes("image2", "png"));
+    EXPECT_FALSE(takes("mp4", "ffv1"));
+    EXPECT_FALSE(takes("webm", "libx264"));
+    EXPECT_FALSE(takes("flv", "mpeg4"));
+}
+
 TEST(EncoderSession, FinishWithoutAHeaderDoesNothing) {
     EncoderSession session;
     session.finish();
@@ -386,6 +432,47 @@ TEST(EncoderSession, TheRestIsLeftWhenItIsNotWanted) {
     EXPECT_LT(file.pictures.size(), 95U);
 }
 
+// The rate of the file is not that of the source, so its pictures' durations are not either.
+TEST(EncoderSession, APictureTakesOneTickWhateverItTookBefore) {
+    const std::string path = test::temporaryPath("one_tick.mkv");
+    for (const char* name : {"libx264", "mpeg4", "rawvideo"}) {
+        EncoderSession session;
+        Dictionary options;
+        int packets = 0;
+        session.setTap([&](const AVPacket& packet, AVMediaType, AVRational) {
+            EXPECT_EQ(packet.duration, 1) << name;
+            ++packets;
+        });
+        ASSERT_TRUE(session.createOutput("matroska", path));
+        ASSERT_TRUE(session.openVideo(encoder(name), small(), options));
+        ASSERT_TRUE(session.openFile(path));
+        ASSERT_TRUE(session.writeHeader(options));
+        for (int i = 0; i < 5; ++i) {
+            const auto picture = test::makePicture(64, 48, AV_PIX_FMT_YUV420P, i);
+            setDuration(*picture, 512);
+            session.encodeVideo(picture.get());
+        }
+        session.finish();
+        EXPECT_EQ(packets, 5) << name;
+    }
+}
+
+// A picture that fits already goes on as it is, but for its duration.
+TEST(EncoderPictures, TheDurationOfTheSourceIsLeftBehind) {
+    EncoderSession session;
+    Dictionary options;
+    ASSERT_TRUE(session.createOutput("matroska", "file.mkv"));
+    ASSERT_TRUE(session.openVideo(encoder("rawvideo"), small(), options));
+    const auto picture = test::makePicture(64, 48, AV_PIX_FMT_YUV420P);
+    setDuration(*picture, 512);
+    quol::EncoderPictures pictures;
+    const auto fitted = pictures.fit(*picture, *session.video(), SWS_BICUBIC);
+    ASSERT_NE(fitted, nullptr);
+    EXPECT_EQ(fitted->data[0], picture->data[0]);
+    EXPECT_EQ(durationOf(*fitted), 0);
+    EXPECT_EQ(durationOf(*picture), 512);
+}
+
 // A container that puts picture and sound in pairs fills the last block of sound.
 TEST(EncoderSession, TheLastPictureStaysWhereTheSoundIsShorter) {
     const std::string path = test::temporaryPath("pairs.mxf");
@@ -409,6 +496,15 @@ TEST(EncoderSession, RoomToFinishIsSecondsOfTheBitRateAtLeast) {
     const EncoderSession session;
     EXPECT_EQ(session.roomToFinish(0), 256 * 1024 + session.bytesHeldBack());
     EXPECT_EQ(session.roomToFinish(8'000'000), 256 * 1024 + 4'000'000);
+    EXPECT_EQ(session.roomToFinish(-8'000'000), session.roomToFinish(0));
+}
+
+TEST(EncoderSession, NoBitRateAsksForMoreRoomThanADiskHas) {
+    const EncoderSession session;
+    constexpr std::int64_t most = 256 * 1024 + 500'000'000;
+    EXPECT_EQ(session.roomToFinish(1'000'000'000), most);
+    EXPECT_EQ(session.roomToFinish(2'147'483'647'000), most);
+    EXPECT_EQ(session.roomToFinish(std::numeric_limits<std::int64_t>::max()), most);
 }
 
 TEST(EncoderSession, BytesWrittenGrowUpToTheSizeOfTheFile) {

@@ -468,9 +468,27 @@ TEST_F(Refusal, CodecThatTheContainerDoesNotTake) {
     convert.setVideoCodec("libx264");
     EXPECT_THAT(text(), testing::HasSubstr(noHeader));
     EXPECT_FALSE(std::filesystem::exists(path));
-    std::ofstream(path) << "was there before";
+    convert.setFilePath("file:" + path);
     EXPECT_THAT(text(), testing::HasSubstr(noHeader));
-    EXPECT_TRUE(std::filesystem::exists(path));
+    EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+// It refuses before anything is opened: whatever is there stays as it is.
+TEST_F(Refusal, WhatIsThereOutlivesACodecThatTheContainerDoesNotTake) {
+    convert.setContainer("webm");
+    std::ofstream(path) << "was there before";
+    const std::string linked = temporaryPath("refused_link.mp4");
+    const std::string target = temporaryPath("refused_target.mp4");
+    std::filesystem::create_symlink(target, linked); // leads nowhere
+    for (const std::string& name : {path, "file:" + path, linked}) {
+        convert.setFilePath(name);
+        EXPECT_THAT(text(), testing::HasSubstr(noHeader)) << name;
+    }
+    std::string content;
+    std::getline(std::ifstream(path), content);
+    EXPECT_EQ(content, "was there before");
+    EXPECT_TRUE(std::filesystem::is_symlink(linked));
+    EXPECT_FALSE(std::filesystem::exists(target));
 }
 
 // Where the name is unknown the container's own codec is taken.
@@ -505,6 +523,18 @@ TEST(LConvertCodecs, TheFirstPixelAndSampleFormatsOfTheEncoderAreTaken) {
     EXPECT_EQ(file.pictures[0].frame->format, AV_PIX_FMT_YUV422P10LE);
     EXPECT_EQ(file.pictures.size(), 100U);
     EXPECT_NEAR(file.soundSeconds(), 4.0, 0.05);
+}
+
+// "matroska" is not what the file would be by default.
+TEST(LConvertCodecs, WithoutAContainerTheEndingOfTheFileTells) {
+    const std::string path = temporaryPath("by_ending.mkv");
+    LConvert convert;
+    configureSmall(convert, path, {mediaPath("silent.mp4")});
+    convert.setContainer("");
+    ASSERT_EQ(convertAll(convert), 0);
+    const RecordedFile file = readRecordedFile(path);
+    EXPECT_THAT(file.container, testing::HasSubstr("matroska"));
+    EXPECT_EQ(file.pictures.size(), 25U);
 }
 
 TEST(LConvertCodecs, ContainersForSoundOrForPicturesAloneTakeThatAlone) {

@@ -14,6 +14,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <sstream>
 
 #include "quolsdk/LConvert.h"
@@ -35,6 +36,7 @@ using test::ChildProcess;
 using test::configureSmall;
 using test::convertAll;
 using test::endlessInputs;
+using test::longestStop;
 using test::mediaPath;
 using test::readRecordedFile;
 using test::RecordedFile;
@@ -44,9 +46,6 @@ using test::temporaryPath;
 using test::toldBy;
 using test::waitForEnd;
 using test::waitUntil;
-
-// Stop is to return within one second; a test machine may be slow and instrumented.
-constexpr double longestStop = 10.0;
 
 void expectQuickStop(LConvert& convert) {
     const Stopwatch watch;
@@ -158,9 +157,29 @@ TEST(LConvertStops, AnInputThatNeverAnswersIsLeft) {
     close(guest);
 }
 
+// It opens, and then nothing comes any more.
+TEST(LConvertStops, AnInputThatFallsSilentBehindItsFirstBytesIsLeft) {
+    constexpr std::size_t enoughToOpen = 12UL * 188;
+    const std::string bytes = bytesOf(mediaPath("h264.ts")).substr(0, enoughToOpen);
+    const SilentPort port;
+    CapturedStream error(CapturedStream::Stream::error);
+    LConvert convert;
+    configureSmall(convert, temporaryPath("fell_silent.mp4"),
+                   {port.url(), mediaPath("silent.mp4")});
+    ASSERT_TRUE(convert.Start());
+    const int guest = port.acceptGuest();
+    EXPECT_EQ(write(guest, bytes.data(), bytes.size()), static_cast<ssize_t>(enoughToOpen));
+    EXPECT_FALSE(waitForEnd(convert, 500ms));
+    expectQuickStop(convert);
+    EXPECT_EQ(statusOf(convert), 0);
+    EXPECT_EQ(error.text(), "");
+    close(guest);
+}
+
 // The far end takes the connection and then no bytes: the writes wait, the stop does not.
 TEST(LConvertStops, AnOutputThatTakesNothingIsLeft) {
     const SilentPort port;
+    CapturedStream error(CapturedStream::Stream::error);
     LConvert convert;
     configureSmall(convert, port.url(), endlessInputs());
     convert.setContainer("mpegts");
@@ -180,6 +199,9 @@ TEST(LConvertStops, AnOutputThatTakesNothingIsLeft) {
         },
         90s));
     expectQuickStop(convert);
+    // It was in a write that the stop came.
+    EXPECT_EQ(error.text(),
+              "LConvert: Conversion ended, Immediate exit requested: " + port.url() + "\n");
     close(guest);
 }
 
@@ -266,10 +288,28 @@ TEST(LConvertOutput, AFolderIsNoFile) {
 
 TEST(LConvertOutput, AnExistingFileIsReplaced) {
     const std::string path = temporaryPath("replaced.mp4");
-    std::ofstream(path) << std::string(1000000, 'x');
-    EXPECT_EQ(toldBy(path, {mediaPath("silent.mp4")}), "");
+    const std::string linked = temporaryPath("replaced_link.mp4");
+    std::filesystem::create_symlink(path, linked);
+    for (const std::string& name : {path, "file:" + path, linked}) {
+        std::ofstream(path) << std::string(1000000, 'x');
+        EXPECT_EQ(toldBy(name, {mediaPath("silent.mp4")}), "");
+        EXPECT_EQ(readRecordedFile(path).pictures.size(), 25U);
+        EXPECT_LT(std::filesystem::file_size(path), 200000U);
+    }
+}
+
+// Far more than any disk has is not set aside for it.
+TEST(LConvertOutput, AnAbsurdBitRateDoesNotFillTheDisk) {
+    const std::string path = temporaryPath("absurd_rate.avi");
+    CapturedStream error(CapturedStream::Stream::error);
+    LConvert convert;
+    configureSmall(convert, path, {mediaPath("silent.mp4")});
+    convert.setContainer("avi");
+    convert.setVideoCodec("rawvideo");
+    convert.setVideoBitrate(std::numeric_limits<int>::max());
+    EXPECT_EQ(convertAll(convert), 0);
+    EXPECT_EQ(error.text(), "");
     EXPECT_EQ(readRecordedFile(path).pictures.size(), 25U);
-    EXPECT_LT(std::filesystem::file_size(path), 200000U);
 }
 
 std::string endLine(int error, const std::string& path) {
@@ -377,18 +417,8 @@ TEST(LConvertInput, PipesAndDevicesAreLeftOut) {
 // Sound of one sample a second becomes 48000 times as long: that takes time, but no memory, and a
 // stop does not wait for it.
 TEST(LConvertInput, SoundOfAnAbsurdRateTakesNoMemory) {
-    const std::string slow = temporaryPath("slow.wav");
-    const auto number = [](std::uint32_t value, int bytes) {
-        std::string text;
-        for (int i = 0; i < bytes; ++i)
-            text += static_cast<char>(value >> (8 * i));
-        return text;
-    };
-    const std::string samples(200000, '\x11');
-    std::ofstream(slow, std::ios::binary)
-        << "RIFF" << number(36 + 200000, 4) << "WAVEfmt " << number(16, 4) << number(1, 2)
-        << number(1, 2) << number(1, 4) << number(2, 4) << number(2, 2) << number(16, 2) << "data"
-        << number(200000, 4) << samples;
+    const std::vector<std::int16_t> samples(100000, 0x1111);
+    const std::string slow = test::waveFile("slow", 1, 1, samples);
     LConvert convert;
     configureSmall(convert, temporaryPath("from_slow.mp4"), {slow});
     ASSERT_TRUE(convert.Start());

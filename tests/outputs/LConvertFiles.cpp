@@ -11,10 +11,15 @@
 #include "support/CapturedStream.h"
 #include "support/ClipFile.h"
 #include "support/CollectingSink.h"
+#include "support/Conversion.h"
 #include "support/Converting.h"
 #include "support/FilePlayer.h"
 #include "support/NumberedClip.h"
 #include "support/RecordedFile.h"
+
+extern "C" {
+#include <libswscale/swscale.h>
+}
 
 namespace {
 
@@ -28,6 +33,16 @@ using test::temporaryPath;
 using test::toldBy;
 
 constexpr double samplesLost = 0.05; // seconds: the starts and ends of the codecs' frames
+
+// The sound of a file of 16 bits and two channels, these in turn.
+std::vector<std::int16_t> samplesOf(const std::string& path) {
+    std::vector<std::int16_t> samples;
+    test::decodeEach(path, AVMEDIA_TYPE_AUDIO, [&](const quol::FramePtr& block) {
+        const auto* values = reinterpret_cast<const std::int16_t*>(block->data[0]);
+        samples.insert(samples.end(), values, values + block->nb_samples * 2);
+    });
+    return samples;
+}
 
 // What a conversion of the inputs to 160x90 and 48 kHz stereo holds.
 RecordedFile convertedOf(const std::vector<std::string>& inputs) {
@@ -105,14 +120,56 @@ TEST(LConvertFiles, EveryPictureComesThroughInItsOrder) {
 
     // The same samples, twice, without one missing between.
     const NumberedClip clip;
-    std::vector<std::int16_t> sound;
-    test::decodeEach(path, AVMEDIA_TYPE_AUDIO, [&](const quol::FramePtr& block) {
-        const auto* samples = reinterpret_cast<const std::int16_t*>(block->data[0]);
-        sound.insert(sound.end(), samples, samples + block->nb_samples * 2);
-    });
+    const std::vector<std::int16_t> sound = samplesOf(path);
     std::vector<std::int16_t> twice = clip.sound();
     twice.insert(twice.end(), clip.sound().begin(), clip.sound().end());
     EXPECT_TRUE(sound == twice) << sound.size() << " instead of " << twice.size();
+}
+
+// Inputs that are told apart: a dark and a bright still, a high and a low sound.
+TEST(LConvertFiles, InputsFollowOneAnotherInTheOrderOfAdding) {
+    const auto still = [](const std::string& name, int level) {
+        std::vector<quol::FramePtr> pictures;
+        pictures.push_back(test::makeRgba(160, 90, 255, level, level, level));
+        return test::pngSequence(name, pictures);
+    };
+    const std::string dark = still("dark", 20);
+    const std::string bright = still("bright", 230);
+    constexpr std::size_t samples = 4800;
+    const std::vector<std::int16_t> low(2 * samples, -5000);
+    const std::vector<std::int16_t> high(2 * samples, 9000);
+    const std::string lowFile = test::waveFile("low", 48000, 2, low);
+    const std::string highFile = test::waveFile("high", 48000, 2, high);
+    const std::string path = temporaryPath("order.mov");
+    LConvert convert;
+    configureSmall(convert, path, {bright, lowFile, dark, highFile, bright});
+    convert.setContainer("mov");
+    convert.setAudioCodec("pcm_s16le");
+    ASSERT_EQ(convertAll(convert), 0);
+    const RecordedFile file = readRecordedFile(path);
+    ASSERT_EQ(file.pictures.size(), 3U);
+    EXPECT_GT(file.pictures[0].luma, 180.0);
+    EXPECT_LT(file.pictures[1].luma, 60.0);
+    EXPECT_GT(file.pictures[2].luma, 180.0);
+    std::vector<std::int16_t> both = low;
+    both.insert(both.end(), high.begin(), high.end());
+    EXPECT_TRUE(samplesOf(path) == both);
+}
+
+TEST(LConvertFiles, PicturesAreScaledBicubic) {
+    const std::string path = temporaryPath("bicubic.avi");
+    const std::string still = mediaPath("still.png");
+    LConvert convert;
+    configureSmall(convert, path, {still});
+    convert.setContainer("avi");
+    convert.setVideoCodec("rawvideo");
+    ASSERT_EQ(convertAll(convert), 0);
+    const auto before = test::decodeAll(still, AVMEDIA_TYPE_VIDEO);
+    const auto after = test::decodeAll(path, AVMEDIA_TYPE_VIDEO);
+    ASSERT_EQ(before.size(), 1U);
+    ASSERT_EQ(after.size(), 1U);
+    EXPECT_TRUE(test::isConverted(*before[0], *after[0], SWS_BICUBIC));
+    EXPECT_FALSE(test::isConverted(*before[0], *after[0], SWS_BILINEAR)); // where it would be seen
 }
 
 // The times of the inputs are dropped, so another rate makes them slower or faster.
@@ -185,21 +242,33 @@ TEST(LConvertFiles, OddSizesDeepPicturesAndAlphaAreConverted) {
                         25 + 25 + 5, 0.0);
 }
 
-// Its sound comes through, and nothing is told.
-TEST(LConvertFiles, AStreamWithoutADecoderIsLeftOut) {
+// A copy of a clip of H.264 that says it were of a codec that nobody knows.
+std::string ofUnknownCodec(const std::string& clip) {
     std::ostringstream read;
-    read << std::ifstream(mediaPath("h264_aac.mp4"), std::ios::binary).rdbuf();
+    read << std::ifstream(clip, std::ios::binary).rdbuf();
     std::string bytes = read.str();
     int changed = 0;
     for (std::size_t at = bytes.find("avc1"); at != std::string::npos; at = bytes.find("avc1")) {
         bytes.replace(at, 4, "zzzz");
         ++changed;
     }
-    ASSERT_GT(changed, 0);
-    const std::string unknown = temporaryPath("unknown.mp4");
-    std::ofstream(unknown, std::ios::binary) << bytes;
+    EXPECT_GT(changed, 0);
+    const std::string path = temporaryPath("unknown.mp4");
+    std::ofstream(path, std::ios::binary) << bytes;
+    return path;
+}
+
+// Its sound comes through, and nothing is told.
+TEST(LConvertFiles, AStreamWithoutADecoderIsLeftOut) {
+    const std::string unknown = ofUnknownCodec(mediaPath("h264_aac.mp4"));
     expectPlainSequence(convertedOf({unknown}), 0, 4.0);
     expectPlainSequence(convertedOf({unknown, mediaPath("silent.mp4")}), 25, 4.0);
+}
+
+TEST(LConvertFiles, AFileWithNothingThatCanBeDecodedIsLeftOut) {
+    const std::string unknown = ofUnknownCodec(mediaPath("silent.mp4"));
+    const std::string still = mediaPath("still.png");
+    expectPlainSequence(convertedOf({unknown, mediaPath("silent.mp4"), unknown, still}), 26, 0.0);
 }
 
 // What is shorter than a frame at the very end is in the file, sample by sample.
@@ -208,30 +277,14 @@ TEST(LConvertFiles, UncompressedSoundOfAnyLengthComesThroughWhole) {
     std::vector<std::int16_t> sound;
     for (int i = 0; i < 2 * samples; ++i)
         sound.push_back(static_cast<std::int16_t>(i * 7919));
-    const auto number = [](std::uint32_t value, int bytes) {
-        std::string text;
-        for (int i = 0; i < bytes; ++i)
-            text += static_cast<char>(value >> (8 * i));
-        return text;
-    };
-    constexpr std::uint32_t size = samples * 4;
-    const std::string wave = temporaryPath("odd.wav");
-    std::ofstream(wave, std::ios::binary)
-        << "RIFF" << number(36 + size, 4) << "WAVEfmt " << number(16, 4) << number(1, 2)
-        << number(2, 2) << number(48000, 4) << number(192000, 4) << number(4, 2) << number(16, 2)
-        << "data" << number(size, 4)
-        << std::string(reinterpret_cast<const char*>(sound.data()), size);
+    const std::string wave = test::waveFile("odd", 48000, 2, sound);
     const std::string path = temporaryPath("odd.mov");
     LConvert convert;
     configureSmall(convert, path, {wave});
     convert.setContainer("mov");
     convert.setAudioCodec("pcm_s16le");
     ASSERT_EQ(convertAll(convert), 0);
-    std::vector<std::int16_t> after;
-    test::decodeEach(path, AVMEDIA_TYPE_AUDIO, [&](const quol::FramePtr& block) {
-        const auto* values = reinterpret_cast<const std::int16_t*>(block->data[0]);
-        after.insert(after.end(), values, values + block->nb_samples * 2);
-    });
+    const std::vector<std::int16_t> after = samplesOf(path);
     EXPECT_TRUE(after == sound) << after.size() << " instead of " << sound.size();
 }
 
@@ -270,18 +323,21 @@ TEST(LConvertFiles, ProgressGoesOverAllFilesByTheirDurations) {
                    std::vector<std::string>(10, NumberedClip::path()));
     ASSERT_TRUE(convert.Start());
     int steps = 0;
+    bool wasBetween = false;
     double reached = 0.0;
     ASSERT_TRUE(test::waitUntil(
         [&] {
             const double now = convert.progress;
             EXPECT_GE(now, reached);
             if (now > reached) ++steps;
+            wasBetween = wasBetween || (now > 0.3 && now < 0.9);
             reached = now;
             return test::statusOf(convert) != 1;
         },
         std::chrono::seconds(100)));
     EXPECT_EQ(convert.progress, 1.0);
     EXPECT_GE(steps, 5);
+    EXPECT_TRUE(wasBetween); // no file alone gets there
 }
 
 // ---------------------------------------------------------------- containers and codecs

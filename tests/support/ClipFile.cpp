@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
 #include "support/CapturedStream.h"
@@ -119,6 +120,26 @@ std::string pngSequence(const std::string& name, const std::vector<quol::FramePt
         std::fclose(out);
     }
     return folder + "/%03d.png";
+}
+
+std::string waveFile(const std::string& name, int sampleRate, int channels,
+                     const std::vector<std::int16_t>& samples) {
+    const auto number = [](std::size_t value, int bytes) {
+        std::string text;
+        for (int i = 0; i < bytes; ++i)
+            text += static_cast<char>(value >> (8 * i));
+        return text;
+    };
+    const std::size_t size = samples.size() * sizeof samples[0];
+    const auto rate = static_cast<std::size_t>(sampleRate);
+    const auto block = static_cast<std::size_t>(channels) * sizeof samples[0];
+    const std::string path = temporaryPath(name + ".wav");
+    std::ofstream(path, std::ios::binary)
+        << "RIFF" << number(36 + size, 4) << "WAVEfmt " << number(16, 4) << number(1, 2)
+        << number(static_cast<std::size_t>(channels), 2) << number(rate, 4)
+        << number(rate * block, 4) << number(block, 2) << number(16, 2) << "data" << number(size, 4)
+        << std::string(reinterpret_cast<const char*>(samples.data()), size);
+    return path;
 }
 
 } // namespace test

@@ -1,6 +1,7 @@
 // Clips that a test makes picture by picture.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -29,5 +30,9 @@ std::string alphaClip(const std::string& name, const std::vector<quol::FramePtr>
 // One PNG file for each picture, packed RGBA, numbered from 0 in a folder of a test's own; the
 // pattern.
 std::string pngSequence(const std::string& name, const std::vector<quol::FramePtr>& pictures);
+
+// A WAVE file of a test's own of these samples, the channels in turn; the path.
+std::string waveFile(const std::string& name, int sampleRate, int channels,
+                     const std::vector<std::int16_t>& samples);
 
 } // namespace test

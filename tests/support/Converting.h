@@ -29,6 +29,14 @@ int convertAll(LConvert& convert);
 // end; its status must be `status`.
 std::string toldBy(const std::string& path, const std::vector<std::string>& inputs, int status = 0);
 
+// A stop must not take longer, in seconds: the second that is promised, and some more for a machine
+// that does other things too.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr double longestStop = 10.0;
+#else
+constexpr double longestStop = 2.0;
+#endif
+
 // More input than any test waits for: minutes of work.
 std::vector<std::string> endlessInputs();
 
