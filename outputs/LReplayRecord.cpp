@@ -26,6 +26,15 @@ double relativeError(double time) {
     return 4 * std::numeric_limits<double>::epsilon() * std::fabs(time);
 }
 
+// The time of the slot that begins a rounding error away, so that sound which begins with a picture
+// belongs to that picture.
+double snapToSlot(double time, double rate, double coarse) {
+    constexpr double roundingError = 1e-6;
+    const double slot = std::round(time * rate);
+    const bool isThere = std::fabs(time * rate - slot) < roundingError + coarse * rate;
+    return isThere ? slot / rate : time;
+}
+
 bool isStored(const AVFrame& frame) {
     return frame.format == AV_SAMPLE_FMT_S16 && frame.ch_layout.nb_channels == 2 &&
            frame.data[0] != nullptr && frame.nb_samples > 0 &&
@@ -178,10 +187,14 @@ void LReplay::storeSound(const AVFrame& frame) {
     std::shared_ptr<quol::ReplayWriter> writer;
     std::uint64_t generation = 0;
     quol::ReplaySound sound;
+    const double rate = quol::replayRate(getFPS());
     {
         const std::lock_guard lock(videoMutex);
         if (!store->audioWriter) return;
-        sound.time = timeLocked(frame);
+        const double time = timeLocked(frame);
+        const double first = *store->firstTime;
+        sound.time =
+            snapToSlot(time, rate, relativeError(first) + relativeError(first + time));
         if (sound.time < 0.0) return;
         writer = store->audioWriter;
         generation = store->generation;
