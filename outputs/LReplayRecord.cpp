@@ -193,8 +193,7 @@ void LReplay::storeSound(const AVFrame& frame) {
         if (!store->audioWriter) return;
         const double time = timeLocked(frame);
         const double first = *store->firstTime;
-        sound.time =
-            snapToSlot(time, rate, relativeError(first) + relativeError(first + time));
+        sound.time = snapToSlot(time, rate, relativeError(first) + relativeError(first + time));
         if (sound.time < 0.0) return;
         writer = store->audioWriter;
         generation = store->generation;

@@ -77,9 +77,14 @@ TEST(LReplaySeek, OnAnEmptyIndexGoesTo0) {
 
 TEST(LReplaySeek, ByTimeFindsTheNearestFrame) {
     Playback playback(20);
-    for (const auto& [milliseconds, frame] :
-         {std::pair{0.0, 0}, {-100.0, 0}, {100.0, 5}, {109.0, 5}, {111.0, 6}, {1e6, 19},
-          {1e12, 0}, {std::nan(""), 0}}) {
+    for (const auto& [milliseconds, frame] : {std::pair{0.0, 0},
+                                              {-100.0, 0},
+                                              {100.0, 5},
+                                              {109.0, 5},
+                                              {111.0, 6},
+                                              {1e6, 19},
+                                              {1e12, 0},
+                                              {std::nan(""), 0}}) {
         const auto picture =
             playback.after([&, ms = milliseconds] { playback.replay.posSetMs(ms); });
         ASSERT_TRUE(picture);
