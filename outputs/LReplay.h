@@ -188,6 +188,7 @@ private:
         std::int64_t position = -1;   // the latest one, -1 before it
         std::uint64_t generation = 0; // of the recording that it was shown of
         double soundFrom = -1.0;      // seconds: how far the sound has been played
+        std::size_t soundsSeen = 0;   // blocks that were there then
         std::int64_t passed = 0;      // steady nanoseconds of the latest pass, 0 behind a rest
     };
 

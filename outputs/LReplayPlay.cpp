@@ -113,29 +113,28 @@ bool LReplay::soundGoesAlong() const {
 void LReplay::show(Shown& shown) {
     constexpr std::int64_t jump = 5; // frames
     const Settings now = settingsNow();
+    const bool withSound = soundGoesAlong();
     quol::ReplayPicture entry;
     std::shared_ptr<quol::ReplayReader> reader;
-    std::uint64_t generation = 0;
-    std::int64_t at = 0;
     {
         const std::lock_guard lock(videoMutex);
         if (store->pictures.empty() || !store->videoReader) return;
         moveLocked(0);
-        at = position;
+        const std::int64_t at = position;
         entry = store->pictures[static_cast<std::size_t>(at)];
         reader = store->videoReader;
-        generation = store->generation;
+        const bool isOther = store->generation != shown.generation;
+        const bool isJump =
+            shown.position < 0 || isOther || at < shown.position || at > shown.position + jump;
+        if (isJump) shown.soundFrom = entry.time;
+        if (isJump || !withSound) shown.soundsSeen = store->sounds.size();
+        shown.position = at;
+        shown.generation = store->generation;
     }
-    const bool isOther = generation != shown.generation;
-    if (shown.position < 0 || isOther || at < shown.position || at > shown.position + jump)
-        shown.soundFrom = entry.time;
-    shown.position = at;
-    shown.generation = generation;
     const bool native = now.videoFormat.mode == quol::modeNative;
     const quol::ReplaySize size =
         native ? quol::ReplaySize{}
                : quol::ReplaySize{now.videoFormat.width, now.videoFormat.height};
-    const bool withSound = soundGoesAlong();
     const quol::FramePtr picture = decoder->picture(reader, pieceOf(entry), size);
     reader.reset();
     if (picture) {
@@ -150,7 +149,8 @@ void LReplay::show(Shown& shown) {
     if (withSound) playSound(shown, now);
 }
 
-// What belongs to the picture that was shown, and what came since the one before.
+// What belongs to the picture that was shown, and to those left out since the one before. At the
+// live edge sound may come behind its picture: it goes out with the next one.
 void LReplay::playSound(Shown& shown, const Settings& now) {
     std::vector<quol::ReplaySound> blocks;
     std::shared_ptr<quol::ReplayReader> reader;
@@ -161,8 +161,12 @@ void LReplay::playSound(Shown& shown, const Settings& now) {
         const double end = store->pictures.endOf(static_cast<std::size_t>(shown.position),
                                                  1.0 / quol::replayRate(now.videoFormat.fps));
         if (end - shown.soundFrom > soundGap) shown.soundFrom = end - soundRemains;
-        blocks = store->sounds.within(std::min(shown.soundFrom, end), end);
+        const double from = std::min(shown.soundFrom, end);
+        blocks = store->sounds.since(shown.soundsSeen, from - soundGap, from);
+        const std::vector<quol::ReplaySound> own = store->sounds.within(from, end);
+        blocks.insert(blocks.end(), own.begin(), own.end());
         shown.soundFrom = end;
+        shown.soundsSeen = store->sounds.size();
         reader = store->audioReader;
     }
     const int rate = soundRateOf(now.audioFormat);

@@ -86,4 +86,13 @@ std::vector<ReplaySound> ReplaySounds::within(double from, double end) const {
     return found;
 }
 
+std::vector<ReplaySound> ReplaySounds::since(std::size_t first, double from, double end) const {
+    std::vector<ReplaySound> found;
+    for (std::size_t index = first; index < size(); ++index) {
+        const ReplaySound& sound = (*this)[index];
+        if (from <= sound.time && sound.time < end) found.push_back(sound);
+    }
+    return found;
+}
+
 } // namespace quol

@@ -58,6 +58,8 @@ class ReplaySounds : public ReplayTable<ReplaySound> {
 public:
     // The blocks with from <= time < end, in the order of the table.
     std::vector<ReplaySound> within(double from, double end) const;
+    // Those of them from the block of that number on.
+    std::vector<ReplaySound> since(std::size_t first, double from, double end) const;
 };
 
 } // namespace quol

@@ -313,6 +313,23 @@ TEST(LReplayLive, PlaysItsSoundAtAnySpeed) {
     EXPECT_EQ(playback.sink.blocks()[0].pts, 9 * 960);
 }
 
+TEST(LReplayLive, SoundThatComesBehindItsPictureIsPlayedOnce) {
+    Playback playback(10);
+    playback.after([&] { playback.replay.setModeLive(); });
+    ASSERT_TRUE(waitUntil([&] { return !playback.sink.blocks().empty(); }));
+    playback.sink.clear();
+    for (int number = 10; number < 40; ++number) {
+        playback.after([&] { playback.push(number, {1, 50}); });
+        playback.replay.pushAudioFrame(test::numberedSound(number * 960, 960).get());
+    }
+    playback.after([&] { playback.push(40, {1, 50}); });
+    ASSERT_TRUE(waitUntil([&] { return playback.sink.blocks().size() >= 30; }));
+    const auto blocks = playback.sink.blocks();
+    ASSERT_EQ(blocks.size(), 30U);
+    for (std::size_t i = 0; i < blocks.size(); ++i)
+        EXPECT_EQ(blocks[i].pts, static_cast<std::int64_t>(10 + i) * 960);
+}
+
 // ----------------------------------------------------------------------------------- sound
 
 // The blocks that come while it plays from one frame to another.
