@@ -72,7 +72,8 @@ public:
     ~LReplay() override;
 
     /// Where the next recording goes: a folder, "./", and the beginning of the files' names,
-    /// "replay". A folder without "/" at its end gets one; it must exist.
+    /// "replay". A folder without "/" at its end gets one, an empty one is "./"; it
+    /// must exist.
     void setRecordPath(const std::string& path, const std::string& name);
     /// Where an export without a file name goes, "/tmp/", and its base name, "export". A folder
     /// without "/" at its end gets one, but an empty one stays empty.

@@ -53,7 +53,8 @@ const AVPacket* ReplayEncoder::encode(const AVFrame& picture, std::int64_t slot)
         }
     }
     if (!scaler_.scale(picture, *scratch_, SWS_BILINEAR)) return nullptr;
-    scratch_->pts = slot;
+    if (!origin_) origin_ = slot;
+    scratch_->pts = slot - *origin_;
     scratch_->time_base = context_->time_base;
     if (encodeScratch()) return packet_.get();
     // Simple pictures stay below the bit rate whatever their quality, and the encoder, which cannot

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "core/Handles.h"
 #include "core/PicturePool.h"
@@ -29,7 +30,10 @@ public:
     }
 
     // Makes a new encoder. False when there can be none for that size.
-    bool init(const Settings& settings) { return open(settings, Minimum::held); }
+    bool init(const Settings& settings) {
+        origin_.reset();
+        return open(settings, Minimum::held);
+    }
 
     // The JPEG of a picture of the encoder's size and of any format; null when it cannot be
     // encoded. `slot` counts pictures at the encoder's rate and rises: it is what the encoder
@@ -43,6 +47,7 @@ private:
     bool encodeScratch();
 
     Settings settings_;
+    std::optional<std::int64_t> origin_; // slot of the first picture
     CodecContextPtr context_;
     Scaler scaler_;
     PicturePool pool_;
