@@ -486,6 +486,70 @@ QUOLSDK_C_API void quolsdk_stream_set_props(quolsdk_handle stream, const char* k
                                             const char* value);
 /** @} */
 
+/** @name Instant replay: records what it is given and plays any part of it meanwhile
+ *  A sink and a source. It plays 1920x1080 at 50 pictures a second and records in the size that
+ *  comes in. A new one stands still (trim mode), at speed 1. */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_replay_create(void); /**< a new replay, empty */
+/** Leaves its source and ends it; the files stay. Take it away from its sinks before. */
+QUOLSDK_C_API void quolsdk_replay_destroy(quolsdk_handle replay);
+/** What to record; NULL for nothing. At once; the source must outlive it, or be taken away with
+ *  NULL before it goes. */
+QUOLSDK_C_API void quolsdk_replay_set_source(quolsdk_handle replay, quolsdk_handle source);
+/** Folder, which must exist, and beginning of the names of the files that the next recording
+ * writes:
+ *  "./" and "replay" unless set. */
+QUOLSDK_C_API void quolsdk_replay_set_record_path(quolsdk_handle replay, const char* path,
+                                                  const char* name);
+/** Folder and base name of exports without a file name: "/tmp/" and "export" unless set. */
+QUOLSDK_C_API void quolsdk_replay_set_export_path(quolsdk_handle replay, const char* path,
+                                                  const char* name);
+/** Begins to record. 0 when the files cannot be made. Clear between two recordings. */
+QUOLSDK_C_API int quolsdk_replay_start_recording(quolsdk_handle replay);
+/** Ends the recording; what is stored can be played on. */
+QUOLSDK_C_API void quolsdk_replay_stop_recording(quolsdk_handle replay);
+/** Ends the recording, forgets everything and removes the files. */
+QUOLSDK_C_API void quolsdk_replay_clear_recording(quolsdk_handle replay);
+QUOLSDK_C_API void quolsdk_replay_play(quolsdk_handle replay);  /**< plays at the speed set */
+QUOLSDK_C_API void quolsdk_replay_pause(quolsdk_handle replay); /**< stands still */
+/** Shows the newest picture, and each one that comes. */
+QUOLSDK_C_API void quolsdk_replay_set_mode_live(quolsdk_handle replay);
+/** Stands still; takes seeks and steps. */
+QUOLSDK_C_API void quolsdk_replay_set_mode_trim(quolsdk_handle replay);
+/** 1.0 as recorded, below 0 backward. Does not start to play; leaves live mode, as all that follow
+ *  to the steps do. */
+QUOLSDK_C_API void quolsdk_replay_set_speed(quolsdk_handle replay, double speed);
+/** Goes to a frame, the nearest one there is. */
+QUOLSDK_C_API void quolsdk_replay_pos_set(quolsdk_handle replay, int frame);
+/** Goes to the frame nearest to that time, in milliseconds since the first one. */
+QUOLSDK_C_API void quolsdk_replay_pos_set_ms(quolsdk_handle replay, double milliseconds);
+/** Goes to the last frame of exactly that time code; without one nothing happens. */
+QUOLSDK_C_API void quolsdk_replay_pos_set_tc(quolsdk_handle replay, const char* timecode);
+/** Goes so many frames on. */
+QUOLSDK_C_API void quolsdk_replay_step_forward(quolsdk_handle replay, int frames);
+/** Goes so many frames back. */
+QUOLSDK_C_API void quolsdk_replay_step_backward(quolsdk_handle replay, int frames);
+QUOLSDK_C_API int quolsdk_replay_total_frames_get(quolsdk_handle replay); /**< frames stored */
+/** The position, in frames. */
+QUOLSDK_C_API int quolsdk_replay_current_frame_get(quolsdk_handle replay);
+/** Time of the last frame stored, milliseconds; 0.0 when empty. */
+QUOLSDK_C_API double quolsdk_replay_duration_get(quolsdk_handle replay);
+/** Time at the position, milliseconds; 0.0 when empty. */
+QUOLSDK_C_API double quolsdk_replay_pos_ms_get(quolsdk_handle replay);
+/** Time code at the position, "hh:mm:ss:ff"; "00:00:00:00" when empty. */
+QUOLSDK_C_API void quolsdk_replay_timecode_get(quolsdk_handle replay, char* timecode,
+                                               int32_t timecode_size);
+/** Writes the frames from `first` to `last`, both included, into a movie, as they are stored; its
+ *  ending says which container. An empty name is made of the export path and the times. Returns
+ * when it is done, also while it records. 0 when nothing is stored or the file cannot be written.
+ */
+QUOLSDK_C_API int quolsdk_replay_export_range(quolsdk_handle replay, int first, int last,
+                                              const char* path);
+/** The same by times in milliseconds. */
+QUOLSDK_C_API int quolsdk_replay_export_range_ms(quolsdk_handle replay, double first_ms,
+                                                 double last_ms, const char* path);
+/** @} */
+
 /** @name Convert: media files, joined, into one new file
  *  It stands beside the graph. The file is an mp4 of 1920x1080 at 25 pictures a second, H.264 of
  *  15000 kbit/s and stereo AAC of 128 kbit/s at 48 kHz. */

@@ -29,6 +29,7 @@ set(QUOLSDK_PUBLIC_HEADERS
     outputs/LConvert.h
     outputs/LRecorder.h
     outputs/LStream.h
+    outputs/LReplay.h
     api/quolsdk_c_api.h
 )
 

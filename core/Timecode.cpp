@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <limits>
 
 namespace quol {
 
@@ -68,6 +69,21 @@ std::int64_t framesAt(double seconds, double fps) {
     constexpr double roundingError = 1e-6;
     const double frames = seconds * fps + roundingError;
     return wholeFrames(frames);
+}
+
+std::string clipTimecodeText(const std::string& start, double seconds, double fps) {
+    const Timecode begin = parseTimecode(start).value_or(Timecode{});
+    const double startFrames = begin.frames + begin.seconds * fps + begin.minutes * 60.0 * fps +
+                               begin.hours * 3600.0 * fps;
+    const std::int64_t total = framesAt(seconds, fps) + wholeFrames(startFrames);
+    const std::int64_t perSecond =
+        std::clamp<std::int64_t>(wholeFrames(fps), 1, std::numeric_limits<int>::max());
+    const std::int64_t hours =
+        std::clamp<std::int64_t>(total / (perSecond * 3600), std::numeric_limits<int>::min(),
+                                 std::numeric_limits<int>::max());
+    return formatTimecode({static_cast<int>(hours), static_cast<int>(total / (perSecond * 60) % 60),
+                           static_cast<int>(total / perSecond % 60),
+                           static_cast<int>(total % perSecond)});
 }
 
 Timecode wallClockTimecode(double fps) {

@@ -278,4 +278,51 @@ TEST(Timecode, WholeFramesAreTruncatedAndStayNumbers) {
     EXPECT_EQ(quol::wholeFrames(-1e300), -9000000000000000);
 }
 
+TEST(ClipTimecode, CountsOnFromItsStart) {
+    EXPECT_EQ(quol::clipTimecodeText("10:00:00:00", 0.0, 50.0), "10:00:00:00");
+    EXPECT_EQ(quol::clipTimecodeText("10:00:00:48", 0.04, 50.0), "10:00:01:00");
+    EXPECT_EQ(quol::clipTimecodeText("09:59:59:24", 0.04, 25.0), "10:00:00:00");
+    EXPECT_EQ(quol::clipTimecodeText("01:00:00:00", 3661.5, 25.0), "02:01:01:12");
+}
+
+TEST(ClipTimecode, AnEmptyStartOrOneThatIsNoneCountsFromZero) {
+    EXPECT_EQ(quol::clipTimecodeText("", 1.5, 50.0), "00:00:01:25");
+    EXPECT_EQ(quol::clipTimecodeText("noon", 1.5, 50.0), "00:00:01:25");
+    EXPECT_EQ(quol::clipTimecodeText("1:2:3", 0.0, 50.0), "00:00:00:00");
+}
+
+TEST(ClipTimecode, HoursGoOnBehindTheDay) {
+    EXPECT_EQ(quol::clipTimecodeText("23:59:59:49", 0.02, 50.0), "24:00:00:00");
+    EXPECT_EQ(quol::clipTimecodeText("99:59:59:49", 0.02, 50.0), "100:00:00:00");
+}
+
+// The start in frames of the real rate, split by the whole rate.
+TEST(ClipTimecode, FollowsTheFormulaAtAnyRate) {
+    for (const double rate : rates) {
+        for (const int frame : {0, 1, 17, 29, 58, 1000, 86399, 500000}) {
+            const double startFrames = 3 + 2 * rate + 1 * 60 * rate + 7 * 3600 * rate;
+            const long long total = frame + static_cast<long long>(startFrames);
+            const auto whole = static_cast<long long>(rate);
+            char expected[64];
+            std::snprintf(expected, sizeof expected, "%02lld:%02lld:%02lld:%02lld",
+                          total / (whole * 3600), total / (whole * 60) % 60, total / whole % 60,
+                          total % whole);
+            EXPECT_EQ(quol::clipTimecodeText("07:01:02:03", frame / rate, rate), expected)
+                << frame << " at " << rate;
+        }
+    }
+}
+
+TEST(ClipTimecode, HostileNumbersGiveSomeText) {
+    constexpr double infinite = std::numeric_limits<double>::infinity();
+    for (const double rate : {0.0, -25.0, 0.5, 1e300, infinite, std::nan("")}) {
+        for (const double seconds : {0.0, -1.0, 1e300, infinite, std::nan("")}) {
+            for (const char* start : {"", "2147483647:2147483647:2147483647:2147483647",
+                                      "-2147483648:00:00:00", "00:00:00:00"})
+                EXPECT_FALSE(quol::clipTimecodeText(start, seconds, rate).empty());
+        }
+    }
+    EXPECT_EQ(quol::clipTimecodeText("00:00:00:05", 0.0, 0.5), "00:00:05:00"); // counts seconds
+}
+
 } // namespace

@@ -1,0 +1,348 @@
+#include "quolsdk/LReplay.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "core/Clock.h"
+#include "core/ModeTables.h"
+#include "core/Props.h"
+#include "core/Timecode.h"
+#include "outputs/ReplayDecoder.h"
+#include "outputs/ReplayEncoder.h"
+#include "outputs/ReplayPacing.h"
+#include "outputs/ReplayStore.h"
+
+namespace {
+
+constexpr double millis = 1000.0; // in a second
+constexpr const char* noTimecode = "00:00:00:00";
+
+std::string asFolder(const std::string& path) {
+    return path.empty() || path.back() == '/' ? path : path + "/";
+}
+
+// Keeps two objects in one folder apart.
+std::string numberOf(const LReplay* replay) {
+    constexpr std::uintptr_t lowBits = 0xFFFFFF;
+    return std::to_string(reinterpret_cast<std::uintptr_t>(replay) & lowBits);
+}
+
+// A start time code of the clock begins with a whole second.
+std::string clockStart() {
+    quol::Timecode now = quol::wallClockTimecode(1.0);
+    now.frames = 0;
+    return quol::formatTimecode(now);
+}
+
+} // namespace
+
+LReplay::LReplay()
+    : store(std::make_unique<quol::ReplayStore>()),
+      encoder(std::make_unique<quol::ReplayEncoder>()),
+      decoder(std::make_unique<quol::ReplayDecoder>()),
+      pacing(std::make_unique<quol::ReplayPacing>()),
+      sleeper(std::make_unique<quol::Sleeper>()) {
+    settings.videoFormat.mode = 13;
+    quol::expandVideoFormat(settings.videoFormat);
+    settings.audioFormat = {0, 16, 48000, 2};
+    thread = std::thread(&LReplay::playbackLoop, this);
+}
+
+LReplay::~LReplay() {
+    setSource(nullptr);
+    alive = false;
+    sleeper->wake();
+    thread.join();
+}
+
+// ------------------------------------------------------------------------------- settings
+
+LReplay::Settings LReplay::settingsNow() {
+    const std::lock_guard lock(settingsMutex);
+    return settings;
+}
+
+void LReplay::setRecordPath(const std::string& path, const std::string& name) {
+    const std::lock_guard lock(settingsMutex);
+    settings.recordPath = path.empty() ? "./" : asFolder(path);
+    settings.recordName = name;
+}
+
+void LReplay::setExportPath(const std::string& path, const std::string& name) {
+    const std::lock_guard lock(settingsMutex);
+    settings.exportPath = asFolder(path);
+    settings.exportName = name;
+}
+
+void LReplay::setVideoFormat(const videoFormatProps& format) {
+    {
+        const std::lock_guard lock(settingsMutex);
+        settings.videoFormat = format;
+        quol::expandVideoFormat(settings.videoFormat);
+    }
+    sleeper->wake(); // to the new rate
+}
+
+void LReplay::getVideoFormat(videoFormatProps& format) {
+    const std::lock_guard lock(settingsMutex);
+    format = settings.videoFormat;
+}
+
+void LReplay::setAudioFormat(const audioFormatProps& format) {
+    const std::lock_guard lock(settingsMutex);
+    settings.audioFormat = format;
+}
+
+void LReplay::getAudioFormat(audioFormatProps& format) {
+    const std::lock_guard lock(settingsMutex);
+    format = settings.audioFormat;
+}
+
+void LReplay::setProps(const std::string& key, const std::string& value) {
+    const std::lock_guard lock(settingsMutex);
+    if (key == "quality") {
+        settings.quality = std::clamp(quol::parseInt(value), 1, 100);
+    } else if (key == "timecode") {
+        settings.timecode = quol::parseBool(value);
+    } else if (key == "timecodeSource") {
+        settings.timecodeSource = quol::parseInt(value);
+    } else if (key == "timecodeStart") {
+        settings.timecodeStart = value;
+    } else if (key == "audio.preview") {
+        audioPreview = quol::parseBool(value);
+    } else if (key == "name") {
+        settings.name = value;
+    }
+}
+
+double LReplay::getFPS() {
+    const std::lock_guard lock(settingsMutex);
+    return settings.videoFormat.fps;
+}
+
+int LReplay::getWidth() {
+    const std::lock_guard lock(settingsMutex);
+    return settings.videoFormat.width;
+}
+
+int LReplay::getHeight() {
+    const std::lock_guard lock(settingsMutex);
+    return settings.videoFormat.height;
+}
+
+std::string LReplay::getModeName() {
+    return "Replay";
+}
+
+void LReplay::statusGet(int& status) {
+    constexpr int whenPlaying = 1;
+    constexpr int whenRecording = 2;
+    status = playing ? whenPlaying : recording ? whenRecording : 0;
+}
+
+// ------------------------------------------------------------------------------ recording
+
+void LReplay::setSource(LObject* newSource) {
+    const std::lock_guard lock(sourceMutex);
+    if (newSource == source) return;
+    if (source != nullptr) source->removeSink(this);
+    source = newSource;
+    if (source != nullptr) source->addSink(this);
+}
+
+// Opening, emptying and removing files may take a disk long: `videoMutex` is not held meanwhile.
+bool LReplay::startRecording() {
+    const Settings now = settingsNow();
+    const std::lock_guard control(controlMutex);
+    std::string videoPath = store->videoPath;
+    std::string audioPath = store->audioPath;
+    if (!recording) {
+        const std::string base =
+            now.recordPath + now.recordName + "_" + (now.name.empty() ? numberOf(this) : now.name);
+        videoPath = base + "_v.bin";
+        audioPath = base + "_a.bin";
+    }
+    endRecording();
+    std::shared_ptr<quol::ReplayWriter> video = quol::ReplayWriter::create(videoPath);
+    std::shared_ptr<quol::ReplayWriter> audio =
+        video ? quol::ReplayWriter::create(audioPath) : nullptr;
+    if (!audio) return false;
+    std::shared_ptr<quol::ReplayReader> videoReader = quol::ReplayReader::open(videoPath);
+    std::shared_ptr<quol::ReplayReader> audioReader = quol::ReplayReader::open(audioPath);
+    const std::lock_guard lock(videoMutex);
+    ++store->generation;
+    store->videoPath = videoPath;
+    store->audioPath = audioPath;
+    store->videoWriter = video;
+    store->audioWriter = audio;
+    store->videoReader.swap(videoReader);
+    store->audioReader.swap(audioReader);
+    store->startTime = quol::steadyNow();
+    store->firstTime.reset();
+    store->slots = -1;
+    const bool fromText = now.timecodeSource == 2;
+    store->startTimecode = !now.timecode ? "" : fromText ? now.timecodeStart : clockStart();
+    recording = true;
+    return true;
+}
+
+// Under `controlMutex`.
+void LReplay::endRecording() {
+    std::shared_ptr<quol::ReplayWriter> video;
+    std::shared_ptr<quol::ReplayWriter> audio;
+    const std::lock_guard lock(videoMutex);
+    recording = false;
+    store->videoWriter.swap(video);
+    store->audioWriter.swap(audio);
+}
+
+void LReplay::stopRecording() {
+    const std::lock_guard control(controlMutex);
+    endRecording();
+}
+
+void LReplay::clearRecording() {
+    const std::lock_guard control(controlMutex);
+    endRecording();
+    std::shared_ptr<quol::ReplayReader> videoReader;
+    std::shared_ptr<quol::ReplayReader> audioReader;
+    std::string videoPath;
+    std::string audioPath;
+    {
+        const std::lock_guard lock(videoMutex);
+        ++store->generation;
+        store->pictures.clear();
+        store->sounds.clear();
+        store->firstTime.reset();
+        store->slots = -1;
+        position = 0;
+        store->videoReader.swap(videoReader);
+        store->audioReader.swap(audioReader);
+        store->videoPath.swap(videoPath);
+        store->audioPath.swap(audioPath);
+    }
+    for (const std::string& path : {videoPath, audioPath})
+        if (!path.empty()) unlink(path.c_str());
+}
+
+// ------------------------------------------------------------------------ modes and seeks
+
+void LReplay::setMode(bool isPlaying, bool isLive) {
+    {
+        const std::lock_guard lock(videoMutex);
+        playing = isPlaying;
+        live = isLive;
+    }
+    sleeper->wake();
+}
+
+void LReplay::play() {
+    setMode(true, false);
+}
+
+void LReplay::pause() {
+    setMode(false, false);
+}
+
+void LReplay::setModeLive() {
+    setMode(false, true);
+}
+
+void LReplay::setModeTrim() {
+    setMode(false, false);
+}
+
+void LReplay::setSpeed(double newSpeed) {
+    constexpr double fastest = 1e6;
+    {
+        const std::lock_guard lock(videoMutex);
+        speed = std::isnan(newSpeed) ? 0.0 : std::clamp(newSpeed, -fastest, fastest);
+        live = false;
+    }
+    sleeper->wake();
+}
+
+void LReplay::seekLocked(std::int64_t wanted) {
+    const auto last = static_cast<std::int64_t>(store->pictures.size()) - 1;
+    position = static_cast<std::int32_t>(
+        std::clamp<std::int64_t>(wanted, 0, std::max<std::int64_t>(0, last)));
+    seekPending = true;
+    stepFrames = 0;
+    live = false;
+    sleeper->wake();
+}
+
+void LReplay::posSet(int frame) {
+    const std::lock_guard lock(videoMutex);
+    seekLocked(frame);
+}
+
+void LReplay::posSetMs(double milliseconds) {
+    const std::lock_guard lock(videoMutex);
+    seekLocked(static_cast<std::int64_t>(store->pictures.nearest(milliseconds / millis)));
+}
+
+void LReplay::posSetTC(const std::string& timecode) {
+    const std::lock_guard lock(videoMutex);
+    if (const auto found = store->pictures.lastOf(timecode))
+        seekLocked(static_cast<std::int64_t>(*found));
+}
+
+void LReplay::step(std::int64_t frames) {
+    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
+    {
+        const std::lock_guard lock(videoMutex);
+        stepFrames = static_cast<std::int32_t>(std::clamp(frames, -most, most));
+        seekPending = true;
+        live = false;
+    }
+    sleeper->wake();
+}
+
+void LReplay::stepForward(int frames) {
+    step(frames);
+}
+
+void LReplay::stepBackward(int frames) {
+    step(-std::int64_t{frames});
+}
+
+// ------------------------------------------------------------------------- what is stored
+
+int LReplay::getTotalFrames() {
+    const std::lock_guard lock(videoMutex);
+    return static_cast<int>(store->pictures.size());
+}
+
+double LReplay::getDurationMs() {
+    const std::lock_guard lock(videoMutex);
+    return store->pictures.empty() ? 0.0 : store->pictures.back().time * millis;
+}
+
+int LReplay::getCurrentFrame() {
+    return position;
+}
+
+int LReplay::getPos() {
+    return position;
+}
+
+double LReplay::getPosMs() {
+    const std::lock_guard lock(videoMutex);
+    const auto at = static_cast<std::size_t>(position.load());
+    return at < store->pictures.size() ? store->pictures[at].time * millis : 0.0;
+}
+
+std::string LReplay::getPosTC() {
+    const std::lock_guard lock(videoMutex);
+    const auto at = static_cast<std::size_t>(position.load());
+    return at < store->pictures.size() ? std::string(store->pictures[at].timecodeText())
+                                       : noTimecode;
+}
+
+std::string LReplay::getTimeCode() {
+    return getPosTC();
+}

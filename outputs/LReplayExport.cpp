@@ -1,0 +1,115 @@
+// A part of a replay as a movie.
+#include <algorithm>
+#include <cmath>
+#include <utility>
+#include <vector>
+
+#include "core/ModeTables.h"
+#include "core/PlainFile.h"
+#include "core/Timecode.h"
+#include "outputs/ReplayDecoder.h"
+#include "outputs/ReplayMovie.h"
+#include "outputs/ReplayStore.h"
+#include "quolsdk/LReplay.h"
+
+namespace {
+
+constexpr double millis = 1000.0; // in a second
+constexpr int defaultSampleRate = 48000;
+
+// The format's, or where that has none the first stored picture's.
+quol::ReplaySize movieSize(const videoFormatProps& format, const quol::ReplayReader& reader,
+                           const quol::ReplayPicture& first) {
+    const bool native = format.mode == quol::modeNative;
+    if (!native && format.width > 0 && format.height > 0) return {format.width, format.height};
+    std::vector<std::uint8_t> bytes;
+    if (!reader.readPicture({first.offset, first.size}, bytes)) return {};
+    return quol::jpegSize(bytes.data(), static_cast<std::size_t>(first.size))
+        .value_or(quol::ReplaySize{});
+}
+
+} // namespace
+
+bool LReplay::exportRangeMs(double firstMs, double lastMs, const std::string& file) {
+    std::size_t first = 0;
+    std::size_t last = 0;
+    {
+        const std::lock_guard lock(videoMutex);
+        if (store->pictures.empty()) return false;
+        first = store->pictures.firstFrom(firstMs / millis);
+        last = store->pictures.lastUntil(lastMs / millis);
+    }
+    return exportRange(static_cast<int>(first), static_cast<int>(last), file);
+}
+
+std::string LReplay::exportPath(const Settings& now, double first, double last) const {
+    const std::string& base = now.name.empty() ? now.exportName : now.name;
+    return now.exportPath + base + "_" + std::to_string(quol::wholeFrames(first)) + "s_" +
+           std::to_string(quol::wholeFrames(last - first)) + "s.mov";
+}
+
+bool LReplay::exportRange(int first, int last, const std::string& file) {
+    const Settings now = settingsNow();
+    quol::ReplayPicture begin;
+    std::string videoPath;
+    std::string audioPath;
+    std::string path = file;
+    std::uint64_t generation = 0;
+    {
+        const std::lock_guard lock(videoMutex);
+        if (store->pictures.empty()) return false;
+        const int end = static_cast<int>(store->pictures.size()) - 1;
+        first = std::clamp(first, 0, end);
+        last = std::clamp(last, 0, end);
+        if (first > last) std::swap(first, last);
+        begin = store->pictures[static_cast<std::size_t>(first)];
+        const double until = store->pictures[static_cast<std::size_t>(last)].time;
+        if (path.empty()) path = exportPath(now, begin.time, until);
+        videoPath = store->videoPath;
+        audioPath = store->audioPath;
+        generation = store->generation;
+    }
+    if (quol::isSameFile(path, videoPath) || quol::isSameFile(path, audioPath)) return false;
+    // Handles of its own: what is shown meanwhile reads on.
+    const std::shared_ptr<quol::ReplayReader> video = quol::ReplayReader::open(videoPath);
+    const std::shared_ptr<quol::ReplayReader> audio = quol::ReplayReader::open(audioPath);
+    if (!video) return false;
+    const quol::ReplaySize size = movieSize(now.videoFormat, *video, begin);
+    const int asked = now.audioFormat.sampleRate;
+    const quol::ReplayMovieFormat format{
+        size.width, size.height, quol::replayRate(now.videoFormat.fps),
+        asked > 0 ? std::min(asked, quol::maxSampleRate) : defaultSampleRate,
+        std::string(begin.timecodeText())};
+    quol::ReplayMovie movie;
+    if (!movie.open(path, format)) return false;
+    const Range range{static_cast<std::size_t>(first), static_cast<std::size_t>(last), begin.time,
+                      1.0 / format.rate, generation};
+    const bool whole = writeMovie(movie, range, *video, audio.get());
+    return movie.finish() && whole;
+}
+
+// False when the recording was cleared or begun anew meanwhile.
+bool LReplay::writeMovie(quol::ReplayMovie& movie, const Range& range,
+                         const quol::ReplayReader& video, const quol::ReplayReader* audio) {
+    std::vector<std::uint8_t> bytes;
+    for (std::size_t at = range.first; at <= range.last && movie.good(); ++at) {
+        quol::ReplayPicture entry;
+        std::vector<quol::ReplaySound> blocks;
+        {
+            const std::lock_guard lock(videoMutex);
+            if (store->generation != range.generation) return false;
+            entry = store->pictures[at];
+            if (audio != nullptr)
+                blocks =
+                    store->sounds.within(entry.time, store->pictures.endOf(at, range.slotLength));
+        }
+        if (video.readPicture({entry.offset, entry.size}, bytes))
+            movie.addPicture(static_cast<std::int64_t>(at - range.first), bytes.data(), entry.size);
+        for (const quol::ReplaySound& block : blocks) {
+            bytes.resize(static_cast<std::size_t>(block.size));
+            if (audio->read({block.offset, block.size}, bytes.data()))
+                movie.addSound(block.time - range.start, bytes.data(), block.size);
+        }
+    }
+    return true;
+}
