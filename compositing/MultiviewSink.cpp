@@ -9,10 +9,15 @@ namespace {
 
 constexpr float fall = 0.95F;
 
+// Less than half a step of 16-bit sound. Without an end a level would fall for ever, and keep the
+// lowest segment of its meter lit.
+constexpr float nothing = 1.0F / 65536.0F;
+
 // One level after another. Sound that is no number must not stand for ever.
 float nextLevel(float level, float peak) {
     if (!std::isfinite(peak)) peak = 1.0F;
-    return peak > level ? peak : fall * level;
+    const float next = peak > level ? peak : fall * level;
+    return next < nothing ? 0.0F : next;
 }
 
 // The multiviews whose sinks a thread is in just now, by the sound it forwards. Two that show each

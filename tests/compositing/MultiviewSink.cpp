@@ -145,6 +145,22 @@ TEST(MultiviewSink, AMeterRisesAtOnceAndFallsBy5PercentABlock) {
     EXPECT_NEAR(levelsOf(sink).right, 1.0F, 1.0e-4F);
 }
 
+TEST(MultiviewSink, ALevelFallsToNothingInTheEnd) {
+    MultiviewSink sink(nullptr, false);
+    sink.pushAudioFrame(plainSound(960, 32767, 32767).get());
+    const quol::FramePtr silence = plainSound(960, 0, 0);
+    for (int i = 0; i < 200; ++i)
+        sink.pushAudioFrame(silence.get());
+    EXPECT_GT(levelsOf(sink).left, 0.0F);
+    for (int i = 0; i < 50; ++i)
+        sink.pushAudioFrame(silence.get());
+    EXPECT_EQ(levelsOf(sink).left, 0.0F);
+    EXPECT_EQ(levelsOf(sink).right, 0.0F);
+    // The quietest sound there is counts.
+    sink.pushAudioFrame(plainSound(960, 1, 1).get());
+    EXPECT_FLOAT_EQ(levelsOf(sink).left, 1.0F / 32768.0F);
+}
+
 TEST(MultiviewSink, ALevelBelowTheFallingOneDoesNotHoldItUp) {
     MultiviewSink sink(nullptr, false);
     sink.pushAudioFrame(plainSound(960, 16384, 16384).get());
