@@ -54,6 +54,17 @@ const LevelRule& rgbToV() {
     return rule;
 }
 
+void fetchAhead(const std::uint8_t* row, int count) {
+#if defined(__GNUC__)
+    constexpr int line = 64;
+    for (int i = 0; i < count; i += line)
+        __builtin_prefetch(row + i);
+#else
+    (void)row;
+    (void)count;
+#endif
+}
+
 int sharedUp(int size, int shift) {
     return -((-size) >> shift);
 }
@@ -134,14 +145,23 @@ void TileScaler::takeDown(const AVFrame& source, const Component& component, con
     const int used = down.used(output);
     if (scratch.sums.size() < static_cast<std::size_t>(component.rowBytes))
         scratch.sums.resize(static_cast<std::size_t>(component.rowBytes));
-    std::uint16_t* const sums = scratch.sums.data();
-    int tap = 0;
-    for (; tap + 3 <= used; tap += 3) {
-        const std::uint8_t* const rows[3] = {row(tap), row(tap + 1), row(tap + 2)};
-        weighRows(sums, rows, weights + tap, tap == 0, component.rowBytes);
+    // In pieces, while the rows to come are on their way from memory: that is what bounds this.
+    constexpr int piece = 256;
+    const int lastRow = component.height - 1 - down.first(output);
+    for (int from = 0; from < component.rowBytes; from += piece) {
+        const int count = std::min(piece, component.rowBytes - from);
+        std::uint16_t* const sums = scratch.sums.data() + from;
+        int tap = 0;
+        for (; tap + 3 <= used; tap += 3) {
+            const std::uint8_t* const rows[3] = {row(tap) + from, row(tap + 1) + from,
+                                                 row(tap + 2) + from};
+            weighRows(sums, rows, weights + tap, tap == 0, count);
+        }
+        for (; tap < used; ++tap)
+            weighRow(sums, row(tap) + from, weights[tap], tap == 0, count);
+        for (int next = used; next < used + used && next <= lastRow; ++next)
+            fetchAhead(row(next) + from, count);
     }
-    for (; tap < used; ++tap)
-        weighRow(sums, row(tap), weights[tap], tap == 0, component.rowBytes);
 }
 
 void TileScaler::takeAcross(const Component& component, const AxisFilter& across, Scratch& scratch,
