@@ -51,9 +51,35 @@ struct TileTextures {
     bool isSeen = false;
 };
 
+// The program of one kind of picture, and where its inputs are.
+struct PictureProgram {
+    GLuint name = 0;
+    GLint pixel = -1;
+    GLint samples = -1;
+    std::array<GLint, mostPlanes> textures{};
+    GLint width = -1;
+    GLint height = -1;
+};
+
+struct BoxProgram {
+    GLuint name = 0;
+    GLint size = -1;
+    GLint radius = -1;
+    GLint color = -1;
+    GLint edge = -1;
+    GLint edgeWidth = -1;
+};
+
+struct TextProgram {
+    GLuint name = 0;
+    GLint font = -1;
+    GLint color = -1;
+};
+
 // One of the planes of the finished picture.
 struct OutputPlane {
     GLuint program = 0;
+    GLint picture = -1;
     GLuint framebuffer = 0;
     GLuint texture = 0;
     int width = 0;
@@ -64,15 +90,7 @@ class GraphicsWall final : public WallRenderer {
 public:
     explicit GraphicsWall(std::unique_ptr<gl::HeadlessContext> context)
         : context_(std::move(context)), gl(context_->entries()) {
-        const auto program = [this](const char* fragment) {
-            return gl::makeProgram(gl, wallVertexShader, fragment);
-        };
-        tilePrograms_ = {program(wallYuvShader), program(wallUyvyShader), program(wallRgbShader)};
-        boxProgram_ = program(wallBoxShader);
-        textProgram_ = program(wallTextShader);
-        outputs_[0].program = program(wallOutputY);
-        outputs_[1].program = program(wallOutputU);
-        outputs_[2].program = program(wallOutputV);
+        makePrograms();
         gl.ActiveTexture(GL_TEXTURE0);
         makeWhiteTexture();
         makeFontTexture();
@@ -84,10 +102,10 @@ public:
         deleteFramebuffers();
         gl.DeleteTextures(1, &white_);
         gl.DeleteTextures(1, &font_);
-        for (const GLuint program : tilePrograms_)
-            gl.DeleteProgram(program);
-        gl.DeleteProgram(boxProgram_);
-        gl.DeleteProgram(textProgram_);
+        for (const PictureProgram& program : picturePrograms_)
+            gl.DeleteProgram(program.name);
+        gl.DeleteProgram(box_.name);
+        gl.DeleteProgram(text_.name);
         for (const OutputPlane& plane : outputs_)
             gl.DeleteProgram(plane.program);
     }
@@ -109,8 +127,42 @@ public:
     }
 
 private:
-    GLint uniform(GLuint program, const char* name) const {
-        return gl.GetUniformLocation(program, name);
+    void makePrograms() {
+        const auto program = [this](const char* fragment) {
+            return gl::makeProgram(gl, wallVertexShader, fragment);
+        };
+        const auto find = [this](GLuint name, const char* uniform) {
+            return gl.GetUniformLocation(name, uniform);
+        };
+        const auto pictureProgram = [&](const char* fragment, std::array<const char*, 4> textures) {
+            PictureProgram made;
+            made.name = program(fragment);
+            made.pixel = find(made.name, "u_pixel");
+            made.samples = find(made.name, "u_samples");
+            made.width = find(made.name, "u_width");
+            made.height = find(made.name, "u_height");
+            for (std::size_t i = 0; i < textures.size(); ++i)
+                made.textures[i] = find(made.name, textures[i]);
+            return made;
+        };
+        // A name that a program lacks is found nowhere, and setting it does nothing.
+        picturePrograms_ = {pictureProgram(wallYuvShader, {"texY", "texU", "texV", "texA"}),
+                            pictureProgram(wallUyvyShader, {"texUYVY", "", "", ""}),
+                            pictureProgram(wallRgbShader, {"texRGB", "", "", ""})};
+        box_.name = program(wallBoxShader);
+        box_.size = find(box_.name, "u_size");
+        box_.radius = find(box_.name, "u_radius");
+        box_.color = find(box_.name, "u_bgColor");
+        box_.edge = find(box_.name, "u_borderColor");
+        box_.edgeWidth = find(box_.name, "u_borderWidth");
+        text_.name = program(wallTextShader);
+        text_.font = find(text_.name, "texFont");
+        text_.color = find(text_.name, "u_textColor");
+        const std::array<const char*, 3> planes{wallOutputY, wallOutputU, wallOutputV};
+        for (std::size_t i = 0; i < planes.size(); ++i) {
+            outputs_[i].program = program(planes[i]);
+            outputs_[i].picture = find(outputs_[i].program, "texRGB");
+        }
     }
 
     // ------------------------------------------------------------------------------ textures
@@ -337,30 +389,20 @@ private:
     }
 
     void drawPicture(const TileRect& place, const TileRect& visible, const TileTextures& tile) {
-        const GLuint program = tilePrograms_[static_cast<std::size_t>(tile.program)];
-        gl.UseProgram(program);
+        const PictureProgram& program = picturePrograms_[static_cast<std::size_t>(tile.program)];
+        gl.UseProgram(program.name);
         const auto across = static_cast<float>(place.width);
         const auto down = static_cast<float>(place.height);
-        gl.Uniform2f(uniform(program, "u_pixel"), 1.0F / across, 1.0F / down);
-        gl.Uniform2f(uniform(program, "u_samples"),
-                     static_cast<float>(samplesPerPixel(tile.width, place.width)),
+        gl.Uniform2f(program.pixel, 1.0F / across, 1.0F / down);
+        gl.Uniform2f(program.samples, static_cast<float>(samplesPerPixel(tile.width, place.width)),
                      static_cast<float>(samplesPerPixel(tile.height, place.height)));
-        if (tile.program == TileProgram::yuv) {
-            constexpr std::array<const char*, mostPlanes> names{"texY", "texU", "texV", "texA"};
-            for (std::size_t i = 0; i < mostPlanes; ++i) {
-                gl.Uniform1i(uniform(program, names[i]), static_cast<GLint>(i));
-                bind(static_cast<GLenum>(i),
-                     i == 3 && !tile.hasAlpha ? white_ : tile.planes[i].name);
-            }
-        } else {
-            gl.Uniform1i(uniform(program, tile.program == TileProgram::uyvy ? "texUYVY" : "texRGB"),
-                         0);
-            bind(0, tile.planes[0].name);
+        const std::size_t textures = tile.program == TileProgram::yuv ? mostPlanes : 1;
+        for (std::size_t i = 0; i < textures; ++i) {
+            gl.Uniform1i(program.textures[i], static_cast<GLint>(i));
+            bind(static_cast<GLenum>(i), i == 3 && !tile.hasAlpha ? white_ : tile.planes[i].name);
         }
-        if (tile.program == TileProgram::uyvy) {
-            gl.Uniform1f(uniform(program, "u_width"), static_cast<float>(tile.width));
-            gl.Uniform1f(uniform(program, "u_height"), static_cast<float>(tile.height));
-        }
+        gl.Uniform1f(program.width, static_cast<float>(tile.width));
+        gl.Uniform1f(program.height, static_cast<float>(tile.height));
         const float left = static_cast<float>(visible.x - place.x) / across;
         const float right = static_cast<float>(visible.right() - place.x) / across;
         const float top = static_cast<float>(visible.y - place.y) / down;
@@ -373,11 +415,10 @@ private:
         for (const InkBox& box : ink.boxes)
             drawBox(box);
         if (ink.glyphs.empty()) return;
-        gl.UseProgram(textProgram_);
+        gl.UseProgram(text_.name);
         const wall::Color& color = wall::textColor;
-        gl.Uniform4f(uniform(textProgram_, "u_textColor"), color.red, color.green, color.blue,
-                     color.alpha);
-        gl.Uniform1i(uniform(textProgram_, "texFont"), 0);
+        gl.Uniform4f(text_.color, color.red, color.green, color.blue, color.alpha);
+        gl.Uniform1i(text_.font, 0);
         bind(0, font_);
         constexpr float size = LabelAtlas::size;
         for (const InkGlyph& glyph : ink.glyphs)
@@ -386,15 +427,13 @@ private:
     }
 
     void drawBox(const InkBox& box) {
-        gl.UseProgram(boxProgram_);
-        gl.Uniform2f(uniform(boxProgram_, "u_size"), static_cast<float>(box.rect.width),
+        gl.UseProgram(box_.name);
+        gl.Uniform2f(box_.size, static_cast<float>(box.rect.width),
                      static_cast<float>(box.rect.height));
-        gl.Uniform1f(uniform(boxProgram_, "u_radius"), box.radius);
-        gl.Uniform4f(uniform(boxProgram_, "u_bgColor"), box.color.red, box.color.green,
-                     box.color.blue, box.color.alpha);
-        gl.Uniform4f(uniform(boxProgram_, "u_borderColor"), box.edge.red, box.edge.green,
-                     box.edge.blue, box.edge.alpha);
-        gl.Uniform1f(uniform(boxProgram_, "u_borderWidth"), box.edgeWidth);
+        gl.Uniform1f(box_.radius, box.radius);
+        gl.Uniform4f(box_.color, box.color.red, box.color.green, box.color.blue, box.color.alpha);
+        gl.Uniform4f(box_.edge, box.edge.red, box.edge.green, box.edge.blue, box.edge.alpha);
+        gl.Uniform1f(box_.edgeWidth, box.edgeWidth);
         drawRect(box.rect, 0.0F, 0.0F, 1.0F, 1.0F);
     }
 
@@ -425,7 +464,7 @@ private:
             gl.BindFramebuffer(GL_FRAMEBUFFER, plane.framebuffer);
             gl.Viewport(0, 0, plane.width, plane.height);
             gl.UseProgram(plane.program);
-            gl.Uniform1i(uniform(plane.program, "texRGB"), 0);
+            gl.Uniform1i(plane.picture, 0);
             bind(0, colour_);
             // A sample of chroma lies between its pixels; of an odd size the last lies beyond.
             const int share = i == 0 ? 1 : 2;
@@ -449,9 +488,9 @@ private:
 
     const std::unique_ptr<gl::HeadlessContext> context_;
     const EntryTable& gl;
-    std::array<GLuint, 3> tilePrograms_{};
-    GLuint boxProgram_ = 0;
-    GLuint textProgram_ = 0;
+    std::array<PictureProgram, 3> picturePrograms_; // by `TileProgram`
+    BoxProgram box_;
+    TextProgram text_;
     GLuint white_ = 0;
     GLuint font_ = 0;
     GLuint framebuffer_ = 0;

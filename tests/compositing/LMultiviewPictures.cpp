@@ -61,10 +61,11 @@ TEST(LMultiviewPictures, PicturesArePlanarInFullRangeAndCounted) {
 TEST(LMultiviewPictures, PicturesComeAtTheRateOfTheFormat) {
     RunningMultiview running(64, 36, 25.0);
     running.sink.clear();
-    ASSERT_TRUE(running.sink.waitForPictures(26));
+    ASSERT_TRUE(running.sink.waitForPictures(51));
     const auto seen = running.sink.pictures();
-    // Never faster; how late is the machine's affair.
-    EXPECT_GE(seen[25].arrived - seen[0].arrived, 900'000'000);
+    // Two seconds. The first may have been as late as half a second, which is made up for; how late
+    // the last is, is the machine's affair.
+    EXPECT_GE(seen[50].arrived - seen[0].arrived, 1'400'000'000);
 }
 
 TEST(LMultiviewPictures, ANewMultiviewIsBlackWithoutTiles) {
@@ -338,12 +339,12 @@ TEST(LMultiviewPull, TheClockGoesOnWhenTheLastConsumerHasSignedOff) {
         MultiviewConsumer first(running.multiview);
         { MultiviewConsumer second(running.multiview); }
         EXPECT_TRUE(standsStill(running.sink));
+        std::this_thread::sleep_for(1500ms); // 75 pictures, of which none is made up for
     }
     running.sink.clear();
-    EXPECT_TRUE(running.sink.waitForPictures(10));
+    ASSERT_TRUE(running.sink.waitForPictures(61));
     const auto seen = running.sink.pictures();
-    // Nothing is made up for: the pictures come one a tick.
-    EXPECT_GE(seen[9].arrived - seen[0].arrived, 150'000'000);
+    EXPECT_GE(seen[60].arrived - seen[0].arrived, 500'000'000);
 }
 
 TEST(LMultiviewPull, SigningOffWithoutAConsumerLeavesTheCountAt0) {

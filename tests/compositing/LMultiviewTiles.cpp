@@ -130,8 +130,8 @@ TEST(LMultiviewTiles, TilesLieByRowColumnAndSpan) {
 }
 
 TEST(LMultiviewTiles, BeforeSetupGridAGridOf2BelowIsInForce) {
-    LMultiview multiview(LMultiview::Renderer::processor);
     HandSource source;
+    LMultiview multiview(LMultiview::Renderer::processor);
     multiview.setGridPos(&source, 1, 2, 0, "");
     multiview.setPGMSource(&source);
     const auto info = multiview.getLayoutInfo();
