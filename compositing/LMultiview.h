@@ -75,13 +75,13 @@ public:
     /// A tile, as getLayoutInfo tells it. Position and size are fractions of the picture, origin at
     /// the top left.
     struct LayoutInfo {
-        std::string key;
+        std::string key;  ///< "PVW", "PGM", or row and column as "2_3"
         std::string name; ///< the label; empty for none
-        float x = 0.0F;
-        float y = 0.0F;
-        float w = 0.0F;
-        float h = 0.0F;
-        int tally = 0; ///< 0 none, 1 preview, 2 program
+        float x = 0.0F;   ///< left edge
+        float y = 0.0F;   ///< upper edge
+        float w = 0.0F;   ///< width
+        float h = 0.0F;   ///< height
+        int tally = 0;    ///< 0 none, 1 preview, 2 program
     };
 
     struct GridCell; ///< a tile, private
