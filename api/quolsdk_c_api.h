@@ -326,6 +326,43 @@ QUOLSDK_C_API void quolsdk_switcher_set_props(quolsdk_handle switcher, const cha
                                               const char* value);
 /** @} */
 
+/** @name Multiview: a control room's monitor wall, a source
+ *  Two large windows, for the preview and the program, and a grid of tiles, whose rows and columns
+ *  count from 1. A new one runs at once: 1920x1080 at 50 pictures a second. The sound of the
+ *  program's source leaves through it. A source must not be destroyed before it has been taken out
+ *  of its tiles, or the multiview destroyed. */
+/** @{ */
+QUOLSDK_C_API quolsdk_handle quolsdk_multiview_create(void); /**< a new multiview, running */
+QUOLSDK_C_API void quolsdk_multiview_destroy(
+    quolsdk_handle multiview); /**< ends it; its sources stay */
+/** Lays the wall out; all tiles of the grid go, the large windows keep their sources. With N the
+ *  grid size, `orientation` is 0 for 2N columns by N rows below the large windows, 1 for the same
+ *  above them, 2 for N columns by 2N rows at their right, 3 for the same at their left. */
+QUOLSDK_C_API void quolsdk_multiview_setup_grid(quolsdk_handle multiview, int orientation,
+                                                int grid_size);
+/** The source of the preview's window; NULL for none. */
+QUOLSDK_C_API void quolsdk_multiview_set_pvw_source(quolsdk_handle multiview,
+                                                    quolsdk_handle source);
+/** The source of the program's window; NULL for none. */
+QUOLSDK_C_API void quolsdk_multiview_set_pgm_source(quolsdk_handle multiview,
+                                                    quolsdk_handle source);
+/** Puts a source into a tile of the grid, with a label; NULL for a tile without a picture. The tile
+ *  takes `span` more cells to the right and down, 0 for a single one. Its tally stays. */
+QUOLSDK_C_API void quolsdk_multiview_set_grid_pos(quolsdk_handle multiview, quolsdk_handle source,
+                                                  int row, int col, int span, const char* name);
+/** Takes a tile away. Once it has returned its source is not used any more. */
+QUOLSDK_C_API void quolsdk_multiview_remove_grid_pos(quolsdk_handle multiview, int row, int col);
+/** Marks a tile red. Marks of other tiles stay: the host clears them. */
+QUOLSDK_C_API void quolsdk_multiview_set_grid_pgm(quolsdk_handle multiview, int row, int col);
+/** Marks a tile green. */
+QUOLSDK_C_API void quolsdk_multiview_set_grid_pvw(quolsdk_handle multiview, int row, int col);
+/** Takes the mark off a tile. */
+QUOLSDK_C_API void quolsdk_multiview_clear_tally(quolsdk_handle multiview, int row, int col);
+/** Sets the label of a tile that is there; printable ASCII is shown. */
+QUOLSDK_C_API void quolsdk_multiview_set_grid_name(quolsdk_handle multiview, int row, int col,
+                                                   const char* name);
+/** @} */
+
 /** @name Stinger: a short clip with alpha in memory, a source
  *  It is loaded once, and each start plays it without decoding. */
 /** @{ */

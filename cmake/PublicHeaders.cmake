@@ -20,6 +20,7 @@ set(QUOLSDK_PUBLIC_HEADERS
     compositing/LStinger.h
     compositing/SwitcherPreviewObject.h
     compositing/LSwitcher.h
+    compositing/LMultiview.h
     graphics/LCGColor.h
     graphics/LCGProps.h
     graphics/LCGItems.h

@@ -17,11 +17,7 @@ void CompositorSink::pullFrom(LObject* source) {
 
 void CompositorSink::pushVideoFrame(AVFrame* frame) {
     if (pullSource_ != nullptr && pullSource_->canPullRender()) return;
-    FramePtr newest = cloneFrame(frame);
-    if (!newest) return;
-    const std::lock_guard lock(mutex_);
-    frame_.swap(newest);
-    frameTime_ = steadyNow();
+    picture_.put(frame);
 }
 
 void CompositorSink::pushAudioFrame(AVFrame* frame) {
@@ -30,8 +26,7 @@ void CompositorSink::pushAudioFrame(AVFrame* frame) {
 
 void CompositorSink::flush() {
     sound_.clear();
-    const std::lock_guard lock(mutex_);
-    frame_.reset();
+    picture_.clear();
 }
 
 FramePtr CompositorSink::newestFrame() {
@@ -39,9 +34,7 @@ FramePtr CompositorSink::newestFrame() {
         FramePtr rendered(pullSource_->renderVideoFrame());
         if (rendered) return rendered;
     }
-    const std::lock_guard lock(mutex_);
-    if (!frame_ || steadyNow() - frameTime_ > freshNanos) return nullptr;
-    return cloneFrame(frame_.get());
+    return picture_.newest(steadyNow() - freshNanos);
 }
 
 } // namespace quol

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 
+#include "compositing/PictureSlot.h"
 #include "core/AudioInput.h"
 #include "core/Handles.h"
 #include "quolsdk/LSink.h"
@@ -48,10 +48,7 @@ public:
 private:
     LObject* pullSource_ = nullptr;
     AudioInput sound_;
-
-    std::mutex mutex_; // guards the next two
-    FramePtr frame_;
-    std::int64_t frameTime_ = 0; // steady clock
+    PictureSlot picture_;
 };
 
 } // namespace quol

@@ -4,7 +4,7 @@
 
 namespace quol {
 
-void DetachedSinks::add(LObject* source, std::unique_ptr<CompositorSink> sink) {
+void DetachedSinks::add(LObject* source, std::unique_ptr<LSink> sink) {
     if (sink) sinks_.emplace_back(source, std::move(sink));
 }
 

@@ -5,7 +5,9 @@
 #include <utility>
 #include <vector>
 
-#include "compositing/CompositorSink.h"
+#include "quolsdk/LSink.h"
+
+class LObject;
 
 namespace quol {
 
@@ -18,11 +20,11 @@ public:
     DetachedSinks& operator=(const DetachedSinks&) = delete;
     ~DetachedSinks() { release(); }
 
-    void add(LObject* source, std::unique_ptr<CompositorSink> sink);
+    void add(LObject* source, std::unique_ptr<LSink> sink);
     void release();
 
 private:
-    std::vector<std::pair<LObject*, std::unique_ptr<CompositorSink>>> sinks_;
+    std::vector<std::pair<LObject*, std::unique_ptr<LSink>>> sinks_;
 };
 
 } // namespace quol

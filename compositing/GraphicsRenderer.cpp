@@ -10,6 +10,7 @@
 #include "core/Log.h"
 #include "core/PicturePool.h"
 #include "core/Scaler.h"
+#include "platform/gl/Drawing.h"
 #include "platform/gl/HeadlessContext.h"
 
 extern "C" {
@@ -22,41 +23,7 @@ namespace {
 
 using gl::EntryTable;
 
-constexpr GLuint positionAttribute = 0;
-constexpr GLuint texCoordAttribute = 1;
-
 constexpr int bytesPerPixel = 4; // of RGBA
-
-GLuint compile(const EntryTable& gl, GLenum kind, const char* source) {
-    const GLuint shader = gl.CreateShader(kind);
-    gl.ShaderSource(shader, 1, &source, nullptr);
-    gl.CompileShader(shader);
-    return shader;
-}
-
-GLuint linkProgram(const EntryTable& gl) {
-    const GLuint vertex = compile(gl, GL_VERTEX_SHADER, layerVertexShader);
-    const GLuint fragment = compile(gl, GL_FRAGMENT_SHADER, layerFragmentShader);
-    const GLuint program = gl.CreateProgram();
-    gl.AttachShader(program, vertex);
-    gl.AttachShader(program, fragment);
-    gl.BindAttribLocation(program, positionAttribute, "position");
-    gl.BindAttribLocation(program, texCoordAttribute, "texCoord");
-    gl.LinkProgram(program);
-    gl.DeleteShader(vertex);
-    gl.DeleteShader(fragment);
-    return program;
-}
-
-// A texture bound to the unit in use.
-GLuint makeTexture(const EntryTable& gl) {
-    GLuint texture = 0;
-    gl.GenTextures(1, &texture);
-    gl.BindTexture(GL_TEXTURE_2D, texture);
-    gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-    gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-    return texture;
-}
 
 // The next even number; of the largest of all none that a picture can have.
 int evenSize(int size) {
@@ -100,7 +67,7 @@ class GraphicsRenderer final : public LayerRenderer {
 public:
     explicit GraphicsRenderer(std::unique_ptr<gl::HeadlessContext> context)
         : context_(std::move(context)), gl(context_->entries()) {
-        program_ = linkProgram(gl);
+        program_ = gl::makeProgram(gl, layerVertexShader, layerFragmentShader);
         uniforms_ = findUniforms(gl, program_);
         makeWhiteTexture();
     }
@@ -138,7 +105,7 @@ private:
     void makeWhiteTexture() {
         constexpr GLubyte level = 255;
         gl.ActiveTexture(GL_TEXTURE0);
-        white_ = makeTexture(gl);
+        white_ = gl::makeTexture(gl);
         gl.TexImage2D(GL_TEXTURE_2D, 0, GL_LUMINANCE, 1, 1, 0, GL_LUMINANCE, GL_UNSIGNED_BYTE,
                       &level);
     }
@@ -158,7 +125,7 @@ private:
         gl.GenFramebuffers(1, &framebuffer_);
         gl.BindFramebuffer(GL_FRAMEBUFFER, framebuffer_);
         gl.ActiveTexture(GL_TEXTURE0);
-        colour_ = makeTexture(gl);
+        colour_ = gl::makeTexture(gl);
         gl.TexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, width_, height_, 0, GL_RGBA, GL_UNSIGNED_BYTE,
                       nullptr);
         gl.FramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, colour_, 0);
@@ -222,7 +189,7 @@ private:
                 int height) {
         gl.ActiveTexture(GL_TEXTURE0 + unit);
         if (texture == 0) {
-            texture = makeTexture(gl);
+            texture = gl::makeTexture(gl);
             gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
             gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
         } else {
@@ -296,13 +263,7 @@ private:
         const float bottom = downOf(look.y + target.height);
         const std::array<GLfloat, 8> corners{left, top, right, top, right, bottom, left, bottom};
         constexpr std::array<GLfloat, 8> texCoords{0, 0, 1, 0, 1, 1, 0, 1};
-        gl.EnableVertexAttribArray(positionAttribute);
-        gl.EnableVertexAttribArray(texCoordAttribute);
-        gl.VertexAttribPointer(positionAttribute, 2, GL_FLOAT, GL_FALSE, 0, corners.data());
-        gl.VertexAttribPointer(texCoordAttribute, 2, GL_FLOAT, GL_FALSE, 0, texCoords.data());
-        gl.DrawArrays(GL_TRIANGLE_FAN, 0, 4);
-        gl.DisableVertexAttribArray(positionAttribute);
-        gl.DisableVertexAttribArray(texCoordAttribute);
+        gl::drawQuad(gl, corners.data(), texCoords.data());
     }
 
     // Row 0 of the framebuffer is the top row of the picture: nothing is turned over.

@@ -10,17 +10,17 @@ namespace quol {
 
 namespace {
 
-constexpr int step =
-    4; // a meter needs no more, and a quarter of the reads is a quarter of the time
+// A meter needs no more than every fourth, and a quarter of the reads is a quarter of the time.
+constexpr int usualStep = 4;
 
-float peakOf(const float* samples, int count) {
+float peakOf(const float* samples, int count, int step) {
     float peak = 0.0F;
     for (int i = 0; i < count; i += step)
         peak = std::max(peak, std::fabs(samples[i]));
     return peak;
 }
 
-float peakOf(const std::int16_t* samples, int count, int channels) {
+float peakOf(const std::int16_t* samples, int count, int channels, int step) {
     int peak = 0;
     for (int i = 0; i < count; i += step) {
         peak = std::max(
@@ -29,24 +29,36 @@ float peakOf(const std::int16_t* samples, int count, int channels) {
     return static_cast<float>(peak) * (1.0F / 32768.0F);
 }
 
-} // namespace
+enum class OneChannel { left, both }; // where planar sound of one channel counts
 
-AudioPeak measurePeak(const AVFrame& frame) {
+AudioPeak peakOf(const AVFrame& frame, int step, OneChannel onePlane) {
     const int channels = frame.ch_layout.nb_channels;
     if (frame.nb_samples < 1 || channels < 1) return {};
-    const int second = channels > 1 ? 1 : 0;
     if (frame.format == AV_SAMPLE_FMT_FLTP) {
         const auto plane = [&frame](int channel) {
             return reinterpret_cast<const float*>(frame.extended_data[channel]);
         };
-        return {peakOf(plane(0), frame.nb_samples), peakOf(plane(second), frame.nb_samples)};
+        const float left = peakOf(plane(0), frame.nb_samples, step);
+        if (channels < 2) return {left, onePlane == OneChannel::both ? left : 0.0F};
+        return {left, peakOf(plane(1), frame.nb_samples, step)};
     }
     if (frame.format == AV_SAMPLE_FMT_S16) {
         const auto* samples = reinterpret_cast<const std::int16_t*>(frame.extended_data[0]);
-        return {peakOf(samples, frame.nb_samples, channels),
-                peakOf(samples + second, frame.nb_samples, channels)};
+        const int second = channels > 1 ? 1 : 0;
+        return {peakOf(samples, frame.nb_samples, channels, step),
+                peakOf(samples + second, frame.nb_samples, channels, step)};
     }
     return {};
+}
+
+} // namespace
+
+AudioPeak measurePeak(const AVFrame& frame) {
+    return peakOf(frame, usualStep, OneChannel::both);
+}
+
+AudioPeak measureEverySample(const AVFrame& frame) {
+    return peakOf(frame, 1, OneChannel::left);
 }
 
 } // namespace quol

@@ -15,4 +15,9 @@ struct AudioPeak {
 // first twice for one) over 32768. Any other format gives 0.
 AudioPeak measurePeak(const AVFrame& frame);
 
+// Largest absolute value of all samples. Planar float takes the first plane, and the second where
+// there is one: one channel has nothing on the right. Interleaved 16-bit as above; any other format
+// gives 0.
+AudioPeak measureEverySample(const AVFrame& frame);
+
 } // namespace quol

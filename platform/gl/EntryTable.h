@@ -50,9 +50,10 @@
                             entry(decltype(&::glBindTexture), BindTexture)                        \
                                 entry(decltype(&::glTexParameteri), TexParameteri)                \
                                     entry(decltype(&::glTexImage2D), TexImage2D)                  \
-                                        entry(decltype(&::glPixelStorei), PixelStorei)            \
-                                            entry(decltype(&::glDrawArrays), DrawArrays)          \
-                                                entry(decltype(&::glReadPixels), ReadPixels)
+                                        entry(decltype(&::glTexSubImage2D), TexSubImage2D)        \
+                                            entry(decltype(&::glPixelStorei), PixelStorei)        \
+                                                entry(decltype(&::glDrawArrays), DrawArrays)      \
+                                                    entry(decltype(&::glReadPixels), ReadPixels)
 
 namespace quol::gl {
 

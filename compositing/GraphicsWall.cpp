@@ -1,0 +1,517 @@
+// Walls drawn by OpenGL.
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <map>
+#include <utility>
+
+#include "compositing/AxisFilter.h"
+#include "compositing/LabelAtlas.h"
+#include "compositing/TileInk.h"
+#include "compositing/TileSource.h"
+#include "compositing/Wall.h"
+#include "compositing/WallShaders.h"
+#include "core/Log.h"
+#include "core/PicturePool.h"
+#include "core/ScaledPicture.h"
+#include "platform/gl/Drawing.h"
+#include "platform/gl/HeadlessContext.h"
+
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
+
+namespace quol {
+
+namespace {
+
+using gl::EntryTable;
+
+constexpr std::size_t mostPlanes = 4;
+
+// A texture and the shape it was made for.
+struct Texture {
+    GLuint name = 0;
+    int width = 0;
+    int height = 0;
+    GLenum format = 0;
+};
+
+enum class TileProgram { yuv, uyvy, rgb };
+
+// What is kept for a tile from one wall to the next.
+struct TileTextures {
+    std::array<Texture, mostPlanes> planes;
+    TileSource source{TileSource::Reader::graphics};
+    FramePtr uploaded; // the picture in the textures, as it came
+    TileProgram program = TileProgram::yuv;
+    int width = 0; // of the picture in the textures
+    int height = 0;
+    bool hasAlpha = false;
+    bool isSeen = false;
+};
+
+// The program of one kind of picture, and where its inputs are.
+struct PictureProgram {
+    GLuint name = 0;
+    GLint pixel = -1;
+    GLint samples = -1;
+    std::array<GLint, mostPlanes> textures{};
+    GLint width = -1;
+    GLint height = -1;
+};
+
+struct BoxProgram {
+    GLuint name = 0;
+    GLint size = -1;
+    GLint radius = -1;
+    GLint color = -1;
+    GLint edge = -1;
+    GLint edgeWidth = -1;
+};
+
+struct TextProgram {
+    GLuint name = 0;
+    GLint font = -1;
+    GLint color = -1;
+};
+
+// One of the planes of the finished picture.
+struct OutputPlane {
+    GLuint program = 0;
+    GLint picture = -1;
+    GLuint framebuffer = 0;
+    GLuint texture = 0;
+    int width = 0;
+    int height = 0;
+};
+
+class GraphicsWall final : public WallRenderer {
+public:
+    explicit GraphicsWall(std::unique_ptr<gl::HeadlessContext> context)
+        : context_(std::move(context)), gl(context_->entries()) {
+        makePrograms();
+        gl.ActiveTexture(GL_TEXTURE0);
+        makeWhiteTexture();
+        makeFontTexture();
+    }
+
+    ~GraphicsWall() override {
+        for (auto& [id, tile] : tiles_)
+            deleteTextures(tile);
+        deleteFramebuffers();
+        gl.DeleteTextures(1, &white_);
+        gl.DeleteTextures(1, &font_);
+        for (const PictureProgram& program : picturePrograms_)
+            gl.DeleteProgram(program.name);
+        gl.DeleteProgram(box_.name);
+        gl.DeleteProgram(text_.name);
+        for (const OutputPlane& plane : outputs_)
+            gl.DeleteProgram(plane.program);
+    }
+
+    FramePtr render(const Wall& wall) override {
+        if (!canBeMade(wall)) return nullptr;
+        dropTilesThatAreGone(wall);
+        fitFramebuffers(wall);
+        if (!isComplete_) return fallback(wall);
+        beginPicture();
+        for (const WallTile& tile : wall.tiles)
+            drawTile(tile);
+        gl.Disable(GL_BLEND);
+        FramePtr picture =
+            pool_.get((width_ + 1) / 2 * 2, (height_ + 1) / 2 * 2, AV_PIX_FMT_YUV420P);
+        if (picture) readBack(*picture);
+        gl.BindFramebuffer(GL_FRAMEBUFFER, 0);
+        return picture;
+    }
+
+private:
+    void makePrograms() {
+        const auto program = [this](const char* fragment) {
+            return gl::makeProgram(gl, wallVertexShader, fragment);
+        };
+        const auto find = [this](GLuint name, const char* uniform) {
+            return gl.GetUniformLocation(name, uniform);
+        };
+        const auto pictureProgram = [&](const char* fragment, std::array<const char*, 4> textures) {
+            PictureProgram made;
+            made.name = program(fragment);
+            made.pixel = find(made.name, "u_pixel");
+            made.samples = find(made.name, "u_samples");
+            made.width = find(made.name, "u_width");
+            made.height = find(made.name, "u_height");
+            for (std::size_t i = 0; i < textures.size(); ++i)
+                made.textures[i] = find(made.name, textures[i]);
+            return made;
+        };
+        // A name that a program lacks is found nowhere, and setting it does nothing.
+        picturePrograms_ = {pictureProgram(wallYuvShader, {"texY", "texU", "texV", "texA"}),
+                            pictureProgram(wallUyvyShader, {"texUYVY", "", "", ""}),
+                            pictureProgram(wallRgbShader, {"texRGB", "", "", ""})};
+        box_.name = program(wallBoxShader);
+        box_.size = find(box_.name, "u_size");
+        box_.radius = find(box_.name, "u_radius");
+        box_.color = find(box_.name, "u_bgColor");
+        box_.edge = find(box_.name, "u_borderColor");
+        box_.edgeWidth = find(box_.name, "u_borderWidth");
+        text_.name = program(wallTextShader);
+        text_.font = find(text_.name, "texFont");
+        text_.color = find(text_.name, "u_textColor");
+        const std::array<const char*, 3> planes{wallOutputY, wallOutputU, wallOutputV};
+        for (std::size_t i = 0; i < planes.size(); ++i) {
+            outputs_[i].program = program(planes[i]);
+            outputs_[i].picture = find(outputs_[i].program, "texRGB");
+        }
+    }
+
+    // ------------------------------------------------------------------------------ textures
+    void makeWhiteTexture() {
+        constexpr GLubyte level = 255;
+        white_ = gl::makeTexture(gl);
+        gl.TexImage2D(GL_TEXTURE_2D, 0, GL_LUMINANCE, 1, 1, 0, GL_LUMINANCE, GL_UNSIGNED_BYTE,
+                      &level);
+    }
+
+    void makeFontTexture() {
+        const LabelAtlas& atlas = labelAtlas();
+        font_ = gl::makeTexture(gl);
+        clampToEdge();
+        gl.PixelStorei(GL_UNPACK_ALIGNMENT, 1);
+        gl.PixelStorei(GL_UNPACK_ROW_LENGTH, atlas.stride() / 4);
+        gl.TexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, LabelAtlas::size, LabelAtlas::size, 0, GL_BGRA,
+                      GL_UNSIGNED_BYTE, atlas.pixels());
+        gl.PixelStorei(GL_UNPACK_ROW_LENGTH, 0);
+    }
+
+    void clampToEdge() {
+        gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+        gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    }
+
+    void deleteTextures(TileTextures& tile) {
+        for (Texture& texture : tile.planes) {
+            gl.DeleteTextures(1, &texture.name); // 0 is passed over
+            texture = {};
+        }
+    }
+
+    void dropTilesThatAreGone(const Wall& wall) {
+        for (auto& [id, tile] : tiles_)
+            tile.isSeen = false;
+        for (const WallTile& tile : wall.tiles)
+            tiles_[tile.id].isSeen = true;
+        for (auto tile = tiles_.begin(); tile != tiles_.end();) {
+            if (tile->second.isSeen) {
+                ++tile;
+                continue;
+            }
+            deleteTextures(tile->second);
+            tile = tiles_.erase(tile);
+        }
+    }
+
+    // Memory of the same shape is written to again.
+    void upload(Texture& texture, const std::uint8_t* samples, int stride, int width, int height,
+                GLenum format, int bytesPerPixel) {
+        if (texture.name == 0) {
+            texture.name = gl::makeTexture(gl);
+            clampToEdge();
+        } else {
+            gl.BindTexture(GL_TEXTURE_2D, texture.name);
+        }
+        if (stride < width * bytesPerPixel || stride % bytesPerPixel != 0) {
+            samples = straightened(samples, stride, width * bytesPerPixel, height);
+            stride = width * bytesPerPixel;
+        }
+        gl.PixelStorei(GL_UNPACK_ALIGNMENT, 1);
+        gl.PixelStorei(GL_UNPACK_ROW_LENGTH, stride / bytesPerPixel);
+        if (texture.width == width && texture.height == height && texture.format == format) {
+            gl.TexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, width, height, format, GL_UNSIGNED_BYTE,
+                             samples);
+        } else {
+            gl.TexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(format), width, height, 0, format,
+                          GL_UNSIGNED_BYTE, samples);
+            texture.width = width;
+            texture.height = height;
+            texture.format = format;
+        }
+        gl.PixelStorei(GL_UNPACK_ROW_LENGTH, 0);
+    }
+
+    // Rows that stand upside down in memory, or begin off a pixel, in their order.
+    const std::uint8_t* straightened(const std::uint8_t* samples, int stride, int length,
+                                     int height) {
+        const auto bytes = static_cast<std::size_t>(length);
+        rows_.resize(bytes * static_cast<std::size_t>(height));
+        for (int row = 0; row < height; ++row)
+            std::memcpy(rows_.data() + bytes * static_cast<std::size_t>(row),
+                        samples + std::ptrdiff_t{row} * stride, bytes);
+        return rows_.data();
+    }
+
+    // False when nothing converts the picture.
+    bool uploadPicture(TileTextures& tile, const AVFrame& picture) {
+        if (tile.uploaded && isSamePicture(*tile.uploaded, picture) &&
+            tile.uploaded->pts == picture.pts)
+            return true;
+        tile.uploaded.reset();
+        const AVFrame* const frame = tile.source.get(picture);
+        if (frame == nullptr) return false;
+        const auto format = static_cast<AVPixelFormat>(frame->format);
+        const auto plane = [frame](int i) { return frame->data[i]; };
+        gl.ActiveTexture(GL_TEXTURE0);
+        tile.hasAlpha = false;
+        if (isPlanarYuv(format)) {
+            uploadPlanes(tile, *frame);
+        } else if (format == AV_PIX_FMT_UYVY422) {
+            tile.program = TileProgram::uyvy;
+            upload(tile.planes[0], plane(0), frame->linesize[0], (frame->width + 1) / 2,
+                   frame->height, GL_RGBA, 4);
+            gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+            gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+        } else {
+            const bool withAlpha = format == AV_PIX_FMT_RGBA;
+            tile.program = TileProgram::rgb;
+            upload(tile.planes[0], plane(0), frame->linesize[0], frame->width, frame->height,
+                   withAlpha ? GL_RGBA : GL_RGB, withAlpha ? 4 : 3);
+        }
+        if (tile.program != TileProgram::uyvy) {
+            gl.BindTexture(GL_TEXTURE_2D, tile.planes[0].name);
+            gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+            gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+        }
+        tile.width = frame->width;
+        tile.height = frame->height;
+        tile.uploaded = cloneFrame(&picture);
+        return true;
+    }
+
+    void uploadPlanes(TileTextures& tile, const AVFrame& frame) {
+        const AVPixFmtDescriptor& form =
+            *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+        tile.program = TileProgram::yuv;
+        tile.hasAlpha = form.nb_components == 4;
+        for (int i = 0; i < form.nb_components; ++i) {
+            const bool isChroma = i == 1 || i == 2;
+            const int width =
+                isChroma ? AV_CEIL_RSHIFT(frame.width, form.log2_chroma_w) : frame.width;
+            const int height =
+                isChroma ? AV_CEIL_RSHIFT(frame.height, form.log2_chroma_h) : frame.height;
+            const int plane = form.comp[i].plane;
+            upload(tile.planes[static_cast<std::size_t>(i)], frame.data[plane],
+                   frame.linesize[plane], width, height, GL_LUMINANCE, 1);
+        }
+    }
+
+    // --------------------------------------------------------------------------- framebuffers
+    void deleteFramebuffers() {
+        const auto drop = [this](GLuint& framebuffer, GLuint& texture) {
+            if (framebuffer != 0) gl.DeleteFramebuffers(1, &framebuffer);
+            if (texture != 0) gl.DeleteTextures(1, &texture);
+            framebuffer = 0;
+            texture = 0;
+        };
+        drop(framebuffer_, colour_);
+        for (OutputPlane& plane : outputs_)
+            drop(plane.framebuffer, plane.texture);
+    }
+
+    // True when it can be drawn into.
+    bool makeFramebuffer(GLuint& framebuffer, GLuint& texture, int width, int height,
+                         GLint internalFormat) {
+        gl.GenFramebuffers(1, &framebuffer);
+        gl.BindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+        texture = gl::makeTexture(gl);
+        clampToEdge();
+        gl.TexImage2D(GL_TEXTURE_2D, 0, internalFormat, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE,
+                      nullptr);
+        gl.FramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
+        return gl.CheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+    }
+
+    void fitFramebuffers(const Wall& wall) {
+        if (wall.width == width_ && wall.height == height_) return;
+        deleteFramebuffers();
+        width_ = wall.width;
+        height_ = wall.height;
+        gl.ActiveTexture(GL_TEXTURE0);
+        isComplete_ = makeFramebuffer(framebuffer_, colour_, width_, height_, GL_RGBA);
+        for (std::size_t i = 0; i < outputs_.size() && isComplete_; ++i) {
+            OutputPlane& plane = outputs_[i];
+            plane.width = i == 0 ? width_ : (width_ + 1) / 2;
+            plane.height = i == 0 ? height_ : (height_ + 1) / 2;
+            isComplete_ =
+                makeFramebuffer(plane.framebuffer, plane.texture, plane.width, plane.height, GL_R8);
+        }
+        if (!isComplete_) logError("LMultiview [GPU]: Framebuffer is not complete!");
+    }
+
+    // Larger than the driver can draw.
+    FramePtr fallback(const Wall& wall) {
+        if (!processor_) processor_ = makeProcessorWall();
+        return processor_->render(wall);
+    }
+
+    // -------------------------------------------------------------------------------- drawing
+    void beginPicture() {
+        gl.BindFramebuffer(GL_FRAMEBUFFER, framebuffer_);
+        gl.Viewport(0, 0, width_, height_);
+        gl.ClearColor(0.0F, 0.0F, 0.0F, 1.0F);
+        gl.Clear(GL_COLOR_BUFFER_BIT);
+        gl.BlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    }
+
+    void drawTile(const WallTile& tile) {
+        const TileRect visible = intersection(tile.rect, {0, 0, width_, height_});
+        if (visible.isEmpty()) return;
+        TileTextures& textures = tiles_[tile.id];
+        gl.Disable(GL_BLEND);
+        if (tile.picture && uploadPicture(textures, *tile.picture)) {
+            drawPicture(tile.rect, visible, textures);
+        } else {
+            drawBox({visible, 0.0F, {}, {}, 0.0F});
+        }
+        for (const TileRect& side : borderRects(tile.rect)) {
+            InkBox box;
+            box.rect = side;
+            box.color = tallyColor(tile.tally);
+            drawBox(box);
+        }
+        gl.Enable(GL_BLEND);
+        drawInk(labelInk(tile.rect, tile.name));
+        if (tile.hasMeter) drawInk(meterInk(tile.rect, tile.litLeft, tile.litRight));
+    }
+
+    void bind(GLenum unit, GLuint texture) {
+        gl.ActiveTexture(GL_TEXTURE0 + unit);
+        gl.BindTexture(GL_TEXTURE_2D, texture);
+    }
+
+    void drawPicture(const TileRect& place, const TileRect& visible, const TileTextures& tile) {
+        const PictureProgram& program = picturePrograms_[static_cast<std::size_t>(tile.program)];
+        gl.UseProgram(program.name);
+        const auto across = static_cast<float>(place.width);
+        const auto down = static_cast<float>(place.height);
+        gl.Uniform2f(program.pixel, 1.0F / across, 1.0F / down);
+        gl.Uniform2f(program.samples, static_cast<float>(samplesPerPixel(tile.width, place.width)),
+                     static_cast<float>(samplesPerPixel(tile.height, place.height)));
+        const std::size_t textures = tile.program == TileProgram::yuv ? mostPlanes : 1;
+        for (std::size_t i = 0; i < textures; ++i) {
+            gl.Uniform1i(program.textures[i], static_cast<GLint>(i));
+            bind(static_cast<GLenum>(i), i == 3 && !tile.hasAlpha ? white_ : tile.planes[i].name);
+        }
+        gl.Uniform1f(program.width, static_cast<float>(tile.width));
+        gl.Uniform1f(program.height, static_cast<float>(tile.height));
+        const float left = static_cast<float>(visible.x - place.x) / across;
+        const float right = static_cast<float>(visible.right() - place.x) / across;
+        const float top = static_cast<float>(visible.y - place.y) / down;
+        const float bottom = static_cast<float>(visible.bottom() - place.y) / down;
+        drawRect(visible, left, top, right, bottom);
+        gl.ActiveTexture(GL_TEXTURE0);
+    }
+
+    void drawInk(const TileInk& ink) {
+        for (const InkBox& box : ink.boxes)
+            drawBox(box);
+        if (ink.glyphs.empty()) return;
+        gl.UseProgram(text_.name);
+        const wall::Color& color = wall::textColor;
+        gl.Uniform4f(text_.color, color.red, color.green, color.blue, color.alpha);
+        gl.Uniform1i(text_.font, 0);
+        bind(0, font_);
+        constexpr float size = LabelAtlas::size;
+        for (const InkGlyph& glyph : ink.glyphs)
+            drawRect(glyph.rect, glyph.x / size, glyph.y / size, (glyph.x + glyph.width) / size,
+                     (glyph.y + glyph.height) / size);
+    }
+
+    void drawBox(const InkBox& box) {
+        gl.UseProgram(box_.name);
+        gl.Uniform2f(box_.size, static_cast<float>(box.rect.width),
+                     static_cast<float>(box.rect.height));
+        gl.Uniform1f(box_.radius, box.radius);
+        gl.Uniform4f(box_.color, box.color.red, box.color.green, box.color.blue, box.color.alpha);
+        gl.Uniform4f(box_.edge, box.edge.red, box.edge.green, box.edge.blue, box.edge.alpha);
+        gl.Uniform1f(box_.edgeWidth, box.edgeWidth);
+        drawRect(box.rect, 0.0F, 0.0F, 1.0F, 1.0F);
+    }
+
+    // A quad on those pixels of the wall: row 0 of the framebuffer is its top row.
+    void drawRect(const TileRect& rect, float left, float top, float right, float bottom) {
+        const auto acrossOf = [this](int x) {
+            return 2.0F * static_cast<float>(x) / static_cast<float>(width_) - 1.0F;
+        };
+        const auto downOf = [this](int y) {
+            return 2.0F * static_cast<float>(y) / static_cast<float>(height_) - 1.0F;
+        };
+        const std::array<GLfloat, 8> corners{acrossOf(rect.x),       downOf(rect.y),
+                                             acrossOf(rect.right()), downOf(rect.y),
+                                             acrossOf(rect.right()), downOf(rect.bottom()),
+                                             acrossOf(rect.x),       downOf(rect.bottom())};
+        const std::array<GLfloat, 8> texCoords{left, top, right, top, right, bottom, left, bottom};
+        gl::drawQuad(gl, corners.data(), texCoords.data());
+    }
+
+    // ------------------------------------------------------------------------------ read-back
+    void readBack(AVFrame& picture) {
+        picture.width = width_;
+        picture.height = height_;
+        picture.color_range = AVCOL_RANGE_JPEG;
+        gl.PixelStorei(GL_PACK_ALIGNMENT, 1);
+        for (std::size_t i = 0; i < outputs_.size(); ++i) {
+            const OutputPlane& plane = outputs_[i];
+            gl.BindFramebuffer(GL_FRAMEBUFFER, plane.framebuffer);
+            gl.Viewport(0, 0, plane.width, plane.height);
+            gl.UseProgram(plane.program);
+            gl.Uniform1i(plane.picture, 0);
+            bind(0, colour_);
+            // A sample of chroma lies between its pixels; of an odd size the last lies beyond.
+            const int share = i == 0 ? 1 : 2;
+            const float right =
+                static_cast<float>(plane.width * share) / static_cast<float>(width_);
+            const float bottom =
+                static_cast<float>(plane.height * share) / static_cast<float>(height_);
+            constexpr std::array<GLfloat, 8> corners{-1, -1, 1, -1, 1, 1, -1, 1};
+            const std::array<GLfloat, 8> texCoords{0, 0, right, 0, right, bottom, 0, bottom};
+            gl::drawQuad(gl, corners.data(), texCoords.data());
+        }
+        for (std::size_t i = 0; i < outputs_.size(); ++i) {
+            const OutputPlane& plane = outputs_[i];
+            gl.BindFramebuffer(GL_FRAMEBUFFER, plane.framebuffer);
+            gl.PixelStorei(GL_PACK_ROW_LENGTH, picture.linesize[i]);
+            gl.ReadPixels(0, 0, plane.width, plane.height, GL_RED, GL_UNSIGNED_BYTE,
+                          picture.data[i]);
+        }
+        gl.PixelStorei(GL_PACK_ROW_LENGTH, 0);
+    }
+
+    const std::unique_ptr<gl::HeadlessContext> context_;
+    const EntryTable& gl;
+    std::array<PictureProgram, 3> picturePrograms_; // by `TileProgram`
+    BoxProgram box_;
+    TextProgram text_;
+    GLuint white_ = 0;
+    GLuint font_ = 0;
+    GLuint framebuffer_ = 0;
+    GLuint colour_ = 0;
+    std::array<OutputPlane, 3> outputs_;
+    bool isComplete_ = false;
+    int width_ = 0; // of the framebuffer
+    int height_ = 0;
+    std::map<std::uint64_t, TileTextures> tiles_;
+    std::vector<std::uint8_t> rows_;
+    PicturePool pool_;
+    std::unique_ptr<WallRenderer> processor_; // for what cannot be drawn here
+};
+
+} // namespace
+
+std::unique_ptr<WallRenderer> makeGraphicsWall(GraphicsDriver driver) {
+    auto context = gl::HeadlessContext::make(
+        driver == GraphicsDriver::hardware ? gl::Driver::hardware : gl::Driver::any);
+    if (!context) return nullptr;
+    return std::make_unique<GraphicsWall>(std::move(context));
+}
+
+} // namespace quol
