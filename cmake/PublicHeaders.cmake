@@ -29,6 +29,7 @@ set(QUOLSDK_PUBLIC_HEADERS
     outputs/LConvert.h
     outputs/LRecorder.h
     outputs/LStream.h
+    outputs/LPreview.h
     api/quolsdk_c_api.h
 )
 

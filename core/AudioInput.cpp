@@ -1,31 +1,14 @@
 #include "core/AudioInput.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "core/FrameTime.h"
+#include "core/SoundCheck.h"
 
 namespace quol {
 
-namespace {
-
-// Sound that lies in memory, at a rate that sound has: at a few samples a second a block would grow
-// beyond all measure.
-bool isReadable(const AVFrame& frame) {
-    constexpr int slowest = 1000;
-    const auto format = static_cast<AVSampleFormat>(frame.format);
-    const int channels = frame.ch_layout.nb_channels;
-    if (frame.nb_samples < 1 || frame.sample_rate < slowest || channels < 1) return false;
-    if (av_get_bytes_per_sample(format) < 1 || frame.extended_data == nullptr) return false;
-    const int planes = av_sample_fmt_is_planar(format) != 0 ? channels : 1;
-    return std::all_of(frame.extended_data, frame.extended_data + planes,
-                       [](const std::uint8_t* plane) { return plane != nullptr; });
-}
-
-} // namespace
-
 void AudioInput::push(const AVFrame* frame) {
-    if (frame == nullptr || !isReadable(*frame)) return;
+    if (frame == nullptr || !isReadableSound(*frame)) return;
     const std::lock_guard lock(mutex_);
     AudioRecord record;
     record.pts = frameTime(*frame).value_or(0.0);
