@@ -122,7 +122,8 @@ void PreviewDrawing::draw(const PreviewScene& scene, const SurfaceSize& surface)
         extentOf(surface.width, surface.height, pictureWidth_, pictureHeight_, scene.keepsShape);
     if (pictureWidth_ > 0) drawPicture(extent);
     gl.Enable(GL_BLEND);
-    gl.BlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    // The surface stays opaque: in a window with an alpha channel the desktop would shine through.
+    gl.BlendFuncSeparate(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE);
     boxes_.clear();
     if (scene.meter != nullptr) addMeter(*scene.meter);
     if (scene.look.border) addBorder(extent, *scene.look.border);

@@ -37,7 +37,9 @@
                                                 PFNGLMAPBUFFERRANGEPROC, MapBufferRange)           \
                                                 entry(PFNGLUNMAPBUFFERPROC, UnmapBuffer)           \
                                                     entry(PFNGLDELETEBUFFERSPROC, DeleteBuffers)   \
-                                                        entry(PFNGLGETPROGRAMIVPROC, GetProgramiv)
+                                                        entry(PFNGLGETPROGRAMIVPROC, GetProgramiv) \
+                                                            entry(PFNGLBLENDFUNCSEPARATEPROC,      \
+                                                                  BlendFuncSeparate)
 
 // OpenGL 1.1, which a library that is linked would bring.
 #define QUOL_GL_CORE_ENTRIES(entry)                                                               \
