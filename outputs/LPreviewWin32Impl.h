@@ -29,11 +29,11 @@ struct PreviewScene;
 
 // Queue, pacing, meter, sound and drawing of a preview, on a worker thread of its own; all but the
 // surface, which is made for the host's window by the function it is given. The libraries for the
-// toolkits bring surfaces of their own and leave the rest to this class.
+// toolkits bring places of their own and leave the rest to this class.
 //
 // The source's thread pushes, the worker draws, host threads set. Every OpenGL call is the
 // worker's.
-class QUOLSDK_API LPreviewWin32Impl final : public LPreview::Impl, public LSink {
+class LPreviewWin32Impl final : public LPreview::Impl, public LSink {
 public:
     using PeakSample = quol::PeakSample;
 

@@ -12,6 +12,7 @@ OffscreenSurface::OffscreenSurface(std::shared_ptr<OffscreenTarget> target)
 
 OffscreenSurface::~OffscreenSurface() {
     if (context_) deleteFramebuffer();
+    target_->close();
 }
 
 bool OffscreenSurface::open() {

@@ -6,21 +6,10 @@
 #include <vector>
 
 #include "platform/gl/HeadlessContext.h"
+#include "platform/window/OffscreenTarget.h"
 #include "platform/window/PreviewSurface.h"
 
 namespace quol {
-
-// Where the pictures go. Called on the surface's thread.
-class OffscreenTarget {
-public:
-    virtual ~OffscreenTarget() = default;
-
-    virtual SurfaceSize size() = 0; // of the window now; 0 while it is not known
-    virtual bool isGone() = 0;
-    // A picture of that size: RGBA, opaque, the top row first, without padding. The memory may be
-    // exchanged for any other.
-    virtual void show(std::vector<std::uint8_t>& rgba, const SurfaceSize& size) = 0;
-};
 
 // Draws into a framebuffer of the size of the window and reads it back.
 class OffscreenSurface final : public PreviewSurface {

@@ -1,9 +1,11 @@
 // What a preview is drawn on.
 #pragma once
 
-#include "platform/gl/EntryTable.h"
-
 namespace quol {
+
+namespace gl {
+struct EntryTable;
+}
 
 struct SurfaceSize {
     int width = 0; // pixels

@@ -42,6 +42,17 @@ std::vector<EGLConfig> configsFor(const gl::Egl& egl, EGLDisplay display, xcb_vi
     return configs;
 }
 
+// With its last display a driver is unloaded, and leaves behind what it holds; the next preview
+// would load it again. One display that asks nothing of the machine keeps it for the process.
+void keepDriver(const gl::Egl& egl) {
+    static const bool kept = [&egl] {
+        const EGLDisplay display = egl.GetPlatformDisplay(
+            EGL_PLATFORM_SURFACELESS_MESA, reinterpret_cast<void*>(EGL_DEFAULT_DISPLAY), nullptr);
+        return display != EGL_NO_DISPLAY && egl.Initialize(display, nullptr, nullptr) != 0;
+    }();
+    static_cast<void>(kept);
+}
+
 } // namespace
 
 WindowSurface::WindowSurface(std::uintptr_t host) : host_(host) {}
@@ -73,6 +84,7 @@ bool WindowSurface::openDisplay() {
         egl->CreatePlatformWindowSurface == nullptr)
         return false;
     const std::lock_guard lock(gl::initialising());
+    keepDriver(*egl);
     const std::array<EGLint, 3> screen{EGL_PLATFORM_XCB_SCREEN_EXT, window_->screen(), EGL_NONE};
     const EGLDisplay display =
         egl->GetPlatformDisplay(EGL_PLATFORM_XCB_EXT, window_->connection(), screen.data());

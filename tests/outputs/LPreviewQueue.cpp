@@ -43,7 +43,7 @@ public:
         return shown_;
     }
     // Nothing comes through until it is opened again.
-    void close() {
+    void block() {
         const std::lock_guard lock(mutex_);
         closed_ = true;
     }
@@ -53,6 +53,7 @@ public:
         opened_.notify_all();
     }
     void resize(int width, int height) { size_ = {width, height}; }
+    void close() override {}
     void goAway() { gone_ = true; }
 
 private:
@@ -158,7 +159,7 @@ protected:
 };
 
 TEST_F(LPreviewQueue, AFifthPictureThatWaitsPushesOutTheOldest) {
-    window->close();
+    window->block();
     push(picture(255));
     EXPECT_TRUE(showsLast(255)); // the worker stands in it from here on
     for (int number = 1; number <= 4; ++number)
@@ -195,7 +196,7 @@ TEST_F(LPreviewQueue, WithoutASurfaceTheLimitHoldsToo) {
 }
 
 TEST_F(LPreviewQueue, PicturesAreShownAtTheirTimes) {
-    window->close();
+    window->block();
     push(picture(255));
     EXPECT_TRUE(showsLast(255));
     push(picture(50, 1000));

@@ -6,12 +6,26 @@
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 #include <thread>
 
 #include "support/CollectingSink.h"
 #include "support/Program.h"
 
 namespace test {
+
+namespace {
+
+// The line that is a number and nothing else; the server may complain of numbers that are taken.
+std::string numberIn(const std::string& output) {
+    std::istringstream lines(output);
+    for (std::string line; std::getline(lines, line) && !lines.eof();) {
+        if (!line.empty() && line.find_first_not_of("0123456789") == std::string::npos) return line;
+    }
+    return "";
+}
+
+} // namespace
 
 XServer::XServer() {
     // The server picks a number that is free, and tells it when it answers.
@@ -21,13 +35,11 @@ XServer::XServer() {
     std::string number;
     waitUntil(
         [&] {
-            const std::string output = program_->output();
-            const std::size_t end = output.find('\n');
-            if (end != std::string::npos) number = output.substr(0, end);
+            number = numberIn(program_->output());
             return !number.empty() || !program_->running();
         },
         std::chrono::seconds(60));
-    if (number.empty() || number.find_first_not_of("0123456789") != std::string::npos) return;
+    if (number.empty()) return;
     name_ = ":" + number;
     setenv("DISPLAY", name_.c_str(), 1);
 }
@@ -124,17 +136,17 @@ int HostWindow::children() const {
     return count;
 }
 
-Screenshot HostWindow::screenshot() const {
+Screenshot takeScreenshot(xcb_connection_t* connection, xcb_window_t window) {
     Screenshot shot;
     auto* const geometry =
-        xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window_), nullptr);
+        xcb_get_geometry_reply(connection, xcb_get_geometry(connection, window), nullptr);
     if (geometry == nullptr) return shot;
     shot.width = geometry->width;
     shot.height = geometry->height;
     std::free(geometry);
     auto* const image =
-        xcb_get_image_reply(connection_,
-                            xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, window_, 0, 0,
+        xcb_get_image_reply(connection,
+                            xcb_get_image(connection, XCB_IMAGE_FORMAT_Z_PIXMAP, window, 0, 0,
                                           static_cast<std::uint16_t>(shot.width),
                                           static_cast<std::uint16_t>(shot.height), ~0U),
                             nullptr);
@@ -147,6 +159,10 @@ Screenshot HostWindow::screenshot() const {
     shot.pixels.resize(static_cast<std::size_t>(shot.width) *
                        static_cast<std::size_t>(shot.height));
     return shot;
+}
+
+Screenshot HostWindow::screenshot() const {
+    return takeScreenshot(connection_, window_);
 }
 
 std::vector<int> HostWindow::events() {

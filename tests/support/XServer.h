@@ -54,6 +54,9 @@ struct Screenshot {
     }
 };
 
+// What is to be seen in a window, its children included.
+Screenshot takeScreenshot(xcb_connection_t* connection, xcb_window_t window);
+
 // A mapped window of a client of its own: its events and errors are the host's alone.
 class HostWindow {
 public:
@@ -74,7 +77,6 @@ public:
     std::uint32_t eventMask() const; // what the host has asked for on its window
     int children() const;
 
-    // What is to be seen in it, its children included.
     Screenshot screenshot() const;
 
     // Events that have come since the last call, errors as type 0.
