@@ -38,16 +38,17 @@ public:
         Impl& operator=(const Impl&) = delete;
         virtual ~Impl();
 
+        /// As LPreview::setProps, but for "ui_framework".
         virtual void setProps(const std::string& key, const std::string& value) = 0;
-        /// See LPreview::previewEnable; the others likewise.
+        /// As LPreview::previewEnable.
         virtual void previewEnable(void* nativeWindow, bool audioEnabled, bool videoEnabled) = 0;
-        virtual void previewObject(LObject* object) = 0;
-        virtual void clear() = 0;
-        virtual void setName(const std::string& name) = 0;
-        virtual void setStatus(const std::string& status) = 0;
-        virtual void setAudio(bool enabled) = 0;
-        virtual void mute(bool muted) = 0;
-        virtual void statusGet(int& status) = 0;
+        virtual void previewObject(LObject* object) = 0;       ///< as LPreview::previewObject
+        virtual void clear() = 0;                              ///< as LPreview::clear
+        virtual void setName(const std::string& name) = 0;     ///< as LPreview::setName
+        virtual void setStatus(const std::string& status) = 0; ///< as LPreview::setStatus
+        virtual void setAudio(bool enabled) = 0;               ///< as LPreview::setAudio
+        virtual void mute(bool muted) = 0;                     ///< as LPreview::mute
+        virtual void statusGet(int& status) = 0;               ///< as LPreview::statusGet
     };
 
     LPreview();
