@@ -587,6 +587,38 @@ QUOLSDK_C_API int quolsdk_replay_export_range_ms(quolsdk_handle replay, double f
                                                  double last_ms, const char* path);
 /** @} */
 
+/** @name Preview: a source in a window of the host, a sink */
+/** @{ */
+/** A new preview. It shows nothing until the property "ui_framework" has chosen what draws; every
+ *  setting waits until then. */
+QUOLSDK_C_API quolsdk_handle quolsdk_preview_create(void);
+/** Leaves the source and the window, and ends it. */
+QUOLSDK_C_API void quolsdk_preview_destroy(quolsdk_handle preview);
+/** Shows the source in a window from now on: an XID as a pointer, a `QWidget*` where "ui_framework"
+ *  is "qt", a `GtkWidget*` where it is "gtk"; the latter two on the toolkit's thread. `audio` other
+ *  than 0 plays the sound, `video` 0 takes no pictures. The window stays the host's, which may
+ *  resize, hide or destroy it at any time. */
+QUOLSDK_C_API void quolsdk_preview_enable(quolsdk_handle preview, void* native_window, int audio,
+                                          int video);
+/** The source to show, NULL for none. It must outlive the preview, or be taken from it before. */
+QUOLSDK_C_API void quolsdk_preview_object(quolsdk_handle preview, quolsdk_handle source);
+/** Sets a property: "ui_framework", "audio", "audio_enabled", "mute", "name", "status",
+ *  "audio_meter", "maintain_ar", "scale_type", "border", "borderColor", "border_color",
+ *  "timecode.preview", "preview_background". Other keys are ignored. */
+QUOLSDK_C_API void quolsdk_preview_set_props(quolsdk_handle preview, const char* key,
+                                             const char* value);
+/** "program", "record", "preview", "live", "trim" and "ready" have a border of their own. */
+QUOLSDK_C_API void quolsdk_preview_set_status(quolsdk_handle preview, const char* status);
+/** Text of the label; empty for no label. */
+QUOLSDK_C_API void quolsdk_preview_set_name(quolsdk_handle preview, const char* name);
+/** Frees the pictures that wait; the one that is shown stays. */
+QUOLSDK_C_API void quolsdk_preview_clear(quolsdk_handle preview);
+/** Other than 0 plays the sound. */
+QUOLSDK_C_API void quolsdk_preview_set_audio(quolsdk_handle preview, int enabled);
+/** Other than 0 plays no sound. */
+QUOLSDK_C_API void quolsdk_preview_mute(quolsdk_handle preview, int muted);
+/** @} */
+
 /** @name Convert: media files, joined, into one new file
  *  It stands beside the graph. The file is an mp4 of 1920x1080 at 25 pictures a second, H.264 of
  *  15000 kbit/s and stereo AAC of 128 kbit/s at 48 kHz. */

@@ -31,6 +31,7 @@ set(QUOLSDK_PUBLIC_HEADERS
     outputs/LRecorder.h
     outputs/LStream.h
     outputs/LReplay.h
+    outputs/LPreview.h
     api/quolsdk_c_api.h
 )
 

@@ -4,22 +4,16 @@
 #include <cairo.h>
 
 #include <string>
-#include <string_view>
 #include <vector>
 
-namespace quol {
+#include "core/Utf8.h"
 
-// One piece for each UTF-8 sequence, going by its first byte alone; one that the text cuts short is
-// as long as the rest.
-std::vector<std::string> splitUtf8(const std::string& text);
+namespace quol {
 
 enum class EmptyLines { keep, drop };
 
 // Cut at line feeds; one at the end begins no line.
 std::vector<std::string> splitLines(const std::string& text, EmptyLines empty);
-
-// Whether cairo can take it: it gives up a whole context for a text that is no UTF-8.
-bool isValidUtf8(std::string_view text);
 
 // Width of a line in the font of `cr`: advances with `spacing` behind each letter. What is no UTF-8
 // has none.

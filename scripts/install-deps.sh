@@ -16,6 +16,10 @@ packages=(
     patchelf
     # OpenGL without a window: headers, and the loader and drivers that are found at run time
     libegl-dev libgl-dev libegl1 libgl1-mesa-dri
+    # the preview: windows and sound of the machine, a server of windows for its tests
+    libxcb1-dev libxcb-shape0-dev libsdl2-dev xvfb
+    # the preview's plug-ins, each built where its toolkit is there
+    qt6-base-dev libgtk-4-dev
     # tests and benchmarks; ffmpeg makes the test media, python3 runs a source check
     ffmpeg libgtest-dev libgmock-dev libbenchmark-dev python3
     # fuzz targets: the compiler that has them, and its run-time library

@@ -45,11 +45,18 @@ bool load(Egl& egl) {
                           findSymbol(library, "eglDestroyContext", egl.DestroyContext) &&
                           findSymbol(library, "eglMakeCurrent", egl.MakeCurrent) &&
                           findSymbol(library, "eglQueryString", egl.QueryString) &&
-                          findSymbol(library, "eglReleaseThread", egl.ReleaseThread);
+                          findSymbol(library, "eglReleaseThread", egl.ReleaseThread) &&
+                          findSymbol(library, "eglTerminate", egl.Terminate) &&
+                          findSymbol(library, "eglGetConfigAttrib", egl.GetConfigAttrib) &&
+                          findSymbol(library, "eglDestroySurface", egl.DestroySurface) &&
+                          findSymbol(library, "eglSwapInterval", egl.SwapInterval) &&
+                          findSymbol(library, "eglSwapBuffers", egl.SwapBuffers);
     if (!complete) return false;
     const char* const extensions = egl.QueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
-    if (hasExtension(extensions, "EGL_EXT_platform_base"))
+    if (hasExtension(extensions, "EGL_EXT_platform_base")) {
         findExtension(egl, "eglGetPlatformDisplayEXT", egl.GetPlatformDisplay);
+        findExtension(egl, "eglCreatePlatformWindowSurfaceEXT", egl.CreatePlatformWindowSurface);
+    }
     if (hasExtension(extensions, "EGL_EXT_device_base") ||
         hasExtension(extensions, "EGL_EXT_device_enumeration")) {
         findExtension(egl, "eglQueryDevicesEXT", egl.QueryDevices);
@@ -115,9 +122,13 @@ const Egl* loadEgl() {
     return loaded ? &egl : nullptr;
 }
 
+std::mutex& initialising() {
+    static std::mutex mutex;
+    return mutex;
+}
+
 const std::vector<EGLDisplay>& headlessDisplays(const Egl& egl, bool software) {
-    static std::mutex searching; // drivers do not all take two first initialisations at once
-    const std::lock_guard lock(searching);
+    const std::lock_guard lock(initialising());
     if (software) {
         static const std::vector<EGLDisplay> all = DisplaySearch(egl, true).run();
         return all;

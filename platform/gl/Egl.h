@@ -1,6 +1,7 @@
 // The EGL functions that are called, found at run time.
 #pragma once
 
+#include <mutex>
 #include <vector>
 
 // Without the types of a window system.
@@ -22,8 +23,14 @@ struct Egl {
     decltype(&::eglMakeCurrent) MakeCurrent = nullptr;
     decltype(&::eglQueryString) QueryString = nullptr;
     decltype(&::eglReleaseThread) ReleaseThread = nullptr;
+    decltype(&::eglTerminate) Terminate = nullptr;
+    decltype(&::eglGetConfigAttrib) GetConfigAttrib = nullptr;
+    decltype(&::eglDestroySurface) DestroySurface = nullptr;
+    decltype(&::eglSwapInterval) SwapInterval = nullptr;
+    decltype(&::eglSwapBuffers) SwapBuffers = nullptr;
     // Extensions, null where there are none.
     PFNEGLGETPLATFORMDISPLAYEXTPROC GetPlatformDisplay = nullptr;
+    PFNEGLCREATEPLATFORMWINDOWSURFACEEXTPROC CreatePlatformWindowSurface = nullptr;
     PFNEGLQUERYDEVICESEXTPROC QueryDevices = nullptr;
     PFNEGLQUERYDEVICESTRINGEXTPROC QueryDeviceString = nullptr;
 };
@@ -31,6 +38,9 @@ struct Egl {
 // Null on a machine without EGL. Loaded once and kept: drivers leave threads and exit handlers
 // behind that unloading would pull the ground from.
 const Egl* loadEgl();
+
+// Held around the first initialisation of a display: drivers do not all take two at once.
+std::mutex& initialising();
 
 // The displays to try, best first, initialised; those of software drivers only where `software` is
 // true. Looked for once a process, as a display is the process's.

@@ -10,34 +10,36 @@
 #define QUOL_GL_EXTENSION_ENTRIES(entry)                                                           \
     entry(PFNGLCREATESHADERPROC, CreateShader) entry(PFNGLSHADERSOURCEPROC, ShaderSource) entry(   \
         PFNGLCOMPILESHADERPROC, CompileShader) entry(PFNGLCREATEPROGRAMPROC, CreateProgram)        \
-        entry(PFNGLATTACHSHADERPROC, AttachShader)                                                 \
-            entry(PFNGLBINDATTRIBLOCATIONPROC, BindAttribLocation) entry(                          \
-                PFNGLLINKPROGRAMPROC, LinkProgram) entry(PFNGLDELETESHADERPROC, DeleteShader)      \
-                entry(PFNGLGENFRAMEBUFFERSPROC, GenFramebuffers) entry(                            \
-                    PFNGLDELETEFRAMEBUFFERSPROC,                                                   \
-                    DeleteFramebuffers) entry(PFNGLBINDFRAMEBUFFERPROC, BindFramebuffer)           \
-                    entry(PFNGLFRAMEBUFFERTEXTURE2DPROC, FramebufferTexture2D) entry(              \
-                        PFNGLCHECKFRAMEBUFFERSTATUSPROC, CheckFramebufferStatus)                   \
-                        entry(PFNGLACTIVETEXTUREPROC, ActiveTexture) entry(                        \
-                            PFNGLUNIFORM1IPROC, Uniform1i) entry(PFNGLUNIFORM1FPROC, Uniform1f)    \
-                            entry(PFNGLUNIFORM2FPROC, Uniform2f) entry(                            \
-                                PFNGLUNIFORM4FPROC, Uniform4f) entry(PFNGLUNIFORMMATRIX4FVPROC,    \
-                                                                     UniformMatrix4fv)             \
-                                entry(PFNGLGETUNIFORMLOCATIONPROC, GetUniformLocation) entry(      \
-                                    PFNGLGENBUFFERSPROC, GenBuffers) entry(PFNGLBINDBUFFERPROC,    \
-                                                                           BindBuffer)             \
-                                    entry(PFNGLBUFFERDATAPROC, BufferData) entry(                  \
-                                        PFNGLENABLEVERTEXATTRIBARRAYPROC, EnableVertexAttribArray) \
-                                        entry(PFNGLDISABLEVERTEXATTRIBARRAYPROC,                   \
-                                              DisableVertexAttribArray)                            \
-                                            entry(PFNGLVERTEXATTRIBPOINTERPROC,                    \
-                                                  VertexAttribPointer)                             \
-                                                entry(PFNGLUSEPROGRAMPROC, UseProgram) entry(      \
-                                                    PFNGLDELETEPROGRAMPROC, DeleteProgram)         \
-                                                    entry(PFNGLMAPBUFFERRANGEPROC, MapBufferRange) \
-                                                        entry(PFNGLUNMAPBUFFERPROC, UnmapBuffer)   \
-                                                            entry(PFNGLDELETEBUFFERSPROC,          \
-                                                                  DeleteBuffers)
+        entry(PFNGLATTACHSHADERPROC, AttachShader) entry(                                          \
+            PFNGLBINDATTRIBLOCATIONPROC,                                                           \
+            BindAttribLocation) entry(PFNGLLINKPROGRAMPROC,                                        \
+                                      LinkProgram) entry(PFNGLDELETESHADERPROC, DeleteShader)      \
+            entry(PFNGLGENFRAMEBUFFERSPROC, GenFramebuffers) entry(                                \
+                PFNGLDELETEFRAMEBUFFERSPROC,                                                       \
+                DeleteFramebuffers) entry(PFNGLBINDFRAMEBUFFERPROC,                                \
+                                          BindFramebuffer) entry(PFNGLFRAMEBUFFERTEXTURE2DPROC,    \
+                                                                 FramebufferTexture2D)             \
+                entry(PFNGLCHECKFRAMEBUFFERSTATUSPROC, CheckFramebufferStatus) entry(              \
+                    PFNGLACTIVETEXTUREPROC, ActiveTexture) entry(PFNGLUNIFORM1IPROC, Uniform1i)    \
+                    entry(PFNGLUNIFORM1FPROC, Uniform1f) entry(                                    \
+                        PFNGLUNIFORM2FPROC, Uniform2f) entry(PFNGLUNIFORM4FPROC, Uniform4f)        \
+                        entry(PFNGLUNIFORMMATRIX4FVPROC, UniformMatrix4fv) entry(                  \
+                            PFNGLGETUNIFORMLOCATIONPROC,                                           \
+                            GetUniformLocation) entry(PFNGLGENBUFFERSPROC, GenBuffers)             \
+                            entry(PFNGLBINDBUFFERPROC, BindBuffer) entry(                          \
+                                PFNGLBUFFERDATAPROC,                                               \
+                                BufferData) entry(PFNGLENABLEVERTEXATTRIBARRAYPROC,                \
+                                                  EnableVertexAttribArray)                         \
+                                entry(PFNGLDISABLEVERTEXATTRIBARRAYPROC, DisableVertexAttribArray) \
+                                    entry(PFNGLVERTEXATTRIBPOINTERPROC, VertexAttribPointer)       \
+                                        entry(PFNGLUSEPROGRAMPROC, UseProgram)                     \
+                                            entry(PFNGLDELETEPROGRAMPROC, DeleteProgram) entry(    \
+                                                PFNGLMAPBUFFERRANGEPROC, MapBufferRange)           \
+                                                entry(PFNGLUNMAPBUFFERPROC, UnmapBuffer)           \
+                                                    entry(PFNGLDELETEBUFFERSPROC, DeleteBuffers)   \
+                                                        entry(PFNGLGETPROGRAMIVPROC, GetProgramiv) \
+                                                            entry(PFNGLBLENDFUNCSEPARATEPROC,      \
+                                                                  BlendFuncSeparate)
 
 // OpenGL 1.1, which a library that is linked would bring.
 #define QUOL_GL_CORE_ENTRIES(entry)                                                               \

@@ -22,9 +22,10 @@ if [[ ! -f $library ]]; then
     exit 1
 fi
 
-# Prefixes of mangled names: vtable, typeinfo and its name, guard or local of a function, then
+# The linker's own names, exported where a library that is linked exports them too. Then prefixes of
+# mangled names: vtable, typeinfo and its name, guard or local of a function, then
 # names that begin in std or __gnu_cxx.
-toolchain='^_Z(T[VIST]|GV|GR|Z)*(N[VK]*)?(St|S[absiod]|9__gnu_cxx)'
+toolchain='^(__bss_start|_edata|_end)$|^_Z(T[VIST]|GV|GR|Z)*(N[VK]*)?(St|S[absiod]|9__gnu_cxx)'
 
 actual=$(nm -D --defined-only --format=posix "$library" |
     cut -d ' ' -f 1 |

@@ -16,6 +16,7 @@ CLASS_FOLDERS = ["sources", "compositing", "graphics", "outputs"]
 
 ALLOWED = {
     "api": CLASS_FOLDERS + ["core"],
+    "plugins": ["outputs", "platform"],
     **{folder: ["core", "platform"] for folder in CLASS_FOLDERS},
     "core": [],
     "platform": [],

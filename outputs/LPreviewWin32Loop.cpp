@@ -1,0 +1,195 @@
+// The preview's worker thread: what it shows, and when.
+#include <signal.h>
+
+#include <chrono>
+#include <limits>
+#include <optional>
+#include <utility>
+
+#include "core/FrameTime.h"
+#include "core/Log.h"
+#include "outputs/LPreviewWin32Impl.h"
+#include "outputs/PreviewDrawing.h"
+#include "outputs/PreviewLook.h"
+#include "platform/window/PreviewSurface.h"
+
+namespace {
+
+constexpr auto longestWait = std::chrono::milliseconds(30); // for a picture
+constexpr double meterAhead = 0.05; // seconds: sound that will be heard when the picture is seen
+
+double secondsNow() {
+    return static_cast<double>(quol::steadyNow()) / quol::nanosPerSecond;
+}
+
+// A server that goes away must not end the process with it.
+void blockBrokenPipe() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+// What of the meter is to be seen.
+struct MeterFace {
+    int left = 0;
+    int right = 0;
+    int heldLeft = -1;
+    int heldRight = -1;
+
+    bool operator==(const MeterFace&) const = default;
+};
+
+MeterFace faceOf(const quol::PreviewMeter& meter) {
+    return {meter.left.litSegments(), meter.right.litSegments(), meter.left.heldSegment(),
+            meter.right.heldSegment()};
+}
+
+} // namespace
+
+struct LPreviewWin32Impl::Stage {
+    std::unique_ptr<quol::PreviewSurface> surface; // null for none
+    std::unique_ptr<quol::PreviewDrawing> drawing; // ends before the surface
+    quol::PreviewMeter meter;
+    std::uint32_t settings = 0; // those that were drawn last
+    bool isDrawn = false;       // anything at all
+};
+
+void LPreviewWin32Impl::renderLoop() {
+    blockBrokenPipe();
+    Stage stage;
+    for (;;) {
+        std::unique_ptr<quol::PreviewSurface> surface;
+        const Task task = nextTask(stage.surface != nullptr, surface);
+        if (task == Task::end) break;
+        if (task == Task::draw) {
+            pass(stage);
+            continue;
+        }
+        closeStage(stage);
+        const bool opened = openStage(stage, std::move(surface));
+        if (opened) {
+            quol::logOut("%s", kind_.readyLine.c_str());
+        } else {
+            quol::logError("%s", kind_.failedLine.c_str());
+        }
+        ready_ = opened;
+    }
+    closeStage(stage);
+}
+
+// Waits for a window where there is none to draw in.
+LPreviewWin32Impl::Task LPreviewWin32Impl::nextTask(
+    bool hasSurface, std::unique_ptr<quol::PreviewSurface>& surface) {
+    std::unique_lock lock(queueMutex_);
+    if (!hasSurface) wakeUp_.wait(lock, [this] { return ending_ || isAsked_; });
+    if (ending_) return Task::end;
+    if (!isAsked_) return Task::draw;
+    isAsked_ = false;
+    surface = std::move(asked_);
+    return Task::open;
+}
+
+bool LPreviewWin32Impl::openStage(Stage& stage, std::unique_ptr<quol::PreviewSurface> surface) {
+    if (!surface || !surface->open()) return false;
+    auto drawing = std::make_unique<quol::PreviewDrawing>(surface->entries());
+    if (!drawing->isComplete()) {
+        drawing.reset();
+        return false;
+    }
+    stage.surface = std::move(surface);
+    stage.drawing = std::move(drawing);
+    stage.isDrawn = false;
+    return true;
+}
+
+void LPreviewWin32Impl::closeStage(Stage& stage) {
+    ready_ = false;
+    stage.drawing.reset();
+    stage.surface.reset();
+}
+
+void LPreviewWin32Impl::pass(Stage& stage) {
+    quol::FramePtr frame = nextFrame();
+    if (frame) waitUntilDue(*frame);
+    const quol::PreviewSurface::News news = stage.surface->poll();
+    if (news.gone) {
+        closeStage(stage);
+        return;
+    }
+    const bool meterMoved = meterOn_ && moveMeter(stage, frame.get());
+    if (frame) {
+        readTimecode(*frame);
+        if (video_) renderFrame(stage, frame.get());
+        return;
+    }
+    const bool changed = stage.settings != settings_ || !stage.isDrawn;
+    if (meterMoved || news.damaged || changed) renderFrame(stage, nullptr);
+}
+
+quol::FramePtr LPreviewWin32Impl::nextFrame() {
+    std::unique_lock lock(queueMutex_);
+    wakeUp_.wait_for(lock, longestWait, [this] { return ending_ || isAsked_ || !queue_.empty(); });
+    if (ending_ || isAsked_ || queue_.empty()) return nullptr;
+    quol::FramePtr frame = std::move(queue_.front());
+    queue_.pop_front();
+    return frame;
+}
+
+void LPreviewWin32Impl::waitUntilDue(const AVFrame& frame) {
+    const std::optional<double> time = quol::frameTime(frame);
+    if (!time) return;
+    int milliseconds = 0;
+    {
+        const std::lock_guard lock(queueMutex_);
+        milliseconds = pacing_.wait(*time, secondsNow());
+    }
+    if (milliseconds > 0) sleeper_.sleepFor(milliseconds * quol::nanosPerMilli);
+}
+
+// Without a picture that has a time the anchor's clock goes on; without that, all sound is due.
+bool LPreviewWin32Impl::moveMeter(Stage& stage, const AVFrame* frame) {
+    std::optional<double> time = frame != nullptr ? quol::frameTime(*frame) : std::nullopt;
+    if (!time) {
+        const std::lock_guard lock(queueMutex_);
+        const double running = pacing_.timeAt(secondsNow());
+        time = running < 0.0 ? std::numeric_limits<double>::infinity() : running;
+    }
+    const MeterFace before = faceOf(stage.meter);
+    const std::optional<PeakSample> peak = sound_.peaks().takeUntil(*time + meterAhead);
+    if (peak) {
+        stage.meter.set(peak->left, peak->right);
+    } else {
+        stage.meter.fall();
+    }
+    return faceOf(stage.meter) != before;
+}
+
+void LPreviewWin32Impl::readTimecode(const AVFrame& frame) {
+    const AVDictionaryEntry* const entry = av_dict_get(frame.metadata, "timecode", nullptr, 0);
+    timecode_ = entry != nullptr ? entry->value : "";
+}
+
+// Null draws the last picture again.
+void LPreviewWin32Impl::renderFrame(Stage& stage, const AVFrame* frame) {
+    stage.settings = settings_; // before they are read, so that no change is missed
+    stage.isDrawn = true;
+    const quol::SurfaceSize size = stage.surface->size();
+    if (size.width < 1 || size.height < 1) return;
+    stage.surface->begin();
+    if (frame != nullptr) stage.drawing->upload(*frame);
+    quol::PreviewScene scene;
+    describe(scene);
+    if (meterOn_) scene.meter = &stage.meter;
+    stage.drawing->draw(scene, size);
+    stage.surface->present();
+}
+
+void LPreviewWin32Impl::describe(quol::PreviewScene& scene) const {
+    scene.background = quol::tintOf(background_.load());
+    scene.keepsShape = keepsShape_;
+    scene.name = name_.load();
+    if (timecodeOn_) scene.timecode = timecode_.load();
+    scene.look =
+        quol::lookOf(status_.load(), border_ ? std::optional(borderColor_.load()) : std::nullopt);
+}
