@@ -69,7 +69,10 @@ bool LReplay::exportRange(int first, int last, const std::string& file) {
         audioPath = store->audioPath;
         generation = store->generation;
     }
-    if (quol::isSameFile(path, videoPath) || quol::isSameFile(path, audioPath)) return false;
+    if (const auto target = quol::fileIdentity(path); // never onto the recording itself
+        target &&
+        (target == quol::fileIdentity(videoPath) || target == quol::fileIdentity(audioPath)))
+        return false;
     // Handles of its own: what is shown meanwhile reads on.
     const std::shared_ptr<quol::ReplayReader> video = quol::ReplayReader::open(videoPath);
     const std::shared_ptr<quol::ReplayReader> audio = quol::ReplayReader::open(audioPath);
