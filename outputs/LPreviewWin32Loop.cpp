@@ -174,10 +174,11 @@ void LPreviewWin32Impl::readTimecode(const AVFrame& frame) {
 void LPreviewWin32Impl::renderFrame(Stage& stage, const AVFrame* frame) {
     stage.settings = settings_; // before they are read, so that no change is missed
     stage.isDrawn = true;
+    // Also where there is no room yet: it may be the only one to come.
+    if (frame != nullptr) stage.drawing->upload(*frame);
     const quol::SurfaceSize size = stage.surface->size();
     if (size.width < 1 || size.height < 1) return;
     stage.surface->begin();
-    if (frame != nullptr) stage.drawing->upload(*frame);
     quol::PreviewScene scene;
     describe(scene);
     if (meterOn_) scene.meter = &stage.meter;

@@ -277,6 +277,14 @@ TEST_F(LPreviewQueue, FollowsTheSizeAndTheEndOfTheWindow) {
         push(picture(50));
 }
 
+TEST_F(LPreviewQueue, APictureThatComesBeforeTheWindowHasASizeIsShownWhenItHas) {
+    window->resize(0, 0);
+    push(numberedPicture(freed, 1));
+    EXPECT_TRUE(test::waitUntil([&] { return freed.get().count(1) == 1; }, patience));
+    window->resize(64, 36);
+    EXPECT_TRUE(showsLast(100));
+}
+
 TEST_F(LPreviewQueue, AnotherObjectTakesThePlaceOfTheOneBefore) {
     LObject other;
     preview.previewObject(&other);
