@@ -11,6 +11,7 @@
 
 #include "compositing/MultiviewLayout.h"
 #include "quolsdk/LMultiview.h"
+#include "quolsdk/LSink.h"
 #include "support/Commands.h"
 #include "support/Measure.h"
 #include "support/Peers.h"
@@ -51,6 +52,13 @@ std::vector<quol::TileRect> placesOf(int sources) {
     return places;
 }
 
+// Takes what comes: without a sink a source keeps its last fifty pictures.
+class NullSink : public LSink {
+public:
+    void pushVideoFrame(AVFrame* /*frame*/) override {}
+    void pushAudioFrame(AVFrame* /*frame*/) override {}
+};
+
 class Stage {
 public:
     Stage(LMultiview::Renderer renderer, int count) : multiview(renderer) {
@@ -74,10 +82,14 @@ public:
         }
         multiview.setGridName("PVW", "Preview");
         multiview.setGridName("PGM", "Program");
+        multiview.addSink(&sink);
         multiview.addPullConsumer();
         turn();
     }
-    ~Stage() { multiview.removePullConsumer(); }
+    ~Stage() {
+        multiview.removePullConsumer();
+        multiview.removeSink(&sink);
+    }
 
     void turn() {
         for (auto& each : sources)
@@ -95,6 +107,7 @@ public:
 
     // Before the multiview here, and so freed behind it: sources outlive their tiles.
     std::vector<std::unique_ptr<bench::TurningSource>> sources;
+    NullSink sink;
     LMultiview multiview;
 };
 
