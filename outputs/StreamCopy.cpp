@@ -95,8 +95,8 @@ void StreamCopy::write(const AVPacket& packet, AVMediaType type, AVRational time
 }
 
 void StreamCopy::end(int error) {
+    finish(); // who reads the line finds the file whole
     logError("[LStream] Copy ended, %s: %s", errorText(error).c_str(), path_.c_str());
-    finish();
 }
 
 void StreamCopy::discard() {
