@@ -524,17 +524,15 @@ QUOLSDK_C_API void quolsdk_stream_set_props(quolsdk_handle stream, const char* k
 /** @} */
 
 /** @name Instant replay: records what it is given and plays any part of it meanwhile
- *  A sink and a source. It plays 1920x1080 at 50 pictures a second and records in the size that
- *  comes in. A new one stands still (trim mode), at speed 1. */
+ *  A sink and a source; as a sink it is attached by the classes, `source->addSink(replay)`, for
+ *  which the handle is an `LObject*` that is an `LReplay`. It plays 1920x1080 at 50 pictures a
+ * second and records in the size that comes in. A new one stands still (trim mode), at speed 1. */
 /** @{ */
 QUOLSDK_C_API quolsdk_handle quolsdk_replay_create(void); /**< a new replay, empty */
-/** Leaves its source and ends it; the files stay. Take it away from its sinks before. */
+/** Ends it; the files stay. Take it away from its source and its sinks before. */
 QUOLSDK_C_API void quolsdk_replay_destroy(quolsdk_handle replay);
-/** What to record; NULL for nothing. At once; the source must outlive it, or be taken away with
- *  NULL before it goes. */
-QUOLSDK_C_API void quolsdk_replay_set_source(quolsdk_handle replay, quolsdk_handle source);
 /** Folder, which must exist, and beginning of the names of the files that the next recording
- * writes:
+ * writes,
  *  "./" and "replay" unless set. */
 QUOLSDK_C_API void quolsdk_replay_set_record_path(quolsdk_handle replay, const char* path,
                                                   const char* name);
@@ -578,7 +576,7 @@ QUOLSDK_C_API void quolsdk_replay_timecode_get(quolsdk_handle replay, char* time
                                                int32_t timecode_size);
 /** Writes the frames from `first` to `last`, both included, into a movie, as they are stored; its
  *  ending says which container. An empty name is made of the export path and the times. Returns
- * when it is done, also while it records. 0 when nothing is stored or the file cannot be written.
+ *  when it is done, also while it records. 0 when nothing is stored or the file cannot be written.
  */
 QUOLSDK_C_API int quolsdk_replay_export_range(quolsdk_handle replay, int first, int last,
                                               const char* path);

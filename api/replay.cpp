@@ -11,10 +11,6 @@ void quolsdk_replay_destroy(quolsdk_handle replay) {
     delete fromHandle<LReplay>(replay);
 }
 
-void quolsdk_replay_set_source(quolsdk_handle replay, quolsdk_handle source) {
-    withObject<LReplay>(replay, [=](LReplay& r) { r.setSource(fromHandle<LObject>(source)); });
-}
-
 void quolsdk_replay_set_record_path(quolsdk_handle replay, const char* path, const char* name) {
     withObject<LReplay>(replay, [=](LReplay& r) { r.setRecordPath(textOf(path), textOf(name)); });
 }

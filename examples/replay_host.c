@@ -15,6 +15,7 @@
 #include <string.h>
 
 #include "host_help.h"
+#include "replay_feed.h"
 
 enum { STEP_MS = 100, PATH = 4096, REPLAYED_MS = 10000 };
 
@@ -112,14 +113,14 @@ int main(int argc, char** argv) {
     replay = quolsdk_replay_create();
     quolsdk_replay_set_record_path(replay, argv[2], "match");
     if (quolsdk_replay_start_recording(replay)) {
-        quolsdk_replay_set_source(replay, source);
+        feed_replay(replay, source);
         record_for(replay, source, clip, seconds);
         done = replay_and_export(replay, argv[2]);
         printf("  %d frames when it was done\n", quolsdk_replay_total_frames_get(replay));
     } else {
         printf("  CANNOT RECORD into %s\n", argv[2]);
     }
-    quolsdk_replay_set_source(replay, NULL);
+    starve_replay(replay, source);
     quolsdk_replay_clear_recording(replay);
     quolsdk_replay_destroy(replay);
     end_source(source, clip);

@@ -52,7 +52,6 @@ LReplay::LReplay()
 }
 
 LReplay::~LReplay() {
-    setSource(nullptr);
     alive = false;
     sleeper->wake();
     thread.join();
@@ -144,14 +143,6 @@ void LReplay::statusGet(int& status) {
 }
 
 // ------------------------------------------------------------------------------ recording
-
-void LReplay::setSource(LObject* newSource) {
-    const std::lock_guard lock(sourceMutex);
-    if (newSource == source) return;
-    if (source != nullptr) source->removeSink(this);
-    source = newSource;
-    if (source != nullptr) source->addSink(this);
-}
 
 // Opening, emptying and removing files may take a disk long: `videoMutex` is not held meanwhile.
 bool LReplay::startRecording() {

@@ -68,7 +68,7 @@ struct ReplayStore;
 class QUOLSDK_API LReplay : public LObject, public LSink {
 public:
     LReplay();
-    /// Leaves its source, ends playback and closes the files, which stay on the disk.
+    /// Ends playback and closes the files, which stay on the disk.
     ~LReplay() override;
 
     /// Where the next recording goes: a folder, "./", and the beginning of the files' names,
@@ -92,10 +92,6 @@ public:
     /// Sets a property of the table above; unknown keys are ignored.
     /// @throws std::invalid_argument, std::out_of_range for a value that is no number
     void setProps(const std::string& key, const std::string& value);
-
-    /// Attaches it to a source, and takes it away from the one before; null for none. The source
-    /// must outlive it, or be taken away before it goes. A host may as well attach it as any sink.
-    void setSource(LObject* source);
 
     /// Makes the two files, or empties them, and begins. False when they cannot be made; nothing is
     /// recorded then. What was recorded before stays in the index, over files that it may not fit
@@ -222,9 +218,6 @@ private:
     void show(Shown& shown);
     void playSound(Shown& shown, const Settings& now);
     bool soundGoesAlong() const;
-
-    std::mutex sourceMutex;    // the first of all
-    LObject* source = nullptr; // guarded by `sourceMutex`; not owned
 
     std::mutex settingsMutex; // the last of all
     Settings settings;        // guarded by `settingsMutex`

@@ -34,6 +34,7 @@ protected:
         quolsdk_signal_destroy(signal);
     }
 
+    LObject& source() { return *static_cast<LObject*>(signal); }
     LReplay& object() { return *static_cast<LReplay*>(static_cast<LObject*>(replay)); }
     std::string timecode() {
         char text[16] = "before";
@@ -43,11 +44,11 @@ protected:
     // Records at least that many frames, then leaves the source.
     void record(int frames) {
         ASSERT_EQ(quolsdk_replay_start_recording(replay), 1);
-        quolsdk_replay_set_source(replay, signal);
+        source().addSink(&object());
         ASSERT_TRUE(
             test::waitUntil([&] { return quolsdk_replay_total_frames_get(replay) >= frames; },
                             std::chrono::seconds(60)));
-        quolsdk_replay_set_source(replay, nullptr);
+        source().removeSink(&object());
         quolsdk_replay_stop_recording(replay);
     }
 };
@@ -115,12 +116,14 @@ TEST_F(ReplayApi, AReplayIsASourceToo) {
     static_cast<LReplay*>(static_cast<LObject*>(other))->setProps("name", "other");
     quolsdk_replay_set_record_path(other, folder.c_str(), "clip");
     ASSERT_EQ(quolsdk_replay_start_recording(other), 1);
-    quolsdk_replay_set_source(other, replay);
+    auto& sink = *static_cast<LReplay*>(static_cast<LObject*>(other));
+    object().addSink(&sink);
     ASSERT_TRUE(test::waitUntil([&] {
         quolsdk_replay_pos_set(replay, 5);
         return quolsdk_replay_total_frames_get(other) > 0;
     }));
-    quolsdk_replay_destroy(other); // leaves its source
+    object().removeSink(&sink);
+    quolsdk_replay_destroy(other);
     quolsdk_replay_pos_set(replay, 6);
 }
 
@@ -141,7 +144,6 @@ TEST_F(ReplayApi, NullTextsAreEmptyOnes) {
 }
 
 TEST(ReplayApiNull, NothingHappensAndNothingIsWritten) {
-    quolsdk_replay_set_source(nullptr, nullptr);
     quolsdk_replay_set_record_path(nullptr, "x", "x");
     quolsdk_replay_set_export_path(nullptr, "x", "x");
     EXPECT_EQ(quolsdk_replay_start_recording(nullptr), 0);
