@@ -260,8 +260,8 @@ TEST_F(LPreviewQueue, SoundThatIsAheadWaitsForTheRunningClock) {
     const std::int64_t begun = quol::steadyNow();
     push(picture(50, 1000));
     EXPECT_TRUE(showsLast(50));
-    preview.setName("x"); // so that nothing else is drawn from here on
     const std::size_t before = window->shown().size();
+    preview.setName("x"); // when it is seen nothing else is left to draw
     EXPECT_TRUE(test::waitUntil([&] { return window->shown().size() > before; }, patience));
     const std::size_t drawn = window->shown().size();
     // At 1.55 seconds; it is on the meter 0.05 before.
@@ -279,14 +279,16 @@ TEST_F(LPreviewQueue, TheMeterOfASourceWithoutPicturesMovesAfterASwitch) {
     preview.previewObject(&soundOnly);
     const std::size_t before = window->shown().size();
     // An hour ahead of the pictures before: by their clock it would be due in an hour.
-    const FramePtr sound =
-        test::makeSound(960, 48000, 2, AV_SAMPLE_FMT_FLTP, 3600LL * 48000, 1000.0);
+    bool loud = false;
     EXPECT_TRUE(test::waitUntil(
         [&] {
-            soundOnly.distributeAudioFrame(sound.get());
+            loud = !loud;
+            soundOnly.distributeAudioFrame(test::makeSound(960, 48000, 2, AV_SAMPLE_FMT_FLTP,
+                                                           3600LL * 48000, loud ? 1000.0 : 0.0)
+                                               .get());
             return window->shown().size() > before + 5;
         },
-        std::chrono::seconds(30)));
+        patience));
     preview.previewObject(nullptr);
 }
 
@@ -295,8 +297,8 @@ TEST_F(LPreviewQueue, TheMeterMovesAlsoWherePicturesAreNotShown) {
     push(picture(50));
     EXPECT_TRUE(showsLast(50));
     window->block();
-    preview.setName("x"); // the worker stands in drawing it
     const std::size_t before = window->shown().size();
+    preview.setName("x"); // the worker stands in drawing it
     EXPECT_TRUE(test::waitUntil([&] { return window->shown().size() > before; }, patience));
     for (int i = 0; i < 4; ++i)
         push(picture(200));

@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <mutex>
@@ -57,6 +58,10 @@ class PreviewSoundLost : public testing::Test {
 protected:
     PreviewSoundLost() {
         setenv("SDL_AUDIODRIVER", "dummy", 1);
+        refuses = false;
+        isLost = false;
+        closed = 0;
+        askedAt.clear();
         sound.setEnabled(true);
     }
 

@@ -54,7 +54,7 @@ TEST(PreviewText, LettersAreBold) {
     int stem = 0;
     for (int x = 0; x < plate.width; ++x)
         stem += pixelAt(plate, x, row)[3] == 255 ? 1 : 0;
-    EXPECT_GE(stem, 13);
+    EXPECT_GE(stem, 11);
 }
 
 TEST(PreviewText, TallAndDeepLettersReachOverTheWholeHeight) {
