@@ -17,15 +17,16 @@ class LObject;
 ///
 /// | "ui_framework" | draws | nativeWindow of previewEnable |
 /// |---|---|---|
-/// | "gtk" | in a widget of GTK 4: `libquolsdk_gtk.so` | a `GtkWidget*` |
-/// | "qt" | in a widget of Qt 6: `libquolsdk_qt.so` | a `QWidget*` |
+/// | "gtk" | in a widget of GTK 4: `libquolsdk_gtk.so`, `./quolsdk_gtk.so` | a `GtkWidget*` |
+/// | "qt" | in a widget of Qt 6: `libquolsdk_qt.so`, `./quolsdk_qt.so` | a `QWidget*` |
 /// | any other | in a window of the X server, with OpenGL | the window's number (XID) |
 ///
 /// A library that cannot be loaded leaves a line on the error stream, and the X window is what
 /// there is. Once chosen the property may be set again: everything set so far is handed on anew.
 ///
 /// Threads: any, but no call from inside a push of the source shown. The toolkits' implementations
-/// want `previewEnable` on the toolkit's own thread.
+/// want `previewEnable` on the toolkit's own thread, and "ui_framework" too where `previewEnable`
+/// has come before it.
 class QUOLSDK_API LPreview {
 public:
     /// What draws. A toolkit's library brings one of its own, made by its exported function
@@ -73,7 +74,7 @@ public:
     /// | "timecode.preview" | boolean: the time code that the pictures carry |
     /// | "preview_background" | colour around the picture |
     ///
-    /// A colour is "red", "green", "black", "white", or "#RRGGBB"; any other text leaves it.
+    /// A colour is "red", "green", "black", "white", "#RRGGBB" or "#RGB"; any other text leaves it.
     void setProps(const std::string& key, const std::string& value);
 
     /// Shows the picture in that window from now on, and plays the sound where `audio` is true.
@@ -82,7 +83,8 @@ public:
     /// that the status is 0.
     void previewEnable(void* nativeWindow, bool audio, bool video);
 
-    /// The source to show, not owned, null for none. It leaves the one before.
+    /// The source to show, not owned, null for none. It leaves the one before, and drops what waits
+    /// of its pictures, sound and levels.
     void previewObject(LObject* object);
 
     /// Frees the pictures that wait. The one that is shown stays.

@@ -5,9 +5,12 @@
 #include <array>
 #include <cctype>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
+#include "core/HadMemory.h"
 #include "core/Handles.h"
+#include "core/Log.h"
 #include "core/Props.h"
 #include "core/SoundCheck.h"
 #include "platform/window/WindowSurface.h"
@@ -35,7 +38,10 @@ bool isHexColor(const std::string& text) {
 LPreviewWin32Impl::LPreviewWin32Impl() : LPreviewWin32Impl(windowKind()) {}
 
 LPreviewWin32Impl::LPreviewWin32Impl(SurfaceKind kind) : kind_(std::move(kind)) {
-    worker_ = std::thread(&LPreviewWin32Impl::renderLoop, this);
+    try {
+        worker_ = std::thread(&LPreviewWin32Impl::renderLoop, this);
+    } catch (const std::system_error&) { // previewEnable tells
+    }
 }
 
 LPreviewWin32Impl::~LPreviewWin32Impl() {
@@ -46,7 +52,7 @@ LPreviewWin32Impl::~LPreviewWin32Impl() {
     }
     wakeUp_.notify_all();
     sleeper_.wake();
-    worker_.join();
+    if (worker_.joinable()) worker_.join();
 }
 
 // ---------------------------------------------------------------------------------- settings
@@ -122,9 +128,13 @@ void LPreviewWin32Impl::SharedColor::set(const std::string& text) {
 
 void LPreviewWin32Impl::previewEnable(void* nativeWindow, bool audioEnabled, bool videoEnabled) {
     sound_.setEnabledKeeping(audioEnabled);
+    if (!worker_.joinable()) {
+        quol::logError("%s", kind_.failedLine.c_str());
+        return;
+    }
     video_ = videoEnabled;
     std::unique_lock lock(queueMutex_);
-    const bool stands = enabled_ && nativeWindow == window_ && (ready_ || isAsked_);
+    const bool stands = enabled_ && nativeWindow == window_ && (ready_ || isAsked_ || isOpening_);
     if (!stands) {
         lock.unlock();
         auto surface = kind_.make(nativeWindow);
@@ -141,6 +151,14 @@ void LPreviewWin32Impl::previewEnable(void* nativeWindow, bool audioEnabled, boo
 void LPreviewWin32Impl::previewObject(LObject* object) {
     const std::lock_guard lock(objectMutex_);
     if (object_ != nullptr) object_->removeSink(this);
+    // Nothing of the source before goes on: its times say nothing about another's.
+    if (object != object_) {
+        sound_.startAnew();
+        clear();
+        const std::lock_guard queueLock(queueMutex_);
+        timecode_ = "";
+        settingChanged();
+    }
     object_ = object;
     if (object_ != nullptr) object_->addSink(this);
 }
@@ -150,6 +168,7 @@ void LPreviewWin32Impl::clear() {
     const std::lock_guard lock(queueMutex_);
     queue_.swap(freed);
     pacing_.reset();
+    ++turn_;
 }
 
 void LPreviewWin32Impl::flush() {
@@ -171,19 +190,19 @@ void LPreviewWin32Impl::pushVideoFrame(AVFrame* frame) {
     quol::FramePtr kept = quol::cloneFrame(frame);
     if (!kept) return;
     quol::FramePtr oldest; // freed when the lock is open again
-    {
+    quol::hadMemory([&] {
         const std::lock_guard lock(queueMutex_);
         if (queue_.size() >= maxQueue) {
             oldest = std::move(queue_.front());
             queue_.pop_front();
         }
         queue_.push_back(std::move(kept));
-    }
+    });
     wakeUp_.notify_all();
 }
 
 void LPreviewWin32Impl::pushAudioFrame(AVFrame* frame) {
     if (frame == nullptr || !(sound_.isEnabled() || meterOn_)) return;
     if (!quol::isReadableSound(*frame)) return;
-    sound_.push(*frame);
+    quol::hadMemory([&] { sound_.push(*frame); });
 }

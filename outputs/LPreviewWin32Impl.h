@@ -100,11 +100,18 @@ private:
     Task nextTask(bool hasSurface, std::unique_ptr<quol::PreviewSurface>& surface);
     bool openStage(Stage& stage, std::unique_ptr<quol::PreviewSurface> surface);
     void closeStage(Stage& stage);
+    void changeStage(Stage& stage, std::unique_ptr<quol::PreviewSurface> surface);
     void pass(Stage& stage);
-    quol::FramePtr nextFrame();
-    void waitUntilDue(const AVFrame& frame);
+    // A picture, and which of the sources' turns it came in.
+    struct Taken {
+        quol::FramePtr frame;
+        std::uint64_t turn = 0;
+    };
+
+    Taken nextFrame();
+    bool waitUntilDue(const Taken& taken);
     bool moveMeter(Stage& stage, const AVFrame* frame);
-    void readTimecode(const AVFrame& frame);
+    bool showTimecodeOf(const Taken& taken);
     void renderFrame(Stage& stage, const AVFrame* frame);
     void describe(quol::PreviewScene& scene) const;
     void settingChanged();
@@ -122,7 +129,7 @@ private:
     quol::SharedText name_;
     quol::SharedText status_;
     std::atomic<std::uint32_t> settings_{0}; // counts the changes of what is seen
-    quol::SharedText timecode_;              // of the latest picture; written by the worker
+    quol::SharedText timecode_;              // of the latest picture; written with queueMutex_ held
 
     quol::PreviewSound sound_; // has locks of its own
 
@@ -137,9 +144,13 @@ private:
     void* window_ = nullptr;
     std::unique_ptr<quol::PreviewSurface> asked_; // made by previewEnable, for the worker
     bool isAsked_ = false;
+    bool isOpening_ = false; // the worker is about the surface that was asked for last
     bool ending_ = false;
+    // Counts clears. A picture that the worker took before one is of a source that is no more, or
+    // of a time before a jump.
+    std::uint64_t turn_ = 0;
 
     std::atomic<bool> ready_{false}; // written by the worker
     quol::Sleeper sleeper_;
-    std::thread worker_;
+    std::thread worker_; // none where the system had no thread left
 };

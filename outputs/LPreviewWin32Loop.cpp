@@ -2,11 +2,11 @@
 #include <signal.h>
 
 #include <chrono>
-#include <limits>
 #include <optional>
 #include <utility>
 
 #include "core/FrameTime.h"
+#include "core/HadMemory.h"
 #include "core/Log.h"
 #include "outputs/LPreviewWin32Impl.h"
 #include "outputs/PreviewDrawing.h"
@@ -16,7 +16,6 @@
 namespace {
 
 constexpr auto longestWait = std::chrono::milliseconds(30); // for a picture
-constexpr double meterAhead = 0.05; // seconds: sound that will be heard when the picture is seen
 
 double secondsNow() {
     return static_cast<double>(quol::steadyNow()) / quol::nanosPerSecond;
@@ -62,20 +61,28 @@ void LPreviewWin32Impl::renderLoop() {
         std::unique_ptr<quol::PreviewSurface> surface;
         const Task task = nextTask(stage.surface != nullptr, surface);
         if (task == Task::end) break;
-        if (task == Task::draw) {
-            pass(stage);
+        if (task == Task::open) {
+            changeStage(stage, std::move(surface));
             continue;
         }
-        closeStage(stage);
-        const bool opened = openStage(stage, std::move(surface));
-        if (opened) {
-            quol::logOut("%s", kind_.readyLine.c_str());
-        } else {
-            quol::logError("%s", kind_.failedLine.c_str());
-        }
-        ready_ = opened;
+        if (!quol::hadMemory([&] { pass(stage); })) stage.isDrawn = false; // it is tried again
     }
     closeStage(stage);
+}
+
+// Takes the surface in place of the one before, and tells how that went.
+void LPreviewWin32Impl::changeStage(Stage& stage, std::unique_ptr<quol::PreviewSurface> surface) {
+    closeStage(stage);
+    bool opened = false;
+    quol::hadMemory([&] { opened = openStage(stage, std::move(surface)); });
+    if (opened) {
+        quol::logOut("%s", kind_.readyLine.c_str());
+    } else {
+        quol::logError("%s", kind_.failedLine.c_str());
+    }
+    const std::lock_guard lock(queueMutex_);
+    ready_ = opened;
+    isOpening_ = false;
 }
 
 // Waits for a window where there is none to draw in.
@@ -86,6 +93,7 @@ LPreviewWin32Impl::Task LPreviewWin32Impl::nextTask(
     if (ending_) return Task::end;
     if (!isAsked_) return Task::draw;
     isAsked_ = false;
+    isOpening_ = true;
     surface = std::move(asked_);
     return Task::open;
 }
@@ -110,53 +118,54 @@ void LPreviewWin32Impl::closeStage(Stage& stage) {
 }
 
 void LPreviewWin32Impl::pass(Stage& stage) {
-    quol::FramePtr frame = nextFrame();
-    if (frame) waitUntilDue(*frame);
+    Taken taken = nextFrame();
+    if (taken.frame && !waitUntilDue(taken)) taken.frame.reset();
+    const AVFrame* const frame = taken.frame.get();
     const quol::PreviewSurface::News news = stage.surface->poll();
     if (news.gone) {
         closeStage(stage);
         return;
     }
-    const bool meterMoved = meterOn_ && moveMeter(stage, frame.get());
-    if (frame) {
-        readTimecode(*frame);
-        if (video_) renderFrame(stage, frame.get());
+    const bool meterMoved = meterOn_ && moveMeter(stage, frame);
+    if (frame != nullptr && showTimecodeOf(taken) && video_) {
+        renderFrame(stage, frame);
         return;
     }
     const bool changed = stage.settings != settings_ || !stage.isDrawn;
     if (meterMoved || news.damaged || changed) renderFrame(stage, nullptr);
 }
 
-quol::FramePtr LPreviewWin32Impl::nextFrame() {
+LPreviewWin32Impl::Taken LPreviewWin32Impl::nextFrame() {
     std::unique_lock lock(queueMutex_);
     wakeUp_.wait_for(lock, longestWait, [this] { return ending_ || isAsked_ || !queue_.empty(); });
-    if (ending_ || isAsked_ || queue_.empty()) return nullptr;
-    quol::FramePtr frame = std::move(queue_.front());
+    if (ending_ || isAsked_ || queue_.empty()) return {};
+    Taken taken{std::move(queue_.front()), turn_};
     queue_.pop_front();
-    return frame;
+    return taken;
 }
 
-void LPreviewWin32Impl::waitUntilDue(const AVFrame& frame) {
-    const std::optional<double> time = quol::frameTime(frame);
-    if (!time) return;
+// False when a clear has come before the picture was due.
+bool LPreviewWin32Impl::waitUntilDue(const Taken& taken) {
+    const std::optional<double> time = quol::frameTime(*taken.frame);
     int milliseconds = 0;
     {
         const std::lock_guard lock(queueMutex_);
-        milliseconds = pacing_.wait(*time, secondsNow());
+        if (taken.turn != turn_) return false;
+        if (time) milliseconds = pacing_.wait(*time, secondsNow());
     }
     if (milliseconds > 0) sleeper_.sleepFor(milliseconds * quol::nanosPerMilli);
+    return true;
 }
 
-// Without a picture that has a time the anchor's clock goes on; without that, all sound is due.
 bool LPreviewWin32Impl::moveMeter(Stage& stage, const AVFrame* frame) {
-    std::optional<double> time = frame != nullptr ? quol::frameTime(*frame) : std::nullopt;
-    if (!time) {
+    const auto time = frame != nullptr ? quol::frameTime(*frame) : std::nullopt;
+    double due = 0.0;
+    {
         const std::lock_guard lock(queueMutex_);
-        const double running = pacing_.timeAt(secondsNow());
-        time = running < 0.0 ? std::numeric_limits<double>::infinity() : running;
+        due = pacing_.soundDue(time, secondsNow());
     }
     const MeterFace before = faceOf(stage.meter);
-    const std::optional<PeakSample> peak = sound_.peaks().takeUntil(*time + meterAhead);
+    const std::optional<PeakSample> peak = sound_.peaks().takeUntil(due);
     if (peak) {
         stage.meter.set(peak->left, peak->right);
     } else {
@@ -165,9 +174,14 @@ bool LPreviewWin32Impl::moveMeter(Stage& stage, const AVFrame* frame) {
     return faceOf(stage.meter) != before;
 }
 
-void LPreviewWin32Impl::readTimecode(const AVFrame& frame) {
-    const AVDictionaryEntry* const entry = av_dict_get(frame.metadata, "timecode", nullptr, 0);
+// False when a clear has come before the picture could be shown.
+bool LPreviewWin32Impl::showTimecodeOf(const Taken& taken) {
+    const AVDictionaryEntry* const entry =
+        av_dict_get(taken.frame->metadata, "timecode", nullptr, 0);
+    const std::lock_guard lock(queueMutex_);
+    if (taken.turn != turn_) return false;
     timecode_ = entry != nullptr ? entry->value : "";
+    return true;
 }
 
 // Null draws the last picture again.

@@ -12,24 +12,31 @@ namespace {
 using Factory = LPreview::Impl*();
 
 // Null without such a library, or without that function in it.
-Factory* loadFactory(const std::string& name, const char* function) {
-    for (const char* folder : {"", "./"}) {
+Factory* loadFactory(const std::string& toolkit) {
+    const std::string installed = "libquolsdk_" + toolkit + ".so";
+    int error = 0; // of the installed one: the other is rarely there
+    std::string reasons;
+    for (const std::string& name : {installed, "./quolsdk_" + toolkit + ".so"}) {
         errno = 0;
-        quol::RuntimeLibrary library(folder + name);
-        if (!library) continue;
+        quol::RuntimeLibrary library(name);
+        if (!library) {
+            if (reasons.empty()) error = errno;
+            reasons += (reasons.empty() ? "" : "; ") + library.reason();
+            continue;
+        }
+        const std::string function = "create_" + toolkit + "_preview";
         Factory* factory = nullptr;
         // Kept: the toolkit goes on calling what it was given, also when the last preview has gone.
-        if (library.find(function, factory)) library.keep();
+        if (library.find(function.c_str(), factory)) library.keep();
         return factory;
     }
-    quol::logError("[quolsdk] Failed to load %s: %d", name.c_str(), errno);
+    quol::logError("[quolsdk] Failed to load %s: %d", installed.c_str(), error);
+    quol::logError("[quolsdk] %s", reasons.c_str());
     return nullptr;
 }
 
 Factory* factoryOf(const std::string& framework) {
-    if (framework == "gtk") return loadFactory("libquolsdk_gtk.so", "create_gtk_preview");
-    if (framework == "qt") return loadFactory("libquolsdk_qt.so", "create_qt_preview");
-    return nullptr;
+    return framework == "gtk" || framework == "qt" ? loadFactory(framework) : nullptr;
 }
 
 } // namespace

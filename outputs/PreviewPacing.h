@@ -1,6 +1,9 @@
 // When the preview shows a picture.
 #pragma once
 
+#include <limits>
+#include <optional>
+
 namespace quol {
 
 // Holds pictures to their own times: an anchor pairs the time of one picture with the moment it was
@@ -24,10 +27,20 @@ public:
         return anchorTime_ < 0.0 ? -1.0 : anchorTime_ + (now - anchorMoment_);
     }
 
+    // Up to which time sound is to be on the meter: ahead of the picture that is shown now, as it
+    // will be heard when that is seen. Without a picture that has a time the anchor's clock goes
+    // on; without that, all sound is due.
+    double soundDue(const std::optional<double>& pictureTime, double now) const {
+        const double running = timeAt(now);
+        if (!pictureTime && running < 0.0) return std::numeric_limits<double>::infinity();
+        return pictureTime.value_or(running) + meterAhead;
+    }
+
     void reset() { anchorTime_ = -1.0; }
 
 private:
     static constexpr double longestStretch = 1.0;
+    static constexpr double meterAhead = 0.05; // seconds
 
     double anchorTime_ = -1.0;
     double anchorMoment_ = 0.0;

@@ -3,14 +3,11 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "core/Clock.h"
 #include "core/FrameTime.h"
 
 namespace quol {
 
 namespace {
-
-constexpr std::int64_t waitAfterRefusal = nanosPerSecond;
 
 void raise(int& peak, std::int16_t sample) {
     peak = std::max(peak, std::abs(static_cast<int>(sample)));
@@ -41,6 +38,11 @@ std::optional<PeakSample> PeakQueue::takeUntil(double latest) {
     return last;
 }
 
+void PeakQueue::clear() {
+    const std::lock_guard lock(mutex_);
+    samples_.clear();
+}
+
 std::size_t PeakQueue::size() const {
     const std::lock_guard lock(mutex_);
     return samples_.size();
@@ -53,21 +55,36 @@ PreviewSound::PreviewSound() : buffer_(conversionBytes / sizeof(std::int16_t)) {
 PreviewSound::~PreviewSound() = default;
 
 void PreviewSound::setEnabled(bool enabled) {
-    enabled_ = enabled;
     const std::lock_guard lock(mutex_);
-    if (!device_) return;
-    device_->pause(!enabled);
-    if (!enabled) device_->clearQueue();
+    enabled_ = enabled;
+    pauseOrResume();
+    if (device_ && !enabled) device_->clearQueue();
 }
 
 void PreviewSound::setEnabledKeeping(bool enabled) {
+    const std::lock_guard lock(mutex_);
     enabled_ = enabled;
-    pause(!enabled);
+    pauseOrResume();
 }
 
 void PreviewSound::pause(bool paused) {
     const std::lock_guard lock(mutex_);
-    if (device_) device_->pause(paused);
+    paused_ = paused;
+    pauseOrResume();
+}
+
+void PreviewSound::startAnew() {
+    {
+        const std::lock_guard lock(mutex_);
+        paused_ = false;
+        if (device_) device_->clearQueue();
+        pauseOrResume();
+    }
+    peaks_.clear();
+}
+
+void PreviewSound::pauseOrResume() {
+    if (device_) device_->pause(paused_ || !enabled_);
 }
 
 bool PreviewSound::isOpenedFor(const AVFrame& frame) const {
@@ -77,21 +94,24 @@ bool PreviewSound::isOpenedFor(const AVFrame& frame) const {
 void PreviewSound::closeDevice() {
     device_.reset();
     resampler_.reset();
-    refusedAt_ = 0;
+    refused_.forget();
 }
 
 // A machine without a device is not asked for one with every block: it may take its time to answer,
 // and the source waits meanwhile.
 void PreviewSound::openDevice(const AVFrame& frame) {
-    const std::int64_t now = steadyNow();
-    const bool wasRefused = refusedAt_ != 0 && isOpenedFor(frame);
-    if (wasRefused && now - refusedAt_ < waitAfterRefusal) return;
+    if (!isOpenedFor(frame)) refused_.forget();
+    if (!refused_.mayBeAskedAt(steadyNow())) return;
     rate_ = frame.sample_rate;
     format_ = frame.format;
     layout_.assign(frame.ch_layout);
     device_ = SoundDevice::open(frame.sample_rate);
-    refusedAt_ = device_ ? 0 : now;
-    if (device_) device_->pause(false);
+    if (device_) {
+        refused_.forget();
+        pauseOrResume();
+    } else {
+        refused_.refused(steadyNow()); // the asking itself may have taken seconds
+    }
 }
 
 void PreviewSound::push(const AVFrame& frame) {

@@ -1,6 +1,7 @@
 // The preview's sound: to the machine's device, and measured for the meter.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <deque>
@@ -9,6 +10,7 @@
 #include <optional>
 #include <vector>
 
+#include "core/Clock.h"
 #include "core/Handles.h"
 #include "core/Resampler.h"
 #include "platform/sound/SoundDevice.h"
@@ -31,6 +33,7 @@ public:
     // Takes all that are no later than `latest`, seconds, and returns the last of them. Those that
     // are later wait, also before others: a source may have jumped back.
     std::optional<PeakSample> takeUntil(double latest);
+    void clear();
     std::size_t size() const;
 
 private:
@@ -38,8 +41,28 @@ private:
     std::deque<PeakSample> samples_; // guarded by mutex_
 };
 
+// How long a machine that had no device is left alone: a second after the first refusal, twice as
+// long after each that follows, a minute at the most.
+class RefusedDevice {
+public:
+    // Both in steady nanoseconds.
+    bool mayBeAskedAt(std::int64_t now) const { return pause_ == 0 || now - since_ >= pause_; }
+    void refused(std::int64_t now) {
+        since_ = now;
+        pause_ = pause_ == 0 ? firstPause : std::min(pause_ * 2, longestPause);
+    }
+    void forget() { pause_ = 0; }
+
+private:
+    static constexpr std::int64_t firstPause = nanosPerSecond;
+    static constexpr std::int64_t longestPause = 60 * nanosPerSecond;
+
+    std::int64_t since_ = 0;
+    std::int64_t pause_ = 0; // 0 while it has not refused
+};
+
 // Any thread. The device is opened on the thread that pushes the first block, and again when the
-// sound changes its form.
+// sound changes its form: the source waits for as long as the machine takes to open it.
 class PreviewSound {
 public:
     PreviewSound();
@@ -50,8 +73,11 @@ public:
     void setEnabled(bool enabled);
     // The same without dropping anything.
     void setEnabledKeeping(bool enabled);
-    // The device alone, where there is one.
+    // Whether the source is paused. What waits is kept; the device runs where sound is on and the
+    // source is not paused.
     void pause(bool paused);
+    // Another source: nothing of the one before is played or measured any more, nor is it paused.
+    void startAnew();
 
     // Plays the block where sound is on, and keeps its peaks.
     void push(const AVFrame& frame);
@@ -65,12 +91,14 @@ private:
     void openDevice(const AVFrame& frame);
     void closeDevice();
     void play(const std::int16_t* samples, std::size_t pairs);
+    void pauseOrResume();
 
     std::atomic<bool> enabled_{false};
     std::mutex mutex_; // guards all below but the peaks
     std::unique_ptr<SoundDevice> device_;
-    std::int64_t refusedAt_ = 0; // steady time at which no device was to be had; 0 for never
-    int rate_ = 0;               // the form that the device was opened for, or refused
+    bool paused_ = false; // the source is
+    RefusedDevice refused_;
+    int rate_ = 0; // the form that the device was opened for, or refused
     int format_ = AV_SAMPLE_FMT_NONE;
     ChannelLayout layout_;
     Resampler resampler_;

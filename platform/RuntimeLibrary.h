@@ -19,6 +19,9 @@ public:
 
     explicit operator bool() const { return handle_ != nullptr; }
 
+    // Why it is not open, in the loader's words; empty when it is.
+    const std::string& reason() const { return reason_; }
+
     // The function of that name; false, and null, when the library lacks it.
     template <typename Function>
     bool find(const char* name, Function*& function) const {
@@ -34,6 +37,7 @@ private:
     void* symbol(const char* name) const;
 
     void* handle_;
+    std::string reason_;
 };
 
 } // namespace quol

@@ -22,7 +22,8 @@ using Ref = std::unique_ptr<T, Unref>;
 class GtkTarget final : public quol::OffscreenTarget,
                         public std::enable_shared_from_this<GtkTarget> {
 public:
-    // On GTK's thread. False for a widget that has no place for a child.
+    // On GTK's thread. False for a widget that has no place for a child, or has a child of the
+    // host's in it.
     bool place(GtkWidget* host);
     void snapshot(GtkSnapshot* snapshot, double width, double height);
     void setGone() { gone_ = true; }
@@ -45,6 +46,7 @@ private:
     quol::SurfaceSize size_;          // guarded by mutex_: in pixels of the screen
     Ref<GdkTexture> texture_;         // guarded by mutex_
     std::vector<std::uint8_t> spare_; // guarded by mutex_: memory of a picture that has gone
+    bool released_ = false;           // guarded by mutex_: no picture comes any more
     std::atomic<bool> gone_{false};
     std::atomic<bool> updating_{false}; // a repaint is on its way
     // Of GTK's thread: what paints, the widget it is in, and the host's around that, null where the
@@ -52,7 +54,18 @@ private:
     Ref<GdkPaintable> paintable_;
     GtkWidget* picture_ = nullptr; // watched: null again when it ends
     GtkWidget* host_ = nullptr;    // watched likewise
+    gulong endHandler_ = 0;        // of picture_
 };
+
+// Marks the pictures that previews have put into widgets: one that is about to end gives way to the
+// next, the host's own children do not.
+constexpr const char* mark = "quolsdk-preview";
+
+bool hasChildOfTheHosts(GtkWidget* host) {
+    if (!GTK_IS_WINDOW(host)) return false; // the others take any number
+    GtkWidget* const child = gtk_window_get_child(GTK_WINDOW(host));
+    return child != nullptr && g_object_get_data(G_OBJECT(child), mark) == nullptr;
+}
 
 // ------------------------------------------------------------ a paintable that asks the target
 
@@ -122,10 +135,12 @@ bool GtkTarget::place(GtkWidget* host) {
     const bool isPicture = GTK_IS_PICTURE(host);
     if (!isPicture && !GTK_IS_WINDOW(host) && !GTK_IS_BOX(host) && !GTK_IS_OVERLAY(host))
         return false;
+    if (hasChildOfTheHosts(host)) return false;
     paintable_ = makePaintable(shared_from_this());
     GtkWidget* const picture = isPicture ? host : gtk_picture_new();
     gtk_picture_set_paintable(GTK_PICTURE(picture), paintable_.get());
     if (!isPicture) {
+        g_object_set_data(G_OBJECT(picture), mark, picture);
         gtk_widget_set_hexpand(picture, TRUE);
         gtk_widget_set_vexpand(picture, TRUE);
         gtk_widget_set_can_target(picture, FALSE); // the pointer reaches what is below
@@ -136,7 +151,7 @@ bool GtkTarget::place(GtkWidget* host) {
     }
     g_set_weak_pointer(&picture_, picture);
     auto* const self = new std::shared_ptr<GtkTarget>(shared_from_this());
-    g_signal_connect_data(
+    endHandler_ = g_signal_connect_data(
         picture, "destroy", G_CALLBACK(+[](GtkWidget*, void* data) {
             (*static_cast<std::shared_ptr<GtkTarget>*>(data))->setGone();
         }),
@@ -192,7 +207,7 @@ void GtkTarget::show(std::vector<std::uint8_t>& rgba, const quol::SurfaceSize& s
 
 void GtkTarget::takeBack(std::vector<std::uint8_t>&& memory) {
     const std::lock_guard lock(mutex_);
-    spare_ = std::move(memory);
+    if (!released_) spare_ = std::move(memory);
 }
 
 void GtkTarget::close() {
@@ -201,6 +216,7 @@ void GtkTarget::close() {
 
 // Nothing of the preview stays in the host's widgets.
 void GtkTarget::release() {
+    if (picture_ != nullptr) g_signal_handler_disconnect(picture_, endHandler_);
     if (picture_ != nullptr && gtk_picture_get_paintable(GTK_PICTURE(picture_)) == paintable_.get())
         gtk_picture_set_paintable(GTK_PICTURE(picture_), nullptr);
     const bool stands =
@@ -214,6 +230,8 @@ void GtkTarget::release() {
     Ref<GdkTexture> texture; // ends when the lock is open again: its memory comes back under it
     const std::lock_guard lock(mutex_);
     texture.swap(texture_);
+    released_ = true;
+    spare_ = {};
 }
 
 std::shared_ptr<quol::OffscreenTarget> makeTarget(void* window) {

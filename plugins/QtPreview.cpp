@@ -10,6 +10,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "outputs/ToolkitPreview.h"
@@ -130,15 +131,33 @@ void QtTarget::close() {
     onQtsThread([self = shared_from_this()] { delete self->widget_.data(); });
 }
 
+// A target on its way to its widget. Should the widget end before, the target is gone with it.
+struct Placing {
+    explicit Placing(std::shared_ptr<QtTarget> placed) : target(std::move(placed)) {}
+    Placing(const Placing&) = delete;
+    Placing& operator=(const Placing&) = delete;
+    ~Placing() {
+        if (!arrived) target->setGone();
+    }
+
+    const std::shared_ptr<QtTarget> target;
+    bool arrived = false; // of Qt's thread
+};
+
 std::shared_ptr<quol::OffscreenTarget> makeTarget(void* window) {
     auto* const host = static_cast<QWidget*>(window);
     if (host == nullptr || QCoreApplication::instance() == nullptr) return nullptr;
     auto target = std::make_shared<QtTarget>();
     if (QThread::currentThread() == host->thread()) {
         target->place(*host);
-    } else { // the widget is waited for; should it end meanwhile, nothing comes
+    } else {
         QMetaObject::invokeMethod(
-            host, [target, host] { target->place(*host); }, Qt::QueuedConnection);
+            host,
+            [placing = std::make_shared<Placing>(target), host] {
+                placing->arrived = true;
+                placing->target->place(*host);
+            },
+            Qt::QueuedConnection);
     }
     return target;
 }

@@ -54,12 +54,12 @@ TEST(PreviewPlugins, TheWorkingFolderIsTheSecondPlace) {
     test::CapturedStream errors(test::CapturedStream::Stream::error);
     LPreview preview;
     preview.setProps("ui_framework", "gtk");
-    EXPECT_EQ(notesOf("./libquolsdk_gtk.so"), "begin\nname \naudio 0\n");
+    EXPECT_EQ(notesOf("./quolsdk_gtk.so"), "begin\nname \naudio 0\n");
     EXPECT_EQ(output.text(), "");
     EXPECT_EQ(errors.text(), "");
     // Another choice ends it; the library stays, as the toolkit may still call it.
     preview.setProps("ui_framework", "x11");
-    EXPECT_EQ(notesOf("./libquolsdk_gtk.so"), "end\n");
+    EXPECT_EQ(notesOf("./quolsdk_gtk.so"), "end\n");
     EXPECT_EQ(output.text(), "[quolsdk] Loading built-in Win32 GDI Preview...\n");
 }
 

@@ -113,6 +113,27 @@ TEST_F(GtkPreview, ShowsThePictureInAPictureOfTheHosts) {
     EXPECT_TRUE(shows(red, 1000));
     preview.reset();
     EXPECT_TRUE(comes([&] { return gtk_picture_get_paintable(GTK_PICTURE(picture)) == nullptr; }));
+    EXPECT_FALSE(g_signal_has_handler_pending(picture, g_signal_lookup("destroy", GTK_TYPE_WIDGET),
+                                              0, TRUE)); // nor anything else of it
+}
+
+TEST_F(GtkPreview, AWindowWithAChildOfTheHostsKeepsIt) {
+    test::CapturedStream errors(test::CapturedStream::Stream::error);
+    GtkWidget* const label = gtk_label_new("x");
+    gtk_window_set_child(GTK_WINDOW(window), label);
+    begin(window);
+    EXPECT_TRUE(comes([&] {
+        return errors.text().find("[quolsdk] GTK preview init failed.\n") != std::string::npos;
+    }));
+    EXPECT_EQ(status(), 0);
+    EXPECT_EQ(gtk_window_get_child(GTK_WINDOW(window)), label);
+    preview.reset();
+    gtk_window_set_child(GTK_WINDOW(window), nullptr);
+    begin(window);
+    preview.reset(); // its picture still stands there, and gives way
+    begin(window);
+    push();
+    EXPECT_TRUE(shows(grey, 320 * 80));
 }
 
 TEST_F(GtkPreview, ShowsItInsideAWindowABoxAndAnOverlay) {

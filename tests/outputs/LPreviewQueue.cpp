@@ -12,8 +12,10 @@
 #include "outputs/LPreviewWin32Impl.h"
 #include "platform/window/OffscreenSurface.h"
 #include "quolsdk/LObject.h"
+#include "support/CapturedStream.h"
 #include "support/CollectingSink.h"
 #include "support/Frames.h"
+#include "support/NoThreads.h"
 
 namespace {
 
@@ -251,6 +253,111 @@ TEST_F(LPreviewQueue, TheMeterMovesWithoutPictures) {
         },
         patience));
     EXPECT_EQ(window->shown().back().level, window->shown()[before - 1].level);
+}
+
+TEST_F(LPreviewQueue, SoundThatIsAheadWaitsForTheRunningClock) {
+    preview.setProps("audio_meter", "true");
+    const std::int64_t begun = quol::steadyNow();
+    push(picture(50, 1000));
+    EXPECT_TRUE(showsLast(50));
+    const std::size_t before = window->shown().size();
+    preview.setName("x"); // when it is seen nothing else is left to draw
+    EXPECT_TRUE(test::waitUntil([&] { return window->shown().size() > before; }, patience));
+    const std::size_t drawn = window->shown().size();
+    // At 1.55 seconds; it is on the meter 0.05 before.
+    const FramePtr sound = test::makeSound(960, 48000, 2, AV_SAMPLE_FMT_FLTP, 74400, 1000.0);
+    source.distributeAudioFrame(sound.get());
+    EXPECT_TRUE(test::waitUntil([&] { return window->shown().size() > drawn; }, patience));
+    EXPECT_GE(window->shown()[drawn].moment - begun, 500 * quol::nanosPerMilli);
+}
+
+TEST_F(LPreviewQueue, TheMeterOfASourceWithoutPicturesMovesAfterASwitch) {
+    preview.setProps("audio_meter", "true");
+    push(picture(50, 1000));
+    EXPECT_TRUE(showsLast(50));
+    LObject soundOnly;
+    preview.previewObject(&soundOnly);
+    const std::size_t before = window->shown().size();
+    // An hour ahead of the pictures before: by their clock it would be due in an hour.
+    bool loud = false;
+    EXPECT_TRUE(test::waitUntil(
+        [&] {
+            loud = !loud;
+            soundOnly.distributeAudioFrame(test::makeSound(960, 48000, 2, AV_SAMPLE_FMT_FLTP,
+                                                           3600LL * 48000, loud ? 1000.0 : 0.0)
+                                               .get());
+            return window->shown().size() > before + 5;
+        },
+        patience));
+    preview.previewObject(nullptr);
+}
+
+TEST_F(LPreviewQueue, TheMeterMovesAlsoWherePicturesAreNotShown) {
+    preview.setProps("audio_meter", "true");
+    push(picture(50));
+    EXPECT_TRUE(showsLast(50));
+    window->block();
+    const std::size_t before = window->shown().size();
+    preview.setName("x"); // the worker stands in drawing it
+    EXPECT_TRUE(test::waitUntil([&] { return window->shown().size() > before; }, patience));
+    for (int i = 0; i < 4; ++i)
+        push(picture(200));
+    preview.previewEnable(nullptr, false, false);
+    preview.setName("y");
+    window->open();
+    EXPECT_TRUE(test::waitUntil([&] { return window->shown().size() > before + 1; }, patience));
+    EXPECT_NEAR(window->shown().back().level, 50, 3);
+}
+
+// A place that takes its time.
+TEST_F(LPreviewQueue, EnabledAgainWhileItOpensItOpensOnce) {
+    struct SlowWindow : SeenWindow {
+        quol::SurfaceSize size() override {
+            ++asked;
+            while (!mayGoOn)
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            return SeenWindow::size();
+        }
+        std::atomic<int> asked{0};
+        std::atomic<bool> mayGoOn{false};
+    };
+    const auto slow = std::make_shared<SlowWindow>();
+    std::atomic<int> made{0};
+    test::CapturedStream output(test::CapturedStream::Stream::output);
+    LPreviewWin32Impl other({[&](void*) {
+                                 ++made;
+                                 return std::make_unique<quol::OffscreenSurface>(slow);
+                             },
+                             "ready of the slow one", "failed"});
+    other.previewEnable(nullptr, false, true);
+    EXPECT_TRUE(test::waitUntil([&] { return slow->asked > 0; }, patience)); // within its opening
+    other.previewEnable(nullptr, false, true);
+    slow->mayGoOn = true;
+    EXPECT_TRUE(test::waitUntil([&] { return !slow->shown().empty(); }, patience));
+    EXPECT_EQ(made, 1);
+    const std::string text = output.text();
+    const std::size_t first = text.find("ready of the slow one");
+    EXPECT_NE(first, std::string::npos);
+    EXPECT_EQ(text.find("ready of the slow one", first + 1), std::string::npos);
+}
+
+TEST(LPreviewThreads, WithoutAThreadItStaysBlankAndTellsSo) {
+    std::unique_ptr<LPreviewWin32Impl> preview;
+    {
+        const test::NoThreads none;
+        ASSERT_TRUE(none.works());
+        preview = std::make_unique<LPreviewWin32Impl>(kindOf(std::make_shared<SeenWindow>()));
+    }
+    test::CapturedStream errors(test::CapturedStream::Stream::error);
+    LObject source;
+    preview->previewObject(&source);
+    preview->previewEnable(nullptr, false, true);
+    EXPECT_EQ(errors.text(), "failed\n");
+    source.distributeVideoFrame(picture(50).get());
+    int status = -7;
+    preview->statusGet(status);
+    EXPECT_EQ(status, 0);
+    preview.reset();
 }
 
 TEST_F(LPreviewQueue, FollowsTheSizeAndTheEndOfTheWindow) {

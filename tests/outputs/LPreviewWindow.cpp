@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -10,6 +11,7 @@
 #include <thread>
 
 #include "outputs/PreviewLook.h"
+#include "outputs/PreviewText.h"
 #include "quolsdk/LObject.h"
 #include "quolsdk/LPreview.h"
 #include "support/CapturedStream.h"
@@ -372,6 +374,20 @@ TEST_F(LPreviewWindow, TimeCodeIsShownWhereItIsAskedAndKnown) {
     EXPECT_GT(shot.count(white, 0, 0, 320, 60), 20);
     EXPECT_EQ(shot.count(midGrey, 320, 0, 640, 360), 320 * 360);
     test::keepPicture(shot, "timecode");
+    // Letter by letter: with its prefix, bold, in a face of fixed pitch.
+    const quol::TextPlate wanted = quol::drawTextPlate(
+        "TC:10:11:12:13", {{0, 0, 0}, 0.47}, quol::timecodeFontHeight(360), "Courier New");
+    const auto margin = static_cast<int>(std::lround(quol::labelDistance(360) / 2));
+    int others = 0;
+    for (int y = 0; y < wanted.height; ++y) {
+        for (int x = 0; x < wanted.width; ++x) {
+            const std::uint8_t* const from =
+                wanted.rgba.data() + (static_cast<std::size_t>(y) * wanted.width + x) * 4;
+            const int level = (from[0] * from[3] + 128 * (255 - from[3])) / 255;
+            others += isNear(shot.at(margin + x, margin + y), {level, level, level}, 4) ? 0 : 1;
+        }
+    }
+    EXPECT_EQ(others, 0);
     push(greyPicture(64, 36, midLuma)); // without one
     EXPECT_TRUE(shows([](const Screenshot& seen) { return seen.count(midGrey) == 640 * 360; }));
     push(frame);
@@ -536,6 +552,23 @@ TEST_F(LPreviewWindow, TheHostsEventHandlingIsItsOwn) {
     preview.reset();
     EXPECT_EQ(window->eventMask(), before);
     EXPECT_TRUE(window->events().empty());
+}
+
+TEST_F(LPreviewWindow, ThePointerGoesThroughToTheHostsWindow) {
+    begin();
+    showGrey();
+    ASSERT_EQ(window->children(), 1);
+    xcb_connection_t* const host = window->connection();
+    xcb_warp_pointer(host, XCB_NONE, window->id(), 0, 0, 0, 0, 100, 50);
+    struct Free {
+        void operator()(void* memory) const { std::free(memory); }
+    };
+    const std::unique_ptr<xcb_query_pointer_reply_t, Free> pointer(
+        xcb_query_pointer_reply(host, xcb_query_pointer(host, window->id()), nullptr));
+    ASSERT_NE(pointer, nullptr);
+    EXPECT_EQ(pointer->win_x, 100);
+    EXPECT_EQ(pointer->win_y, 50);
+    EXPECT_EQ(pointer->child, static_cast<xcb_window_t>(XCB_NONE));
 }
 
 TEST_F(LPreviewWindow, TwoPreviewsInOneProcess) {

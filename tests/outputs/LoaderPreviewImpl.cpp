@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -142,18 +143,24 @@ TEST(LPreviewFramework, AHostThatNeverChoosesHasNothing) {
 }
 
 TEST(LPreviewFramework, AMissingLibraryLeavesALineAndTheBuiltInOne) {
-    for (const auto& [framework, library] :
-         {std::pair{"gtk", "libquolsdk_gtk.so"}, {"qt", "libquolsdk_qt.so"}}) {
+    for (const std::string framework : {"gtk", "qt"}) {
         test::CapturedStream output(test::CapturedStream::Stream::output);
         test::CapturedStream errors(test::CapturedStream::Stream::error);
         LPreview preview;
         preview.setProps("ui_framework", framework);
         EXPECT_EQ(output.text(), "[quolsdk] Loading built-in Win32 GDI Preview...\n");
-        const std::string line = std::string("[quolsdk] Failed to load ") + library + ": ";
+        const std::string line = "[quolsdk] Failed to load libquolsdk_" + framework + ".so: ";
         const std::string text = errors.text();
         ASSERT_EQ(text.rfind(line, 0), 0U) << text;
-        EXPECT_EQ(text.find_first_not_of("0123456789", line.size()), text.size() - 1) << text;
-        EXPECT_GT(text.size(), line.size() + 1);
+        const std::size_t end = text.find_first_not_of("0123456789", line.size());
+        EXPECT_GT(end, line.size());
+        // The loader's own words about both, in the order in which they were looked for.
+        ASSERT_EQ(text.substr(end, 11), "\n[quolsdk] ") << text;
+        const std::size_t installed = text.find("libquolsdk_" + framework + ".so", end);
+        const std::size_t local = text.find("; ./quolsdk_" + framework + ".so", end);
+        EXPECT_LT(installed, local) << text;
+        EXPECT_NE(local, std::string::npos) << text;
+        EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2) << text;
     }
 }
 

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+#include <optional>
+
 namespace {
 
 using quol::PreviewPacing;
@@ -55,6 +58,18 @@ TEST(PreviewPacing, AfterAResetTheNextPictureIsTheAnchor) {
     EXPECT_LT(pacing.timeAt(5.0), 0.0);
     EXPECT_EQ(pacing.wait(0.04, 0.0), 0);
     EXPECT_EQ(pacing.timeAt(0.0), 0.04);
+}
+
+TEST(PreviewPacing, SoundIsDueFiftyMillisecondsAheadOfThePicture) {
+    PreviewPacing pacing;
+    EXPECT_EQ(pacing.soundDue(std::nullopt, 7.0), std::numeric_limits<double>::infinity());
+    EXPECT_DOUBLE_EQ(pacing.soundDue(3.0, 7.0), 3.05);
+    pacing.wait(3.0, 7.0);
+    EXPECT_DOUBLE_EQ(pacing.soundDue(std::nullopt, 7.0), 3.05);
+    EXPECT_DOUBLE_EQ(pacing.soundDue(std::nullopt, 7.25), 3.3); // the anchor's clock goes on
+    EXPECT_DOUBLE_EQ(pacing.soundDue(3.04, 7.25), 3.09);        // a picture's own time goes first
+    pacing.reset();
+    EXPECT_EQ(pacing.soundDue(std::nullopt, 7.5), std::numeric_limits<double>::infinity());
 }
 
 TEST(PreviewPacing, PicturesFromBeforeTimeZeroAreShownAtOnce) {

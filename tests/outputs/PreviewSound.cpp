@@ -10,7 +10,9 @@
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <thread>
 
+#include "core/Clock.h"
 #include "outputs/LPreviewWin32Impl.h"
 #include "quolsdk/LObject.h"
 #include "support/CapturedStream.h"
@@ -187,10 +189,71 @@ TEST_F(PreviewDevice, WhatWaitsGoesWithSoundAndStaysThroughAPause) {
     sound.push(*countingSound(4800, 20000));
     sound.setEnabled(false); // drops it
     sound.setEnabled(true);
+    sound.pause(false);
     const FramePtr last = countingSound(480, 5280);
     sound.push(*last);
     EXPECT_TRUE(plays(5760 * 2));
     EXPECT_EQ(played(), samplesOf({first.get(), kept.get(), last.get()}));
+}
+
+TEST_F(PreviewDevice, APausedSourceStaysSilentWhateverElseIsSet) {
+    quol::PreviewSound sound;
+    sound.setEnabled(true);
+    const FramePtr first = countingSound(480, 0);
+    sound.push(*first);
+    EXPECT_TRUE(plays(480 * 2));
+    sound.pause(true);
+    sound.setEnabledKeeping(true);
+    sound.setEnabled(true);
+    sound.push(*countingSound(480, 480));
+    sound.setEnabledKeeping(false);
+    sound.pause(false); // the source goes on, the sound is off
+    sound.push(*countingSound(480, 20000));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_EQ(played(), samplesOf({first.get()}));
+}
+
+TEST_F(PreviewDevice, AnotherObjectIsHeardAlthoughTheOneBeforeIsPaused) {
+    LObject paused;
+    LObject other;
+    LPreviewWin32Impl preview;
+    preview.setAudio(true);
+    preview.previewObject(&paused);
+    const FramePtr first = countingSound(480, 0);
+    paused.distributeAudioFrame(first.get());
+    EXPECT_TRUE(plays(480 * 2));
+    preview.setPaused(true);
+    paused.distributeAudioFrame(countingSound(480, 20000).get()); // goes with its source
+    preview.previewObject(&other);
+    const FramePtr second = countingSound(480, 480);
+    other.distributeAudioFrame(second.get());
+    EXPECT_TRUE(plays(960 * 2));
+    EXPECT_EQ(played(), samplesOf({first.get(), second.get()}));
+    preview.previewObject(nullptr);
+}
+
+TEST(PreviewSoundPeaks, GoWithTheirSource) {
+    quol::PreviewSound sound;
+    sound.push(*countingSound(480, 0));
+    sound.startAnew();
+    EXPECT_EQ(sound.peaks().size(), 0U);
+}
+
+TEST(PreviewSoundRefusal, IsFollowedByPausesThatDoubleUpToAMinute) {
+    quol::RefusedDevice refused;
+    EXPECT_TRUE(refused.mayBeAskedAt(0));
+    std::int64_t now = 5 * quol::nanosPerSecond;
+    for (const int seconds : {1, 2, 4, 8, 16, 32, 60, 60, 60}) {
+        refused.refused(now);
+        now += seconds * quol::nanosPerSecond;
+        EXPECT_FALSE(refused.mayBeAskedAt(now - 1)) << seconds;
+        EXPECT_TRUE(refused.mayBeAskedAt(now)) << seconds;
+    }
+    refused.refused(now);
+    refused.forget();
+    EXPECT_TRUE(refused.mayBeAskedAt(now));
+    refused.refused(now);
+    EXPECT_TRUE(refused.mayBeAskedAt(now + quol::nanosPerSecond));
 }
 
 TEST_F(PreviewDevice, IsOpenedAnewForAnotherForm) {

@@ -48,6 +48,15 @@ TEST(PreviewText, ThePlateIsTheTextsHeightAndItsMargins) {
     }
 }
 
+TEST(PreviewText, LettersAreBold) {
+    const TextPlate plate = drawTextPlate("I", red, 100, "Arial");
+    const int row = 25 + 50;
+    int stem = 0;
+    for (int x = 0; x < plate.width; ++x)
+        stem += pixelAt(plate, x, row)[3] == 255 ? 1 : 0;
+    EXPECT_GE(stem, 11);
+}
+
 TEST(PreviewText, TallAndDeepLettersReachOverTheWholeHeight) {
     const TextPlate plate = drawTextPlate("\xC3\x85gjpqy|", red, 60, "Arial"); // with a ring on top
     const std::vector<int> ink = inkOf(plate);

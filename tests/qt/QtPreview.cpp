@@ -118,6 +118,19 @@ TEST_F(QtPreview, MayBeEnabledFromAnotherThread) {
     EXPECT_TRUE(shows(160, 150, QColor(128, 128, 128)));
 }
 
+TEST_F(QtPreview, AWidgetThatEndsBeforeItIsReachedIsGone) {
+    std::thread other([this] { begin(); });
+    other.join(); // Qt's loop has not run
+    host.reset();
+    EXPECT_TRUE(comes([&] { return status() == 0; }));
+    push(126);
+    host = std::make_unique<QWidget>();
+    host->resize(100, 100);
+    preview->previewEnable(host.get(), false, true);
+    push(126);
+    EXPECT_TRUE(shows(50, 90, QColor(128, 128, 128)));
+}
+
 TEST_F(QtPreview, IsDestroyedAtAnyTime) {
     for (int i = 0; i < 10; ++i) {
         begin();

@@ -1,0 +1,25 @@
+# The toolkits that a preview can be a plug-in of; neither is needed. Gives QUOLSDK_HAS_QT and
+# QUOLSDK_HAS_GTK.
+set(QUOLSDK_WITH_QT AUTO CACHE STRING "Preview for Qt: ON, OFF, or AUTO for where Qt 6 is")
+set(QUOLSDK_WITH_GTK AUTO CACHE STRING "Preview for GTK: ON, OFF, or AUTO for where GTK 4 is")
+set_property(CACHE QUOLSDK_WITH_QT QUOLSDK_WITH_GTK PROPERTY STRINGS AUTO ON OFF)
+
+set(QUOLSDK_HAS_QT OFF)
+if(QUOLSDK_WITH_QT)
+    find_package(Qt6 QUIET COMPONENTS Widgets)
+    if(Qt6_FOUND)
+        set(QUOLSDK_HAS_QT ON)
+    elseif(NOT QUOLSDK_WITH_QT STREQUAL "AUTO")
+        message(FATAL_ERROR "QUOLSDK_WITH_QT needs Qt 6: make deps")
+    endif()
+endif()
+
+set(QUOLSDK_HAS_GTK OFF)
+if(QUOLSDK_WITH_GTK)
+    pkg_check_modules(GTK4 QUIET IMPORTED_TARGET gtk4)
+    if(GTK4_FOUND)
+        set(QUOLSDK_HAS_GTK ON)
+    elseif(NOT QUOLSDK_WITH_GTK STREQUAL "AUTO")
+        message(FATAL_ERROR "QUOLSDK_WITH_GTK needs GTK 4: make deps")
+    endif()
+endif()
