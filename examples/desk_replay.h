@@ -10,7 +10,7 @@ struct desk_replay {
     quolsdk_handle handle;
     char folder[DESK_FOLDER]; /* of its own, for what it stores; empty where there is none */
     int playing;
-    double last_ms; /* where the playback ends */
+    double last_ms;  /* where the playback ends */
     double limit_ms; /* by now_ms(), when it ends in any case */
 };
 

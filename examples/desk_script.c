@@ -64,6 +64,11 @@ void desk_script_free(struct desk_script* script) {
 }
 
 const struct desk_cue* desk_script_due(struct desk_script* script, double seconds) {
-    if (script->next == script->count || script->cues[script->next].seconds > seconds) return NULL;
-    return &script->cues[script->next++];
+    const struct desk_cue* cue;
+    if (script->next == script->count) return NULL;
+    cue = &script->cues[script->next];
+    if (cue->seconds + script->late > seconds) return NULL;
+    script->late = seconds - cue->seconds;
+    ++script->next;
+    return cue;
 }
