@@ -12,6 +12,12 @@ void wait_ms(long ms) {
     }
 }
 
+double now_ms(void) {
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return (double)now.tv_sec * 1000.0 + (double)now.tv_nsec / 1000000.0;
+}
+
 void progress(const char* text, int last) {
     if (isatty(STDOUT_FILENO)) {
         printf("\r%-*s", PROGRESS_LINE, text);

@@ -8,6 +8,9 @@ enum { PROGRESS_LINE = 79 };
 
 void wait_ms(long ms);
 
+/* Of a clock that only goes forward; from when is its own affair. */
+double now_ms(void);
+
 /* One line that is written over on a terminal; elsewhere only its last state is printed. */
 void progress(const char* text, int last);
 

@@ -80,6 +80,50 @@ rm -f "$out/switched.mp4" "$out/switched.png"
 "$bin/contact_sheet" "$out/switched.mp4" "$out/switched.png"
 echo "== done: build/demo/switched.mp4, build/demo/switched.png"
 
+# ----------------------------------------------------------------------------- vision mixer
+# An X server without a screen where there is no display; its number, in `display`.
+start_xvfb() {
+    Xvfb -displayfd 1 -screen 0 1600x900x24 -nolisten tcp -noreset \
+        >"$out/display" 2>"$out/xvfb.log" &
+    xvfb=$!
+    for _ in $(seq 100); do
+        display=$(head -n 1 "$out/display")
+        [ -n "$display" ] && return
+        sleep 0.1
+    done
+    echo "== Xvfb gave no display: $(cat "$out/xvfb.log")"
+    return 1
+}
+
+if [ ! -x "$bin/vision_mixer" ]; then
+    echo "== no vision mixer: it was built without Xlib or libpng"
+elif [ -z "${DISPLAY:-}" ] && ! command -v Xvfb >/dev/null; then
+    echo "== no vision mixer: there is neither a display nor Xvfb"
+else
+    echo "== a host in C: a vision mixer, its keys pressed by a script, with screenshots of its window"
+    rm -f "$out"/mixer_*.png "$out/mixer_session.mp4"
+    xvfb=
+    display=
+    if [ -z "${DISPLAY:-}" ]; then
+        trap 'kill $xvfb 2>/dev/null || true' EXIT
+        start_xvfb
+    fi
+    (
+        cd "$out"
+        [ -n "$display" ] && export DISPLAY=":$display"
+        "$bin/vision_mixer" --script "$root/examples/mixer_session.txt" \
+            --titles "$root/examples/titles.xml" --record mixer_session.mp4 \
+            "$(realpath "$main_clip")" second.mp4
+    )
+    if [ -n "$xvfb" ]; then
+        kill "$xvfb"
+        wait "$xvfb" || true
+        trap - EXIT
+    fi
+    "$bin/contact_sheet" "$out/mixer_session.mp4" "$out/mixer_session.png"
+    echo "== done: build/demo/mixer_session.mp4, build/demo/mixer_session.png, build/demo/mixer_*.png"
+fi
+
 # ----------------------------------------------------------------------------------- Lottie
 if ldd "$root/build/lib/libquolsdk.so" 2>/dev/null | grep -q thorvg; then
     echo "== a host in C: a Lottie lower third, its texts and its colour changed on air"
