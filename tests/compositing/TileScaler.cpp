@@ -119,21 +119,26 @@ Reference referenceOf(const AVFrame& frame, int width, int height) {
     std::vector<double> alphas;
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
+            const bool isGrey = form.nb_components < 3;
             const double a = planes[0].at(x, y);
-            const double b = form.nb_components > 2 ? planes[1].at(x, y) : 128.0;
-            const double c = form.nb_components > 2 ? planes[2].at(x, y) : 128.0;
+            const double b = isGrey ? a : planes[1].at(x, y);
+            const double c = isGrey ? a : planes[2].at(x, y);
             const double alpha = hasAlpha ? planes.back().at(x, y) / 255.0 : 1.0;
-            double luma = (a - 16.00125) * 1.16438;
-            double u = (b - 127.5) * 1.13843;
-            double v = (c - 127.5) * 1.13843;
-            if (isRgb) {
-                luma = 0.299 * a + 0.587 * b + 0.114 * c;
-                u = -0.169 * a - 0.331 * b + 0.500 * c;
-                v = 0.500 * a - 0.419 * b - 0.081 * c;
+            const auto kept = [](double level) { return std::fmin(std::fmax(level, 0.0), 255.0); };
+            double red = a;
+            double green = b;
+            double blue = c;
+            if (!isRgb && !isGrey) {
+                const double luma = (a - 16.00125) * 1.16438;
+                const double u = (b - 127.5) * 1.13843;
+                const double v = (c - 127.5) * 1.13843;
+                red = kept(luma + 1.402 * v);
+                green = kept(luma - 0.34414 * u - 0.71414 * v);
+                blue = kept(luma + 1.772 * u);
             }
-            result.y.push_back(held(held(luma) * alpha));
-            us.push_back(u);
-            vs.push_back(v);
+            result.y.push_back(held((0.299 * red + 0.587 * green + 0.114 * blue) * alpha));
+            us.push_back(-0.169 * red - 0.331 * green + 0.500 * blue);
+            vs.push_back(0.500 * red - 0.419 * green - 0.081 * blue);
             alphas.push_back(alpha);
         }
     }
