@@ -13,8 +13,8 @@ namespace quol {
 // comes more than half a second away from where the wall is. One thread at a time.
 class ForwardedTime {
 public:
-    // In samples of the block's own rate. `wall` is the wall's time, in seconds, as the block comes.
-    // A block without a time goes on where the one before has ended.
+    // In samples of the block's own rate. `wall` is the wall's time, in seconds, as the block
+    // comes. A block without a time goes on where the one before has ended.
     std::int64_t of(const AVFrame& sound, double wall);
 
 private:

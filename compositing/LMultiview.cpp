@@ -47,8 +47,8 @@ quol::MultiviewLayout LMultiview::layout() const {
     return {orientation, gridSize, videoFormat.height};
 }
 
-// The tile of that key, made without a size when there is none; a large window with its tally. Under
-// `cellMutex`.
+// The tile of that key, made without a size when there is none; a large window with its tally.
+// Under `cellMutex`.
 LMultiview::GridCell& LMultiview::cellOf(const std::string& key) {
     auto& cell = cells[key];
     if (cell) return *cell;

@@ -59,9 +59,8 @@ enum class MultiviewOrientation : int {
 /// Pictures are planar YUV 4:2:0 8-bit in full range; of the video format only size and rate count.
 /// A new multiview is 1920x1080 at 50 a second; a width or height below 1 counts as that, too, and
 /// a rate of 0 and below. The format's mode is not looked up in the table of modes. Frames carry
-/// `pts` in ticks and a `time_base` of 1 over the rate cut to a whole number; ticks that were missed
-/// are counted. A picture that
-/// equals the one before shares its memory.
+/// `pts` in ticks and a `time_base` of 1 over the rate cut to a whole number; ticks that were
+/// missed are counted. A picture that equals the one before shares its memory.
 ///
 /// The pictures are made on a graphics processor where there is one, else on the main processor.
 /// Both draw the same wall; the manual tells where levels may differ.
@@ -91,8 +90,8 @@ public:
 
     struct GridCell; ///< a tile, private
 
-    /// Starts the thread: pictures come at once, black ones at first. Throws std::system_error where
-    /// there is no thread to be had.
+    /// Starts the thread: pictures come at once, black ones at first. Throws std::system_error
+    /// where there is no thread to be had.
     explicit LMultiview(Renderer renderer = Renderer::automatic);
     /// Ends the thread, lets go of all sources. Pull consumers should have signed off.
     ~LMultiview() override;

@@ -11,7 +11,6 @@ namespace {
 
 using u8 = std::uint8_t;
 using i16 = std::int16_t;
-using i32 = std::int32_t;
 
 // Everything here counts in sixteenths of a level: sums of luma and chroma then fit 16 bits.
 constexpr int one = 16;
@@ -74,20 +73,8 @@ QUOL_VECTORIZED bool leaves(const i16* __restrict luma, const i16* __restrict mo
     return highest > whole + unseen || lowest < -unseen;
 }
 
-// One row of pixels: its luma, and its chroma added to what is there.
-QUOL_VECTORIZED void holdRow(u8* __restrict target, i32* __restrict u, i32* __restrict v,
-                             const i16* __restrict luma, const i16* __restrict red,
-                             const i16* __restrict green, const i16* __restrict blue, int count) {
-    for (int i = 0; i < count; ++i) {
-        const int y = ((luma[i] * lumaStretch) >> 16) - lumaBlack;
-        const int r = std::clamp(y + red[i], 0, whole);
-        const int g = std::clamp(y + green[i], 0, whole);
-        const int b = std::clamp(y + blue[i], 0, whole);
-        // Factors of 1024.
-        target[i] = static_cast<u8>((r * 306 + g * 601 + b * 117 + one * 512) / (one * 1024));
-        u[i] += r * -173 + g * -339 + b * 512;
-        v[i] += r * 512 + g * -429 + b * -83;
-    }
+u8 levelOf(float level) {
+    return static_cast<u8>(std::clamp(level + 0.5F, 0.0F, 255.0F));
 }
 
 } // namespace
@@ -105,26 +92,41 @@ bool TileGamut::isLeft(const Rows& rows) {
             leaves(rows.luma[1], most_.data(), least_.data(), rows.width));
 }
 
-void TileGamut::hold(const Rows& rows, u8* const luma[2], u8* u, u8* v) {
-    const auto needed = static_cast<std::size_t>(rows.width);
-    u_.assign(needed, 0);
-    v_.assign(needed, 0);
-    int lines = 0;
-    for (int i = 0; i < 2 && rows.luma[i] != nullptr; ++i, ++lines)
-        holdRow(luma[i], u_.data(), v_.data(), rows.luma[i], red_.data(), green_.data(),
-                blue_.data(), rows.width);
-    constexpr int half = one * 1024 * 255 / 2; // no colour
+void TileGamut::hold(const Rows& rows, u8* const luma[2], u8* u, u8* v) const {
     for (int x = 0; 2 * x < rows.width; ++x) {
         const auto left = static_cast<std::size_t>(2 * x);
-        const bool isPair = 2 * x + 1 < rows.width;
-        const auto mean = [&](const std::vector<i32>& sums) {
-            const int sum = isPair ? sums[left] + sums[left + 1] : sums[left];
-            const int unit = one * 1024 * lines * (isPair ? 2 : 1);
-            const int level = sum + half * lines * (isPair ? 2 : 1) + unit / 2;
-            return static_cast<u8>(std::clamp(level / unit, 0, 255));
-        };
-        u[x] = mean(u_);
-        v[x] = mean(v_);
+        bool isBeyond = false;
+        for (int line = 0; line < 2 && rows.luma[line] != nullptr; ++line) {
+            for (int i = 2 * x; i < std::min(2 * x + 2, rows.width); ++i) {
+                const int y = ((rows.luma[line][i] * lumaStretch) >> 16) - lumaBlack;
+                isBeyond =
+                    isBeyond || y + most_[left] > whole + unseen || y + least_[left] < -unseen;
+            }
+        }
+        if (!isBeyond) continue;
+        const float du = (static_cast<float>(rows.u[x]) / 64.0F - 127.5F) * 1.13843F;
+        const float dv = (static_cast<float>(rows.v[x]) / 64.0F - 127.5F) * 1.13843F;
+        float sums[3] = {};
+        float pixels = 0.0F;
+        for (int line = 0; line < 2 && rows.luma[line] != nullptr; ++line) {
+            for (int i = 2 * x; i < std::min(2 * x + 2, rows.width); ++i) {
+                const float y =
+                    (static_cast<float>(rows.luma[line][i]) / 64.0F - 16.00125F) * 1.16438F;
+                const float red = std::clamp(y + 1.40200F * dv, 0.0F, 255.0F);
+                const float green = std::clamp(y - 0.34414F * du - 0.71414F * dv, 0.0F, 255.0F);
+                const float blue = std::clamp(y + 1.77200F * du, 0.0F, 255.0F);
+                luma[line][i] = levelOf(0.299F * red + 0.587F * green + 0.114F * blue);
+                sums[0] += red;
+                sums[1] += green;
+                sums[2] += blue;
+                pixels += 1.0F;
+            }
+        }
+        const float red = sums[0] / pixels;
+        const float green = sums[1] / pixels;
+        const float blue = sums[2] / pixels;
+        u[x] = levelOf(-0.169F * red - 0.331F * green + 0.500F * blue + 127.5F);
+        v[x] = levelOf(0.500F * red - 0.419F * green - 0.081F * blue + 127.5F);
     }
 }
 

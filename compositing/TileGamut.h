@@ -6,9 +6,10 @@
 
 namespace quol {
 
-// YUV reaches beyond what red, green and blue between 0 and 1 can show. OpenGL's programs bring each
-// pixel back into their range before they add them up; this does the same for one row of chroma and
-// the rows of luma that belong to it. Few rows have such colours, so they are looked for first.
+// YUV reaches beyond what red, green and blue between 0 and 1 can show. OpenGL's programs bring
+// each pixel back into their range before they add them up; this does the same for one row of
+// chroma and the rows of luma that belong to it. Few rows have such colours, so they are looked for
+// first.
 //
 // Kept by one thread for its memory.
 class TileGamut {
@@ -26,8 +27,10 @@ public:
     // and pure white and black would always do.
     bool isLeft(const Rows& rows);
 
-    // Levels of full range of the rows that `isLeft` was asked about, each pixel held in range.
-    void hold(const Rows& rows, std::uint8_t* const luma[2], std::uint8_t* u, std::uint8_t* v);
+    // Puts the pixels of the rows that `isLeft` was asked about right, given their levels of full
+    // range; those of one sample of chroma together, by that sample. All others stay as they are.
+    void hold(const Rows& rows, std::uint8_t* const luma[2], std::uint8_t* u,
+              std::uint8_t* v) const;
 
 private:
     // What chroma adds to luma, for each pixel, in sixteenths of a level.
@@ -36,9 +39,6 @@ private:
     std::vector<std::int16_t> blue_;
     std::vector<std::int16_t> most_; // the largest and the smallest of the three
     std::vector<std::int16_t> least_;
-    // Of the held pixels, summed over the rows.
-    std::vector<std::int32_t> u_;
-    std::vector<std::int32_t> v_;
 };
 
 } // namespace quol

@@ -229,15 +229,12 @@ void TileScaler::yuvRows(const AVFrame& source, const Target& target, int output
     rows.u = scratch.chroma[0].data();
     rows.v = scratch.chroma[1].data();
     rows.width = visible_.width;
-    if (scratch.gamut.isLeft(rows)) {
-        scratch.gamut.hold(rows, target.luma, target.u, target.v);
-        return;
-    }
     for (int line = 0; line < 2 && target.luma[line] != nullptr; ++line)
         levelRow(target.luma[line], rows.luma[line], lumaRule(), visible_.width);
     const int count = (visible_.width + 1) / 2;
     levelRow(target.u, rows.u, chromaRule(), count);
     levelRow(target.v, rows.v, chromaRule(), count);
+    if (scratch.gamut.isLeft(rows)) scratch.gamut.hold(rows, target.luma, target.u, target.v);
 }
 
 // Alpha lies over black.

@@ -11,8 +11,9 @@ namespace quol {
 // Written by the render thread with every picture, read by the threads of the sources.
 class WallClock {
 public:
-    // A picture of `seconds` is due at `due` on the steady clock, nanoseconds. From there on `speed`
-    // seconds go by in one of the steady clock, `farthest` of them at most until the next picture.
+    // A picture of `seconds` is due at `due` on the steady clock, nanoseconds. From there on
+    // `speed` seconds go by in one of the steady clock, `farthest` of them at most until the next
+    // picture.
     void set(double seconds, std::int64_t due, double speed,
              double farthest = std::numeric_limits<double>::max()) {
         const std::lock_guard lock(mutex_);

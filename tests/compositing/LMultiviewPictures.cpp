@@ -279,7 +279,7 @@ TEST(LMultiviewPictures, TheSoundOfASourceFarAheadIsHeardThroughAMixerThatShowsT
     multiview.setVideoFormat(customVideo(64, 36, 50.0));
     multiview.setPGMSource(&camera);
     test::RunningMixer mixer(customVideo(64, 36, 50, 1));
-    mixer.mixer.addLayer("wall", &multiview, 0, 0.0F, 0.0F, 255, 64.0F, 36.0F);
+    mixer.mixer.addLayer("wall", &multiview, 0, 0.0F, 0.0F, 255, 64.0F, 36.0F, true);
     std::int64_t pts = 100 * 48000;
     EXPECT_TRUE(test::waitUntil([&] {
         camera.distributeAudioFrame(plainSound(960, 8000, 8000, pts).get());

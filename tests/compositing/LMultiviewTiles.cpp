@@ -346,7 +346,8 @@ TEST(LMultiviewTiles, ATileOfManyCellsWithSoundIsDrawn) {
     for (const int span : {100, 1000}) {
         running.multiview.setGridPos(&source, 1, 1, span, "Large");
         source.distributeVideoFrame(plainPicture(64, 36, grey).get());
-        for (const std::int16_t level : {std::int16_t{32767}, std::int16_t{0}, std::int16_t{9000}}) {
+        for (const std::int16_t level :
+             {std::int16_t{32767}, std::int16_t{0}, std::int16_t{9000}}) {
             source.distributeAudioFrame(test::plainSound(960, level, level).get());
             ASSERT_TRUE(running.nextPicture());
         }
@@ -361,6 +362,7 @@ TEST(LMultiviewTiles, AWallThatChangesItsHeightKeepsItsSeamClosed) {
     running.multiview.setupGrid(MultiviewOrientation::gridBelow, 1);
     running.multiview.setGridPos(nullptr, 1, 1, 0, "");
     running.multiview.setVideoFormat(test::customVideo(1920, 1080, 50.0));
+    ASSERT_TRUE(test::waitUntil([&] { return running.sink.latestPicture()->height == 1080; }));
     const Levels green{150, 43, 21};
     const Levels plain{115, 128, 128};
     EXPECT_TRUE(running.shows(500, 538, green)); // the last lines of the preview
