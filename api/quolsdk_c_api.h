@@ -332,7 +332,8 @@ QUOLSDK_C_API void quolsdk_switcher_set_props(quolsdk_handle switcher, const cha
  *  program's source leaves through it. A source must not be destroyed before it has been taken out
  *  of its tiles, or the multiview destroyed. */
 /** @{ */
-QUOLSDK_C_API quolsdk_handle quolsdk_multiview_create(void); /**< a new multiview, running */
+/** A new multiview, running; null where there is no thread or no memory to be had. */
+QUOLSDK_C_API quolsdk_handle quolsdk_multiview_create(void);
 QUOLSDK_C_API void quolsdk_multiview_destroy(
     quolsdk_handle multiview); /**< ends it; its sources stay */
 /** Lays the wall out; all tiles of the grid go, the large windows keep their sources. With N the

@@ -41,8 +41,10 @@ enum class TileProgram { yuv, uyvy, rgb };
 
 // What is kept for a tile from one wall to the next.
 struct TileTextures {
+    explicit TileTextures(int longestSide) : source(TileSource::Reader::graphics, longestSide) {}
+
     std::array<Texture, mostPlanes> planes;
-    TileSource source{TileSource::Reader::graphics};
+    TileSource source;
     FramePtr uploaded; // the picture in the textures, as it came
     TileProgram program = TileProgram::yuv;
     int width = 0; // of the picture in the textures
@@ -90,6 +92,7 @@ class GraphicsWall final : public WallRenderer {
 public:
     explicit GraphicsWall(std::unique_ptr<gl::HeadlessContext> context)
         : context_(std::move(context)), gl(context_->entries()) {
+        gl.GetIntegerv(GL_MAX_TEXTURE_SIZE, &longestSide_);
         makePrograms();
         gl.ActiveTexture(GL_TEXTURE0);
         makeWhiteTexture();
@@ -200,7 +203,7 @@ private:
         for (auto& [id, tile] : tiles_)
             tile.isSeen = false;
         for (const WallTile& tile : wall.tiles)
-            tiles_[tile.id].isSeen = true;
+            tiles_.try_emplace(tile.id, longestSide_).first->second.isSeen = true;
         for (auto tile = tiles_.begin(); tile != tiles_.end();) {
             if (tile->second.isSeen) {
                 ++tile;
@@ -365,7 +368,7 @@ private:
     void drawTile(const WallTile& tile) {
         const TileRect visible = intersection(tile.rect, {0, 0, width_, height_});
         if (visible.isEmpty()) return;
-        TileTextures& textures = tiles_[tile.id];
+        TileTextures& textures = tiles_.at(tile.id);
         gl.Disable(GL_BLEND);
         if (tile.picture && uploadPicture(textures, *tile.picture)) {
             drawPicture(tile.rect, visible, textures);
@@ -491,6 +494,7 @@ private:
     std::array<PictureProgram, 3> picturePrograms_; // by `TileProgram`
     BoxProgram box_;
     TextProgram text_;
+    GLint longestSide_ = 0; // of a texture
     GLuint white_ = 0;
     GLuint font_ = 0;
     GLuint framebuffer_ = 0;

@@ -50,8 +50,8 @@ YuvLevels levelsOf(const wall::Color& color) {
             byteOf(vOf(color.red, color.green, color.blue) + 0.5F)};
 }
 
-void InkBitmap::draw(const TileInk& ink) {
-    bounds_ = ink.bounds;
+void InkBitmap::draw(const TileInk& ink, const TileRect& visible) {
+    bounds_ = intersection(ink.bounds, visible);
     if (bounds_.isEmpty()) return;
     pixels_.assign(
         static_cast<std::size_t>(bounds_.width) * static_cast<std::size_t>(bounds_.height),

@@ -18,8 +18,9 @@ YuvLevels levelsOf(const wall::Color& color);
 // chroma is the mean of four of them.
 class InkBitmap {
 public:
-    // Forgets what was there. The bounds of `ink` begin on even pixels.
-    void draw(const TileInk& ink);
+    // Forgets what was there. Of the ink only what lies in `visible` is drawn: a tile may be many
+    // times larger than the wall. Both begin on even pixels.
+    void draw(const TileInk& ink, const TileRect& visible);
 
     // Lays it over a planar 4:2:0 picture, in the rows of chroma from `from` to `to` of the whole
     // picture and their luma. Outside the picture nothing is laid.

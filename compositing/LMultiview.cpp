@@ -8,6 +8,7 @@
 #include "compositing/GridCell.h"
 #include "compositing/RecentPicture.h"
 #include "compositing/Wall.h"
+#include "compositing/WallClock.h"
 #include "core/FairMutex.h"
 #include "core/Log.h"
 
@@ -25,6 +26,7 @@ LMultiview::LMultiview(Renderer how)
       cellMutex(std::make_unique<quol::FairMutex>()),
       videoFormat(initialFormat),
       recent(std::make_unique<quol::RecentPicture>()),
+      clock(std::make_unique<quol::WallClock>()),
       thread(&LMultiview::multiviewLoop, this) {}
 
 LMultiview::~LMultiview() {
@@ -45,20 +47,15 @@ quol::MultiviewLayout LMultiview::layout() const {
     return {orientation, gridSize, videoFormat.height};
 }
 
-// The tile of that key, made when there is none: a large window in its place, one of the grid
-// without a size. Under `cellMutex`.
+// The tile of that key, made without a size when there is none; a large window with its tally.
+// Under `cellMutex`.
 LMultiview::GridCell& LMultiview::cellOf(const std::string& key) {
     auto& cell = cells[key];
     if (cell) return *cell;
     cell = std::make_unique<GridCell>();
     cell->id = ++lastId;
-    if (key == quol::previewKey) {
-        cell->place = layout().preview();
-        cell->tally = previewTally;
-    } else if (key == quol::programKey) {
-        cell->place = layout().program();
-        cell->tally = programTally;
-    }
+    if (key == quol::previewKey) cell->tally = previewTally;
+    if (key == quol::programKey) cell->tally = programTally;
     return *cell;
 }
 
@@ -109,7 +106,7 @@ void LMultiview::exchangeSource(const std::string& key, LObject* source,
         letGo(cell, detached);
         if (shown != nullptr) {
             cell.source = shown;
-            cell.sink = std::make_unique<MultiviewSink>(this, key == quol::programKey);
+            cell.sink = std::make_unique<MultiviewSink>(this, key == quol::programKey, clock.get());
             sink = cell.sink.get();
         }
     }
@@ -119,11 +116,15 @@ void LMultiview::exchangeSource(const std::string& key, LObject* source,
 }
 
 void LMultiview::setPGMSource(LObject* source) {
-    exchangeSource(quol::programKey, source, [](GridCell&) {});
+    exchangeSource(quol::programKey, source, [this](GridCell& cell) {
+        if (cell.place == quol::TilePlace{}) cell.place = layout().program();
+    });
 }
 
 void LMultiview::setPVWSource(LObject* source) {
-    exchangeSource(quol::previewKey, source, [](GridCell&) {});
+    exchangeSource(quol::previewKey, source, [this](GridCell& cell) {
+        if (cell.place == quol::TilePlace{}) cell.place = layout().preview();
+    });
 }
 
 void LMultiview::setGridPos(LObject* source, int row, int col, int span, std::string name) {
@@ -170,6 +171,8 @@ void LMultiview::setGridName(int row, int col, std::string name) {
 void LMultiview::setGridName(const std::string& key, const std::string& name) {
     quol::logOut("LMultiview: Setting grid name for key: %s to: %s", key.c_str(), name.c_str());
     const std::lock_guard lock(*cellMutex);
+    // Hosts name the large windows first and lay the wall out then.
+    if (key == quol::previewKey || key == quol::programKey) cellOf(key);
     const auto cell = cells.find(key);
     if (cell != cells.end()) cell->second->name = name;
 }

@@ -23,6 +23,7 @@ class FairMutex;
 class MultiviewLayout;
 class RecentPicture;
 class RenderPace;
+class WallClock;
 class WallRenderer;
 struct Wall;
 } // namespace quol
@@ -50,13 +51,16 @@ enum class MultiviewOrientation : int {
 /// black.
 ///
 /// The sound of the program's source leaves through the multiview, block by block as it comes, on
-/// the thread of that source.
+/// the thread of that source, and stamped with the wall's own time: `pts` in samples, as many
+/// seconds behind or ahead of the source's as the two were apart when its sound set in, and
+/// measured anew when it comes more than half a second off. Sound that cannot be read (a plane
+/// missing, a rate that sound does not have) is passed over.
 ///
 /// Pictures are planar YUV 4:2:0 8-bit in full range; of the video format only size and rate count.
 /// A new multiview is 1920x1080 at 50 a second; a width or height below 1 counts as that, too, and
 /// a rate of 0 and below. The format's mode is not looked up in the table of modes. Frames carry
-/// `pts` in ticks and a `time_base` of 1 over the rate cut to a whole number. A picture that
-/// equals the one before shares its memory.
+/// `pts` in ticks and a `time_base` of 1 over the rate cut to a whole number; ticks that were
+/// missed are counted. A picture that equals the one before shares its memory.
 ///
 /// The pictures are made on a graphics processor where there is one, else on the main processor.
 /// Both draw the same wall; the manual tells where levels may differ.
@@ -86,7 +90,8 @@ public:
 
     struct GridCell; ///< a tile, private
 
-    /// Starts the thread: pictures come at once, black ones at first.
+    /// Starts the thread: pictures come at once, black ones at first. Throws std::system_error
+    /// where there is no thread to be had.
     explicit LMultiview(Renderer renderer = Renderer::automatic);
     /// Ends the thread, lets go of all sources. Pull consumers should have signed off.
     ~LMultiview() override;
@@ -114,7 +119,9 @@ public:
 
     /// Sets the label of a tile that is there.
     void setGridName(int row, int col, std::string name);
-    /// The same by key, large windows too. Prints one line.
+    /// The same by key. "PVW" and "PGM" are known before their windows are there: such a label is
+    /// kept in a tile without a size until setupGrid, or a source, makes the window. Prints one
+    /// line.
     void setGridName(const std::string& key, const std::string& name);
 
     /// All tiles, in the order of their keys.
@@ -126,7 +133,7 @@ public:
     bool canPullRender() const override; ///< true
     /// Asks for one picture and waits for it, 100 ms at most; owned by the caller. The multiview's
     /// own sinks get it too. Several consumers that ask within half a period get the same one. Null
-    /// when none came.
+    /// when none came; one that comes later goes to the sinks alone, unless somebody waits again.
     AVFrame* renderVideoFrame() override;
     /// From the first consumer on the multiview renders on request only; when the last has signed
     /// off it runs by its clock again.
@@ -143,7 +150,9 @@ private:
 
     void multiviewLoop();
     std::unique_ptr<quol::WallRenderer> makeRenderer() const;
-    bool waitForTurn(quol::RenderPace& pace, std::int64_t frameIndex);
+    bool waitForTurn(quol::RenderPace& pace, std::int64_t& frameIndex);
+    quol::FramePtr makePicture(quol::WallRenderer& wallRenderer, quol::Wall& wall,
+                               std::int64_t frameIndex);
     double describeWall(quol::Wall& wall);
     void printTiles();
     void handOn(quol::FramePtr picture);
@@ -169,11 +178,13 @@ private:
     std::condition_variable requested;
     std::condition_variable done;
     bool running = true;
-    bool request = false;        ///< a consumer waits
+    bool request = false;        ///< a consumer waits, or has waited in vain
+    int waiters = 0;             ///< consumers that wait just now
     std::uint64_t answers = 0;   ///< requests that were answered
     quol::FramePtr pendingFrame; ///< the answer to the latest
     bool isPendingShown = false; ///< whether it went to the sinks
     const std::unique_ptr<quol::RecentPicture> recent;
+    const std::unique_ptr<quol::WallClock> clock; ///< its own lock
 
     std::thread thread;
 };

@@ -10,9 +10,11 @@
 #include "compositing/TickTime.h"
 #include "compositing/TileInk.h"
 #include "compositing/Wall.h"
+#include "compositing/WallClock.h"
 #include "compositing/WallLook.h"
 #include "core/Clock.h"
 #include "core/FairMutex.h"
+#include "core/HadMemory.h"
 #include "core/Log.h"
 #include "core/PictureCheck.h"
 
@@ -29,6 +31,11 @@ constexpr std::int64_t longestSleep = 50 * quol::nanosPerMilli;
 
 // A wall shows what is now. Later than this, it does not make up for what it has missed.
 constexpr std::int64_t mostLate = quol::nanosPerSecond / 2;
+
+// Whole pictures that are due in so many nanoseconds.
+std::int64_t picturesIn(std::int64_t nanoseconds, double fps) {
+    return static_cast<std::int64_t>(static_cast<double>(nanoseconds) * 1.0e-9 * fps);
+}
 
 } // namespace
 
@@ -47,29 +54,52 @@ std::unique_ptr<quol::WallRenderer> LMultiview::makeRenderer() const {
 
 void LMultiview::multiviewLoop() {
     quol::RenderPace pace(quol::steadyNow());
-    const std::unique_ptr<quol::WallRenderer> wallRenderer = makeRenderer();
+    std::unique_ptr<quol::WallRenderer> wallRenderer;
+    const auto prepare = [&] {
+        if (!wallRenderer) wallRenderer = makeRenderer();
+    };
+    quol::hadMemory(prepare);
     pace.restart(0, tickRate, quol::steadyNow()); // a context takes its time
     quol::Wall wall;
+    int rounds = 0;
     for (std::int64_t index = 0; waitForTurn(pace, index); ++index) {
-        const double fps = describeWall(wall);
-        if (index % quol::wall::roundsBetweenLines == quol::wall::roundsBetweenLines - 1)
-            printTiles();
-        quol::FramePtr picture = wallRenderer->render(wall);
-        if (picture) {
-            picture->pts = index;
-            picture->time_base = quol::tickBase(fps);
-        }
-        handOn(std::move(picture));
+        quol::FramePtr picture;
+        // Where memory is short a picture is left out, and those who wait for it are told.
+        quol::hadMemory([&] {
+            prepare();
+            picture = makePicture(*wallRenderer, wall, index);
+        });
+        wall.tiles.clear(); // no source's picture is held until the next turn
+        quol::hadMemory([&] {
+            if (++rounds % quol::wall::roundsBetweenLines == 0) printTiles();
+        });
+        quol::hadMemory([&] { handOn(std::move(picture)); });
     }
 }
 
+quol::FramePtr LMultiview::makePicture(quol::WallRenderer& wallRenderer, quol::Wall& wall,
+                                       std::int64_t frameIndex) {
+    const double fps = describeWall(wall);
+    quol::FramePtr picture = wallRenderer.render(wall);
+    if (picture) {
+        picture->pts = frameIndex;
+        picture->time_base = quol::tickBase(fps);
+    }
+    return picture;
+}
+
 // Waits until the picture is due, or asked for. False when the multiview ends.
-bool LMultiview::waitForTurn(quol::RenderPace& pace, std::int64_t frameIndex) {
+bool LMultiview::waitForTurn(quol::RenderPace& pace, std::int64_t& frameIndex) {
     videoFormatProps format;
     while (true) {
         getVideoFormat(format);
         const double fps = quol::rateOrDefault(format.fps);
         tickRate = fps;
+        const double tick = av_q2d(quol::tickBase(fps));
+        const auto begin = [&](std::int64_t due) {
+            clock->set(static_cast<double>(frameIndex) * tick, due, fps * tick);
+            return true;
+        };
         std::unique_lock lock(pullMutex);
         if (!running) return false;
         const std::int64_t now = quol::steadyNow();
@@ -77,16 +107,24 @@ bool LMultiview::waitForTurn(quol::RenderPace& pace, std::int64_t frameIndex) {
         if (pullConsumers > 0) {
             const bool isTurn =
                 requested.wait_for(lock, std::chrono::nanoseconds(longestSleep), isAsked);
-            pace.restart(frameIndex, fps, quol::steadyNow());
-            if (isTurn) return running;
-            continue;
+            const std::int64_t asked = quol::steadyNow();
+            pace.restart(frameIndex, fps, asked);
+            if (!isTurn) continue;
+            // The wall's time stands while nobody asks.
+            clock->set(static_cast<double>(frameIndex) * tick, asked, fps * tick, tick);
+            return running;
         }
-        const std::int64_t wait = pace.untilDue(frameIndex, fps, now);
-        if (wait < -mostLate || !quol::RenderPace::isSleepable(wait, fps)) {
+        std::int64_t wait = pace.untilDue(frameIndex, fps, now);
+        if (wait < -mostLate) {
+            frameIndex += picturesIn(-wait, fps); // they are gone, and their time is
+            wait = pace.untilDue(frameIndex, fps, now);
+            return begin(now + wait);
+        }
+        if (!quol::RenderPace::isSleepable(wait, fps)) {
             pace.restart(frameIndex, fps, now);
-            return true;
+            return begin(now);
         }
-        if (wait <= 0 || request) return true;
+        if (wait <= 0 || request) return begin(now + wait);
         requested.wait_for(lock, std::chrono::nanoseconds(std::min(wait, longestSleep)), isAsked);
     }
 }
@@ -129,13 +167,15 @@ void LMultiview::printTiles() {
     }
 }
 
-// To the consumers that wait, of whom the first hands it to the sinks; while nobody pulls to the
-// sinks. One without a picture lets nobody wait.
+// To the consumers that wait, of whom the first hands it to the sinks. To the sinks while nobody
+// pulls, and when those who have asked for it could wait no longer. One without a picture lets
+// nobody wait.
 void LMultiview::handOn(quol::FramePtr picture) {
+    bool isLate = false;
     {
         const std::lock_guard lock(pullMutex);
-        if (request) {
-            request = false;
+        isLate = std::exchange(request, false);
+        if (waiters > 0) {
             ++answers;
             pendingFrame = std::move(picture);
             isPendingShown = false;
@@ -143,7 +183,7 @@ void LMultiview::handOn(quol::FramePtr picture) {
             return;
         }
     }
-    if (picture && pullConsumers <= 0) distributeVideoFrame(picture.get());
+    if (picture && (isLate || pullConsumers <= 0)) distributeVideoFrame(picture.get());
 }
 
 bool LMultiview::canPullRender() const {
@@ -161,7 +201,9 @@ AVFrame* LMultiview::renderVideoFrame() {
         request = true;
         requested.notify_one();
         const std::uint64_t before = answers;
+        ++waiters;
         done.wait_for(lock, pullTimeout, [&] { return answers != before || !running; });
+        --waiters;
         if (answers == before) return nullptr;
         frame = quol::cloneFrame(pendingFrame.get());
         isFirst = !isPendingShown;

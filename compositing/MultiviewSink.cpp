@@ -2,7 +2,9 @@
 
 #include <cmath>
 
+#include "compositing/WallClock.h"
 #include "core/Clock.h"
+#include "core/SoundCheck.h"
 #include "quolsdk/LObject.h"
 
 namespace {
@@ -20,14 +22,20 @@ float nextLevel(float level, float peak) {
     return next < nothing ? 0.0F : next;
 }
 
+struct Forwarding;
+thread_local const Forwarding* innermost = nullptr;
+
 // The multiviews whose sinks a thread is in just now, by the sound it forwards. Two that show each
 // other would hand one block to and fro, under locks that they hold already.
 struct Forwarding {
-    const LObject* owner;
-    const Forwarding* outer;
-};
+    explicit Forwarding(const LObject* of) : owner(of), outer(innermost) { innermost = this; }
+    Forwarding(const Forwarding&) = delete;
+    Forwarding& operator=(const Forwarding&) = delete;
+    ~Forwarding() { innermost = outer; }
 
-thread_local const Forwarding* innermost = nullptr;
+    const LObject* const owner;
+    const Forwarding* const outer;
+};
 
 bool isForwardingBy(const LObject* owner) {
     for (const Forwarding* each = innermost; each != nullptr; each = each->outer) {
@@ -39,7 +47,7 @@ bool isForwardingBy(const LObject* owner) {
 } // namespace
 
 void MultiviewSink::pushAudioFrame(AVFrame* frame) {
-    if (frame == nullptr || frame->nb_samples < 1) return;
+    if (frame == nullptr || !quol::isReadableSound(*frame)) return;
     meter(*frame);
     if (forwards_ && owner_ != nullptr) forward(frame);
 }
@@ -52,12 +60,23 @@ void MultiviewSink::meter(const AVFrame& frame) {
     soundTime_ = quol::steadyNow();
 }
 
-void MultiviewSink::forward(AVFrame* frame) const {
+void MultiviewSink::forward(AVFrame* frame) {
     if (isForwardingBy(owner_)) return;
-    const Forwarding here{owner_, innermost};
-    innermost = &here;
-    owner_->distributeAudioFrame(frame);
-    innermost = here.outer;
+    const quol::FramePtr stamped = clock_ != nullptr ? onWallTime(*frame) : nullptr;
+    if (clock_ != nullptr && !stamped) return; // no memory
+    const Forwarding here(owner_);
+    owner_->distributeAudioFrame(stamped ? stamped.get() : frame);
+}
+
+// The same samples, in the wall's time.
+quol::FramePtr MultiviewSink::onWallTime(const AVFrame& frame) {
+    quol::FramePtr stamped = quol::cloneFrame(&frame);
+    if (!stamped) return nullptr;
+    const double wall = clock_->at(quol::steadyNow());
+    const std::lock_guard lock(levelMutex_);
+    stamped->pts = time_.of(frame, wall);
+    stamped->time_base = {1, frame.sample_rate};
+    return stamped;
 }
 
 std::optional<quol::AudioPeak> MultiviewSink::levels(std::int64_t since) const {

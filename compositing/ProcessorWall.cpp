@@ -68,6 +68,7 @@ struct TileMemory {
     // As it was drawn last.
     bool isDrawn = false;
     TileRect rect;
+    TileRect seen; // what was visible of it
     FramePtr picture;
     int tally = 0;
     std::string name;
@@ -108,6 +109,17 @@ class ProcessorWall final : public WallRenderer {
 public:
     FramePtr render(const Wall& wall) override {
         if (!canBeMade(wall)) return nullptr;
+        try {
+            return draw(wall);
+        } catch (...) { // what is kept may be half of this wall
+            memories_.clear();
+            last_.reset();
+            throw;
+        }
+    }
+
+private:
+    FramePtr draw(const Wall& wall) {
         takeTiles(wall);
         if (!isRearranged_ && hasNothingNew()) return cloneFrame(last_.get());
         const int evenWidth = (wall.width + 1) / 2 * 2;
@@ -129,7 +141,6 @@ public:
         return canvas;
     }
 
-private:
     // Finds the memory of every tile, and what there is to do.
     void takeTiles(const Wall& wall) {
         tiles_.clear();
@@ -211,13 +222,15 @@ private:
                 memory.work = Work::scale;
             }
         }
-        const bool isMoved = !memory.isDrawn || memory.rect != tile.rect;
-        if (isMoved || memory.name != tile.name) memory.label.draw(labelInk(tile.rect, tile.name));
+        const bool isMoved =
+            !memory.isDrawn || memory.rect != tile.rect || memory.seen != memory.visible;
+        if (isMoved || memory.name != tile.name)
+            memory.label.draw(labelInk(tile.rect, tile.name), memory.visible);
         if (!tile.hasMeter) {
-            memory.meter.draw({});
+            memory.meter.draw({}, {});
         } else if (isMoved || !memory.hasMeter || memory.litLeft != tile.litLeft ||
                    memory.litRight != tile.litRight) {
-            memory.meter.draw(meterInk(tile.rect, tile.litLeft, tile.litRight));
+            memory.meter.draw(meterInk(tile.rect, tile.litLeft, tile.litRight), memory.visible);
         }
         memory.tally = tile.tally;
     }
@@ -287,6 +300,7 @@ private:
     static void remember(TileMemory& memory, const WallTile& tile) {
         memory.isDrawn = true;
         memory.rect = tile.rect;
+        memory.seen = memory.visible;
         if (!isOneMoment(memory.picture.get(), tile.picture.get()))
             memory.picture = cloneFrame(tile.picture.get());
         memory.tally = tile.tally;

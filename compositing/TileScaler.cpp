@@ -37,6 +37,11 @@ const LevelRule& chromaRule() {
     return rule;
 }
 
+const LevelRule& greyRule() {
+    static const LevelRule rule{{factorOf(1.0), 0, 0}, offsetOf(0.0)};
+    return rule;
+}
+
 const LevelRule& rgbToLuma() {
     static const LevelRule rule{{factorOf(0.299), factorOf(0.587), factorOf(0.114)}, offsetOf(0.0)};
     return rule;
@@ -175,59 +180,78 @@ void TileScaler::takeAcross(const Component& component, const AxisFilter& across
     acrossRow(values.data(), scratch.picked.data(), across);
 }
 
-void TileScaler::luma(const AVFrame& source, std::uint8_t* row, int output,
-                      Scratch& scratch) const {
-    const Filters& filters = lumaFilters_;
-    const int count = filters.across.outputs();
-    const auto take = [&](const Component& component, std::vector<std::int16_t>& values) {
-        takeDown(source, component, filters.down, output, scratch);
-        takeAcross(component, filters.across, scratch, values);
-    };
-    if (isRgb_) {
-        for (std::size_t i = 0; i < 3; ++i)
-            take(components_[i], scratch.values[i]);
-        const std::int16_t* const values[3] = {scratch.values[0].data(), scratch.values[1].data(),
-                                               scratch.values[2].data()};
-        levelRow(row, values, rgbToLuma(), count);
-    } else {
-        take(components_[0], scratch.values[0]);
-        levelRow(row, scratch.values[0].data(), lumaRule(), count);
+void TileScaler::greyRows(const AVFrame& source, const Target& target, int output,
+                          Scratch& scratch) const {
+    for (int line = 0; line < 2 && target.luma[line] != nullptr; ++line) {
+        takeDown(source, components_[0], lumaFilters_.down, 2 * output + line, scratch);
+        takeAcross(components_[0], lumaFilters_.across, scratch, scratch.values[0]);
+        levelRow(target.luma[line], scratch.values[0].data(), greyRule(), visible_.width);
     }
-    if (!hasAlpha_) return;
-    take(alpha_, scratch.alpha);
-    fadeRow(row, scratch.alpha.data(), 0, count);
+    const int count = (visible_.width + 1) / 2;
+    std::fill_n(target.u, count, static_cast<std::uint8_t>(neutralChroma));
+    std::fill_n(target.v, count, static_cast<std::uint8_t>(neutralChroma));
 }
 
-void TileScaler::chroma(const AVFrame& source, std::uint8_t* u, std::uint8_t* v, int output,
-                        Scratch& scratch) const {
-    const int count = (visible_.width + 1) / 2;
-    if (isGrey_) {
-        std::fill_n(u, count, static_cast<std::uint8_t>(neutralChroma));
-        std::fill_n(v, count, static_cast<std::uint8_t>(neutralChroma));
-        return;
-    }
-    const auto take = [&](const Component& component, const Filters& filters,
-                          std::vector<std::int16_t>& values) {
-        takeDown(source, component, filters.down, output, scratch);
-        takeAcross(component, filters.across, scratch, values);
+void TileScaler::rgbRows(const AVFrame& source, const Target& target, int output,
+                         Scratch& scratch) const {
+    const auto take = [&](const Filters& filters, int row) {
+        for (std::size_t i = 0; i < 3; ++i) {
+            takeDown(source, components_[i], filters.down, row, scratch);
+            takeAcross(components_[i], filters.across, scratch, scratch.values[i]);
+        }
+        return std::array<const std::int16_t*, 3>{
+            scratch.values[0].data(), scratch.values[1].data(), scratch.values[2].data()};
     };
-    if (isRgb_) {
-        for (std::size_t i = 0; i < 3; ++i)
-            take(components_[i], alphaChromaFilters_, scratch.values[i]);
-        const std::int16_t* const values[3] = {scratch.values[0].data(), scratch.values[1].data(),
-                                               scratch.values[2].data()};
-        levelRow(u, values, rgbToU(), count);
-        levelRow(v, values, rgbToV(), count);
-    } else {
-        take(components_[1], chromaFilters_, scratch.values[0]);
-        levelRow(u, scratch.values[0].data(), chromaRule(), count);
-        take(components_[2], chromaFilters_, scratch.values[0]);
-        levelRow(v, scratch.values[0].data(), chromaRule(), count);
+    for (int line = 0; line < 2 && target.luma[line] != nullptr; ++line) {
+        const auto values = take(lumaFilters_, 2 * output + line);
+        levelRow(target.luma[line], values.data(), rgbToLuma(), visible_.width);
     }
-    if (!hasAlpha_) return;
-    take(alpha_, alphaChromaFilters_, scratch.alpha);
-    fadeRow(u, scratch.alpha.data(), neutralChroma, count);
-    fadeRow(v, scratch.alpha.data(), neutralChroma, count);
+    const auto values = take(alphaChromaFilters_, output);
+    const int count = (visible_.width + 1) / 2;
+    levelRow(target.u, values.data(), rgbToU(), count);
+    levelRow(target.v, values.data(), rgbToV(), count);
+}
+
+void TileScaler::yuvRows(const AVFrame& source, const Target& target, int output,
+                         Scratch& scratch) const {
+    const auto take = [&](std::size_t component, const Filters& filters, int row,
+                          std::vector<std::int16_t>& values) {
+        takeDown(source, components_[component], filters.down, row, scratch);
+        takeAcross(components_[component], filters.across, scratch, values);
+    };
+    TileGamut::Rows rows{};
+    for (std::size_t line = 0; line < 2 && target.luma[line] != nullptr; ++line) {
+        take(0, lumaFilters_, 2 * output + static_cast<int>(line), scratch.values[line]);
+        rows.luma[line] = scratch.values[line].data();
+    }
+    take(1, chromaFilters_, output, scratch.chroma[0]);
+    take(2, chromaFilters_, output, scratch.chroma[1]);
+    rows.u = scratch.chroma[0].data();
+    rows.v = scratch.chroma[1].data();
+    rows.width = visible_.width;
+    for (int line = 0; line < 2 && target.luma[line] != nullptr; ++line)
+        levelRow(target.luma[line], rows.luma[line], lumaRule(), visible_.width);
+    const int count = (visible_.width + 1) / 2;
+    levelRow(target.u, rows.u, chromaRule(), count);
+    levelRow(target.v, rows.v, chromaRule(), count);
+    if (scratch.gamut.isLeft(rows)) scratch.gamut.hold(rows, target.luma, target.u, target.v);
+}
+
+// Alpha lies over black.
+void TileScaler::fade(const AVFrame& source, const Target& target, int output,
+                      Scratch& scratch) const {
+    const auto take = [&](const Filters& filters, int row) {
+        takeDown(source, alpha_, filters.down, row, scratch);
+        takeAcross(alpha_, filters.across, scratch, scratch.alpha);
+        return scratch.alpha.data();
+    };
+    for (int line = 0; line < 2 && target.luma[line] != nullptr; ++line)
+        fadeRow(target.luma[line], take(lumaFilters_, 2 * output + line), 0, visible_.width);
+    if (isGrey_) return; // its chroma stays where it is
+    const std::int16_t* const alpha = take(alphaChromaFilters_, output);
+    const int count = (visible_.width + 1) / 2;
+    fadeRow(target.u, alpha, neutralChroma, count);
+    fadeRow(target.v, alpha, neutralChroma, count);
 }
 
 void TileScaler::run(const AVFrame& source, AVFrame& canvas, int x, int y, int from, int to,
@@ -236,9 +260,18 @@ void TileScaler::run(const AVFrame& source, AVFrame& canvas, int x, int y, int f
         return canvas.data[plane] + std::ptrdiff_t{top} * canvas.linesize[plane] + left;
     };
     for (int i = from; i < to; ++i) {
-        for (int line = 2 * i; line < std::min(2 * i + 2, visible_.height); ++line)
-            luma(source, rowOf(0, x, y + line), line, scratch);
-        chroma(source, rowOf(1, x / 2, y / 2 + i), rowOf(2, x / 2, y / 2 + i), i, scratch);
+        const bool isPair = 2 * i + 1 < visible_.height;
+        const Target target{{rowOf(0, x, y + 2 * i), isPair ? rowOf(0, x, y + 2 * i + 1) : nullptr},
+                            rowOf(1, x / 2, y / 2 + i),
+                            rowOf(2, x / 2, y / 2 + i)};
+        if (isGrey_) {
+            greyRows(source, target, i, scratch);
+        } else if (isRgb_) {
+            rgbRows(source, target, i, scratch);
+        } else {
+            yuvRows(source, target, i, scratch);
+        }
+        if (hasAlpha_) fade(source, target, i, scratch);
     }
 }
 

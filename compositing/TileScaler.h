@@ -7,13 +7,14 @@
 
 #include "compositing/AxisFilter.h"
 #include "compositing/MultiviewLayout.h"
+#include "compositing/TileGamut.h"
 #include "core/Handles.h"
 
 namespace quol {
 
 // Writes pictures in full range into a part of a planar 4:2:0 picture, as the tile programs of
-// OpenGL draw them: YUV is read as BT.601 in limited range, RGB as it is, alpha lies over black.
-// Unlike there, colours that no RGB has are not brought back into it.
+// OpenGL draw them: YUV is read as BT.601 in limited range, RGB and grey as they are, alpha lies
+// over black, colours that no RGB has are brought back into it.
 //
 // Prepared for one shape of the source and one place; then any rows of it can be scaled, several
 // threads at a time.
@@ -24,7 +25,9 @@ public:
         std::vector<std::uint16_t> sums;
         std::vector<std::int16_t> picked;
         std::array<std::vector<std::int16_t>, 3> values;
+        std::array<std::vector<std::int16_t>, 2> chroma;
         std::vector<std::int16_t> alpha;
+        TileGamut gamut;
     };
 
     // For pictures like this one, 8 bits a sample, in a tile of which `visible` is seen. Both begin
@@ -75,9 +78,18 @@ private:
                          int output, Scratch& scratch);
     static void takeAcross(const Component& component, const AxisFilter& across, Scratch& scratch,
                            std::vector<std::int16_t>& values);
-    void luma(const AVFrame& source, std::uint8_t* row, int output, Scratch& scratch) const;
-    void chroma(const AVFrame& source, std::uint8_t* u, std::uint8_t* v, int output,
-                Scratch& scratch) const;
+    // Rows of the canvas: those of luma, of which the second is missing at the end of an odd
+    // height, and those of the chroma they share.
+    struct Target {
+        std::uint8_t* luma[2];
+        std::uint8_t* u;
+        std::uint8_t* v;
+    };
+
+    void greyRows(const AVFrame& source, const Target& target, int output, Scratch& scratch) const;
+    void rgbRows(const AVFrame& source, const Target& target, int output, Scratch& scratch) const;
+    void yuvRows(const AVFrame& source, const Target& target, int output, Scratch& scratch) const;
+    void fade(const AVFrame& source, const Target& target, int output, Scratch& scratch) const;
 
     Form form_;
     TileRect visible_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <system_error>
+#include <utility>
 
 namespace quol {
 
@@ -44,14 +45,29 @@ void WorkerTeam::runParts(int count, PartCall part) {
     count_ = count;
     unfinished_ = count;
     started_.notify_all();
-    while (next_ < count_) {
-        const int mine = next_++;
-        lock.unlock();
-        part(mine);
-        lock.lock();
-        --unfinished_;
-    }
+    while (next_ < count_)
+        doNext(lock, part);
     finished_.wait(lock, [this] { return unfinished_ == 0; });
+    if (thrown_) std::rethrow_exception(std::exchange(thrown_, nullptr));
+}
+
+// Takes the next part and does it, outside the lock. What it throws must wait: the job stands on
+// the caller's stack while others are at it.
+void WorkerTeam::doNext(std::unique_lock<std::mutex>& lock, PartCall part) {
+    const int mine = next_++;
+    lock.unlock();
+    std::exception_ptr thrown;
+    try {
+        part(mine);
+    } catch (...) {
+        thrown = std::current_exception();
+    }
+    lock.lock();
+    --unfinished_;
+    if (!thrown) return;
+    if (!thrown_) thrown_ = std::move(thrown);
+    unfinished_ -= count_ - next_; // nobody begins the rest
+    next_ = count_;
 }
 
 void WorkerTeam::help() {
@@ -59,12 +75,8 @@ void WorkerTeam::help() {
     while (true) {
         started_.wait(lock, [this] { return ending_ || next_ < count_; });
         if (ending_) return;
-        const int mine = next_++;
-        const PartCall part = part_;
-        lock.unlock();
-        part(mine);
-        lock.lock();
-        if (--unfinished_ == 0) finished_.notify_one();
+        doNext(lock, part_);
+        if (unfinished_ == 0) finished_.notify_one();
     }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <exception>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -23,8 +24,9 @@ public:
     static int usualHelpers();
 
     // Calls part(0) to part(count - 1), each once, on the caller and the helpers; returns when all
-    // are done. Parts must not throw. A helper that wakes up late finds nothing to do and is not
-    // waited for.
+    // are done. When a part throws, those that nobody has begun are left out, and the first of what
+    // was thrown is thrown here once the others are done. A helper that wakes up late finds nothing
+    // to do and is not waited for.
     template <typename Part>
     void run(int count, Part part) {
         runParts(count, {&part, [](void* callee, int i) { (*static_cast<Part*>(callee))(i); }});
@@ -42,6 +44,7 @@ private:
     };
 
     void runParts(int count, PartCall part);
+    void doNext(std::unique_lock<std::mutex>& lock, PartCall part);
     void help();
     void startThreads();
 
@@ -55,6 +58,7 @@ private:
     int next_ = 0;
     int count_ = 0;
     int unfinished_ = 0;
+    std::exception_ptr thrown_; // the first of this job
     bool ending_ = false;
 };
 

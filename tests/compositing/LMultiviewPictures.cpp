@@ -55,7 +55,7 @@ TEST(LMultiviewPictures, PicturesArePlanarInFullRangeAndCounted) {
     EXPECT_EQ(picture->time_base.den, 29);
     const auto seen = running.sink.pictures();
     for (std::size_t i = 1; i < seen.size(); ++i)
-        EXPECT_EQ(seen[i].pts, seen[i - 1].pts + 1);
+        EXPECT_GT(seen[i].pts, seen[i - 1].pts); // those missed are counted
 }
 
 TEST(LMultiviewPictures, PicturesComeAtTheRateOfTheFormat) {
@@ -265,12 +265,79 @@ TEST(LMultiviewPictures, TheSoundOfTheProgramsSourceLeavesThroughTheMultiview) {
     const quol::FramePtr sound = plainSound(960, 1234, 4321, 4800);
     program.distributeAudioFrame(sound.get());
     EXPECT_EQ(running.sink.soundCount(), 1U);
-    EXPECT_DOUBLE_EQ(running.sink.sounds()[0].seconds, 0.1);
     running.multiview.setPGMSource(&preview);
     program.distributeAudioFrame(sound.get());
     EXPECT_EQ(running.sink.soundCount(), 1U);
     preview.distributeAudioFrame(sound.get());
     EXPECT_EQ(running.sink.soundCount(), 2U);
+}
+
+// The camera counts from where it likes; who plays the wall goes by the wall's pictures.
+TEST(LMultiviewPictures, TheSoundOfASourceFarAheadIsHeardThroughAMixerThatShowsTheWall) {
+    HandSource camera;
+    LMultiview multiview(LMultiview::Renderer::processor);
+    multiview.setVideoFormat(customVideo(64, 36, 50.0));
+    multiview.setPGMSource(&camera);
+    test::RunningMixer mixer(customVideo(64, 36, 50, 1));
+    mixer.mixer.addLayer("wall", &multiview, 0, 0.0F, 0.0F, 255, 64.0F, 36.0F, true);
+    std::int64_t pts = 100 * 48000;
+    EXPECT_TRUE(test::waitUntil([&] {
+        camera.distributeAudioFrame(plainSound(960, 8000, 8000, pts).get());
+        pts += 960;
+        std::this_thread::sleep_for(20ms);
+        const quol::FramePtr sound = mixer.sink.latestSound();
+        if (!sound) return false;
+        for (const std::int16_t sample : test::samplesOf(*sound)) {
+            if (sample > 1000) return true;
+        }
+        return false;
+    }));
+}
+
+TEST(LMultiviewPictures, SoundAndPicturesOfTheWallTellOneTime) {
+    HandSource camera;
+    RunningMultiview running(64, 36, 50.0);
+    running.multiview.setPGMSource(&camera);
+    ASSERT_TRUE(running.nextPicture());
+    const double before = running.sink.pictures().back().seconds;
+    camera.distributeAudioFrame(plainSound(960, 1000, 1000, 100 * 48000).get());
+    ASSERT_TRUE(running.nextPicture());
+    const double after = running.sink.pictures().back().seconds;
+    ASSERT_EQ(running.sink.soundCount(), 1U);
+    EXPECT_GE(running.sink.sounds()[0].seconds, before - 0.5);
+    EXPECT_LE(running.sink.sounds()[0].seconds, after + 0.5);
+}
+
+// A sink holds the wall up for a second.
+TEST(LMultiviewPictures, PicturesThatWereMissedAreLeftOutAndTheirTimeIsNot) {
+    class HoldingSink : public test::CollectingSink {
+    public:
+        void pushVideoFrame(AVFrame* frame) override {
+            CollectingSink::pushVideoFrame(frame);
+            if (pictureCount() == 3) std::this_thread::sleep_for(1s);
+        }
+    };
+    LMultiview multiview(LMultiview::Renderer::processor);
+    multiview.setVideoFormat(customVideo(64, 36, 50.0));
+    HoldingSink sink;
+    multiview.addSink(&sink);
+    ASSERT_TRUE(sink.waitForPictures(6));
+    const auto seen = sink.pictures();
+    multiview.removeSink(&sink);
+    std::int64_t widest = 0;
+    for (std::size_t i = 1; i < 6; ++i)
+        widest = std::max(widest, seen[i].pts - seen[i - 1].pts);
+    EXPECT_GE(widest, 40);
+}
+
+TEST(LMultiviewPictures, AGraphicsWallRunsFromItsSourceToItsSink) {
+    HandSource source;
+    RunningMultiview running(192, 108, 50.0, LMultiview::Renderer::graphics);
+    running.multiview.setPGMSource(&source);
+    source.distributeVideoFrame(plainPicture(64, 36, grey).get());
+    EXPECT_TRUE(running.shows(programX, windowY, onWall(grey)));
+    source.distributeVideoFrame(plainPicture(64, 36, bright).get());
+    EXPECT_TRUE(running.shows(programX, windowY, onWall(bright)));
 }
 
 TEST(LMultiviewPictures, SoundGoesThroughAChainOfMultiviewsAndNotRound) {
@@ -382,4 +449,33 @@ TEST(LMultiviewPull, AMixerThatShowsAMultiviewPullsIt) {
     test::RunningMixer mixer(customVideo(192, 108, 50, 1));
     mixer.mixer.addLayer("wall", &multiview, 0, 0.0F, 0.0F, 255, 192.0F, 108.0F);
     EXPECT_TRUE(mixer.shows(programX, windowY, onWall(grey)));
+}
+
+// A sink that takes longer than a consumer waits: the consumer gets nothing, the sinks everything.
+TEST(LMultiviewPull, ARequestWaits100MillisecondsAndItsPictureIsNotLost) {
+    class GateSink : public test::CollectingSink {
+    public:
+        void pushVideoFrame(AVFrame* frame) override {
+            CollectingSink::pushVideoFrame(frame);
+            while (isShut)
+                std::this_thread::sleep_for(1ms);
+        }
+        std::atomic<bool> isShut{false};
+    };
+    GateSink sink;
+    LMultiview multiview(LMultiview::Renderer::processor);
+    multiview.setVideoFormat(customVideo(64, 36, 50.0));
+    sink.isShut = true;
+    multiview.addSink(&sink);
+    ASSERT_TRUE(sink.waitForPictures(1)); // the render thread is held in it
+    MultiviewConsumer consumer(multiview);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_FALSE(consumer.ask());
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 100ms);
+    const std::size_t before = sink.pictureCount();
+    sink.isShut = false;
+    // The one that was asked for comes to the sinks, nobody else waiting for it.
+    EXPECT_TRUE(sink.waitForPictures(before + 1));
+    EXPECT_TRUE(consumer.picture());
+    multiview.removeSink(&sink);
 }

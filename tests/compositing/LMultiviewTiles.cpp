@@ -302,6 +302,73 @@ TEST(LMultiviewTiles, ANameForATileThatIsNotThereChangesNothing) {
     EXPECT_TRUE(multiview.getLayoutInfo().empty());
 }
 
+TEST(LMultiviewTiles, ALabelOfALargeWindowIsKeptUntilTheWindowIsThere) {
+    HandSource source;
+    LMultiview multiview(LMultiview::Renderer::processor);
+    multiview.setGridName("PGM", "Air");
+    multiview.setGridName("PVW", "Next");
+    auto info = multiview.getLayoutInfo();
+    ASSERT_EQ(info.size(), 2U);
+    EXPECT_EQ(info[0].name, "Air");
+    EXPECT_EQ(info[0].tally, 2);
+    EXPECT_EQ(info[0].w, 0.0F);
+    multiview.setPGMSource(&source); // makes the window, in the layout of a new multiview
+    info = multiview.getLayoutInfo();
+    EXPECT_EQ(info[0].name, "Air");
+    EXPECT_EQ(info[0].x, 0.5F);
+    EXPECT_EQ(info[0].w, 0.5F);
+    EXPECT_EQ(info[1].w, 0.0F);
+    multiview.setupGrid(MultiviewOrientation::gridAbove, 2);
+    info = multiview.getLayoutInfo();
+    EXPECT_EQ(info[1].name, "Next");
+    EXPECT_EQ(info[1].tally, 1);
+    EXPECT_EQ(info[1].w, 0.5F);
+}
+
+TEST(LMultiviewTiles, TheSameSourceOnceMoreKeepsItsSinkAndItsPicture) {
+    WatchedSource source;
+    RunningMultiview running;
+    LMultiview& multiview = running.multiview;
+    multiview.setupGrid(MultiviewOrientation::gridBelow, 1);
+    multiview.setGridPos(&source, 1, 1, 0, "A");
+    source.distributeVideoFrame(plainPicture(64, 36, grey).get());
+    ASSERT_TRUE(running.shows(48, 66, onWall(grey)));
+    multiview.setGridPos(&source, 1, 1, 1, "B");
+    EXPECT_EQ(source.added, 1);
+    EXPECT_EQ(source.removed, 0);
+    EXPECT_EQ(running.tile("1_1").name, "B");
+    EXPECT_TRUE(running.shows(144, 66, onWall(grey))); // without a new one
+}
+
+TEST(LMultiviewTiles, ATileOfManyCellsWithSoundIsDrawn) {
+    HandSource source;
+    RunningMultiview running(1920, 1080);
+    for (const int span : {100, 1000}) {
+        running.multiview.setGridPos(&source, 1, 1, span, "Large");
+        source.distributeVideoFrame(plainPicture(64, 36, grey).get());
+        for (const std::int16_t level :
+             {std::int16_t{32767}, std::int16_t{0}, std::int16_t{9000}}) {
+            source.distributeAudioFrame(test::plainSound(960, level, level).get());
+            ASSERT_TRUE(running.nextPicture());
+        }
+        EXPECT_TRUE(running.shows(960, 900, onWall(grey)));
+    }
+}
+
+// Laid out for one height and shown at another: the grid meets the large windows all the same.
+TEST(LMultiviewTiles, AWallThatChangesItsHeightKeepsItsSeamClosed) {
+    HandSource source;
+    RunningMultiview running(192, 108);
+    running.multiview.setupGrid(MultiviewOrientation::gridBelow, 1);
+    running.multiview.setGridPos(nullptr, 1, 1, 0, "");
+    running.multiview.setVideoFormat(test::customVideo(1920, 1080, 50.0));
+    ASSERT_TRUE(test::waitUntil([&] { return running.sink.latestPicture()->height == 1080; }));
+    const Levels green{150, 43, 21};
+    const Levels plain{115, 128, 128};
+    EXPECT_TRUE(running.shows(500, 538, green)); // the last lines of the preview
+    EXPECT_TRUE(running.shows(500, 540, plain)); // the first of the tile below
+}
+
 TEST(LMultiviewTiles, AllThatIsOutOfRangeIsTakenQuietly) {
     HandSource source;
     RunningMultiview running;

@@ -7,6 +7,7 @@
 #include <limits>
 #include <thread>
 
+#include "compositing/WallClock.h"
 #include "core/Clock.h"
 #include "quolsdk/LObject.h"
 #include "support/CollectingSink.h"
@@ -118,7 +119,7 @@ TEST(MultiviewSink, OnePlaneOfFloatIsTheLeftAlone) {
 TEST(MultiviewSink, AnyOtherFormCountsAsNothing) {
     for (const AVSampleFormat format : {AV_SAMPLE_FMT_FLT, AV_SAMPLE_FMT_S16P, AV_SAMPLE_FMT_S32}) {
         MultiviewSink sink(nullptr, false);
-        const quol::FramePtr sound = test::makeSound(960, 48000, 2, AV_SAMPLE_FMT_FLT, 0, 1000.0);
+        const quol::FramePtr sound = test::makeSound(960, 48000, 2, AV_SAMPLE_FMT_FLTP, 0, 1000.0);
         sound->format = format;
         sink.pushAudioFrame(sound.get());
         EXPECT_FLOAT_EQ(levelsOf(sink).left, 0.0F);
@@ -216,4 +217,51 @@ TEST(MultiviewSink, SoundThatComesBackToItsForwarderStops) {
     a.removeSink(&intoB);
     b.removeSink(&intoA);
     a.removeSink(&out);
+}
+
+// A block with planes missing, of no known form or rate, would be read out of bounds.
+TEST(MultiviewSink, SoundThatCannotBeReadIsNeitherMeteredNorHandedOn) {
+    LObject owner;
+    test::CollectingSink out;
+    owner.addSink(&out);
+    MultiviewSink sink(&owner, true);
+    const auto push = [&sink](AVSampleFormat format, int sampleRate) {
+        const quol::FramePtr empty(av_frame_alloc());
+        empty->format = format;
+        empty->nb_samples = 960;
+        empty->sample_rate = sampleRate;
+        av_channel_layout_default(&empty->ch_layout, 2);
+        sink.pushAudioFrame(empty.get());
+    };
+    push(AV_SAMPLE_FMT_FLTP, 48000);
+    push(AV_SAMPLE_FMT_S16, 48000);
+    const quol::FramePtr rateless = plainSound(960, 1000, 1000);
+    rateless->sample_rate = 0;
+    sink.pushAudioFrame(rateless.get());
+    EXPECT_FALSE(sink.levels(0));
+    EXPECT_EQ(out.soundCount(), 0U);
+    owner.removeSink(&out);
+}
+
+TEST(MultiviewSink, ForwardedSoundTellsTheTimeOfTheWall) {
+    LObject owner;
+    test::CollectingSink out(1);
+    owner.addSink(&out);
+    quol::WallClock clock;
+    clock.set(7.0, quol::steadyNow(), 0.0); // stands at 7 seconds
+    MultiviewSink sink(&owner, true, &clock);
+    const auto pushed = [&](std::int64_t pts) {
+        sink.pushAudioFrame(plainSound(960, 1000, 1000, pts).get());
+        return out.latestSound()->pts;
+    };
+    constexpr std::int64_t far = 100 * 48000;
+    EXPECT_EQ(pushed(far), 7 * 48000);
+    EXPECT_EQ(out.latestSound()->time_base.den, 48000);
+    EXPECT_EQ(pushed(far + 960), 7 * 48000 + 960);
+    EXPECT_EQ(pushed(far + 24000), 7 * 48000 + 24000); // half a second off, and no more
+    EXPECT_EQ(pushed(far + 24001), 7 * 48000);         // measured anew
+    EXPECT_EQ(pushed(0), 7 * 48000);
+    EXPECT_EQ(pushed(AV_NOPTS_VALUE), 7 * 48000 + 960); // goes on
+    EXPECT_EQ(pushed(std::numeric_limits<std::int64_t>::max()), 7 * 48000 + 1920);
+    owner.removeSink(&out);
 }

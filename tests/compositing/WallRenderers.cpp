@@ -24,6 +24,14 @@ using quol::WallTile;
 using test::Levels;
 using test::plainPicture;
 
+// All that sources send, told apart by how a renderer reads them.
+constexpr AVPixelFormat everyForm[] = {
+    AV_PIX_FMT_GRAY8,   AV_PIX_FMT_YA8,      AV_PIX_FMT_NV12,     AV_PIX_FMT_NV16,
+    AV_PIX_FMT_NV21,    AV_PIX_FMT_NV24,     AV_PIX_FMT_YVYU422,  AV_PIX_FMT_YUYV422,
+    AV_PIX_FMT_UYVY422, AV_PIX_FMT_YUVJ420P, AV_PIX_FMT_YUVJ422P, AV_PIX_FMT_YUV410P,
+    AV_PIX_FMT_YUV411P, AV_PIX_FMT_YUV440P,  AV_PIX_FMT_YUVA444P, AV_PIX_FMT_BGR24,
+    AV_PIX_FMT_ARGB,    AV_PIX_FMT_GBRP};
+
 constexpr AVPixelFormat forms[] = {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P,
                                    AV_PIX_FMT_UYVY422, AV_PIX_FMT_RGB24,   AV_PIX_FMT_RGBA,
                                    AV_PIX_FMT_BGRA,    AV_PIX_FMT_NV12,    AV_PIX_FMT_YUYV422,
@@ -161,6 +169,95 @@ TEST_F(WallRenderers, DrawTheSameWallInEveryOrientationAndGrid) {
             expectAlike(wall, std::to_string(orientation) + " " + std::to_string(size));
         }
     }
+}
+
+TEST_F(WallRenderers, DrawTheSameOfEveryForm) {
+    for (const AVPixelFormat format : everyForm) {
+        for (const auto& [width, height] : {std::pair(128, 72), std::pair(65, 37)}) {
+            Wall wall;
+            wall.width = 160;
+            wall.height = 90;
+            wall.tiles.push_back(
+                tileOf(1, {0, 0, 160, 90}, smoothPicture(width, height, format, 2)));
+            expectAlike(wall, av_get_pix_fmt_name(format));
+            // Not because both have drawn nothing.
+            EXPECT_GT(test::levelsAt(processor->render(wall).get(), 80, 40).y, 40)
+                << av_get_pix_fmt_name(format);
+        }
+    }
+}
+
+// 10 bits are reduced to 8 by the converter on both ways.
+TEST_F(WallRenderers, DrawTheSameOfTenBits) {
+    for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P10LE, AV_PIX_FMT_YUV422P10LE}) {
+        quol::FramePtr picture = test::makePicture(64, 36, format, 0);
+        for (int plane = 0; plane < 3; ++plane) {
+            auto* const samples = reinterpret_cast<std::uint16_t*>(picture->data[plane]);
+            const int rows = plane > 0 && format == AV_PIX_FMT_YUV420P10LE ? 18 : 36;
+            std::fill_n(samples, picture->linesize[plane] / 2 * rows,
+                        static_cast<std::uint16_t>(plane == 0 ? 400 : 480 + 40 * plane));
+        }
+        Wall wall;
+        wall.width = 160;
+        wall.height = 90;
+        wall.tiles.push_back(tileOf(1, {0, 0, 160, 90}, std::move(picture)));
+        expectAlike(wall, av_get_pix_fmt_name(format));
+        EXPECT_NEAR(test::levelsAt(processor->render(wall).get(), 80, 40).y, 98, 2);
+    }
+}
+
+// YUV reaches beyond RGB: both bring it back.
+TEST_F(WallRenderers, DrawTheSameOfColoursThatNoRgbHas) {
+    for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV444P}) {
+        for (const int y : {0, 16, 60, 126, 200, 235, 255}) {
+            for (const int u : {0, 60, 128, 200, 255}) {
+                for (const int v : {0, 70, 128, 190, 255}) {
+                    Wall wall;
+                    wall.width = 33;
+                    wall.height = 19;
+                    wall.tiles.push_back(
+                        tileOf(1, {0, 0, 33, 19}, plainPicture(64, 36, {y, u, v}, format)));
+                    expectAlike(wall, std::to_string(y) + " " + std::to_string(u) + " " +
+                                          std::to_string(v));
+                }
+            }
+        }
+    }
+}
+
+// A tile a hundred or a thousand cells wide: only what is seen of it costs anything.
+TEST_F(WallRenderers, DrawTheSameOfTilesFarLargerThanTheWall) {
+    for (const TileRect& rect :
+         {TileRect{0, 54, 48480, 27270}, TileRect{-300000, -200000, 300160, 200080},
+          TileRect{-900000, -900000, 1800000, 1800000}, TileRect{0, 0, 480480, 270270}}) {
+        Wall wall;
+        wall.width = 192;
+        wall.height = 108;
+        wall.tiles.push_back(tileOf(1, rect, plainPicture(64, 36, {126, 128, 128})));
+        wall.tiles[0].name = "Large";
+        wall.tiles[0].hasMeter = true;
+        for (int lit = 0; lit < 30; lit += 3) {
+            wall.tiles[0].litLeft = lit;
+            wall.tiles[0].litRight = lit;
+            ASSERT_TRUE(processor->render(wall));
+            ASSERT_TRUE(graphics->render(wall));
+        }
+    }
+}
+
+// A meter that hangs over the edge of the wall shows the part that lies on it.
+TEST_F(WallRenderers, AMeterIsCutWhereTheWallEnds) {
+    Wall wall;
+    wall.width = 192;
+    wall.height = 108;
+    wall.tiles.push_back(
+        tileOf(1, {-1000, -500, 1150, 1200}, plainPicture(64, 36, {126, 128, 128})));
+    wall.tiles[0].hasMeter = true;
+    wall.tiles[0].litLeft = 30;
+    wall.tiles[0].litRight = 15;
+    expectAlike(wall, "meter");
+    const Levels bar = test::levelsAt(processor->render(wall).get(), 80, 40);
+    EXPECT_NE(bar.y, 128);
 }
 
 TEST_F(WallRenderers, DrawTheSameWallInOddSizes) {
@@ -332,6 +429,23 @@ TEST_P(Both, AVeryWideWallIsDrawnAllTheSame) {
     const quol::FramePtr picture = renderer->render(wall);
     ASSERT_TRUE(picture);
     EXPECT_NEAR(test::levelsAt(picture.get(), 20000, 8).y, 128, 1);
+}
+
+// Longer than a texture can be.
+TEST_P(Both, APictureThatIsVeryLongIsShown) {
+    const auto renderer = rendererOf(GetParam());
+    ASSERT_TRUE(renderer);
+    for (const auto& [width, height] : {std::pair(40000, 16), std::pair(16, 40000)}) {
+        for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV444P}) {
+            Wall wall;
+            wall.width = 64;
+            wall.height = 36;
+            wall.tiles.push_back(
+                tileOf(1, {0, 0, 64, 36}, plainPicture(width, height, {126, 128, 128}, format)));
+            const quol::FramePtr picture = renderer->render(wall);
+            EXPECT_NEAR(test::levelsAt(picture.get(), 32, 18).y, 128, 1);
+        }
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Renderers, Both, testing::Bool(),

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <new>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -40,6 +43,38 @@ TEST(WorkerTeam, WithoutHelpersDoesItAll) {
     team.run(10, [&](int part) { sum += part; });
     EXPECT_EQ(sum, 45);
     EXPECT_EQ(team.size(), 1);
+}
+
+// The caller must not leave while helpers are still at its job, which stands on its stack.
+TEST(WorkerTeam, WhatAPartThrowsComesOutOnceNobodyIsAtTheJob) {
+    for (const int helpers : {0, 3}) {
+        quol::WorkerTeam team(helpers);
+        for (int bad = 0; bad < 16; ++bad) {
+            std::atomic<int> begun{0};
+            std::atomic<int> ended{0};
+            const auto part = [&](int i) {
+                ++begun;
+                if (i == bad) {
+                    ++ended;
+                    throw std::bad_alloc();
+                }
+                std::this_thread::sleep_for(std::chrono::microseconds(300));
+                ++ended;
+            };
+            ASSERT_THROW(team.run(16, part), std::bad_alloc);
+            ASSERT_EQ(begun, ended);
+            ASSERT_GT(begun, bad);
+        }
+        std::atomic<int> done{0};
+        team.run(16, [&](int) { ++done; });
+        ASSERT_EQ(done, 16); // the next job knows nothing of it
+    }
+}
+
+TEST(WorkerTeam, WhenEveryPartThrowsOneOfThemIsHeard) {
+    quol::WorkerTeam team(3);
+    for (int i = 0; i < 100; ++i)
+        ASSERT_THROW(team.run(64, [](int) { throw std::bad_alloc(); }), std::bad_alloc);
 }
 
 TEST(WorkerTeam, ComesAndGoesWithoutAJob) {
