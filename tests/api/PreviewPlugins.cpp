@@ -49,7 +49,7 @@ TEST(PreviewPlugins, ALibraryThatTheLoaderFindsBringsTheImplementation) {
 }
 
 TEST(PreviewPlugins, TheWorkingFolderIsTheSecondPlace) {
-    goTo("here");
+    goTo("beside");
     test::CapturedStream output(test::CapturedStream::Stream::output);
     test::CapturedStream errors(test::CapturedStream::Stream::error);
     LPreview preview;

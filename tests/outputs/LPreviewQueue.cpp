@@ -298,12 +298,12 @@ TEST_F(LPreviewQueue, TheMeterMovesAlsoWherePicturesAreNotShown) {
     EXPECT_TRUE(showsLast(50));
     window->block();
     const std::size_t before = window->shown().size();
-    preview.setName("x"); // the worker stands in drawing it
+    preview.setStatus("live"); // the worker stands in drawing it
     EXPECT_TRUE(test::waitUntil([&] { return window->shown().size() > before; }, patience));
     for (int i = 0; i < 4; ++i)
         push(picture(200));
     preview.previewEnable(nullptr, false, false);
-    preview.setName("y");
+    preview.setStatus("program");
     window->open();
     EXPECT_TRUE(test::waitUntil([&] { return window->shown().size() > before + 1; }, patience));
     EXPECT_NEAR(window->shown().back().level, 50, 3);
