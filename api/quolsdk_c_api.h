@@ -537,7 +537,8 @@ QUOLSDK_C_API void quolsdk_replay_destroy(quolsdk_handle replay);
  *  "./" and "replay" unless set. */
 QUOLSDK_C_API void quolsdk_replay_set_record_path(quolsdk_handle replay, const char* path,
                                                   const char* name);
-/** Folder and base name of exports without a file name: "/tmp/" and "export" unless set. */
+/** Folder and base name of exports without a file name: "/tmp/" and "export" unless set. The
+ *  property "name" of the classes, where it is set, takes the place of the base name. */
 QUOLSDK_C_API void quolsdk_replay_set_export_path(quolsdk_handle replay, const char* path,
                                                   const char* name);
 /** Begins to record. 0 when the files cannot be made. Clear between two recordings. */
@@ -576,9 +577,10 @@ QUOLSDK_C_API double quolsdk_replay_pos_ms_get(quolsdk_handle replay);
 QUOLSDK_C_API void quolsdk_replay_timecode_get(quolsdk_handle replay, char* timecode,
                                                int32_t timecode_size);
 /** Writes the frames from `first` to `last`, both included, into a movie, as they are stored; its
- *  ending says which container. An empty name is made of the export path and the times. Returns
- *  when it is done, also while it records. 0 when nothing is stored or the file cannot be written.
- */
+ *  ending says which container. An empty name is made of the export path, the base name and the
+ *  times. Returns when it is done, also while it records. 0 when nothing is stored, when the file
+ *  cannot be written or is one of the recording's own, a pipe or a device, when the disk gets full,
+ *  when memory is short, and when the recording is cleared or begun anew meanwhile. */
 QUOLSDK_C_API int quolsdk_replay_export_range(quolsdk_handle replay, int first, int last,
                                               const char* path);
 /** The same by times in milliseconds. */

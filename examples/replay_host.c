@@ -4,6 +4,9 @@
  *
  *     replay_host SECONDS FOLDER [CLIP]
  *
+ * A clip goes on in a loop, and its times begin anew with each pass; a mixer that shows it gives
+ * times that run on.
+ *
  * SECONDS is for how long to record before the replay. FOLDER gets the recording's two files, which
  * are removed at the end, "slow.mp4" and "export.mov".
  *
@@ -25,20 +28,36 @@ static void path_in(char* path, const char* folder, const char* name) {
     snprintf(path, PATH, "%s/%s", folder, name);
 }
 
-/* What is recorded: the clip, or for NULL a signal. NULL when the clip cannot be played. */
-static quolsdk_handle make_source(const char* clip) {
-    quolsdk_handle signal;
-    if (clip != NULL) return play_looped(clip, &format);
-    signal = quolsdk_signal_create(); /* 1280x720 at 50: recorded as it is, played larger */
-    quolsdk_signal_start(signal);
-    return signal;
+/* What is recorded: a mixer that shows the clip with its sound, or a signal where there is none. */
+struct source {
+    quolsdk_handle clip;
+    quolsdk_handle shown;
+};
+
+/* 0 when the clip cannot be played. */
+static int make_source(struct source* source, const char* path) {
+    source->clip = NULL;
+    if (path == NULL) {
+        source->shown = quolsdk_signal_create(); /* 1280x720 at 50: recorded so, played larger */
+        quolsdk_signal_start(source->shown);
+        return 1;
+    }
+    source->clip = play_looped(path, &format);
+    if (source->clip == NULL) return 0;
+    source->shown = quolsdk_mixer_create();
+    quolsdk_mixer_set_video_format(source->shown, &format);
+    quolsdk_mixer_add_layer(source->shown, "clip", source->clip);
+    quolsdk_mixer_set_layer_size(source->shown, "clip", (float)format.width, (float)format.height);
+    quolsdk_mixer_set_layer_audio(source->shown, "clip", 1, 100);
+    return 1;
 }
 
-static void end_source(quolsdk_handle source, const char* clip) {
-    if (clip != NULL) {
-        quolsdk_file_destroy(source);
+static void end_source(struct source* source) {
+    if (source->clip != NULL) {
+        quolsdk_mixer_destroy(source->shown);
+        quolsdk_file_destroy(source->clip);
     } else {
-        quolsdk_signal_destroy(source);
+        quolsdk_signal_destroy(source->shown);
     }
 }
 
@@ -102,27 +121,27 @@ static int replay_and_export(quolsdk_handle replay, const char* folder) {
 int main(int argc, char** argv) {
     const int seconds = argc > 2 ? atoi(argv[1]) : 0;
     const char* clip = argc > 3 ? argv[3] : NULL;
-    quolsdk_handle source, replay;
+    struct source source;
+    quolsdk_handle replay;
     int done = 0;
     if (seconds < 1) {
         fprintf(stderr, "use: %s SECONDS FOLDER [CLIP]\n", argv[0]);
         return 2;
     }
-    source = make_source(clip);
-    if (source == NULL) return 1;
+    if (!make_source(&source, clip)) return 1;
     replay = quolsdk_replay_create();
     quolsdk_replay_set_record_path(replay, argv[2], "match");
     if (quolsdk_replay_start_recording(replay)) {
-        feed_replay(replay, source);
-        record_for(replay, source, clip, seconds);
+        feed_replay(replay, source.shown);
+        record_for(replay, source.shown, clip, seconds);
         done = replay_and_export(replay, argv[2]);
         printf("  %d frames when it was done\n", quolsdk_replay_total_frames_get(replay));
     } else {
         printf("  CANNOT RECORD into %s\n", argv[2]);
     }
-    starve_replay(replay, source);
+    starve_replay(replay, source.shown);
     quolsdk_replay_clear_recording(replay);
     quolsdk_replay_destroy(replay);
-    end_source(source, clip);
+    end_source(&source);
     return done ? 0 : 1;
 }

@@ -5,8 +5,11 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <system_error>
 
 #include "core/Clock.h"
+#include "core/HadMemory.h"
+#include "core/Log.h"
 #include "core/ModeTables.h"
 #include "core/Props.h"
 #include "core/Timecode.h"
@@ -48,13 +51,24 @@ LReplay::LReplay()
     settings.videoFormat.mode = 13;
     quol::expandVideoFormat(settings.videoFormat);
     settings.audioFormat = {0, 16, 48000, 2};
-    thread = std::thread(&LReplay::playbackLoop, this);
+    startPlayback();
 }
 
 LReplay::~LReplay() {
     alive = false;
     sleeper->wake();
-    thread.join();
+    if (thread.joinable()) thread.join();
+}
+
+// A machine that has no thread to give costs the playback, not the host: the next recording asks
+// again. Under `controlMutex`, but for the constructor.
+void LReplay::startPlayback() {
+    if (thread.joinable()) return;
+    try {
+        thread = std::thread(&LReplay::playbackLoop, this);
+    } catch (const std::system_error& error) {
+        quol::logError("LReplay: No thread: %s", error.what());
+    }
 }
 
 // ------------------------------------------------------------------------------- settings
@@ -67,7 +81,7 @@ LReplay::Settings LReplay::settingsNow() {
 void LReplay::setRecordPath(const std::string& path, const std::string& name) {
     const std::lock_guard lock(settingsMutex);
     settings.recordPath = path.empty() ? "./" : asFolder(path);
-    settings.recordName = name;
+    settings.recordName = name.empty() ? "replay" : name;
 }
 
 void LReplay::setExportPath(const std::string& path, const std::string& name) {
@@ -146,8 +160,14 @@ void LReplay::statusGet(int& status) {
 
 // Opening, emptying and removing files may take a disk long: `videoMutex` is not held meanwhile.
 bool LReplay::startRecording() {
+    bool started = false;
+    return quol::hadMemory([&] { started = beginRecording(); }) && started;
+}
+
+bool LReplay::beginRecording() {
     const Settings now = settingsNow();
     const std::lock_guard control(controlMutex);
+    startPlayback();
     std::string videoPath = store->videoPath;
     std::string audioPath = store->audioPath;
     if (!recording) {
@@ -160,24 +180,38 @@ bool LReplay::startRecording() {
     std::shared_ptr<quol::ReplayWriter> video = quol::ReplayWriter::create(videoPath);
     std::shared_ptr<quol::ReplayWriter> audio =
         video ? quol::ReplayWriter::create(audioPath) : nullptr;
-    if (!audio) return false;
+    if (!audio) {
+        if (video) dropNewFile(*video, videoPath);
+        return false;
+    }
     std::shared_ptr<quol::ReplayReader> videoReader = quol::ReplayReader::open(videoPath);
     std::shared_ptr<quol::ReplayReader> audioReader = quol::ReplayReader::open(audioPath);
+    const bool fromText = now.timecodeSource == 2;
+    std::string startTimecode = !now.timecode ? "" : fromText ? now.timecodeStart : clockStart();
     const std::lock_guard lock(videoMutex);
     ++store->generation;
-    store->videoPath = videoPath;
-    store->audioPath = audioPath;
+    store->videoPath.swap(videoPath);
+    store->audioPath.swap(audioPath);
     store->videoWriter = video;
     store->audioWriter = audio;
     store->videoReader.swap(videoReader);
     store->audioReader.swap(audioReader);
     store->startTime = quol::steadyNow();
-    store->firstTime.reset();
-    store->slots = -1;
-    const bool fromText = now.timecodeSource == 2;
-    store->startTimecode = !now.timecode ? "" : fromText ? now.timecodeStart : clockStart();
+    rewind(*store);
+    store->startTimecode.swap(startTimecode);
     recording = true;
     return true;
+}
+
+// The second file could not be made. One that was there before is empty now: what was begun over
+// its old bytes does not go on. Under `controlMutex`.
+void LReplay::dropNewFile(const quol::ReplayWriter& writer, const std::string& path) {
+    if (writer.isNew()) {
+        unlink(path.c_str());
+        return;
+    }
+    const std::lock_guard lock(videoMutex);
+    ++store->generation;
 }
 
 // Under `controlMutex`.
@@ -207,8 +241,7 @@ void LReplay::clearRecording() {
         ++store->generation;
         store->pictures.clear();
         store->sounds.clear();
-        store->firstTime.reset();
-        store->slots = -1;
+        rewind(*store);
         position = 0;
         store->videoReader.swap(videoReader);
         store->audioReader.swap(audioReader);

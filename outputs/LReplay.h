@@ -20,8 +20,10 @@ class ReplayEncoder;
 class ReplayMovie;
 class ReplayPacing;
 class ReplayReader;
+class ReplayWriter;
 class Sleeper;
 struct ReplayPicture;
+struct ReplaySize;
 struct ReplaySlot;
 struct ReplayStore;
 } // namespace quol
@@ -38,7 +40,8 @@ struct ReplayStore;
 /// Frame n of a recording is n / rate seconds behind its first one. A source that is slower than
 /// the rate fills the frames that it leaves open with its next picture; of one that is faster some
 /// pictures are dropped. A gap is filled like that, too, up to 4,320,000 frames, a day at 50 a
-/// second; a larger jump of the source's times is none, the recording goes on with the next frame.
+/// second; a larger jump of the source's times is none: that picture takes the next frame, and the
+/// one behind it tells whether the source's times go on from there or from where they were.
 /// Pictures are stored in the size they come in, and played in the size of the format.
 ///
 /// Sound is stored as it is pushed, interleaved 16-bit stereo only, and played at speed 1 (within
@@ -53,11 +56,11 @@ struct ReplayStore;
 /// | Key | Value | Effect |
 /// |---|---|---|
 /// | "quality" | whole number, 1 to 100 | 2 Mbit/s each, 86; from the next recording on |
-/// | "timecode" | boolean | the recording has a start time code: the local time |
-/// | "timecodeSource" | whole number | 0 local clock, 1 the frames' own, others "timecodeStart" |
-/// | "timecodeStart" | text | "01:00:00:00" unless set |
-/// | "audio.preview" | boolean | sound is played back; true unless set |
-/// | "name" | text | id of the files of the next recording, and base name of an export |
+/// | "timecode" | boolean | the recording has a start time code that is counted on; false unless
+/// set | | "timecodeSource" | whole number | 0 local clock, 1 the frames' own, 2 and others the
+/// start | | "timecodeStart" | text | the start under source 2, "01:00:00:00"; else it is the local
+/// time | | "audio.preview" | boolean | sound is played back; true unless set | | "name" | text |
+/// id of the files of the next recording, and base name of an export |
 ///
 /// The frames of a stored time code have no drop-frame, and its hours go on behind 23; what does
 /// not fit into 11 characters is cut.
@@ -72,8 +75,8 @@ public:
     ~LReplay() override;
 
     /// Where the next recording goes: a folder, "./", and the beginning of the files' names,
-    /// "replay". A folder without "/" at its end gets one, an empty one is "./"; it
-    /// must exist.
+    /// "replay"; empty texts are these two. A folder without "/" at its end gets one; it must
+    /// exist.
     void setRecordPath(const std::string& path, const std::string& name);
     /// Where an export without a file name goes, "/tmp/", and its base name, "export". A folder
     /// without "/" at its end gets one, but an empty one stays empty.
@@ -190,13 +193,17 @@ private:
     };
 
     Settings settingsNow();
+    void startPlayback();
+    bool beginRecording();
     void endRecording();
+    void dropNewFile(const quol::ReplayWriter& writer, const std::string& path);
     void seekLocked(std::int64_t position);
     void step(std::int64_t frames);
     void setMode(bool playing, bool live);
 
     // Recording: the threads that push.
     double timeLocked(const AVFrame& frame);
+    double soundTimeLocked(double time, double rate) const;
     bool findSlot(const AVFrame& frame, quol::ReplaySlot& slot);
     bool prepareEncoder(const AVFrame& frame, const Settings& now, const quol::ReplaySlot& slot);
     std::string slotTimecode(const AVFrame& frame, const Settings& now,
@@ -207,6 +214,8 @@ private:
 
     // Export: the caller's thread.
     std::string exportPath(const Settings& now, double first, double last) const;
+    bool exportFrames(int first, int last, const std::string& file);
+    quol::ReplaySize storedSize(const Range& range, const quol::ReplayReader& video);
     bool writeMovie(quol::ReplayMovie& movie, const Range& range, const quol::ReplayReader& video,
                     const quol::ReplayReader* audio);
 

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/HadMemory.h"
 #include "core/ModeTables.h"
 #include "core/PlainFile.h"
 #include "core/Timecode.h"
@@ -17,15 +18,8 @@ namespace {
 constexpr double millis = 1000.0; // in a second
 constexpr int defaultSampleRate = 48000;
 
-// The format's, or where that has none the first stored picture's.
-quol::ReplaySize movieSize(const videoFormatProps& format, const quol::ReplayReader& reader,
-                           const quol::ReplayPicture& first) {
-    const bool native = format.mode == quol::modeNative;
-    if (!native && format.width > 0 && format.height > 0) return {format.width, format.height};
-    std::vector<std::uint8_t> bytes;
-    if (!reader.readPicture({first.offset, first.size}, bytes)) return {};
-    return quol::jpegSize(bytes.data(), static_cast<std::size_t>(first.size))
-        .value_or(quol::ReplaySize{});
+bool isNative(const videoFormatProps& format) {
+    return format.mode == quol::modeNative || format.width < 1 || format.height < 1;
 }
 
 } // namespace
@@ -49,6 +43,11 @@ std::string LReplay::exportPath(const Settings& now, double first, double last) 
 }
 
 bool LReplay::exportRange(int first, int last, const std::string& file) {
+    bool whole = false;
+    return quol::hadMemory([&] { whole = exportFrames(first, last, file); }) && whole;
+}
+
+bool LReplay::exportFrames(int first, int last, const std::string& file) {
     const Settings now = settingsNow();
     quol::ReplayPicture begin;
     std::string videoPath;
@@ -77,7 +76,11 @@ bool LReplay::exportRange(int first, int last, const std::string& file) {
     const std::shared_ptr<quol::ReplayReader> video = quol::ReplayReader::open(videoPath);
     const std::shared_ptr<quol::ReplayReader> audio = quol::ReplayReader::open(audioPath);
     if (!video) return false;
-    const quol::ReplaySize size = movieSize(now.videoFormat, *video, begin);
+    const Range range{static_cast<std::size_t>(first), static_cast<std::size_t>(last), begin.time,
+                      1.0 / quol::replayRate(now.videoFormat.fps), generation};
+    const quol::ReplaySize size =
+        isNative(now.videoFormat) ? storedSize(range, *video)
+                                  : quol::ReplaySize{now.videoFormat.width, now.videoFormat.height};
     const int asked = now.audioFormat.sampleRate;
     const quol::ReplayMovieFormat format{
         size.width, size.height, quol::replayRate(now.videoFormat.fps),
@@ -85,16 +88,33 @@ bool LReplay::exportRange(int first, int last, const std::string& file) {
         std::string(begin.timecodeText())};
     quol::ReplayMovie movie;
     if (!movie.open(path, format)) return false;
-    const Range range{static_cast<std::size_t>(first), static_cast<std::size_t>(last), begin.time,
-                      1.0 / format.rate, generation};
     const bool whole = writeMovie(movie, range, *video, audio.get());
     return movie.finish() && whole;
+}
+
+// That of the first picture of the range that can be read.
+quol::ReplaySize LReplay::storedSize(const Range& range, const quol::ReplayReader& video) {
+    std::vector<std::uint8_t> bytes;
+    for (std::size_t at = range.first; at <= range.last; ++at) {
+        quol::ReplayPicture entry;
+        {
+            const std::lock_guard lock(videoMutex);
+            if (store->generation != range.generation) break;
+            entry = store->pictures[at];
+        }
+        if (!video.readPicture({entry.offset, entry.size}, bytes)) continue;
+        if (const auto size = quol::jpegSize(bytes.data(), static_cast<std::size_t>(entry.size)))
+            return *size;
+    }
+    return {};
 }
 
 // False when the recording was cleared or begun anew meanwhile.
 bool LReplay::writeMovie(quol::ReplayMovie& movie, const Range& range,
                          const quol::ReplayReader& video, const quol::ReplayReader* audio) {
     std::vector<std::uint8_t> bytes;
+    double start = range.start;
+    double before = range.start;
     for (std::size_t at = range.first; at <= range.last && movie.good(); ++at) {
         quol::ReplayPicture entry;
         std::vector<quol::ReplaySound> blocks;
@@ -106,12 +126,16 @@ bool LReplay::writeMovie(quol::ReplayMovie& movie, const Range& range,
                 blocks =
                     store->sounds.within(entry.time, store->pictures.endOf(at, range.slotLength));
         }
+        // A recording begun without a clear counts from 0 again; the movie goes on.
+        if (entry.time < before)
+            start = entry.time - static_cast<double>(at - range.first) * range.slotLength;
+        before = entry.time;
         if (video.readPicture({entry.offset, entry.size}, bytes))
             movie.addPicture(static_cast<std::int64_t>(at - range.first), bytes.data(), entry.size);
         for (const quol::ReplaySound& block : blocks) {
             bytes.resize(static_cast<std::size_t>(block.size));
             if (audio->read({block.offset, block.size}, bytes.data()))
-                movie.addSound(block.time - range.start, bytes.data(), block.size);
+                movie.addSound(block.time - start, bytes.data(), block.size);
         }
     }
     return true;

@@ -21,6 +21,7 @@ constexpr int bytesPerPair = 4;
 
 // Everything that changes what there is to do wakes the thread; this is for nothing lost.
 constexpr std::int64_t rest = quol::nanosPerSecond;
+constexpr std::int64_t beforeAnother = 5 * quol::nanosPerMilli; // try, when memory was short
 
 constexpr double soundGap = 0.5;     // seconds: more than that is not played
 constexpr double soundRemains = 0.1; // seconds that are played of a longer gap
@@ -46,6 +47,7 @@ void LReplay::playbackLoop() {
             pause = pass(shown);
         } catch (const std::bad_alloc&) {
             shown.passed = 0; // one picture less
+            pause = beforeAnother;
         }
         sleeper->sleepFor(pause);
     }
@@ -82,7 +84,7 @@ bool LReplay::decideLocked(Shown& shown, double elapsed, std::int64_t& pause) {
         seekPending = false;
         return true;
     } else if (playing) {
-        const double period = millis / quol::replayRate(getFPS());
+        const double period = millis / quol::replayRate(LReplay::getFPS());
         const std::int64_t frames = pacing->advance(elapsed, speed, period);
         moveLocked(frames);
         if (frames != 0) return true;
@@ -160,7 +162,10 @@ void LReplay::playSound(Shown& shown, const Settings& now) {
             return;
         const double end = store->pictures.endOf(static_cast<std::size_t>(shown.position),
                                                  1.0 / quol::replayRate(now.videoFormat.fps));
-        if (end - shown.soundFrom > soundGap) shown.soundFrom = end - soundRemains;
+        if (end - shown.soundFrom > soundGap) {
+            shown.soundFrom = end - soundRemains;
+            shown.soundsSeen = store->sounds.size(); // what came late in the gap is of it
+        }
         const double from = std::min(shown.soundFrom, end);
         blocks = store->sounds.since(shown.soundsSeen, from - soundGap, from);
         const std::vector<quol::ReplaySound> own = store->sounds.within(from, end);

@@ -22,8 +22,17 @@ constexpr std::int64_t mostSlots = std::numeric_limits<std::int32_t>::max(); // 
 constexpr std::size_t slotsAtOnce = 4096;
 constexpr int bytesPerPair = 4;
 
-double relativeError(double time) {
-    return 4 * std::numeric_limits<double>::epsilon() * std::fabs(time);
+// How coarse the times of a clock are that has run for long, seconds; never more than half a slot,
+// however absurd they are.
+double coarseness(double first, double now, double rate) {
+    constexpr double halfASlot = 0.5;
+    const double known = std::fabs(first) + std::fabs(now);
+    return std::min(4 * std::numeric_limits<double>::epsilon() * known, halfASlot / rate);
+}
+
+// The slot of a frame at `now`, counted from `first`.
+std::int64_t slotAt(double first, double now, double rate) {
+    return quol::framesAt(std::max(0.0, now - first) + coarseness(first, now, rate), rate);
 }
 
 // The time of the slot that begins a rounding error away, so that sound which begins with a picture
@@ -67,30 +76,39 @@ void LReplay::pushAudioFrame(AVFrame* frame) {
 }
 
 // Under `videoMutex`. The source's own time, or the time since the start for a frame without one,
-// since the recording's first frame, whether that was a picture or sound.
+// which is counted from the recording's first frame on, whether that was a picture or sound.
 double LReplay::timeLocked(const AVFrame& frame) {
     const double sinceStart = static_cast<double>(quol::steadyNow() - store->startTime) /
                               static_cast<double>(quol::nanosPerSecond);
     const double time = quol::frameTime(frame).value_or(sinceStart);
     if (!store->firstTime) store->firstTime = time;
-    return time - *store->firstTime;
+    return time;
 }
 
 // False for a picture that has no slot of its own.
 bool LReplay::findSlot(const AVFrame& frame, quol::ReplaySlot& slot) {
-    const double rate = quol::replayRate(getFPS());
+    const double rate = quol::replayRate(LReplay::getFPS());
     const std::lock_guard lock(videoMutex);
     if (!store->videoWriter) return false;
-    double time = timeLocked(frame);
-    const double first = *store->firstTime;
-    // The times of a clock that has run for long are coarse.
-    const double coarse = relativeError(first) + relativeError(first + time);
-    std::int64_t target = quol::framesAt(std::max(0.0, time) + coarse, rate);
+    const double now = timeLocked(frame);
+    std::int64_t target = slotAt(*store->firstTime, now, rate);
+    double time = now - *store->firstTime;
+    const bool fits = target > store->slots && target - store->slots <= longestFill;
+    // A far jump is a mistake of one picture, or another time that the source has from now on: the
+    // next one tells. Either way it gets a slot, and no gap is filled.
+    if (!fits && store->otherFirstTime) {
+        const std::int64_t other = slotAt(*store->otherFirstTime, now, rate);
+        if (other > store->slots && other - store->slots <= longestFill) {
+            store->firstTime.swap(store->otherFirstTime);
+            target = other;
+            time = now - *store->firstTime;
+        }
+    }
     if (target <= store->slots) return false;
     if (target - store->slots > longestFill) {
         target = store->slots + 1;
-        store->firstTime = first + time - static_cast<double>(target) / rate;
         time = static_cast<double>(target) / rate;
+        store->otherFirstTime = now - time;
     }
     const std::int64_t filled = static_cast<std::int64_t>(store->pictures.size());
     if (target - store->slots > mostSlots - filled) return false;
@@ -182,18 +200,29 @@ bool LReplay::storeSlots(const Settings& now, const quol::ReplaySlot& slot,
     return true;
 }
 
+// Under `videoMutex`. The time in the recording of sound that stands at `now`: by the other base
+// where it is near to the pictures by that one alone, as the first sound behind a jump is.
+double LReplay::soundTimeLocked(double now, double rate) const {
+    const double newest = static_cast<double>(store->slots) / rate;
+    const auto isNear = [&](double first) {
+        return now >= first && now - first - newest <= static_cast<double>(longestFill) / rate;
+    };
+    const std::optional<double>& other = store->otherFirstTime;
+    const bool isOther = !isNear(*store->firstTime) && other && isNear(*other);
+    const double first = isOther ? *other : *store->firstTime;
+    return snapToSlot(now - first, rate, coarseness(first, now, rate));
+}
+
 // Under `soundMutex`.
 void LReplay::storeSound(const AVFrame& frame) {
     std::shared_ptr<quol::ReplayWriter> writer;
     std::uint64_t generation = 0;
     quol::ReplaySound sound;
-    const double rate = quol::replayRate(getFPS());
+    const double rate = quol::replayRate(LReplay::getFPS());
     {
         const std::lock_guard lock(videoMutex);
         if (!store->audioWriter) return;
-        const double time = timeLocked(frame);
-        const double first = *store->firstTime;
-        sound.time = snapToSlot(time, rate, relativeError(first) + relativeError(first + time));
+        sound.time = soundTimeLocked(timeLocked(frame), rate);
         if (sound.time < 0.0) return;
         writer = store->audioWriter;
         generation = store->generation;

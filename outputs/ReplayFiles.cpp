@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -30,13 +31,15 @@ int openFile(const std::string& path, int flags) {
 } // namespace
 
 std::unique_ptr<ReplayWriter> ReplayWriter::create(const std::string& path) {
-    const int descriptor = openFile(path, O_WRONLY | O_CREAT | O_TRUNC);
-    if (descriptor < 0) return nullptr;
-    return std::make_unique<ReplayWriter>(descriptor);
+    auto writer = std::make_unique<ReplayWriter>();
+    writer->descriptor_ = openFile(path, O_WRONLY | O_CREAT | O_EXCL);
+    writer->isNew_ = writer->descriptor_ >= 0;
+    if (!writer->isNew_) writer->descriptor_ = openFile(path, O_WRONLY | O_CREAT | O_TRUNC);
+    return writer->descriptor_ >= 0 ? std::move(writer) : nullptr;
 }
 
 ReplayWriter::~ReplayWriter() {
-    close(descriptor_);
+    if (descriptor_ >= 0) close(descriptor_);
 }
 
 ReplayPiece ReplayWriter::append(const std::uint8_t* bytes, std::int32_t size) {
@@ -54,13 +57,13 @@ ReplayPiece ReplayWriter::append(const std::uint8_t* bytes, std::int32_t size) {
 }
 
 std::shared_ptr<ReplayReader> ReplayReader::open(const std::string& path) {
-    const int descriptor = openFile(path, O_RDONLY);
-    if (descriptor < 0) return nullptr;
-    return std::make_shared<ReplayReader>(descriptor);
+    auto reader = std::make_shared<ReplayReader>();
+    reader->descriptor_ = openFile(path, O_RDONLY);
+    return reader->descriptor_ >= 0 ? reader : nullptr;
 }
 
 ReplayReader::~ReplayReader() {
-    close(descriptor_);
+    if (descriptor_ >= 0) close(descriptor_);
 }
 
 bool ReplayReader::read(const ReplayPiece& piece, std::uint8_t* bytes) const {

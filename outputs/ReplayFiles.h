@@ -21,7 +21,7 @@ class ReplayWriter {
 public:
     // Makes the file, or empties the one that is there. Null when it cannot.
     static std::unique_ptr<ReplayWriter> create(const std::string& path);
-    explicit ReplayWriter(int descriptor) : descriptor_(descriptor) {}
+    ReplayWriter() = default; // of no file; create() makes those that write
     ~ReplayWriter();
     ReplayWriter(const ReplayWriter&) = delete;
     ReplayWriter& operator=(const ReplayWriter&) = delete;
@@ -30,8 +30,12 @@ public:
     // come through.
     ReplayPiece append(const std::uint8_t* bytes, std::int32_t size);
 
+    // Whether the file was not there before.
+    bool isNew() const { return isNew_; }
+
 private:
-    const int descriptor_;
+    int descriptor_ = -1;
+    bool isNew_ = false;
     std::int64_t end_ = 0;
 };
 
@@ -40,7 +44,7 @@ class ReplayReader {
 public:
     // Null when it cannot.
     static std::shared_ptr<ReplayReader> open(const std::string& path);
-    explicit ReplayReader(int descriptor) : descriptor_(descriptor) {}
+    ReplayReader() = default; // of no file; open() makes those that read
     ~ReplayReader();
     ReplayReader(const ReplayReader&) = delete;
     ReplayReader& operator=(const ReplayReader&) = delete;
@@ -53,7 +57,7 @@ public:
     bool readPicture(const ReplayPiece& piece, std::vector<std::uint8_t>& bytes) const;
 
 private:
-    const int descriptor_;
+    int descriptor_ = -1;
 };
 
 } // namespace quol

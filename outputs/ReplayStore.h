@@ -35,8 +35,10 @@ struct ReplayStore {
     std::uint64_t generation = 0;
     std::int64_t startTime = 0;      // steady nanoseconds, of the latest start
     std::optional<double> firstTime; // of the recording's first frame, seconds
-    std::int64_t slots = -1;         // the latest one that is filled, counted from the start
-    std::string startTimecode;       // empty for none
+    // What `firstTime` would be if the latest far jump of the source's times was no mistake.
+    std::optional<double> otherFirstTime;
+    std::int64_t slots = -1;   // the latest one that is filled, counted from the start
+    std::string startTimecode; // empty for none
 };
 
 // Where a picture belongs that comes in.
@@ -54,6 +56,13 @@ inline double replayRate(double fps) {
     constexpr double otherwise = 50.0;
     constexpr double fastest = 1e6;
     return fps > 0.0 ? std::min(fps, fastest) : otherwise;
+}
+
+// What a recording begins with, again and again.
+inline void rewind(ReplayStore& store) {
+    store.firstTime.reset();
+    store.otherFirstTime.reset();
+    store.slots = -1;
 }
 
 // What a slot lasts, as FFmpeg wants it: exact for whole rates and those of NTSC.

@@ -199,6 +199,8 @@ TEST_F(LReplayExport, ThatCannotBeWrittenFails) {
     // No MP4 takes this sound: what was made for it goes.
     EXPECT_FALSE(station.replay.exportRange(0, 9, station.folder + "/out.mp4"));
     EXPECT_FALSE(std::filesystem::exists(station.folder + "/out.mp4"));
+    EXPECT_FALSE(station.replay.exportRange(0, 9, station.folder + "/out.webm")); // nor any WebM
+    EXPECT_FALSE(std::filesystem::exists(station.folder + "/out.webm"));
     const std::string pipe = station.folder + "/pipe.mov";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     EXPECT_FALSE(station.replay.exportRange(0, 9, pipe));
@@ -246,6 +248,40 @@ TEST_F(LReplayExport, OfANativeFormatHasTheSizeOfThePictures) {
     const test::RecordedFile file = test::readRecordedFile(path);
     EXPECT_EQ(file.video()->width, 320);
     EXPECT_EQ(file.video()->height, 64);
+}
+
+TEST_F(LReplayExport, OfANativeFormatWorksWhereTheFirstPictureIsGone) {
+    station.replay.setVideoFormat({1, 0, 0, 50.0, 0});
+    record(10);
+    {
+        std::fstream file(station.videoPath(), std::ios::in | std::ios::out | std::ios::binary);
+        file.put('\0'); // no JPEG any more
+    }
+    ASSERT_TRUE(station.replay.exportRange(0, 9, path));
+    EXPECT_EQ(packetsOf(path, AVMEDIA_TYPE_VIDEO).size(), 9U);
+    EXPECT_EQ(test::readRecordedFile(path).video()->width, 320);
+}
+
+TEST_F(LReplayExport, OfAnAudioRateOf0HasTheUsualOne) {
+    station.replay.setAudioFormat({0, 0, 0, 0});
+    record(10);
+    ASSERT_TRUE(station.replay.exportRange(0, 9, path));
+    const test::RecordedFile file = test::readRecordedFile(path);
+    EXPECT_EQ(file.audio()->sampleRate, 48000);
+    EXPECT_EQ(file.soundPairs(), 10U * 960);
+}
+
+// A second recording over the first: its frames count from 0 again, the movie does not.
+TEST_F(LReplayExport, AcrossTwoRecordingsHasTheSoundOfBothInItsOrder) {
+    record(30);
+    record(30);
+    ASSERT_EQ(station.replay.getTotalFrames(), 60);
+    ASSERT_TRUE(station.replay.exportRange(20, 59, path));
+    const test::RecordedFile file = test::readRecordedFile(path, test::Keep::pictures);
+    ASSERT_EQ(file.error, "");
+    EXPECT_NEAR(file.soundStart, 0.0, 1e-4);
+    // Frame 29 has no end: the next one's time lies before it.
+    EXPECT_EQ(file.soundPairs(), 39U * 960);
 }
 
 TEST_F(LReplayExport, AtABrokenRateKeepsItsTimes) {

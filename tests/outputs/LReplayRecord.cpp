@@ -5,15 +5,19 @@
 #include <cmath>
 #include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <limits>
+#include <memory>
 #include <thread>
 
 #include "outputs/ReplayFiles.h"
 #include "quolsdk/LReplay.h"
+#include "quolsdk/quolsdk_c_api.h"
 #include "support/CapturedStream.h"
 #include "support/CollectingSink.h"
 #include "support/FilePlayer.h"
 #include "support/Frames.h"
+#include "support/NoThreads.h"
 #include "support/PlainFrames.h"
 #include "support/Replays.h"
 
@@ -222,6 +226,102 @@ TEST(LReplayRecord, AJumpOfMoreThanADayIsNoHole) {
     EXPECT_EQ(station.shown(5)->number, 7);
 }
 
+// The times of a source that jumps for one picture, and for good.
+TEST(LReplayRecord, AfterOneAbsurdTimeTheSourcesTimesGoOn) {
+    ReplayStation station;
+    ASSERT_TRUE(station.replay.startRecording());
+    station.record(3);
+    const auto absurd = test::numberedPicture(77, 1'000'000, {1, 1});
+    station.replay.pushVideoFrame(absurd.get());
+    for (const int number : {3, 4, 5, 6})
+        station.push(number, {1, 50});
+    ASSERT_EQ(station.replay.getTotalFrames(), 7); // the absurd one took the place of 3
+    std::vector<int> numbers;
+    for (int frame = 0; frame < 7; ++frame)
+        numbers.push_back(station.shown(frame)->number);
+    EXPECT_THAT(numbers, ElementsAre(0, 1, 2, 77, 4, 5, 6));
+}
+
+TEST(LReplayRecord, AfterAJumpThatStaysTheNewTimesCountUntilTheOldOnesComeAgain) {
+    ReplayStation station;
+    ASSERT_TRUE(station.replay.startRecording());
+    station.record(3);
+    const auto pushAt = [&](std::int64_t pts, int number) {
+        station.replay.pushVideoFrame(test::numberedPicture(number, pts, {1, 50}).get());
+    };
+    constexpr std::int64_t far = 1'000'000'000;
+    pushAt(far, 3);
+    pushAt(far + 1, 4);
+    pushAt(far + 3, 5); // with a hole
+    pushAt(7, 6);       // the old times, as if they had run on
+    pushAt(8, 7);
+    ASSERT_EQ(station.replay.getTotalFrames(), 9);
+    std::vector<int> numbers;
+    for (int frame = 0; frame < 9; ++frame)
+        numbers.push_back(station.shown(frame)->number);
+    EXPECT_THAT(numbers, ElementsAre(0, 1, 2, 3, 4, 5, 5, 6, 7));
+}
+
+TEST(LReplayRecord, SoundBehindAJumpBelongsToThePictureThatJumped) {
+    ReplayStation station;
+    ASSERT_TRUE(station.replay.startRecording());
+    constexpr std::int64_t far = 1'000'000'000; // in pictures
+    int number = 0;
+    for (const std::int64_t at : {std::int64_t{0}, std::int64_t{1}, far, far + 1, far + 2}) {
+        station.replay.pushVideoFrame(test::numberedPicture(number++, at, {1, 50}).get());
+        station.replay.pushAudioFrame(test::numberedSound(at * 960, 960).get());
+    }
+    ASSERT_EQ(station.replay.getTotalFrames(), 5);
+    for (const int frame : {4, 3, 2, 1, 0}) {
+        station.sink.clear();
+        station.shown(frame);
+        ASSERT_TRUE(test::waitUntil([&] { return !station.sink.blocks().empty(); })) << frame;
+        EXPECT_EQ(station.sink.blocks()[0].pts, frame * 960);
+    }
+}
+
+TEST(LReplayRecord, AnAbsurdFirstTimeFillsNothing) {
+    ReplayStation station;
+    ASSERT_TRUE(station.replay.startRecording());
+    constexpr auto most = std::numeric_limits<std::int64_t>::max();
+    station.replay.pushVideoFrame(test::numberedPicture(1, most, {1, 1}).get());
+    EXPECT_EQ(station.replay.getTotalFrames(), 1);
+    auto sound = test::numberedSound(0, 960);
+    sound->pts = most;
+    sound->time_base = {1, 1};
+    station.replay.pushAudioFrame(sound.get());
+    station.shown(0);
+    ASSERT_TRUE(test::waitUntil([&] { return !station.sink.blocks().empty(); }));
+    EXPECT_EQ(station.sink.blocks()[0].pts, 0);
+}
+
+TEST(LReplayRecord, ADayIsAHoleAndASlotMoreIsNone) {
+    constexpr int day = 4'320'000;
+    {
+        ReplayStation station;
+        ASSERT_TRUE(station.replay.startRecording());
+        station.push(0, {1, 50});
+        station.replay.pushVideoFrame(test::numberedPicture(1, day, {1, 50}).get());
+        ASSERT_EQ(station.replay.getTotalFrames(), day + 1);
+        // Each has its own time code, also where one batch of entries ends and the next begins.
+        for (const int frame : {1, 2, 4096, 4097, 4098, 8192, 8193, day - 1, day}) {
+            const int seconds = frame / 50;
+            char timecode[64];
+            std::snprintf(timecode, sizeof timecode, "%02d:%02d:%02d:%02d", 10 + seconds / 3600,
+                          seconds / 60 % 60, seconds % 60, frame % 50);
+            EXPECT_EQ(station.shown(frame)->number, 1);
+            // The first has the picture's own.
+            EXPECT_EQ(station.replay.getPosTC(), frame == 1 ? "34:00:00:00" : timecode);
+            EXPECT_NEAR(station.replay.getPosMs(), frame * 20.0, 1e-6);
+        }
+    }
+    ReplayStation station;
+    ASSERT_TRUE(station.replay.startRecording());
+    station.push(0, {1, 50});
+    station.replay.pushVideoFrame(test::numberedPicture(1, day + 1, {1, 50}).get());
+    EXPECT_EQ(station.replay.getTotalFrames(), 2);
+}
+
 TEST(LReplayRecord, TimesThatGoBackAreDroppedUntilTheyAreBack) {
     ReplayStation station;
     ASSERT_TRUE(station.replay.startRecording());
@@ -373,6 +473,36 @@ TEST(LReplayTimecode, OfTheFramesHasNoOwnForTheSlotsThatAreFilled) {
     EXPECT_EQ(found->timecode, "11:22:33:01");
 }
 
+TEST(LReplayTimecode, OfTheFramesCountsOnFromTheLocalTimeWhereTheyHaveNone) {
+    ReplayStation station; // "timecode" is on
+    station.replay.setProps("timecodeSource", "1");
+    ASSERT_TRUE(station.replay.startRecording());
+    station.push(0, {1, 50});
+    station.push(1, {1, 50}, "11:22:33:44");
+    station.push(4, {1, 50}, "11:22:33:45"); // fills 2 to 4
+    const std::string first = station.shown(0)->timecode;
+    EXPECT_EQ(first.substr(8), ":00");
+    EXPECT_NE(first, "10:00:00:00");
+    EXPECT_EQ(station.shown(1)->timecode, "11:22:33:44");
+    EXPECT_EQ(station.shown(2)->timecode, "11:22:33:45");
+    EXPECT_EQ(station.shown(3)->timecode, first.substr(0, 8) + ":03");
+    EXPECT_EQ(station.shown(4)->timecode, first.substr(0, 8) + ":04");
+}
+
+// At a rate of 1 only frame 0 is below it.
+TEST(LReplayTimecode, OfTheClockNeverReachesTheRate) {
+    for (const double rate : {1.0, 0.5, 2.0}) {
+        ReplayStation station(rate);
+        station.replay.setProps("timecodeSource", "0");
+        ASSERT_TRUE(station.replay.startRecording());
+        for (int number = 0; number < 20; ++number) {
+            station.push(number, {4, 1});
+            const int frames = std::stoi(station.shown(1000)->timecode.substr(9));
+            EXPECT_LE(frames, std::max(0.0, rate - 1.0)) << rate;
+        }
+    }
+}
+
 TEST(LReplayTimecode, OfAStartTextCountsOn) {
     ReplayStation station;
     station.replay.setProps("timecodeStart", "23:59:59:48");
@@ -466,8 +596,61 @@ TEST(LReplayControl, StartFailsWhereOneOfThemCannotBeMade) {
     std::filesystem::create_directory(station.audioPath());
     EXPECT_FALSE(station.replay.startRecording());
     EXPECT_EQ(test::statusOf(station.replay), 0);
+    EXPECT_FALSE(std::filesystem::exists(station.videoPath())); // what was made goes again
     station.replay.clearRecording(); // and leaves alone what it has not made
     EXPECT_TRUE(std::filesystem::exists(station.audioPath()));
+    // A file that was there stays.
+    std::ofstream(station.videoPath()) << "mine";
+    EXPECT_FALSE(station.replay.startRecording());
+    EXPECT_TRUE(std::filesystem::exists(station.videoPath()));
+}
+
+TEST(LReplayControl, EmptyTextsAreTheDefaults) {
+    const std::string folder = test::newFolder("empty_texts");
+    const std::string before = std::filesystem::current_path();
+    std::filesystem::current_path(folder);
+    {
+        LReplay replay;
+        replay.setProps("name", "x");
+        EXPECT_TRUE(replay.startRecording()); // as it is made
+        EXPECT_TRUE(std::filesystem::exists(folder + "/replay_x_v.bin"));
+        replay.clearRecording();
+        EXPECT_TRUE(std::filesystem::is_empty(folder));
+        replay.setRecordPath("", "");
+        replay.setExportPath("", "");
+        EXPECT_TRUE(replay.startRecording());
+        EXPECT_TRUE(std::filesystem::exists(folder + "/replay_x_v.bin"));
+        EXPECT_TRUE(std::filesystem::exists(folder + "/replay_x_a.bin"));
+        replay.pushVideoFrame(test::numberedPicture(1, 0, {1, 50}).get());
+        EXPECT_TRUE(replay.exportRange(0, 0, "")); // an empty folder stays one: here
+        EXPECT_TRUE(std::filesystem::exists(folder + "/x_0s_0s.mov"));
+        replay.setProps("name", "");
+        replay.setExportPath(folder, "clip");
+        EXPECT_TRUE(replay.exportRange(0, 0, ""));
+        EXPECT_TRUE(std::filesystem::exists(folder + "/clip_0s_0s.mov"));
+    }
+    std::filesystem::current_path(before);
+}
+
+TEST(LReplayControl, WithoutAThreadItRecordsAndTheNextStartPlays) {
+    const std::string folder = test::newFolder("no_thread");
+    std::unique_ptr<LReplay> replay;
+    {
+        const test::NoThreads noThreads;
+        ASSERT_TRUE(noThreads.works());
+        test::CapturedStream error(test::CapturedStream::Stream::error);
+        replay.reset(static_cast<LReplay*>(static_cast<LObject*>(quolsdk_replay_create())));
+        ASSERT_NE(replay, nullptr);
+        EXPECT_THAT(error.text(), testing::StartsWith("LReplay: No thread: "));
+    }
+    test::ReplaySink sink;
+    test::told([&] { replay->addSink(&sink); });
+    replay->setRecordPath(folder, "r");
+    ASSERT_TRUE(replay->startRecording());
+    replay->pushVideoFrame(test::numberedPicture(5, 0, {1, 50}).get());
+    replay->posSet(0);
+    EXPECT_TRUE(test::waitUntil([&] { return !sink.pictures().empty(); }));
+    test::told([&] { replay->removeSink(&sink); });
 }
 
 TEST(LReplayControl, WithoutANameTheObjectsOwnNumberKeepsTwoApart) {
