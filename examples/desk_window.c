@@ -32,6 +32,11 @@ static int tell_error(Display* display, XErrorEvent* error) {
     return 0;
 }
 
+static int tell_loss(Display* display) {
+    fprintf(stderr, "X11: the server of %s is gone\n", DisplayString(display));
+    return 0;
+}
+
 static void note_loss(Display* display, void* window) {
     (void)display;
     ((struct desk_window*)window)->lost = 1;
@@ -89,6 +94,7 @@ struct desk_window* desk_window_open(const char* title) {
         return NULL;
     }
     XSetErrorHandler(tell_error);
+    XSetIOErrorHandler(tell_loss);
     XSetIOErrorExitHandler(window->display, note_loss, window);
     window->closing = XInternAtom(window->display, "WM_DELETE_WINDOW", False);
     make_windows(window, title);

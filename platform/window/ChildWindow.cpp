@@ -110,6 +110,12 @@ void ChildWindow::destroy() {
     xcb_flush(connection_);
 }
 
+bool ChildWindow::isServed() const {
+    const Reply<xcb_get_input_focus_reply_t> answer(xcb_get_input_focus_reply(
+        connection_, xcb_get_input_focus_unchecked(connection_), nullptr));
+    return answer != nullptr;
+}
+
 PreviewSurface::News ChildWindow::poll() {
     PreviewSurface::News news;
     const SurfaceSize before = size_;

@@ -37,6 +37,9 @@ public:
     xcb_window_t window() const { return window_; } // 0 before `create`
     SurfaceSize size() const { return size_; }      // of the host's window, as of the last `poll`
 
+    // Whether the server is there; asks it and waits for its answer.
+    bool isServed() const;
+
     // Reads what the server has told and lets the child follow the host's window.
     PreviewSurface::News poll();
 
