@@ -20,6 +20,8 @@ packages=(
     libxcb1-dev libxcb-shape0-dev libsdl2-dev xvfb
     # the preview's plug-ins, each built where its toolkit is there
     qt6-base-dev libgtk-4-dev
+    # the example of a vision mixer: its window, its screenshots
+    libx11-dev libpng-dev
     # tests and benchmarks; ffmpeg makes the test media, python3 runs a source check
     ffmpeg libgtest-dev libgmock-dev libbenchmark-dev python3
     # fuzz targets: the compiler that has them, and its run-time library
