@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "support/CapturedStream.h"
 #include "support/CollectingSink.h"
 #include "support/Program.h"
 #include "support/RecordedFile.h"
@@ -136,10 +137,7 @@ protected:
     void SetUp() override {
         if (!server.running()) GTEST_SKIP() << "no Xvfb on this machine";
         setenv("SDL_AUDIODRIVER", "dummy", 1);
-        folder = std::filesystem::temp_directory_path() /
-                 (std::string("quolsdk_vision_mixer_") +
-                  testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::remove_all(folder);
+        folder = test::temporaryPath(testing::UnitTest::GetInstance()->current_test_info()->name());
         std::filesystem::create_directories(folder);
         setenv("TMPDIR", folder.c_str(), 1); // where the replay stores what it records
     }
