@@ -2,6 +2,7 @@
 // own, by script and by keyboard, what its window showed and what it recorded.
 #include <gtest/gtest.h>
 #include <png.h>
+#include <unistd.h>
 #include <xcb/xcb.h>
 
 #include <array>
@@ -137,8 +138,7 @@ protected:
         if (!server.running()) GTEST_SKIP() << "no Xvfb on this machine";
         setenv("SDL_AUDIODRIVER", "dummy", 1);
         folder = std::filesystem::temp_directory_path() /
-                 (std::string("quolsdk_vision_mixer_") +
-                  testing::UnitTest::GetInstance()->current_test_info()->name());
+                 ("quolsdk_vision_mixer_" + std::to_string(getpid()));
         std::filesystem::remove_all(folder);
         std::filesystem::create_directories(folder);
         setenv("TMPDIR", folder.c_str(), 1); // where the replay stores what it records
