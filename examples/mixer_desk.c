@@ -42,15 +42,15 @@ static void build_switcher(struct mixer_desk* desk, const char* titles) {
     quolsdk_switcher_set_cg(desk->switcher, desk->titles);
 }
 
-/* The replay lies over the switcher instead of being one of its inputs: it records the switcher,
- * and would otherwise record itself. */
+/* The replay records what goes out, at its rate: the switcher counts its pictures at its own, also
+ * when the mixer asks for fewer. It lies over the switcher, where the operator goes on working. */
 static void build_programme(struct mixer_desk* desk) {
     desk->mixer = quolsdk_mixer_create();
     quolsdk_mixer_set_video_format(desk->mixer, &programme);
     quolsdk_mixer_add_layer(desk->mixer, "switcher", desk->switcher);
     quolsdk_mixer_set_layer_size(desk->mixer, "switcher", WIDTH, HEIGHT);
     quolsdk_mixer_set_layer_audio(desk->mixer, "switcher", 1, 100);
-    desk_replay_open(&desk->replay, desk->switcher);
+    desk_replay_open(&desk->replay, desk->mixer);
 }
 
 static int start_recording(struct mixer_desk* desk, const char* path) {
@@ -228,8 +228,9 @@ int mixer_desk_close(struct mixer_desk* desk) {
     const int recorded = end_recording(desk);
     /* From the last link of the chain to the first: nobody outlives what it shows. */
     desk_monitors_close(&desk->monitors);
-    quolsdk_mixer_destroy(desk->mixer);
+    quolsdk_mixer_remove_layer(desk->mixer, "replay"); /* shows the mixer and is shown by it */
     desk_replay_close(&desk->replay);
+    quolsdk_mixer_destroy(desk->mixer);
     quolsdk_switcher_destroy(desk->switcher);
     quolsdk_character_destroy(desk->titles);
     desk_sources_destroy(desk->sources);

@@ -2,6 +2,7 @@
 // own, by script and by keyboard, what its window showed and what it recorded.
 #include <gtest/gtest.h>
 #include <png.h>
+#include <unistd.h>
 #include <xcb/xcb.h>
 
 #include <array>
