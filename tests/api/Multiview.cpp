@@ -8,6 +8,7 @@
 #include "quolsdk/quolsdk_c_api.h"
 #include "support/CollectingSink.h"
 #include "support/Frames.h"
+#include "support/NoThreads.h"
 #include "support/PlainFrames.h"
 
 namespace {
@@ -146,4 +147,15 @@ TEST_F(MultiviewApi, NumbersOutOfRangeAreTakenQuietly) {
     quolsdk_multiview_set_grid_pgm(multiview, INT_MIN, INT_MAX);
     sink.clear();
     EXPECT_TRUE(sink.waitForPictures(2));
+}
+
+TEST(MultiviewApiNull, WithoutAThreadThereIsNone) {
+    {
+        const test::NoThreads none;
+        ASSERT_TRUE(none.works());
+        EXPECT_EQ(quolsdk_multiview_create(), nullptr);
+    }
+    quolsdk_handle multiview = quolsdk_multiview_create();
+    EXPECT_NE(multiview, nullptr);
+    quolsdk_multiview_destroy(multiview);
 }

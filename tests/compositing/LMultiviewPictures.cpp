@@ -199,6 +199,26 @@ TEST(LMultiviewPictures, TwoThatShowEachOtherRunOn) {
     b.multiview.setPGMSource(nullptr);
 }
 
+// Where there is no graphics processor, or one in name only.
+TEST(LMultiviewPictures, TellsOnceThatTheMainProcessorDraws) {
+    const auto linesOf = [](LMultiview::Renderer renderer) {
+        test::CapturedStream error(test::CapturedStream::Stream::error);
+        LMultiview multiview(renderer);
+        test::CollectingSink sink;
+        multiview.addSink(&sink);
+        EXPECT_TRUE(sink.waitForPictures(5));
+        multiview.removeSink(&sink);
+        return error.text();
+    };
+    EXPECT_EQ(linesOf(LMultiview::Renderer::processor), "");
+    const std::string told = linesOf(LMultiview::Renderer::automatic);
+    EXPECT_TRUE(told.empty() || // there is one
+                told ==
+                    "LMultiview [GPU]: Failed to initialize OpenGL context. "
+                    "Falling back to CPU rendering.\n")
+        << told;
+}
+
 TEST(LMultiviewPictures, TheTilesAreToldNowAndThen) {
     CapturedStream output(CapturedStream::Stream::output);
     LMultiview multiview(LMultiview::Renderer::processor);
