@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <mutex>
 
 namespace quol {
 
@@ -16,11 +17,19 @@ struct Free {
 template <typename T>
 using Reply = std::unique_ptr<T, Free>;
 
+// Two at once would write into one buffer: libXau keeps the name of the file with the user's keys
+// in memory of the process.
+xcb_connection_t* connectAlone(int& screen) {
+    static std::mutex connecting;
+    const std::lock_guard lock(connecting);
+    return xcb_connect(nullptr, &screen);
+}
+
 } // namespace
 
 std::unique_ptr<ChildWindow> ChildWindow::connect(std::uintptr_t host) {
     int screen = 0;
-    std::unique_ptr<ChildWindow> made(new ChildWindow(xcb_connect(nullptr, &screen)));
+    std::unique_ptr<ChildWindow> made(new ChildWindow(connectAlone(screen)));
     if (xcb_connection_has_error(made->connection_) != 0) return nullptr;
     made->screen_ = screen;
     return made->inspectHost(host) ? std::move(made) : nullptr;
