@@ -67,7 +67,7 @@ class GraphicsRenderer final : public LayerRenderer {
 public:
     explicit GraphicsRenderer(std::unique_ptr<gl::HeadlessContext> context)
         : context_(std::move(context)), gl(context_->entries()) {
-        program_ = gl::makeProgram(gl, layerVertexShader, layerFragmentShader);
+        program_ = gl::linkQuadProgram(gl, layerFragmentShader);
         uniforms_ = findUniforms(gl, program_);
         makeWhiteTexture();
     }
@@ -190,8 +190,6 @@ private:
         gl.ActiveTexture(GL_TEXTURE0 + unit);
         if (texture == 0) {
             texture = gl::makeTexture(gl);
-            gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-            gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
         } else {
             gl.BindTexture(GL_TEXTURE_2D, texture);
         }

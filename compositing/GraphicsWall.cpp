@@ -132,7 +132,7 @@ public:
 private:
     void makePrograms() {
         const auto program = [this](const char* fragment) {
-            return gl::makeProgram(gl, wallVertexShader, fragment);
+            return gl::linkQuadProgram(gl, fragment);
         };
         const auto find = [this](GLuint name, const char* uniform) {
             return gl.GetUniformLocation(name, uniform);
@@ -179,17 +179,11 @@ private:
     void makeFontTexture() {
         const LabelAtlas& atlas = labelAtlas();
         font_ = gl::makeTexture(gl);
-        clampToEdge();
         gl.PixelStorei(GL_UNPACK_ALIGNMENT, 1);
         gl.PixelStorei(GL_UNPACK_ROW_LENGTH, atlas.stride() / 4);
         gl.TexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, LabelAtlas::size, LabelAtlas::size, 0, GL_BGRA,
                       GL_UNSIGNED_BYTE, atlas.pixels());
         gl.PixelStorei(GL_UNPACK_ROW_LENGTH, 0);
-    }
-
-    void clampToEdge() {
-        gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-        gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
     }
 
     void deleteTextures(TileTextures& tile) {
@@ -219,7 +213,6 @@ private:
                 GLenum format, int bytesPerPixel) {
         if (texture.name == 0) {
             texture.name = gl::makeTexture(gl);
-            clampToEdge();
         } else {
             gl.BindTexture(GL_TEXTURE_2D, texture.name);
         }
@@ -326,7 +319,6 @@ private:
         gl.GenFramebuffers(1, &framebuffer);
         gl.BindFramebuffer(GL_FRAMEBUFFER, framebuffer);
         texture = gl::makeTexture(gl);
-        clampToEdge();
         gl.TexImage2D(GL_TEXTURE_2D, 0, internalFormat, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE,
                       nullptr);
         gl.FramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);

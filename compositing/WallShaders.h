@@ -3,15 +3,6 @@
 
 namespace quol {
 
-inline constexpr const char* wallVertexShader = R"(attribute vec2 position;
-attribute vec2 texCoord;
-varying vec2 v_texCoord;
-void main() {
-    gl_Position = vec4(position, 0.0, 1.0);
-    v_texCoord = texCoord;
-}
-)";
-
 // A pixel of a tile is the mean of u_samples values spread evenly over what it covers; u_pixel is
 // its size in the source.
 #define QUOL_WALL_SAMPLING                                                               \

@@ -7,15 +7,13 @@
 #include "core/PictureCheck.h"
 #include "outputs/PreviewShaders.h"
 #include "outputs/PreviewText.h"
-#include "platform/gl/Program.h"
+#include "platform/gl/Drawing.h"
 
 namespace quol {
 
 namespace {
 
-// The numbers of the attributes, in the order in which the programs name them.
-constexpr GLuint positionAttribute = 0;
-constexpr GLuint texCoordAttribute = 1;
+// Where the program of the boxes finds their colour, behind the position.
 constexpr GLuint colorAttribute = 1;
 
 constexpr GLsizei floatsOfCorner = 6; // x, y, red, green, blue, alpha
@@ -28,10 +26,8 @@ bool goesStraightOn(int format) {
 
 PreviewDrawing::PreviewDrawing(const gl::EntryTable& entries)
     : gl(entries),
-      pictureProgram_(
-          linkProgram(gl, previewVertexShader, previewPictureShader, {"position", "texCoord"})),
-      plateProgram_(
-          linkProgram(gl, previewVertexShader, previewPlateShader, {"position", "texCoord"})),
+      pictureProgram_(gl::linkQuadProgram(gl, previewPictureShader)),
+      plateProgram_(gl::linkQuadProgram(gl, previewPlateShader)),
       boxProgram_(
           linkProgram(gl, previewBoxVertexShader, previewBoxShader, {"position", "color"})) {}
 
@@ -149,13 +145,7 @@ void PreviewDrawing::drawPicture(const PictureExtent& extent) {
 // Corners clockwise from the top left one, which gets row 0.
 void PreviewDrawing::drawQuad(const std::array<GLfloat, 8>& corners) {
     constexpr std::array<GLfloat, 8> texCoords{0, 0, 1, 0, 1, 1, 0, 1};
-    gl.EnableVertexAttribArray(positionAttribute);
-    gl.EnableVertexAttribArray(texCoordAttribute);
-    gl.VertexAttribPointer(positionAttribute, 2, GL_FLOAT, GL_FALSE, 0, corners.data());
-    gl.VertexAttribPointer(texCoordAttribute, 2, GL_FLOAT, GL_FALSE, 0, texCoords.data());
-    gl.DrawArrays(GL_TRIANGLE_FAN, 0, 4);
-    gl.DisableVertexAttribArray(positionAttribute);
-    gl.DisableVertexAttribArray(texCoordAttribute);
+    gl::drawQuad(gl, corners.data(), texCoords.data());
 }
 
 // ---------------------------------------------------------------------- meter and border: boxes
@@ -206,12 +196,12 @@ void PreviewDrawing::drawBoxes() {
     if (boxes_.empty()) return;
     constexpr GLsizei stride = floatsOfCorner * static_cast<GLsizei>(sizeof(GLfloat));
     gl.UseProgram(boxProgram_);
-    gl.EnableVertexAttribArray(positionAttribute);
+    gl.EnableVertexAttribArray(gl::positionAttribute);
     gl.EnableVertexAttribArray(colorAttribute);
-    gl.VertexAttribPointer(positionAttribute, 2, GL_FLOAT, GL_FALSE, stride, boxes_.data());
+    gl.VertexAttribPointer(gl::positionAttribute, 2, GL_FLOAT, GL_FALSE, stride, boxes_.data());
     gl.VertexAttribPointer(colorAttribute, 4, GL_FLOAT, GL_FALSE, stride, boxes_.data() + 2);
     gl.DrawArrays(GL_TRIANGLES, 0, static_cast<GLsizei>(boxes_.size()) / floatsOfCorner);
-    gl.DisableVertexAttribArray(positionAttribute);
+    gl.DisableVertexAttribArray(gl::positionAttribute);
     gl.DisableVertexAttribArray(colorAttribute);
 }
 

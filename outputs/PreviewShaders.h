@@ -3,16 +3,6 @@
 
 namespace quol {
 
-// The picture, and the plates with text.
-inline constexpr const char* previewVertexShader = R"(attribute vec2 position;
-attribute vec2 texCoord;
-varying vec2 v_texCoord;
-void main() {
-    gl_Position = vec4(position, 0.0, 1.0);
-    v_texCoord = texCoord;
-}
-)";
-
 inline constexpr const char* previewPictureShader = R"(varying vec2 v_texCoord;
 uniform sampler2D texY;
 uniform sampler2D texU;

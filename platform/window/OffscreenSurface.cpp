@@ -3,7 +3,7 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/gl/Program.h"
+#include "platform/gl/Drawing.h"
 
 namespace quol {
 

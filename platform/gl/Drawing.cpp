@@ -1,8 +1,17 @@
-#include "platform/gl/Program.h"
+#include "platform/gl/Drawing.h"
 
 namespace quol::gl {
 
 namespace {
+
+constexpr const char* quadVertexShader = R"(attribute vec2 position;
+attribute vec2 texCoord;
+varying vec2 v_texCoord;
+void main() {
+    gl_Position = vec4(position, 0.0, 1.0);
+    v_texCoord = texCoord;
+}
+)";
 
 void attach(const EntryTable& gl, GLuint program, GLenum kind, const char* source) {
     const GLuint shader = gl.CreateShader(kind);
@@ -30,6 +39,10 @@ GLuint linkProgram(const EntryTable& gl, const char* vertexSource, const char* f
     return 0;
 }
 
+GLuint linkQuadProgram(const EntryTable& gl, const char* fragmentSource) {
+    return linkProgram(gl, quadVertexShader, fragmentSource, {"position", "texCoord"});
+}
+
 GLuint makeTexture(const EntryTable& gl) {
     GLuint texture = 0;
     gl.GenTextures(1, &texture);
@@ -39,6 +52,16 @@ GLuint makeTexture(const EntryTable& gl) {
     gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
     gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
     return texture;
+}
+
+void drawQuad(const EntryTable& gl, const GLfloat corners[8], const GLfloat texCoords[8]) {
+    gl.EnableVertexAttribArray(positionAttribute);
+    gl.EnableVertexAttribArray(texCoordAttribute);
+    gl.VertexAttribPointer(positionAttribute, 2, GL_FLOAT, GL_FALSE, 0, corners);
+    gl.VertexAttribPointer(texCoordAttribute, 2, GL_FLOAT, GL_FALSE, 0, texCoords);
+    gl.DrawArrays(GL_TRIANGLE_FAN, 0, 4);
+    gl.DisableVertexAttribArray(positionAttribute);
+    gl.DisableVertexAttribArray(texCoordAttribute);
 }
 
 } // namespace quol::gl
