@@ -4,22 +4,24 @@ set(QUOLSDK_WITH_QT AUTO CACHE STRING "Preview for Qt: ON, OFF, or AUTO for wher
 set(QUOLSDK_WITH_GTK AUTO CACHE STRING "Preview for GTK: ON, OFF, or AUTO for where GTK 4 is")
 set_property(CACHE QUOLSDK_WITH_QT QUOLSDK_WITH_GTK PROPERTY STRINGS AUTO ON OFF)
 
-set(QUOLSDK_HAS_QT OFF)
 if(QUOLSDK_WITH_QT)
     find_package(Qt6 QUIET COMPONENTS Widgets)
-    if(Qt6_FOUND)
-        set(QUOLSDK_HAS_QT ON)
-    elseif(NOT QUOLSDK_WITH_QT STREQUAL "AUTO")
-        message(FATAL_ERROR "QUOLSDK_WITH_QT needs Qt 6: make deps")
-    endif()
 endif()
-
-set(QUOLSDK_HAS_GTK OFF)
 if(QUOLSDK_WITH_GTK)
     pkg_check_modules(GTK4 QUIET IMPORTED_TARGET gtk4)
-    if(GTK4_FOUND)
-        set(QUOLSDK_HAS_GTK ON)
-    elseif(NOT QUOLSDK_WITH_GTK STREQUAL "AUTO")
-        message(FATAL_ERROR "QUOLSDK_WITH_GTK needs GTK 4: make deps")
-    endif()
 endif()
+
+# Sets QUOLSDK_HAS_<option> by what is wanted and what was found; a toolkit that is asked for has to
+# be there.
+function(quolsdk_decide_toolkit option name found)
+    set(has OFF)
+    if(QUOLSDK_WITH_${option} AND found)
+        set(has ON)
+    elseif(QUOLSDK_WITH_${option} AND NOT QUOLSDK_WITH_${option} STREQUAL "AUTO")
+        message(FATAL_ERROR "QUOLSDK_WITH_${option} needs ${name}: make deps")
+    endif()
+    set(QUOLSDK_HAS_${option} ${has} PARENT_SCOPE)
+endfunction()
+
+quolsdk_decide_toolkit(QT "Qt 6" "${Qt6_FOUND}")
+quolsdk_decide_toolkit(GTK "GTK 4" "${GTK4_FOUND}")

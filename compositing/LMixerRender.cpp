@@ -7,6 +7,7 @@
 #include "compositing/PullCount.h"
 #include "compositing/RecentPicture.h"
 #include "compositing/RenderPace.h"
+#include "compositing/RendererChoice.h"
 #include "compositing/TickTime.h"
 #include "core/AudioMix.h"
 #include "core/AudioPeak.h"
@@ -62,16 +63,10 @@ struct MixerTick {
 } // namespace quol
 
 std::unique_ptr<quol::LayerRenderer> LMixer::makeRenderer() const {
-    if (renderer != Renderer::processor) {
-        auto graphics = quol::makeGraphicsRenderer(renderer == Renderer::graphics
-                                                       ? quol::GraphicsDriver::any
-                                                       : quol::GraphicsDriver::hardware);
-        if (graphics) return graphics;
-        quol::logError(
-            "LMixer [GPU]: Failed to initialize OpenGL context. "
-            "Falling back to CPU mixing.");
-    }
-    return quol::makeProcessorRenderer();
+    return quol::chooseRenderer(renderer,
+                                "LMixer [GPU]: Failed to initialize OpenGL context. "
+                                "Falling back to CPU mixing.",
+                                quol::makeGraphicsRenderer, quol::makeProcessorRenderer);
 }
 
 void LMixer::mixerLoop() {

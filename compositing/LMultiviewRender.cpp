@@ -7,6 +7,7 @@
 #include "compositing/PullCount.h"
 #include "compositing/RecentPicture.h"
 #include "compositing/RenderPace.h"
+#include "compositing/RendererChoice.h"
 #include "compositing/TickTime.h"
 #include "compositing/TileInk.h"
 #include "compositing/Wall.h"
@@ -40,16 +41,10 @@ std::int64_t picturesIn(std::int64_t nanoseconds, double fps) {
 } // namespace
 
 std::unique_ptr<quol::WallRenderer> LMultiview::makeRenderer() const {
-    if (renderer != Renderer::processor) {
-        auto graphics =
-            quol::makeGraphicsWall(renderer == Renderer::graphics ? quol::GraphicsDriver::any
-                                                                  : quol::GraphicsDriver::hardware);
-        if (graphics) return graphics;
-        quol::logError(
-            "LMultiview [GPU]: Failed to initialize OpenGL context. "
-            "Falling back to CPU rendering.");
-    }
-    return quol::makeProcessorWall();
+    return quol::chooseRenderer(renderer,
+                                "LMultiview [GPU]: Failed to initialize OpenGL context. "
+                                "Falling back to CPU rendering.",
+                                quol::makeGraphicsWall, quol::makeProcessorWall);
 }
 
 void LMultiview::multiviewLoop() {

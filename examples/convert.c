@@ -9,32 +9,14 @@
  *
  * Exit status: 0 done, or ended early; 1 nothing came of it: the output could not be opened (the
  * text says why), or there was nothing to put in it; 2 wrong use. */
-#define _POSIX_C_SOURCE 200809L
-
 #include <quolsdk/quolsdk_c_api.h>
-#include <signal.h>
 #include <stdio.h>
 #include <string.h>
 
 #include "host_help.h"
+#include "interrupt.h"
 
 enum { STEP_MS = 100, BAR = 50 };
-
-static volatile sig_atomic_t interrupted = 0;
-
-static void interrupt(int number) {
-    (void)number;
-    interrupted = 1;
-}
-
-static void catch_interrupt(void) {
-    struct sigaction action;
-    memset(&action, 0, sizeof action);
-    action.sa_handler = interrupt;
-    action.sa_flags = SA_RESETHAND; /* the second one is the system's */
-    sigaction(SIGINT, &action, NULL);
-    sigaction(SIGTERM, &action, NULL);
-}
 
 static int is_option(const char* text) {
     return strcmp(text, "-preset") == 0 || strcmp(text, "-tune") == 0 || strcmp(text, "-g") == 0 ||
@@ -67,7 +49,7 @@ static void draw_bar(double part, int last) {
 static int watch(quolsdk_handle convert) {
     double reached = 0.0;
     int status = 1;
-    while (status == 1 && !interrupted) {
+    while (status == 1 && !is_interrupted()) {
         wait_ms(STEP_MS);
         quolsdk_convert_status_get(convert, &status);
         if (status == 1) draw_bar(reached = quolsdk_convert_progress_get(convert), 0);

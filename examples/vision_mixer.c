@@ -16,10 +16,7 @@
  *
  * Exit status: 0 done; 1 no display, or it went away; a clip cannot be played; nothing recorded, or
  * a screenshot not written; 2 wrong use, or a script that makes no sense. */
-#define _POSIX_C_SOURCE 200809L
-
 #include <quolsdk/quolsdk_c_api.h>
-#include <signal.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -27,24 +24,10 @@
 #include "desk_sources.h"
 #include "desk_window.h"
 #include "host_help.h"
+#include "interrupt.h"
 #include "mixer_desk.h"
 
 enum { STEP_MS = 10 };
-
-static volatile sig_atomic_t interrupted = 0;
-
-static void interrupt(int number) {
-    (void)number;
-    interrupted = 1;
-}
-
-static void catch_interrupt(void) {
-    struct sigaction action;
-    memset(&action, 0, sizeof action);
-    action.sa_handler = interrupt;
-    sigaction(SIGINT, &action, NULL);
-    sigaction(SIGTERM, &action, NULL);
-}
 
 struct session {
     struct mixer_desk* desk;
@@ -85,7 +68,7 @@ static void follow_script(struct session* session) {
 
 static void run(struct session* session) {
     session->began = now_ms();
-    while (!session->over && !interrupted) {
+    while (!session->over && !is_interrupted()) {
         press(session, desk_window_key(session->window, STEP_MS));
         follow_script(session);
         tell(session, mixer_desk_tick(session->desk));
