@@ -1,25 +1,19 @@
 // Walls drawn by OpenGL.
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <map>
 #include <utility>
 
 #include "compositing/AxisFilter.h"
 #include "compositing/LabelAtlas.h"
 #include "compositing/TileInk.h"
-#include "compositing/TileSource.h"
+#include "compositing/TileTextures.h"
 #include "compositing/Wall.h"
 #include "compositing/WallShaders.h"
 #include "core/Log.h"
 #include "core/PicturePool.h"
-#include "core/ScaledPicture.h"
 #include "platform/gl/Drawing.h"
 #include "platform/gl/HeadlessContext.h"
-
-extern "C" {
-#include <libavutil/pixdesc.h>
-}
 
 namespace quol {
 
@@ -27,29 +21,11 @@ namespace {
 
 using gl::EntryTable;
 
-constexpr std::size_t mostPlanes = 4;
-
-// A texture and the shape it was made for.
-struct Texture {
-    GLuint name = 0;
-    int width = 0;
-    int height = 0;
-    GLenum format = 0;
-};
-
-enum class TileProgram { yuv, uyvy, rgb };
-
 // What is kept for a tile from one wall to the next.
-struct TileTextures {
-    explicit TileTextures(int longestSide) : source(TileSource::Reader::graphics, longestSide) {}
+struct KeptTile {
+    KeptTile(const EntryTable& entries, int longestSide) : textures(entries, longestSide) {}
 
-    std::array<Texture, mostPlanes> planes;
-    TileSource source;
-    FramePtr uploaded; // the picture in the textures, as it came
-    TileProgram program = TileProgram::yuv;
-    int width = 0; // of the picture in the textures
-    int height = 0;
-    bool hasAlpha = false;
+    TileTextures textures;
     bool isSeen = false;
 };
 
@@ -58,7 +34,7 @@ struct PictureProgram {
     GLuint name = 0;
     GLint pixel = -1;
     GLint samples = -1;
-    std::array<GLint, mostPlanes> textures{};
+    std::array<GLint, TileTextures::mostPlanes> textures{};
     GLint width = -1;
     GLint height = -1;
 };
@@ -100,8 +76,7 @@ public:
     }
 
     ~GraphicsWall() override {
-        for (auto& [id, tile] : tiles_)
-            deleteTextures(tile);
+        tiles_.clear();
         deleteFramebuffers();
         gl.DeleteTextures(1, &white_);
         gl.DeleteTextures(1, &font_);
@@ -186,118 +161,12 @@ private:
         gl.PixelStorei(GL_UNPACK_ROW_LENGTH, 0);
     }
 
-    void deleteTextures(TileTextures& tile) {
-        for (Texture& texture : tile.planes) {
-            gl.DeleteTextures(1, &texture.name); // 0 is passed over
-            texture = {};
-        }
-    }
-
     void dropTilesThatAreGone(const Wall& wall) {
         for (auto& [id, tile] : tiles_)
             tile.isSeen = false;
         for (const WallTile& tile : wall.tiles)
-            tiles_.try_emplace(tile.id, longestSide_).first->second.isSeen = true;
-        for (auto tile = tiles_.begin(); tile != tiles_.end();) {
-            if (tile->second.isSeen) {
-                ++tile;
-                continue;
-            }
-            deleteTextures(tile->second);
-            tile = tiles_.erase(tile);
-        }
-    }
-
-    // Memory of the same shape is written to again.
-    void upload(Texture& texture, const std::uint8_t* samples, int stride, int width, int height,
-                GLenum format, int bytesPerPixel) {
-        if (texture.name == 0) {
-            texture.name = gl::makeTexture(gl);
-        } else {
-            gl.BindTexture(GL_TEXTURE_2D, texture.name);
-        }
-        if (stride < width * bytesPerPixel || stride % bytesPerPixel != 0) {
-            samples = straightened(samples, stride, width * bytesPerPixel, height);
-            stride = width * bytesPerPixel;
-        }
-        gl.PixelStorei(GL_UNPACK_ALIGNMENT, 1);
-        gl.PixelStorei(GL_UNPACK_ROW_LENGTH, stride / bytesPerPixel);
-        if (texture.width == width && texture.height == height && texture.format == format) {
-            gl.TexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, width, height, format, GL_UNSIGNED_BYTE,
-                             samples);
-        } else {
-            gl.TexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(format), width, height, 0, format,
-                          GL_UNSIGNED_BYTE, samples);
-            texture.width = width;
-            texture.height = height;
-            texture.format = format;
-        }
-        gl.PixelStorei(GL_UNPACK_ROW_LENGTH, 0);
-    }
-
-    // Rows that stand upside down in memory, or begin off a pixel, in their order.
-    const std::uint8_t* straightened(const std::uint8_t* samples, int stride, int length,
-                                     int height) {
-        const auto bytes = static_cast<std::size_t>(length);
-        rows_.resize(bytes * static_cast<std::size_t>(height));
-        for (int row = 0; row < height; ++row)
-            std::memcpy(rows_.data() + bytes * static_cast<std::size_t>(row),
-                        samples + std::ptrdiff_t{row} * stride, bytes);
-        return rows_.data();
-    }
-
-    // False when nothing converts the picture.
-    bool uploadPicture(TileTextures& tile, const AVFrame& picture) {
-        if (tile.uploaded && isSamePicture(*tile.uploaded, picture) &&
-            tile.uploaded->pts == picture.pts)
-            return true;
-        tile.uploaded.reset();
-        const AVFrame* const frame = tile.source.get(picture);
-        if (frame == nullptr) return false;
-        const auto format = static_cast<AVPixelFormat>(frame->format);
-        const auto plane = [frame](int i) { return frame->data[i]; };
-        gl.ActiveTexture(GL_TEXTURE0);
-        tile.hasAlpha = false;
-        if (isPlanarYuv(format)) {
-            uploadPlanes(tile, *frame);
-        } else if (format == AV_PIX_FMT_UYVY422) {
-            tile.program = TileProgram::uyvy;
-            upload(tile.planes[0], plane(0), frame->linesize[0], (frame->width + 1) / 2,
-                   frame->height, GL_RGBA, 4);
-            gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-            gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-        } else {
-            const bool withAlpha = format == AV_PIX_FMT_RGBA;
-            tile.program = TileProgram::rgb;
-            upload(tile.planes[0], plane(0), frame->linesize[0], frame->width, frame->height,
-                   withAlpha ? GL_RGBA : GL_RGB, withAlpha ? 4 : 3);
-        }
-        if (tile.program != TileProgram::uyvy) {
-            gl.BindTexture(GL_TEXTURE_2D, tile.planes[0].name);
-            gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-            gl.TexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-        }
-        tile.width = frame->width;
-        tile.height = frame->height;
-        tile.uploaded = cloneFrame(&picture);
-        return true;
-    }
-
-    void uploadPlanes(TileTextures& tile, const AVFrame& frame) {
-        const AVPixFmtDescriptor& form =
-            *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
-        tile.program = TileProgram::yuv;
-        tile.hasAlpha = form.nb_components == 4;
-        for (int i = 0; i < form.nb_components; ++i) {
-            const bool isChroma = i == 1 || i == 2;
-            const int width =
-                isChroma ? AV_CEIL_RSHIFT(frame.width, form.log2_chroma_w) : frame.width;
-            const int height =
-                isChroma ? AV_CEIL_RSHIFT(frame.height, form.log2_chroma_h) : frame.height;
-            const int plane = form.comp[i].plane;
-            upload(tile.planes[static_cast<std::size_t>(i)], frame.data[plane],
-                   frame.linesize[plane], width, height, GL_LUMINANCE, 1);
-        }
+            tiles_.try_emplace(tile.id, gl, longestSide_).first->second.isSeen = true;
+        std::erase_if(tiles_, [](const auto& tile) { return !tile.second.isSeen; });
     }
 
     // --------------------------------------------------------------------------- framebuffers
@@ -360,9 +229,9 @@ private:
     void drawTile(const WallTile& tile) {
         const TileRect visible = intersection(tile.rect, {0, 0, width_, height_});
         if (visible.isEmpty()) return;
-        TileTextures& textures = tiles_.at(tile.id);
+        TileTextures& textures = tiles_.at(tile.id).textures;
         gl.Disable(GL_BLEND);
-        if (tile.picture && uploadPicture(textures, *tile.picture)) {
+        if (tile.picture && textures.upload(*tile.picture)) {
             drawPicture(tile.rect, visible, textures);
         } else {
             drawBox({visible, 0.0F, {}, {}, 0.0F});
@@ -384,20 +253,22 @@ private:
     }
 
     void drawPicture(const TileRect& place, const TileRect& visible, const TileTextures& tile) {
-        const PictureProgram& program = picturePrograms_[static_cast<std::size_t>(tile.program)];
+        const PictureProgram& program = picturePrograms_[static_cast<std::size_t>(tile.kind())];
         gl.UseProgram(program.name);
         const auto across = static_cast<float>(place.width);
         const auto down = static_cast<float>(place.height);
         gl.Uniform2f(program.pixel, 1.0F / across, 1.0F / down);
-        gl.Uniform2f(program.samples, static_cast<float>(samplesPerPixel(tile.width, place.width)),
-                     static_cast<float>(samplesPerPixel(tile.height, place.height)));
-        const std::size_t textures = tile.program == TileProgram::yuv ? mostPlanes : 1;
+        gl.Uniform2f(program.samples,
+                     static_cast<float>(samplesPerPixel(tile.width(), place.width)),
+                     static_cast<float>(samplesPerPixel(tile.height(), place.height)));
+        const std::size_t textures =
+            tile.kind() == TileTextures::Kind::yuv ? TileTextures::mostPlanes : 1;
         for (std::size_t i = 0; i < textures; ++i) {
             gl.Uniform1i(program.textures[i], static_cast<GLint>(i));
-            bind(static_cast<GLenum>(i), i == 3 && !tile.hasAlpha ? white_ : tile.planes[i].name);
+            bind(static_cast<GLenum>(i), i == 3 && !tile.hasAlpha() ? white_ : tile.texture(i));
         }
-        gl.Uniform1f(program.width, static_cast<float>(tile.width));
-        gl.Uniform1f(program.height, static_cast<float>(tile.height));
+        gl.Uniform1f(program.width, static_cast<float>(tile.width()));
+        gl.Uniform1f(program.height, static_cast<float>(tile.height()));
         const float left = static_cast<float>(visible.x - place.x) / across;
         const float right = static_cast<float>(visible.right() - place.x) / across;
         const float top = static_cast<float>(visible.y - place.y) / down;
@@ -483,7 +354,7 @@ private:
 
     const std::unique_ptr<gl::HeadlessContext> context_;
     const EntryTable& gl;
-    std::array<PictureProgram, 3> picturePrograms_; // by `TileProgram`
+    std::array<PictureProgram, 3> picturePrograms_; // by `TileTextures::Kind`
     BoxProgram box_;
     TextProgram text_;
     GLint longestSide_ = 0; // of a texture
@@ -495,8 +366,7 @@ private:
     bool isComplete_ = false;
     int width_ = 0; // of the framebuffer
     int height_ = 0;
-    std::map<std::uint64_t, TileTextures> tiles_;
-    std::vector<std::uint8_t> rows_;
+    std::map<std::uint64_t, KeptTile> tiles_;
     PicturePool pool_;
     std::unique_ptr<WallRenderer> processor_; // for what cannot be drawn here
 };
