@@ -1,6 +1,7 @@
 // The preview in a widget of a GTK host.
 #include <gtest/gtest.h>
 #include <gtk/gtk.h>
+#include <malloc.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -173,6 +174,43 @@ TEST_F(GtkPreview, IsDestroyedAtAnyTime) {
         preview.reset();
     }
     comes([] { return g_main_context_pending(nullptr) == FALSE; });
+}
+
+// In use on the heap, large blocks included.
+std::size_t heapInUse() {
+    const struct mallinfo2 heap = mallinfo2();
+    return heap.uordblks + heap.hblkhd;
+}
+
+// A picture's memory goes to GTK and comes back: as many previews as one likes leave none behind,
+// nor does one preview keep a second picture for each that it shows.
+TEST_F(GtkPreview, LeavesNoPicturesMemoryBehind) {
+    constexpr std::size_t pictureBytes = std::size_t{320} * 180 * 4;
+    const auto showSome = [&] {
+        begin(window);
+        push();
+        EXPECT_TRUE(shows(grey, 320 * 80));
+        for (int i = 0; i < 40; ++i) {
+            push();
+            while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    };
+    const auto end = [&] {
+        preview.reset();
+        EXPECT_TRUE(comes([&] { return gtk_window_get_child(GTK_WINDOW(window)) == nullptr; }));
+    };
+    showSome(); // with what GTK and OpenGL make once
+    const std::size_t showing = heapInUse();
+    end();
+    const std::size_t gone = heapInUse();
+    for (int i = 0; i < 3; ++i) {
+        showSome();
+        EXPECT_LT(heapInUse(), showing + 6 * pictureBytes) << i;
+        end();
+        EXPECT_LT(heapInUse(), gone + 6 * pictureBytes) << i;
+    }
 }
 
 TEST_F(GtkPreview, AWidgetWithoutAPlaceIsAFailure) {
