@@ -92,12 +92,18 @@ public:
     void run(const show::Script& script) {
         began_ = std::chrono::steady_clock::now();
         for (const show::Cue& cue : script.cues) {
-            if (!waitUntil(cue.seconds)) return;
+            if (!waitUntil(cue.seconds)) break;
             perform(cue);
         }
+        length_ = now();
     }
 
-    const std::vector<show::Moment>& moments() const { return moments_; }
+    // Those that the show has lasted for.
+    std::vector<show::Moment> moments() const {
+        std::vector<show::Moment> seen = moments_;
+        std::erase_if(seen, [&](const show::Moment& moment) { return moment.seconds >= length_; });
+        return seen;
+    }
     const show::Lateness& lateness() const { return lateness_; }
     bool hasFailed() const { return hasFailed_; }
 
@@ -125,7 +131,7 @@ private:
 
     void perform(const show::Cue& cue) {
         const double began = now();
-        std::printf("  %s\n", cue.text.c_str());
+        std::printf("  %6.2f s  %s\n", began, cue.text.c_str());
         if (cue.verb == show::Verb::shot) {
             hasFailed_ |= wall_.isOpen() && !wall_.shot(cue.word);
         } else {
@@ -146,36 +152,41 @@ private:
     }
 
     void tell(const std::string& what) {
-        if (!what.empty()) std::printf("          %s\n", what.c_str());
+        if (!what.empty()) std::printf("            %s\n", what.c_str());
     }
 
     show::Actions actions_;
     show::Wall wall_;
     std::chrono::steady_clock::time_point began_;
+    double length_ = 0.0; // seconds, when it is over
     std::vector<show::Moment> moments_;
     show::Lateness lateness_;
     bool hasFailed_ = false;
 };
 
-bool present(const Arguments& arguments, const show::Script& script) {
+struct Outcome {
+    bool isRecorded = false;
+    bool isWhole = false;
     std::vector<show::Moment> moments;
-    bool isWhole = true;
-    {
-        show::Graph graph;
-        if (!graph.open(arguments.files)) return false;
-        show::Lateness lateness;
-        {
-            Session session(graph, arguments);
-            session.run(script);
-            moments = session.moments();
-            lateness = session.lateness();
-            isWhole = !session.hasFailed();
-            graph.finish();
-        }
-        show::printPunctuality(graph, lateness);
-    }
-    return show::printFacts(arguments.files.recording) &&
-           show::writeSheet(arguments.files.recording, moments, arguments.sheet) && isWhole;
+};
+
+// On air from the first line to the last; the recording is finished then.
+Outcome goOnAir(const Arguments& arguments, const show::Script& script) {
+    show::Graph graph;
+    if (!graph.open(arguments.files)) return {};
+    Session session(graph, arguments);
+    if (!graph.startRecording(arguments.files)) return {};
+    session.run(script);
+    graph.finish();
+    show::printPunctuality(graph, arguments.files.recording, session.lateness());
+    return {true, !session.hasFailed(), session.moments()};
+}
+
+bool present(const Arguments& arguments, const show::Script& script) {
+    const Outcome outcome = goOnAir(arguments, script);
+    return outcome.isRecorded && show::printFacts(arguments.files.recording) &&
+           show::writeSheet(arguments.files.recording, outcome.moments, arguments.sheet) &&
+           outcome.isWhole;
 }
 
 } // namespace

@@ -109,6 +109,8 @@ void Actions::waitForSwitcher() {
 }
 
 std::string Actions::performTransition(const Cue& cue, double now) {
+    if (cue.verb == Verb::stinger && files_.stinger.empty())
+        return "no stinger: there is no clip of one";
     waitForSwitcher();
     swapAt_ = now + (cue.verb == Verb::stinger ? lengthOf(cue) / 2.0 : lengthOf(cue));
     if (cue.verb == Verb::cut) {

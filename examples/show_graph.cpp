@@ -2,9 +2,11 @@
 
 #include <stdlib.h>
 
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
+#include <thread>
 
 #include "show_script.h"
 
@@ -58,7 +60,6 @@ void Graph::openSwitcher(const Files& files) {
     switcher.setPreview(&camera2);
     if (!files.stinger.empty()) switcher.setStinger(files.stinger);
     switcher.setStingerDuration(static_cast<int>(stingerSeconds * 1000.0));
-    switcher.addSink(&cleanFeed);
 }
 
 // The clean feed is what a replay repeats: titles and inset belong to the moment.
@@ -81,18 +82,33 @@ void Graph::openMixer() {
     mixer.addLayer("switcher", &switcher, 0, 0.0F, 0.0F, 255, pictureWidth, pictureHeight, true);
     mixer.addLayer("titles", &titles, titlesOrder, 0.0F, 0.0F, 255, pictureWidth, pictureHeight);
     mixer.addLayer("opening", &opening, openingOrder);
-    mixer.addSink(&programme);
 }
 
-bool Graph::openRecorder(const Files& files) {
+// A picture of the programme goes into the tick of the movie that is nearest to its arrival. The
+// recording's clock is set going, by a pause, so that they arrive well before the middle between
+// two ticks: one that is late by less than most of a period still finds its own.
+bool Graph::startRecording(const Files& files) {
+    constexpr auto headStart = std::chrono::milliseconds(12);
+    constexpr double latestStart = 0.016; // seconds behind a picture
+    constexpr int tries = 50;
     recorder.source = &mixer;
     recorder.setFilePath(files.recording);
     recorder.setVideoFormat(format());
     recorder.customSet("preset=veryfast g=25");
     recorder.setProps("timecode", "true");
-    if (recorder.Record()) return true;
-    std::printf("  CANNOT RECORD to %s: the error above says why\n", files.recording.c_str());
-    return false;
+    if (!recorder.Record()) {
+        std::printf("  CANNOT RECORD to %s: the error above says why\n", files.recording.c_str());
+        return false;
+    }
+    recorder.Pause(true);
+    switcher.addSink(&cleanFeed);
+    mixer.addSink(&programme);
+    for (int i = 0; i == 0 || (i < tries && programme.sinceLatest() > latestStart); ++i) {
+        programme.waitForNext();
+        std::this_thread::sleep_for(headStart);
+    }
+    recorder.Pause(false);
+    return true;
 }
 
 bool Graph::open(const Files& files) {
@@ -105,7 +121,7 @@ bool Graph::open(const Files& files) {
     stream.source = &mixer;
     stream.setStreamUrl(files.server);
     stream.setVideoFormat(format());
-    return openRecorder(files);
+    return true;
 }
 
 void Graph::finish() {

@@ -59,9 +59,10 @@ struct Graph {
     // Ends what runs, from the last link of the chain to the first.
     ~Graph();
 
-    // Everything runs, camera 1 is on air, the recording has begun. False, with a line, when a
-    // camera or the recording is not to be had.
+    // Everything runs, camera 1 is on air. False, with a line, when a camera is not to be had.
     bool open(const Files& files);
+    // Returns with the recording's first moment. False, with a line, when it cannot be written.
+    bool startRecording(const Files& files);
     // Finishes the recording and the stream.
     void finish();
 
@@ -74,7 +75,6 @@ private:
     void openSwitcher(const Files& files);
     void openReplay();
     void openMixer();
-    bool openRecorder(const Files& files);
 
     std::string replayFolder_; // of its own; empty without one
     bool isOpen_ = false;

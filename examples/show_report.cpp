@@ -1,10 +1,9 @@
 #include "show_report.h"
 
-#include <algorithm>
-#include <cmath>
 #include <cstdio>
 
 #include "quolsdk/LReader.h"
+#include "show_movie.h"
 #include "show_script.h"
 
 namespace show {
@@ -16,26 +15,34 @@ long long whole(std::int64_t number) {
     return static_cast<long long>(number);
 }
 
+void printDelays(const std::vector<Delay>& delays) {
+    constexpr std::size_t most = 8;
+    for (std::size_t i = 0; i < delays.size() && i < most; ++i)
+        std::printf("              at %.2f s %lld, up to %.0f ms\n", delays[i].seconds,
+                    whole(delays[i].pictures), delays[i].worst * 1000.0);
+    if (delays.size() > most)
+        std::printf("              and %zu times more\n", delays.size() - most);
+}
+
 void printProgramme(Graph& graph) {
     const Punctuality made = judge(graph.programme.arrivals(), 1.0 / picturesPerSecond);
     std::printf(
         "  programme   %5lld pictures, %lld missing, %lld late, the latest %.0f ms behind\n",
         whole(made.pictures), whole(made.missing), whole(made.late), made.worst * 1000.0);
-    for (const Delay& delay : made.delays)
-        std::printf("              late %5.2f s into it: %lld, up to %.0f ms\n", delay.seconds,
-                    whole(delay.pictures), delay.worst * 1000.0);
+    printDelays(made.delays);
     std::printf("  cameras     %5lld and %lld pictures\n", whole(graph.fromCamera1.pictures()),
                 whole(graph.fromCamera2.pictures()));
     std::printf("  clean feed  %5lld pictures, %lld of a source shown twice\n",
                 whole(graph.cleanFeed.pictures()), whole(graph.cleanFeed.repeated()));
 }
 
-void printRecorder(Graph& graph) {
+void printRecorder(Graph& graph, const std::string& recording) {
     LRecorder::Stats stats;
     graph.recorder.getStats(stats);
-    std::printf("  recording   %5lld pictures, %lld dropped, %lld ticks of the movie left empty\n",
-                whole(stats.framesWritten), whole(stats.framesDropped),
-                whole(emptyTicks(stats.secondsRecorded, stats.framesWritten, picturesPerSecond)));
+    const std::vector<double> times = pictureTimes(recording);
+    std::printf(
+        "  recording   %5zu pictures, %lld dropped by the encoder, %lld missing in the file\n",
+        times.size(), whole(stats.framesDropped), whole(countHoles(times, picturesPerSecond)));
 }
 
 void printStream(Graph& graph) {
@@ -49,14 +56,10 @@ void printStream(Graph& graph) {
 
 } // namespace
 
-std::int64_t emptyTicks(double seconds, std::int64_t pictures, double rate) {
-    return std::max<std::int64_t>(0, std::llround(seconds * rate) - pictures);
-}
-
-void printPunctuality(Graph& graph, const Lateness& lines) {
+void printPunctuality(Graph& graph, const std::string& recording, const Lateness& lines) {
     std::printf("dropped or late\n");
     printProgramme(graph);
-    printRecorder(graph);
+    printRecorder(graph, recording);
     printStream(graph);
     std::printf("  script      %5d lines, the latest (line %d) %.0f ms behind\n", lines.lines,
                 lines.worstLine, lines.worst * 1000.0);

@@ -1,7 +1,6 @@
 // What came of a show, in words.
 #pragma once
 
-#include <cstdint>
 #include <string>
 
 #include "show_graph.h"
@@ -15,11 +14,8 @@ struct Lateness {
     int worstLine = 0;  // in the script's file
 };
 
-// Ticks of a movie that no picture went into, between its first one and its end.
-std::int64_t emptyTicks(double seconds, std::int64_t pictures, double rate);
-
-// The numbers of what ran, to be read when the graph has finished.
-void printPunctuality(Graph& graph, const Lateness& lines);
+// The numbers of what ran, to be read when the graph has finished, and of the recording.
+void printPunctuality(Graph& graph, const std::string& recording, const Lateness& lines);
 
 // What the movie's container says of itself. False, with a line, when it is no movie.
 bool printFacts(const std::string& recording);

@@ -73,14 +73,17 @@ public:
     Recording(const Recording&) = delete;
     Recording& operator=(const Recording&) = delete;
 
-    // The position is that of the picture being pushed.
+    // The picture at that time; where there is a hole in the recording, the next one. The position
+    // is that of the picture being pushed.
     LFrame::Video at(double seconds) {
         if (!isOpen_) return {};
-        const double period = 1000.0 / file_.getFPS();
-        const double wanted = seconds * 1000.0;
-        return picker_.pick(
-            [=, this] { return std::abs(file_.getPosMs() - wanted) <= 1.5 * period; },
-            [=, this] { file_.setPos(wanted); });
+        constexpr double largestHole = 1000.0;
+        const double earliest = seconds * 1000.0 - 1500.0 / file_.getFPS();
+        const auto isWanted = [=, this] {
+            const double position = file_.getPosMs();
+            return position >= earliest && position <= earliest + largestHole;
+        };
+        return picker_.pick(isWanted, [=, this] { file_.setPos(seconds * 1000.0); });
     }
 
 private:

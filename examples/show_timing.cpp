@@ -54,9 +54,21 @@ void ArrivalSink::pushVideoFrame(AVFrame* frame) {
     const double now = steadySeconds();
     const std::lock_guard lock(mutex_);
     arrivals_.push_back({frame->pts, now});
+    arrived_.notify_all();
 }
 
 void ArrivalSink::pushAudioFrame(AVFrame* /*frame*/) {}
+
+void ArrivalSink::waitForNext() {
+    std::unique_lock lock(mutex_);
+    const std::size_t before = arrivals_.size();
+    arrived_.wait_for(lock, std::chrono::seconds(1), [&] { return arrivals_.size() > before; });
+}
+
+double ArrivalSink::sinceLatest() const {
+    const std::lock_guard lock(mutex_);
+    return arrivals_.empty() ? 0.0 : steadySeconds() - arrivals_.back().seconds;
+}
 
 std::vector<Arrival> ArrivalSink::arrivals() const {
     const std::lock_guard lock(mutex_);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <vector>
@@ -42,10 +43,15 @@ public:
     void pushVideoFrame(AVFrame* frame) override;
     void pushAudioFrame(AVFrame* frame) override;
 
+    // Waits for a picture, a second at most.
+    void waitForNext();
+    // Seconds since the latest one came.
+    double sinceLatest() const;
     std::vector<Arrival> arrivals() const;
 
 private:
     mutable std::mutex mutex_;
+    std::condition_variable arrived_;
     std::vector<Arrival> arrivals_; // guarded by `mutex_`
 };
 
