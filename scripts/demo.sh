@@ -40,7 +40,7 @@ result=0
 "$root/build/bin/show" --titles "$root/examples/titles.xml" \
     --opening "$root/examples/opening.json" --stinger stinger.mov "${options[@]}" \
     "$script" "${camera1:-clip.mov}" "${camera2:-second.mp4}" 2>&1 |
-    tee show.log | grep --line-buffered -Ev '^(\[L|L[A-Z])' || result=$?
+    tee show.log | grep --line-buffered -Ev '^(\[L|\[quolsdk\]|L[A-Z])' || result=$?
 if [ "$result" -ne 0 ]; then
     echo "== the show was not whole; all that was said: build/demo/show.log"
     exit "$result"
