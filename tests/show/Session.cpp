@@ -2,6 +2,8 @@
 // what is to be seen in the recording when.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -11,9 +13,12 @@
 #include <vector>
 
 #include "support/CapturedStream.h"
+#include "support/CollectingSink.h"
 #include "support/Program.h"
 #include "support/RecordedFile.h"
+#include "support/RtmpServer.h"
 #include "support/SeenColours.h"
+#include "support/XServer.h"
 
 namespace {
 
@@ -150,6 +155,49 @@ TEST_F(Session, GoesOnWhenTheServerDoesNotAnswer) {
         << output;
     EXPECT_TRUE(says("NOT LIVE")) << output;
     EXPECT_GT(test::readRecordedFile(path("show.mp4")).pictureSeconds(), 2.0);
+}
+
+TEST_F(Session, GoesLiveToAServer) {
+    if (!test::RtmpServer::available()) GTEST_SKIP() << test::RtmpServer::unavailable;
+    test::RtmpServer server;
+    ASSERT_TRUE(server.running()) << server.log();
+    EXPECT_EQ(run("00:00.5 live on\n00:05.0 end\n", camera("red"), camera("green"),
+                  {"--live", server.url("show")}),
+              0)
+        << output;
+    EXPECT_FALSE(says("NOT LIVE")) << output;
+    EXPECT_TRUE(says("stream ")) << output;
+}
+
+TEST_F(Session, ShowsTheWallInAWindow) {
+    const test::XServer server;
+    if (!server.running()) GTEST_SKIP() << "no Xvfb on this machine";
+    EXPECT_EQ(run("00:01.0 cut\n00:05.0 shot " + path("wall.png") + "\n00:05.5 end\n",
+                  camera("red"), camera("green")),
+              0)
+        << output;
+    // The wall is 1280x720: preview and programme are its upper half.
+    const auto colourAt = [&](const std::string& place) {
+        const auto seen = test::coloursIn(path("wall.png"), place, path("raw"));
+        return seen.empty() ? std::string("nothing") : seen.front().name;
+    };
+    EXPECT_EQ(colourAt("64:64:288:100"), "red") << output;   // preview
+    EXPECT_EQ(colourAt("64:64:928:100"), "green") << output; // programme
+    EXPECT_EQ(colourAt("32:32:144:420"), "red") << output;   // camera 1
+    EXPECT_EQ(colourAt("32:32:464:420"), "green") << output; // camera 2
+}
+
+TEST_F(Session, FinishesTheRecordingWhenInterrupted) {
+    std::ofstream(path("script.txt")) << "00:00.5 crawl on\n01:00.0 end\n";
+    const test::Program program({QUOLSDK_TEST_BIN_DIR "/show", "--record", path("show.mp4"),
+                                 "--sheet", path("show.png"), path("script.txt"), camera("red"),
+                                 camera("green")});
+    ASSERT_TRUE(test::waitUntil(
+        [&] { return program.output().find("00:00.5 crawl on") != std::string::npos; }, patience));
+    program.signal(SIGINT);
+    EXPECT_EQ(program.wait(patience), 0) << program.output();
+    EXPECT_EQ(test::readRecordedFile(path("show.mp4")).error, "");
+    EXPECT_EQ(foldersLeft(), 0);
 }
 
 TEST_F(Session, SaysWhatIsWrong) {
