@@ -7,7 +7,7 @@ JOBS ?= $(shell nproc)
 TEST_JOBS ?= $(shell echo $$((2 * $(JOBS))))
 
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo test bench format check docs tidy debug asan tsan fuzz install clean
+.PHONY: help deps build demo hosts test bench format check docs tidy debug asan tsan fuzz install clean
 
 help: ## Show this list
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1|\2/p' $(MAKEFILE_LIST) | column -t -s '|'
@@ -21,10 +21,15 @@ build: deps ## Build the library, hosts, tests and benchmarks into build/
 	cmake --preset release
 	cmake --build --preset release -j $(JOBS)
 
-demo: deps ## Play a clip through the library and show what came out (FILE=clip.mov)
+demo: deps ## A show of a minute and what came of it (FILE=clip.mov, FILE2=, SHOW=script.txt)
+	cmake --preset release
+	cmake --build --preset release -j $(JOBS) --target quolsdk show
+	SHOW="$(SHOW)" scripts/demo.sh "$(FILE)" "$(FILE2)"
+
+hosts: deps ## Run the small hosts of examples/ one after the other (FILE=clip.mov)
 	cmake --preset release
 	cmake --build --preset release -j $(JOBS) --target quolsdk examples
-	scripts/demo.sh $(if $(FILE),"$(FILE)")
+	scripts/hosts.sh $(if $(FILE),"$(FILE)")
 
 test: build ## Build, then run the whole suite
 	ctest --preset release -j $(TEST_JOBS)

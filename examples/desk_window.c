@@ -12,12 +12,13 @@
 
 #include "png_file.h"
 
-enum { WIDTH = 1440, GAP = 4, SMALLEST = 4, KEYS = 256 };
+enum { WIDTH = 1440, WALL_WIDTH = 1280, GAP = 4, SMALLEST = 4, KEYS = 256 };
 
 struct desk_window {
     Display* display;
     Window window;
     Window views[DESK_VIEWS];
+    int only_wall;
     Atom closing;
     int width, height;
     int lost;
@@ -54,6 +55,10 @@ static void place(struct desk_window* window, enum desk_view view, int x, int y,
 static void arrange(struct desk_window* window) {
     const int left = window->width * 2 / 3;
     const int top = window->height / 2;
+    if (window->only_wall) {
+        place(window, DESK_WALL, 0, 0, window->width, window->height);
+        return;
+    }
     place(window, DESK_WALL, 0, 0, left - GAP, window->height);
     place(window, DESK_PREVIEW, left, 0, window->width - left, top - GAP / 2);
     place(window, DESK_PROGRAMME, left, top + GAP / 2, window->width - left,
@@ -63,13 +68,14 @@ static void arrange(struct desk_window* window) {
 static void make_windows(struct desk_window* window, const char* title) {
     Display* const display = window->display;
     const int room = DisplayWidth(display, DefaultScreen(display));
+    const int wanted = window->only_wall ? WALL_WIDTH : WIDTH;
     int i;
-    window->width = room < WIDTH ? room : WIDTH;
-    window->height = window->width * 3 / 8;
+    window->width = room < wanted ? room : wanted;
+    window->height = window->only_wall ? window->width * 9 / 16 : window->width * 3 / 8;
     window->window =
         XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, (unsigned)window->width,
                             (unsigned)window->height, 0, 0, 0x202020);
-    for (i = 0; i < DESK_VIEWS; ++i) {
+    for (i = 0; i < (window->only_wall ? DESK_WALL + 1 : DESK_VIEWS); ++i) {
         window->views[i] =
             XCreateSimpleWindow(display, window->window, 0, 0, SMALLEST, SMALLEST, 0, 0, 0);
     }
@@ -84,9 +90,10 @@ static void make_windows(struct desk_window* window, const char* title) {
     XSync(display, False);
 }
 
-struct desk_window* desk_window_open(const char* title) {
+struct desk_window* desk_window_open(const char* title, int only_wall) {
     struct desk_window* const window = calloc(1, sizeof *window);
     if (window == NULL) return NULL;
+    window->only_wall = only_wall;
     window->display = XOpenDisplay(NULL);
     if (window->display == NULL) {
         printf("  NO DISPLAY: DISPLAY names the X server to use\n");

@@ -3,13 +3,17 @@
 #ifndef DESK_WINDOW_H
 #define DESK_WINDOW_H
 
+#ifdef __cplusplus
+extern "C" {
+#endif
+
 enum desk_view { DESK_WALL, DESK_PREVIEW, DESK_PROGRAMME, DESK_VIEWS };
 
 struct desk_window;
 
-/* On the display that DISPLAY names, as wide as the screen has room for. NULL, with a line, when
- * there is none. */
-struct desk_window* desk_window_open(const char* title);
+/* On the display that DISPLAY names, as wide as the screen has room for; with the wall alone, or
+ * with all three views. NULL, with a line, when there is none. */
+struct desk_window* desk_window_open(const char* title, int only_wall);
 void desk_window_close(struct desk_window* window);
 
 /* The X11 window of a view. */
@@ -25,5 +29,9 @@ int desk_window_lost(const struct desk_window* window);
 
 /* What the whole window shows, into a PNG. 0, with a line, when that cannot be had. */
 int desk_window_shot(struct desk_window* window, const char* path);
+
+#ifdef __cplusplus
+}
+#endif
 
 #endif

@@ -116,7 +116,7 @@ int main(int argc, char** argv) {
     files.clip_count = argc - first;
     catch_interrupt();
     session.failed = 1;
-    session.window = desk_window_open("Vision mixer");
+    session.window = desk_window_open("Vision mixer", 0);
     if (session.window != NULL) session.desk = mixer_desk_open(&files, session.window);
     if (session.desk != NULL) {
         session.failed = 0;

@@ -22,6 +22,7 @@
 #include "support/CollectingSink.h"
 #include "support/Program.h"
 #include "support/RecordedFile.h"
+#include "support/SeenColours.h"
 #include "support/XServer.h"
 
 namespace {
@@ -56,18 +57,8 @@ constexpr Place tile(int row, int column) {
 constexpr Place replayTile = tile(1, 0);
 constexpr Place switcherTile = tile(1, 2);
 
-std::string nameOf(const Pixel& pixel) {
-    const auto leads = [](int one, int other, int another) {
-        return one > other + 50 && one > another + 50;
-    };
-    if (leads(pixel.red, pixel.green, pixel.blue)) return "red";
-    if (leads(pixel.green, pixel.red, pixel.blue)) return "green";
-    if (leads(pixel.blue, pixel.red, pixel.green)) return "blue";
-    return "none";
-}
-
 std::string colourAt(const Screenshot& shot, const Place& place) {
-    return nameOf(shot.at(place.x, place.y));
+    return test::colourName(shot.at(place.x, place.y));
 }
 
 // By the left edge of a tile of the upper row.
@@ -94,33 +85,6 @@ Screenshot readPng(const std::string& path) {
     for (std::size_t at = 0; at + 2 < bytes.size(); at += 3)
         shot.pixels.push_back({bytes[at], bytes[at + 1], bytes[at + 2]});
     return shot;
-}
-
-struct SeenColour {
-    std::string name;
-    double seconds = 0.0; // when it was first seen
-};
-
-// The middle of the recording's pictures, wherever it becomes another colour; mixtures are left
-// out.
-std::vector<SeenColour> coloursIn(const std::string& recording, const std::string& scratch) {
-    const test::RecordedFile file = test::readRecordedFile(recording);
-    test::outputOf({"ffmpeg", "-v", "error", "-y", "-i", recording, "-vf",
-                    "crop=64:64:(iw-64)/2:(ih-64)/2,scale=1:1:flags=area,format=rgb24", "-fps_mode",
-                    "passthrough", "-f", "rawvideo", scratch});
-    std::ifstream stream(scratch, std::ios::binary);
-    const std::vector<char> bytes{std::istreambuf_iterator<char>(stream), {}};
-    EXPECT_EQ(bytes.size(), file.pictures.size() * 3);
-    std::vector<SeenColour> seen;
-    for (std::size_t i = 0; i < file.pictures.size() && i * 3 + 2 < bytes.size(); ++i) {
-        const auto channel = [&](std::size_t c) {
-            return static_cast<int>(static_cast<unsigned char>(bytes[i * 3 + c]));
-        };
-        const std::string name = nameOf({channel(0), channel(1), channel(2)});
-        if (name == "none" || (!seen.empty() && seen.back().name == name)) continue;
-        seen.push_back({name, file.pictures[i].seconds});
-    }
-    return seen;
 }
 
 // The time of a line of the host's, "  3.83 s  cut to 2 Green"; -1 when it is not there.
@@ -263,9 +227,9 @@ TEST_F(VisionMixer, ShowsAndRecordsAScriptedSession) {
     EXPECT_EQ(tallyOf(end, 3), "next");
 
     // The recording, by the times that the host tells. It begins just before the session.
-    const auto seen = coloursIn(path("recording.mp4"), path("colours.raw"));
+    const auto seen = test::coloursIn(path("recording.mp4"), test::middle, path("colours.raw"));
     std::vector<std::string> order;
-    for (const SeenColour& colour : seen)
+    for (const test::SeenColour& colour : seen)
         order.push_back(colour.name);
     // A picture of the cut may come before the replay's first one.
     const std::vector<std::string> wanted{"red", "green", "blue", "green"};
