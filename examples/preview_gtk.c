@@ -8,6 +8,8 @@
 
 #include <quolsdk/quolsdk_c_api.h>
 
+#include "usage.h"
+
 static quolsdk_handle preview;
 static GMainLoop* loop;
 
@@ -46,6 +48,9 @@ int main(int argc, char** argv) {
     quolsdk_handle signal = NULL;
     GtkWidget* picture;
 
+    if (asks_for_help(argc, argv)) {
+        return tell_usage(argc, argv, "[FILE]", "show a file, or a signal, in a GTK window");
+    }
     if (!gtk_init_check()) {
         g_printerr("preview_gtk: no display\n");
         return 1;

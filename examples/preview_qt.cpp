@@ -12,6 +12,8 @@
 
 #include <quolsdk/quolsdk_c_api.h>
 
+#include "usage.h"
+
 namespace {
 
 // The source and its preview, and what the buttons do with them.
@@ -60,6 +62,9 @@ private:
 } // namespace
 
 int main(int argc, char** argv) {
+    if (asks_for_help(argc, argv)) {
+        return tell_usage(argc, argv, "[FILE]", "show a file, or a signal, in a Qt window");
+    }
     QApplication application(argc, argv);
     Host host(argc > 1 ? argv[1] : nullptr);
 
