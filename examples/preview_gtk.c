@@ -2,8 +2,8 @@
  *
  * usage: preview_gtk [FILE]
  *
- * The library's plug-in for GTK must be where the loader looks: beside the installed library, or in
- * a folder on LD_LIBRARY_PATH. */
+ * The library's plug-in for GTK must be where the loader looks: in the folder beside the installed
+ * library, or in one on LD_LIBRARY_PATH. */
 #include <gtk/gtk.h>
 
 #include <quolsdk/quolsdk_c_api.h>

@@ -2,8 +2,8 @@
 //
 // usage: preview_qt [FILE]
 //
-// The library's plug-in for Qt must be where the loader looks: beside the installed library, or in
-// a folder on LD_LIBRARY_PATH.
+// The library's plug-in for Qt must be where the loader looks: in the folder beside the installed
+// library, or in one on LD_LIBRARY_PATH.
 #include <QApplication>
 #include <QLineEdit>
 #include <QPushButton>

@@ -54,6 +54,9 @@ if [[ ! -e $base.done ]]; then
     rm -rf "$base"
     debootstrap --variant=minbase "$suite" "$base" "$mirror" >"$base.log" ||
         fail "debootstrap failed, see $base.log"
+    # How this machine reaches the mirror.
+    apt-config dump Acquire | grep -E '^Acquire::(https?::Proxy|Check-Valid-Until|Retries) ' \
+        >"$base/etc/apt/apt.conf.d/99mirror" || true
     touch "$base.done"
 fi
 fresh() {
