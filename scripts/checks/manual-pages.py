@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """Does every example program say the same of itself as its manual page?
 
-usage: manual-pages.py BIN_DIR MAN_DIR PREFIX PROGRAM...
+usage: manual-pages.py BIN_DIR MAN_DIR --prefix=[PREFIX] PROGRAM...
+
+PREFIX is what the names of the built programs, and of their pages, begin with.
 
 Each PROGRAM (but those that are only there to be read) has a page in MAN_DIR and the other way
 round. NAME and SYNOPSIS of the page are what the program answers to --help, which it ends with 0;
@@ -72,7 +74,8 @@ def faults(program, bin_dir, man_dir, name):
 
 def main():
     bin_dir, man_dir = map(pathlib.Path, sys.argv[1:3])
-    prefix, programs = sys.argv[3], set(sys.argv[4:]) - TO_BE_READ
+    prefix = sys.argv[3].removeprefix("--prefix=")
+    programs = set(sys.argv[4:]) - TO_BE_READ
     found = [f"{page.stem}: a page of no program" for page in sorted(man_dir.glob("*.1"))
              if page.stem not in {prefix + program for program in programs}]
     for program in sorted(programs):

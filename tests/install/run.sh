@@ -86,7 +86,7 @@ for toolkit in qt gtk; do
     # The loader knows the library and nothing else of what is installed.
     found=$(cd "$work" && LD_LIBRARY_PATH= LD_PRELOAD=$libdir/$soname "$work/preview_host" $toolkit) ||
         fail "the preview for $toolkit is not found"
-    [[ $found == "$plugin" ]] || fail "the preview for $toolkit is '$found'"
+    [[ $found == "$(realpath "$plugin")" ]] || fail "the preview for $toolkit is '$found'"
     echo "$toolkit: ${plugin##*/}"
 done
 
