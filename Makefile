@@ -7,7 +7,7 @@ JOBS ?= $(shell nproc)
 TEST_JOBS ?= $(shell echo $$((2 * $(JOBS))))
 
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo hosts test bench format check docs tidy debug asan tsan fuzz install clean
+.PHONY: help deps build demo hosts test bench format check docs tidy debug asan tsan fuzz install package clean
 
 help: ## Show this list
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1|\2/p' $(MAKEFILE_LIST) | column -t -s '|'
@@ -79,5 +79,12 @@ fuzz: deps ## Run every fuzz target for a minute (FUZZ_SECONDS=600)
 install: build ## Install (PREFIX=/usr/local)
 	cmake --install build $(if $(PREFIX),--prefix "$(PREFIX)")
 
+package: deps ## Make the Debian packages in build-package/packages
+	cmake --preset package
+	cmake --build --preset package -j $(JOBS)
+	rm -rf build-package/packages
+	cpack --preset package
+	@ls build-package/packages/*.deb
+
 clean: ## Remove every build folder
-	rm -rf build build-debug build-asan build-tsan build-fuzz
+	rm -rf build build-debug build-asan build-tsan build-fuzz build-package

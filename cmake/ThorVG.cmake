@@ -43,6 +43,15 @@ if(QUOLSDK_WITH_LOTTIE)
     endif()
 endif()
 
+# Beside the library in the build folder, as after installation. One that left must not go on being
+# found.
+set(_private ${PROJECT_BINARY_DIR}/quolsdk)
+if(CMAKE_LIBRARY_OUTPUT_DIRECTORY)
+    set(_private ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/quolsdk)
+endif()
+file(REMOVE_RECURSE ${_private})
+file(MAKE_DIRECTORY ${_private})
+
 add_library(quolsdk_lottie INTERFACE IMPORTED)
 if(QUOLSDK_THORVG STREQUAL "none")
     message(STATUS "Lottie templates: no")
@@ -54,13 +63,16 @@ if(QUOLSDK_THORVG STREQUAL "system")
 else()
     target_link_libraries(quolsdk_lottie INTERFACE PkgConfig::THORVG_PRIVATE)
     message(STATUS "Lottie templates: ThorVG ${THORVG_PRIVATE_VERSION} in ${QUOLSDK_THORVG_PREFIX}")
-    # Installed under the names that the loader asks for, without the links for linking.
+    # In the folder of the library's own, under the names that the loader asks for and without the
+    # links for linking: nobody else finds it, and a ThorVG of the system may come beside it.
     file(GLOB _libraries ${QUOLSDK_THORVG_PREFIX}/lib/*.so.*)
-    install(FILES ${_libraries} DESTINATION ${CMAKE_INSTALL_LIBDIR}
-        PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
-                    GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+    install(FILES ${_libraries} DESTINATION ${CMAKE_INSTALL_LIBDIR}/quolsdk COMPONENT runtime)
     install(FILES ${QUOLSDK_THORVG_PREFIX}/copyright
-        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/quolsdk RENAME ThorVG.copyright)
+        DESTINATION ${QUOLSDK_RUNTIME_DOC_DIR} RENAME ThorVG.copyright COMPONENT runtime)
+    foreach(_library IN LISTS _libraries)
+        get_filename_component(_name ${_library} NAME)
+        file(CREATE_LINK ${_library} ${_private}/${_name} SYMBOLIC)
+    endforeach()
     unset(_libraries)
 endif()
 target_compile_definitions(quolsdk_lottie INTERFACE QUOLSDK_HAS_LOTTIE)

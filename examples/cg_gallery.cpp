@@ -21,6 +21,7 @@
 #include "PngWriter.h"
 #include "quolsdk/LCharacter.h"
 #include "quolsdk/LFrame.h"
+#include "usage.h"
 
 namespace {
 
@@ -522,9 +523,8 @@ std::vector<Cell> motionCells(const std::string& image) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 2 || argc > 3) {
-        std::fprintf(stderr, "use: %s FOLDER [CLIP]\n", argv[0]);
-        return 2;
+    if (argc < 2 || argc > 3 || asks_for_help(argc, argv)) {
+        return tell_usage(argc, argv, "FOLDER [CLIP]", "draw what the character generator can do");
     }
     const std::filesystem::path folder = argv[1];
     const std::string image = writeImage(folder);

@@ -14,6 +14,7 @@
 #include "PngWriter.h"
 #include "quolsdk/LFile.h"
 #include "quolsdk/LFrame.h"
+#include "usage.h"
 
 namespace {
 
@@ -89,8 +90,8 @@ int cellHeightFor(const LFrame::Video& picture) {
 
 int main(int argc, char** argv) {
     if (argc != 3) {
-        std::fprintf(stderr, "use: %s FILE SHEET.png\n", argv[0]);
-        return 2;
+        return tell_usage(argc, argv, "FILE SHEET.png",
+                          "draw moments of a media file as one picture");
     }
     LFile file;
     LFrame tap;

@@ -15,6 +15,7 @@
 
 #include "host_help.h"
 #include "interrupt.h"
+#include "usage.h"
 
 enum { STEP_MS = 100, BAR = 50 };
 
@@ -84,17 +85,17 @@ int main(int argc, char** argv) {
     quolsdk_handle convert = quolsdk_convert_create();
     const char* output = argv[argc - 1];
     const int first = set_options(convert, argc, argv);
-    int i, result = 2;
+    int i, result;
     for (i = first; i < argc - 1; ++i) {
         quolsdk_convert_add_input_file(convert, argv[i]);
     }
     if (first + 1 < argc) quolsdk_convert_set_file_path(convert, output);
     catch_interrupt();
     if (!quolsdk_convert_start(convert)) {
-        fprintf(stderr,
-                "use: %s [-preset NAME] [-tune NAME] [-g PICTURES] [-bf PICTURES] INPUT... "
-                "OUTPUT.mp4\n",
-                argv[0]);
+        result = tell_usage(
+            argc, argv,
+            "[-preset NAME] [-tune NAME] [-g PICTURES] [-bf PICTURES] INPUT... OUTPUT.mp4",
+            "join media files into one of 1920x1080 at 25 pictures a second");
     } else {
         result = watch(convert) == 0 ? tell_about(output) : 1;
     }

@@ -13,6 +13,7 @@
 #include <string.h>
 
 #include "host_help.h"
+#include "usage.h"
 
 enum { WAIT_MS = 10000, STEP_MS = 100, TEXT = 256 };
 
@@ -110,8 +111,8 @@ int main(int argc, char** argv) {
     quolsdk_handle live;
     int recorded;
     if (seconds < 1 || argc < 3) {
-        fprintf(stderr, "use: %s SECONDS RECORDING.mp4 [NAME [INTERFACE [SECRET]]]\n", argv[0]);
-        return 2;
+        return tell_usage(argc, argv, "SECONDS RECORDING.mp4 [NAME [INTERFACE [SECRET]]]",
+                          "record what a VTP source on the network sends");
     }
     printf("libquolsdk %s\n", quolsdk_get_version());
     live = quolsdk_live_create();

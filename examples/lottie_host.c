@@ -13,6 +13,7 @@
 #include <stdio.h>
 
 #include "host_help.h"
+#include "usage.h"
 
 enum { WIDTH = 1280, HEIGHT = 720, FPS = 25, STEP_MS = 100, LAYER = 1 };
 
@@ -67,8 +68,8 @@ int main(int argc, char** argv) {
     struct show show = {0};
     int done = 0;
     if (argc < 3) {
-        fprintf(stderr, "use: %s CLIP TEMPLATE.json [RECORDING.mp4]\n", argv[0]);
-        return 2;
+        return tell_usage(argc, argv, "CLIP TEMPLATE.json [RECORDING.mp4]",
+                          "put a Lottie lower third over a clip and record it");
     }
     show.path = argv[2];
     clip = play_looped(argv[1], NULL);

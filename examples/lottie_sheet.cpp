@@ -20,6 +20,7 @@
 #include "PngWriter.h"
 #include "quolsdk/LAnimation.h"
 #include "quolsdk/LFrame.h"
+#include "usage.h"
 
 namespace {
 
@@ -150,8 +151,9 @@ Row rowOf(const char* path, const std::vector<std::string>& changes) {
 
 int main(int argc, char** argv) {
     if (argc < 3) {
-        std::fprintf(stderr, "use: %s OUTPUT.png TEMPLATE.json...\n", argv[0]);
-        return 2;
+        return tell_usage(argc, argv,
+                          "OUTPUT.png TEMPLATE.json [CHANGE]... [TEMPLATE.json [CHANGE]...]...",
+                          "draw moments of Lottie templates");
     }
     Row sheet;
     int rows = 0;

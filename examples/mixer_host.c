@@ -10,6 +10,7 @@
 #include <stdio.h>
 
 #include "host_help.h"
+#include "usage.h"
 
 enum { WIDTH = 1280, HEIGHT = 720, FPS = 25, STEP_MS = 40 };
 
@@ -103,8 +104,8 @@ int main(int argc, char** argv) {
     quolsdk_handle clip, second;
     int done = 0;
     if (argc < 5) {
-        fprintf(stderr, "use: %s CLIP SECOND_CLIP STILL MASK [RECORDING.mp4]\n", argv[0]);
-        return 2;
+        return tell_usage(argc, argv, "CLIP SECOND_CLIP STILL MASK [RECORDING.mp4]",
+                          "mix two clips, a still and a key, and record the programme");
     }
     printf("libquolsdk %s\n", quolsdk_get_version());
     clip = play_looped(argv[1], &native);

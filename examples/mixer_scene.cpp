@@ -15,6 +15,7 @@
 #include "quolsdk/LFrame.h"
 #include "quolsdk/LMixer.h"
 #include "quolsdk/LSignal.h"
+#include "usage.h"
 
 namespace {
 
@@ -69,8 +70,8 @@ LFrame::Video seen(LMixer& mixer) {
 
 int main(int argc, char** argv) {
     if (argc != 6) {
-        std::fprintf(stderr, "use: %s BACKGROUND PICTURE LOGO MASK OUTPUT_PREFIX\n", argv[0]);
-        return 2;
+        return tell_usage(argc, argv, "BACKGROUND PICTURE LOGO MASK OUTPUT_PREFIX",
+                          "draw one scene with both of the mixer's ways to make a picture");
     }
     LSignal background;
     LSignal picture;

@@ -21,6 +21,7 @@
 #include "quolsdk/FrameHandle.h"
 #include "quolsdk/LMultiview.h"
 #include "quolsdk/LSink.h"
+#include "usage.h"
 
 extern "C" {
 #include <libavutil/channel_layout.h>
@@ -128,11 +129,10 @@ int argumentOf(int argc, char** argv, int index, int otherwise) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 2) {
-        std::fprintf(stderr,
-                     "use: %s OUTPUT [ORIENTATION] [GRID_SIZE] [WIDTH] [HEIGHT] [graphics]\n",
-                     argv[0]);
-        return 2;
+    if (argc < 2 || asks_for_help(argc, argv)) {
+        return tell_usage(argc, argv,
+                          "OUTPUT.png [ORIENTATION] [GRID_SIZE] [WIDTH] [HEIGHT] [graphics]",
+                          "draw the wall of a multiviewer");
     }
     const auto orientation = static_cast<MultiviewOrientation>(argumentOf(argc, argv, 2, 0));
     const int size = argumentOf(argc, argv, 3, 2);

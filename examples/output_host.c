@@ -14,6 +14,7 @@
 #include <string.h>
 
 #include "host_help.h"
+#include "usage.h"
 
 enum { STEP_MS = 100, TEXT = 64 };
 
@@ -103,8 +104,8 @@ int main(int argc, char** argv) {
     const struct stream stream = {argc > 3 ? argv[3] : NULL, argc > 4 ? argv[4] : NULL,
                                   argc > 5 ? argv[5] : NULL};
     if (seconds < 1) {
-        fprintf(stderr, "use: %s SECONDS [CLIP [NAME [INTERFACE [SECRET]]]]\n", argv[0]);
-        return 2;
+        return tell_usage(argc, argv, "SECONDS [CLIP [NAME [INTERFACE [SECRET]]]]",
+                          "send a clip or a colour over the network by VTP");
     }
     printf("libquolsdk %s\n", quolsdk_get_version());
     if (clip[0] != '\0') {

@@ -10,6 +10,7 @@
 #include <string.h>
 
 #include "host_help.h"
+#include "usage.h"
 
 enum { RECORD_SECONDS = 10, STEP_MS = 100 };
 
@@ -157,9 +158,9 @@ int main(int argc, char** argv) {
     const char* jumps = argc > 3 ? argv[3] : "jumps.mp4";
     quolsdk_handle reader, file;
     int result = 1;
-    if (argc < 2) {
-        fprintf(stderr, "use: %s FILE [RECORDING.mp4 [JUMPS.mp4]]\n", argv[0]);
-        return 2;
+    if (argc < 2 || asks_for_help(argc, argv)) {
+        return tell_usage(argc, argv, "FILE [RECORDING.mp4 [JUMPS.mp4]]",
+                          "play a media file, record it, seek, change its speed and loop");
     }
     printf("libquolsdk %s\n", quolsdk_get_version());
     reader = quolsdk_reader_create();

@@ -2,11 +2,13 @@
  *
  * usage: preview_gtk [FILE]
  *
- * The library's plug-in for GTK must be where the loader looks: beside the installed library, or in
- * a folder on LD_LIBRARY_PATH. */
+ * The library's plug-in for GTK must be where the loader looks: in the folder beside the installed
+ * library, or in one on LD_LIBRARY_PATH. */
 #include <gtk/gtk.h>
 
 #include <quolsdk/quolsdk_c_api.h>
+
+#include "usage.h"
 
 static quolsdk_handle preview;
 static GMainLoop* loop;
@@ -46,6 +48,9 @@ int main(int argc, char** argv) {
     quolsdk_handle signal = NULL;
     GtkWidget* picture;
 
+    if (asks_for_help(argc, argv)) {
+        return tell_usage(argc, argv, "[FILE]", "show a file, or a signal, in a GTK window");
+    }
     if (!gtk_init_check()) {
         g_printerr("preview_gtk: no display\n");
         return 1;

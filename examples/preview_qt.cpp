@@ -2,8 +2,8 @@
 //
 // usage: preview_qt [FILE]
 //
-// The library's plug-in for Qt must be where the loader looks: beside the installed library, or in
-// a folder on LD_LIBRARY_PATH.
+// The library's plug-in for Qt must be where the loader looks: in the folder beside the installed
+// library, or in one on LD_LIBRARY_PATH.
 #include <QApplication>
 #include <QLineEdit>
 #include <QPushButton>
@@ -11,6 +11,8 @@
 #include <QWidget>
 
 #include <quolsdk/quolsdk_c_api.h>
+
+#include "usage.h"
 
 namespace {
 
@@ -60,6 +62,9 @@ private:
 } // namespace
 
 int main(int argc, char** argv) {
+    if (asks_for_help(argc, argv)) {
+        return tell_usage(argc, argv, "[FILE]", "show a file, or a signal, in a Qt window");
+    }
     QApplication application(argc, argv);
     Host host(argc > 1 ? argv[1] : nullptr);
 

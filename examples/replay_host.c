@@ -19,6 +19,7 @@
 
 #include "host_help.h"
 #include "replay_feed.h"
+#include "usage.h"
 
 enum { STEP_MS = 100, PATH = 4096, REPLAYED_MS = 10000 };
 
@@ -125,8 +126,8 @@ int main(int argc, char** argv) {
     quolsdk_handle replay;
     int done = 0;
     if (seconds < 1) {
-        fprintf(stderr, "use: %s SECONDS FOLDER [CLIP]\n", argv[0]);
-        return 2;
+        return tell_usage(argc, argv, "SECONDS FOLDER [CLIP]",
+                          "record for an instant replay, play it at half speed, export it");
     }
     if (!make_source(&source, clip)) return 1;
     replay = quolsdk_replay_create();

@@ -13,6 +13,7 @@
 #include <stdlib.h>
 
 #include "host_help.h"
+#include "usage.h"
 
 enum { STEP_MS = 100 };
 
@@ -53,8 +54,8 @@ int main(int argc, char** argv) {
     quolsdk_handle clip;
     int done;
     if (seconds < 1 || argc < 5) {
-        fprintf(stderr, "use: %s SECONDS CLIP RECORDING.mp4 URL [KEY]\n", argv[0]);
-        return 2;
+        return tell_usage(argc, argv, "SECONDS CLIP RECORDING.mp4 URL [KEY]",
+                          "send a clip to a streaming server and record what is sent");
     }
     printf("libquolsdk %s\n", quolsdk_get_version());
     clip = play_looped(argv[2], &format);

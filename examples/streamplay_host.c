@@ -9,6 +9,7 @@
 #include <stdlib.h>
 
 #include "host_help.h"
+#include "usage.h"
 
 enum { STEP_MS = 100 };
 
@@ -30,8 +31,8 @@ int main(int argc, char** argv) {
     quolsdk_handle player;
     int recorded;
     if (seconds < 1 || argc < 4) {
-        fprintf(stderr, "use: %s SECONDS RECORDING.mp4 URL\n", argv[0]);
-        return 2;
+        return tell_usage(argc, argv, "SECONDS RECORDING.mp4 URL",
+                          "play a stream of the network and record it");
     }
     printf("libquolsdk %s\n", quolsdk_get_version());
     player = quolsdk_streamplay_create();

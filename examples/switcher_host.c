@@ -9,6 +9,7 @@
 #include <stdio.h>
 
 #include "host_help.h"
+#include "usage.h"
 
 enum { WIDTH = 1280, HEIGHT = 720, FPS = 50, STEP_MS = 100 };
 
@@ -106,8 +107,8 @@ int main(int argc, char** argv) {
     struct desk desk;
     int done = 0;
     if (argc < 5) {
-        fprintf(stderr, "use: %s CLIP_A CLIP_B STINGER TITLES.xml [RECORDING.mp4]\n", argv[0]);
-        return 2;
+        return tell_usage(argc, argv, "CLIP_A CLIP_B STINGER TITLES.xml [RECORDING.mp4]",
+                          "switch between two clips by cut, fade, wipe and stinger");
     }
     desk.a = play_looped(argv[1], &programme);
     desk.b = play_looped(argv[2], &programme);

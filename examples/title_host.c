@@ -8,6 +8,7 @@
 #include <stdio.h>
 
 #include "host_help.h"
+#include "usage.h"
 
 enum { WIDTH = 1280, HEIGHT = 720, FPS = 25, STEP_MS = 100 };
 
@@ -47,8 +48,8 @@ int main(int argc, char** argv) {
     quolsdk_handle clip, titles, mixer;
     int done = 0;
     if (argc < 3) {
-        fprintf(stderr, "use: %s CLIP PROJECT.xml [RECORDING.mp4]\n", argv[0]);
-        return 2;
+        return tell_usage(argc, argv, "CLIP PROJECT.xml [RECORDING.mp4]",
+                          "put titles of a project file over a clip and record it");
     }
     clip = play_looped(argv[1], NULL);
     if (clip != NULL) {

@@ -21,6 +21,7 @@ extern "C" {
 #include "quolsdk/LFile.h"
 #include "quolsdk/LFrame.h"
 #include "quolsdk/LSwitcher.h"
+#include "usage.h"
 
 namespace {
 
@@ -107,8 +108,8 @@ LFrame::Video picture(LSwitcher& switcher) {
 
 int main(int argc, char** argv) {
     if (argc != 4) {
-        std::fprintf(stderr, "use: %s CLIP_A CLIP_B OUTPUT.png\n", argv[0]);
-        return 2;
+        return tell_usage(argc, argv, "CLIP_A CLIP_B OUTPUT.png",
+                          "draw every transition between two clips");
     }
     LFile a;
     LFile b;

@@ -26,6 +26,7 @@
 #include "host_help.h"
 #include "interrupt.h"
 #include "mixer_desk.h"
+#include "usage.h"
 
 enum { STEP_MS = 10 };
 
@@ -105,11 +106,9 @@ int main(int argc, char** argv) {
     struct session session;
     memset(&session, 0, sizeof session);
     if (first == 0) {
-        fprintf(stderr,
-                "use: %s [--script FILE] [--titles PROJECT.xml] [--record RECORDING.mp4] "
-                "[CLIP]... (four at most)\n",
-                argv[0]);
-        return 2;
+        return tell_usage(
+            argc, argv, "[--script FILE] [--titles PROJECT.xml] [--record RECORDING.mp4] [CLIP]...",
+            "a vision mixer for four inputs, worked by the keyboard");
     }
     if (script != NULL && !desk_script_read(&session.script, script)) return 2;
     files.clips = (const char* const*)&argv[first];

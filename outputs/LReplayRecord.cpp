@@ -97,11 +97,12 @@ bool LReplay::findSlot(const AVFrame& frame, quol::ReplaySlot& slot) {
     // A far jump is a mistake of one picture, or another time that the source has from now on: the
     // next one tells. Either way it gets a slot, and no gap is filled.
     if (!fits && store->otherFirstTime) {
-        const std::int64_t other = slotAt(*store->otherFirstTime, now, rate);
+        const double first = *store->otherFirstTime;
+        const std::int64_t other = slotAt(first, now, rate);
         if (other > store->slots && other - store->slots <= longestFill) {
             store->firstTime.swap(store->otherFirstTime);
             target = other;
-            time = now - *store->firstTime;
+            time = now - first;
         }
     }
     if (target <= store->slots) return false;

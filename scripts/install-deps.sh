@@ -26,6 +26,8 @@ packages=(
     ffmpeg libgtest-dev libgmock-dev libbenchmark-dev python3
     # fuzz targets: the compiler that has them, and its run-time library
     clang libclang-rt-dev
+    # Debian packages, and what reads their manual pages
+    dpkg-dev file man-db
     # style, static analysis, reference manual
     clang-format clang-tidy doxygen
 )

@@ -30,7 +30,7 @@ GLIBC_2.34 {
     local: *;
 };
 END
-"${CC:-cc}" -std=c99 -O2 -shared -fPIC -Wl,-soname,"$helper" \
+"${CC:-cc}" -std=c99 -O2 -s -shared -fPIC -Wl,-soname,"$helper" \
     -Wl,--version-script="$work/strtol.map" "$work/strtol.c" -o "$folder/$helper"
 
 python3 "$here/retarget-version.py" "$library" libc.so.6 GLIBC_2.38 GLIBC_2.34

@@ -62,6 +62,34 @@ cmake --build "$work/cpp_host" >"$work/build.log" || {
 }
 "$work/cpp_host/host"
 
+step "run paths"
+# The library's own folder beside it, and no other: none of the build folder, and no empty entry,
+# which is the working folder.
+while read -r file; do
+    path=$(readelf -d "$file" 2>/dev/null | sed -n 's/.*(R[UN]*PATH).*\[\(.*\)\]/\1/p')
+    case ${file##*/} in
+    libquolsdk.so.*) wanted='$ORIGIN/quolsdk' ;;
+    libquolsdk_*.so) wanted='' ;;
+    *) [[ -z $path || $path == '$ORIGIN' ]] && continue || wanted='$ORIGIN' ;;
+    esac
+    [[ $path == "$wanted" ]] || fail "${file##*/} has the run path '$path'"
+done < <(find "$prefix" -name '*.so*' -type f)
+path=$(readelf -d "$build/lib/libquolsdk.so" | sed -n 's/.*(R[UN]*PATH).*\[\(.*\)\]/\1/p')
+[[ $path == '$ORIGIN/quolsdk' ]] || fail "in the build folder the library has the run path '$path'"
+
+step "previews of toolkits"
+"${CC:-cc}" -std=c99 -Wall -Wextra -Werror "$here/preview_host.c" -o "$work/preview_host" \
+    "${flags[@]}"
+for toolkit in qt gtk; do
+    plugin=$libdir/quolsdk/libquolsdk_$toolkit.so
+    [[ -e $build/plugins/${plugin##*/} ]] || continue
+    # The loader knows the library and nothing else of what is installed.
+    found=$(cd "$work" && LD_LIBRARY_PATH= LD_PRELOAD=$libdir/$soname "$work/preview_host" $toolkit) ||
+        fail "the preview for $toolkit is not found"
+    [[ $found == "$(realpath "$plugin")" ]] || fail "the preview for $toolkit is '$found'"
+    echo "$toolkit: ${plugin##*/}"
+done
+
 step "ThorVG ($thorvg)"
 # Of the loader's own answer: where is it found, for this library, by nothing but what is installed?
 thorvg_of() { env -u LD_LIBRARY_PATH ldd "$1" | sed -n 's/.*libthorvg-1\.so\.[0-9]* => \([^ ]*\).*/\1/p'; }
@@ -71,15 +99,13 @@ done
 found=$(thorvg_of "$libdir/libquolsdk.so")
 case $thorvg in
 private)
-    [[ $found == "$libdir"/libthorvg-1.so.* ]] || fail "ThorVG is taken from '$found'"
-    readelf -d "$libdir/libquolsdk.so" | grep 'R.*PATH' | grep -vF '[$ORIGIN]' &&
-        fail "the run path leads out of the installed folder"
+    [[ $found == "$libdir"/quolsdk/libthorvg-1.so.* ]] || fail "ThorVG is taken from '$found'"
     # A host that resolves every name at its start, and then the folder elsewhere.
     LD_BIND_NOW=1 "$work/cpp_host/host"
     mv "$prefix" "$work/moved"
     libdir=$work/moved${libdir#"$prefix"}
     found=$(thorvg_of "$libdir/libquolsdk.so")
-    [[ $found == "$libdir"/libthorvg-1.so.* ]] || fail "after a move ThorVG is taken from '$found'"
+    [[ $found == "$libdir"/quolsdk/libthorvg-1.so.* ]] || fail "after a move ThorVG is taken from '$found'"
     LD_BIND_NOW=1 LD_LIBRARY_PATH=$libdir "$work/host_c"
     ;;
 system)
