@@ -24,6 +24,8 @@ packages=(
     libx11-dev libpng-dev
     # tests and benchmarks; ffmpeg makes the test media, python3 runs a source check
     ffmpeg libgtest-dev libgmock-dev libbenchmark-dev python3
+    # hosts of the C interface in other languages, which the tests run (with python3)
+    luajit
     # fuzz targets: the compiler that has them, and its run-time library
     clang libclang-rt-dev
     # Debian packages, and what reads their manual pages

@@ -3,6 +3,7 @@
 
 #include <climits>
 #include <string>
+#include <system_error>
 
 #include "quolsdk/LMultiview.h"
 #include "quolsdk/quolsdk_c_api.h"
@@ -149,11 +150,11 @@ TEST_F(MultiviewApi, NumbersOutOfRangeAreTakenQuietly) {
     EXPECT_TRUE(sink.waitForPictures(2));
 }
 
-TEST(MultiviewApiNull, WithoutAThreadThereIsNone) {
+TEST(MultiviewApiNull, WithoutAThreadCreationRaisesThroughTheInterface) {
     {
         const test::NoThreads none;
         ASSERT_TRUE(none.works());
-        EXPECT_EQ(quolsdk_multiview_create(), nullptr);
+        EXPECT_THROW(quolsdk_multiview_create(), std::system_error);
     }
     quolsdk_handle multiview = quolsdk_multiview_create();
     EXPECT_NE(multiview, nullptr);
