@@ -1,5 +1,5 @@
-// Composing pictures: the mixer pulled as fast as it goes. Every scene runs in a process of its own,
-// with sources that bring another picture for every tick and with sources that stand still.
+// Composing pictures: the mixer pulled as fast as it goes. Every scene runs in a process of its
+// own, with sources that bring another picture for every tick and with sources that stand still.
 #include <array>
 #include <cstdio>
 #include <functional>
