@@ -24,8 +24,8 @@ public:
 private:
     void convertChroma(const AVFrame& from, AVFrame& to, int plane);
 
-    // Of the last two rows of chroma: full range, 7 bits more than a sample has.
-    std::vector<std::int16_t> rows_[2];
+    // Of the last two rows of chroma: full range, with 7 bits more than a sample has.
+    std::vector<std::uint16_t> rows_[2];
 };
 
 } // namespace quol

@@ -34,11 +34,10 @@ def rows(work):
             yield ["", peer["name"], peer["missing"], "", "", ""]
             continue
         cpu = spread(Spread.of_ratios(ours["cpu"], peer["cpu"]))
-        both = all(ours["rate"]) and all(peer["rate"])
+        both = bool(peer["rate"]) and all(ours["rate"]) and all(peer["rate"])
         speed = spread(Spread.of_ratios(ours["rate"], peer["rate"])) if both else ""
-        cost = spread(Spread.of(peer["cpu"]))
-        speeds = rate(peer["rate"]) if peer["rate"] else ""
-        yield ["", peer["name"], cost, speeds, cpu, speed]
+        rates = rate(peer["rate"]) if peer["rate"] else ""
+        yield ["", peer["name"], spread(Spread.of(peer["cpu"])), rates, cpu, speed]
 
 
 def table(results):
