@@ -2,46 +2,18 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
+#include <algorithm>
 
-#include "core/PicturePool.h"
 #include "core/Scaler.h"
+#include "support/PlanarPictures.h"
 
 namespace {
 
 using quol::FramePtr;
 using quol::PicturePool;
 using quol::ReplayForm;
-
-struct Extent {
-    int width;
-    int height;
-};
-
-Extent extentOf(const AVFrame& picture, int plane) {
-    const bool halved = plane == 1 || plane == 2;
-    const bool low = halved && picture.format != AV_PIX_FMT_YUVJ422P;
-    return {halved ? (picture.width + 1) / 2 : picture.width,
-            low ? (picture.height + 1) / 2 : picture.height};
-}
-
-std::uint8_t& sample(const FramePtr& picture, int plane, int x, int y) {
-    return picture->data[plane][y * picture->linesize[plane] + x];
-}
-
-// Samples of any value, those that are outside the range of video, too.
-FramePtr noise(int width, int height, AVPixelFormat format, unsigned seed) {
-    FramePtr picture = PicturePool().get(width, height, format);
-    std::mt19937 chance(seed);
-    for (int plane = 0; plane < 4 && picture->data[plane] != nullptr; ++plane) {
-        const Extent extent = extentOf(*picture, plane);
-        for (int y = 0; y < extent.height; ++y) {
-            for (int x = 0; x < extent.width; ++x)
-                sample(picture, plane, x, y) = static_cast<std::uint8_t>(chance());
-        }
-    }
-    return picture;
-}
+using test::noisePicture;
+using test::sample;
 
 FramePtr converted(const FramePtr& picture) {
     FramePtr form = PicturePool().get(picture->width, picture->height, AV_PIX_FMT_YUVJ422P);
@@ -49,38 +21,24 @@ FramePtr converted(const FramePtr& picture) {
     return form;
 }
 
-int differences(const FramePtr& one, const FramePtr& other) {
-    int found = 0;
-    for (int plane = 0; plane < 3; ++plane) {
-        const Extent extent = extentOf(*one, plane);
-        for (int y = 0; y < extent.height; ++y) {
-            for (int x = 0; x < extent.width; ++x)
-                found += sample(one, plane, x, y) != sample(other, plane, x, y) ? 1 : 0;
-        }
-    }
-    return found;
-}
-
 TEST(ReplayForm, IsWhatSwscaleMakesWithAccurateRounding) {
     unsigned seed = 1;
     for (const auto format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUVA420P}) {
-        for (const Extent size : {Extent{720, 576}, Extent{1280, 720}, Extent{321, 94},
-                                  Extent{640, 8}, Extent{48, 10}, Extent{17, 1080}}) {
-            const FramePtr picture = noise(size.width, size.height, format, seed++);
-            const FramePtr expected =
-                PicturePool().get(size.width, size.height, AV_PIX_FMT_YUVJ422P);
+        for (const auto& [width, height] :
+             {std::pair{720, 576}, {1280, 720}, {321, 94}, {640, 8}, {48, 10}, {17, 1080}}) {
+            const FramePtr picture = noisePicture(width, height, format, seed++);
+            const FramePtr expected = PicturePool().get(width, height, AV_PIX_FMT_YUVJ422P);
             quol::Scaler scaler;
             ASSERT_TRUE(scaler.scale(*picture, *expected, SWS_BILINEAR | SWS_ACCURATE_RND));
             ASSERT_TRUE(ReplayForm::takes(*picture));
-            EXPECT_EQ(differences(converted(picture), expected), 0)
-                << size.width << 'x' << size.height;
+            EXPECT_EQ(test::differences(converted(picture), expected), 0) << width << 'x' << height;
         }
     }
 }
 
 // Every value of luma, and every pair of values of chroma one above the other.
 TEST(ReplayForm, EveryValueComesAsTheStepsOfSwscaleGiveIt) {
-    const FramePtr picture = noise(512, 512, AV_PIX_FMT_YUV420P, 1);
+    const FramePtr picture = noisePicture(512, 512, AV_PIX_FMT_YUV420P, 1);
     for (int y = 0; y < 512; ++y) {
         for (int x = 0; x < 512; ++x)
             sample(picture, 0, x, y) = static_cast<std::uint8_t>(x);
@@ -114,38 +72,32 @@ TEST(ReplayForm, EveryValueComesAsTheStepsOfSwscaleGiveIt) {
 }
 
 TEST(ReplayForm, VideoRangeBecomesFullRange) {
-    const FramePtr picture = noise(64, 8, AV_PIX_FMT_YUV420P, 1);
-    const auto fill = [&](int y, int u, int v) {
-        for (int plane = 0; plane < 3; ++plane) {
-            const int value = plane == 0 ? y : plane == 1 ? u : v;
-            std::fill_n(picture->data[plane], picture->linesize[plane] * (plane == 0 ? 8 : 4),
-                        static_cast<std::uint8_t>(value));
-        }
-    };
-    const auto expect = [&](int y, int u, int v) {
+    const FramePtr picture = noisePicture(64, 8, AV_PIX_FMT_YUV420P, 1);
+    const auto expect = [&](int y, int u, int v, int fullY, int fullU, int fullV) {
+        test::fillPlane(picture, 0, y);
+        test::fillPlane(picture, 1, u);
+        test::fillPlane(picture, 2, v);
         const FramePtr form = converted(picture);
         for (int row = 0; row < 8; ++row) {
-            EXPECT_EQ(sample(form, 0, 63, row), y) << row;
-            EXPECT_EQ(sample(form, 1, 31, row), u) << row;
-            EXPECT_EQ(sample(form, 2, 31, row), v) << row;
+            EXPECT_EQ(sample(form, 0, 63, row), fullY) << row;
+            EXPECT_EQ(sample(form, 1, 31, row), fullU) << row;
+            EXPECT_EQ(sample(form, 2, 31, row), fullV) << row;
         }
     };
-    fill(16, 128, 128);
-    expect(0, 128, 128);
-    fill(235, 240, 16);
-    expect(255, 255, 0);
-    fill(255, 255, 0);
-    expect(255, 255, 0);
+    expect(16, 128, 128, 0, 128, 128);
+    expect(235, 240, 16, 255, 255, 0);
+    expect(255, 255, 0, 255, 255, 0);
+    expect(0, 16, 240, 0, 0, 255);
 }
 
 TEST(ReplayForm, WritesNothingBesideThePicture) {
-    const FramePtr picture = noise(50, 8, AV_PIX_FMT_YUV420P, 1);
+    const FramePtr picture = noisePicture(50, 8, AV_PIX_FMT_YUV420P, 1);
     const FramePtr form = PicturePool().get(50, 8, AV_PIX_FMT_YUVJ422P);
     for (int plane = 0; plane < 3; ++plane)
-        std::fill_n(form->data[plane], form->linesize[plane] * 8, std::uint8_t{77});
+        test::fillPlane(form, plane, 77);
     ReplayForm().convert(*picture, *form);
     for (int plane = 0; plane < 3; ++plane) {
-        const int width = extentOf(*form, plane).width;
+        const int width = test::planeSize(*form, plane).width;
         ASSERT_GT(form->linesize[plane], width);
         for (int y = 0; y < 8; ++y) {
             for (int x = width; x < form->linesize[plane]; ++x)
@@ -155,9 +107,9 @@ TEST(ReplayForm, WritesNothingBesideThePicture) {
 }
 
 TEST(ReplayForm, TakesNothingElse) {
-    EXPECT_TRUE(ReplayForm::takes(*noise(64, 8, AV_PIX_FMT_YUV420P, 1)));
-    EXPECT_FALSE(ReplayForm::takes(*noise(64, 9, AV_PIX_FMT_YUV420P, 1)));
-    EXPECT_FALSE(ReplayForm::takes(*noise(64, 6, AV_PIX_FMT_YUV420P, 1)));
+    EXPECT_TRUE(ReplayForm::takes(*noisePicture(64, 8, AV_PIX_FMT_YUV420P, 1)));
+    EXPECT_FALSE(ReplayForm::takes(*noisePicture(64, 9, AV_PIX_FMT_YUV420P, 1)));
+    EXPECT_FALSE(ReplayForm::takes(*noisePicture(64, 6, AV_PIX_FMT_YUV420P, 1)));
     EXPECT_FALSE(ReplayForm::takes(*PicturePool().get(64, 8, AV_PIX_FMT_YUV422P)));
     EXPECT_FALSE(ReplayForm::takes(*PicturePool().get(64, 8, AV_PIX_FMT_YUVJ420P)));
     EXPECT_FALSE(ReplayForm::takes(*PicturePool().get(64, 8, AV_PIX_FMT_NV12)));
