@@ -7,7 +7,7 @@ JOBS ?= $(shell nproc)
 TEST_JOBS ?= $(shell echo $$((2 * $(JOBS))))
 
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo hosts test bench format check docs tidy debug asan tsan fuzz install package clean
+.PHONY: help deps build demo hosts test bench peers format check docs tidy debug asan tsan fuzz install package clean
 
 help: ## Show this list
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1|\2/p' $(MAKEFILE_LIST) | column -t -s '|'
@@ -39,6 +39,9 @@ bench: build ## Run every benchmark (BENCH_ARGS=--benchmark_filter=...)
 	    [ -x "$$program" ] || continue; \
 	    echo "== $$program"; "$$program" $(BENCH_ARGS); \
 	done
+
+peers: build ## Compare with ffmpeg, GStreamer and melt (PEERS_ARGS=--only=compose)
+	bench/peers/run.py --build=build $(PEERS_ARGS)
 
 format: deps ## Format the sources in place
 	scripts/format.sh

@@ -1,5 +1,4 @@
-// Mixing sound: what many channels cost in real time, pushing included, against ffmpeg's amix and
-// GStreamer's audiomixer.
+// Mixing sound: what many channels cost in real time, pushing included.
 #include <chrono>
 #include <cstdio>
 #include <memory>
@@ -18,7 +17,7 @@ namespace {
 constexpr int sampleRate = 48000;
 constexpr int blockSamples = 960;
 constexpr auto blockTime = std::chrono::milliseconds(20);
-constexpr int peerChannels = 64;
+constexpr int manyChannels = 64;
 
 class CountingSink : public LSink {
 public:
@@ -100,60 +99,7 @@ void print(const std::string& name, const Row& row) {
                 row.calls);
 }
 
-// ------------------------------------------------------------------------------------- peers
-std::string soundFile(int seconds) {
-    return bench::madeOnce(
-        "mix" + std::to_string(seconds) + ".raw",
-        bench::words("ffmpeg -v error -y -f lavfi -i anoisesrc=r=48000:a=0.03:d=" +
-                     std::to_string(seconds) + " -ac 2 -f s16le"));
-}
-
-bench::Command ffmpegCommand(int seconds) {
-    bench::Command command = bench::words("ffmpeg -v error -nostdin");
-    std::string weights;
-    for (int i = 0; i < peerChannels; ++i) {
-        command = bench::with(command, bench::words("-f s16le -ar 48000 -ac 2 -i"));
-        command.push_back(soundFile(seconds));
-        weights += "1 ";
-    }
-    return bench::with(
-        command, {"-filter_complex",
-                  "amix=inputs=" + std::to_string(peerChannels) + ":normalize=0:weights=" + weights,
-                  "-f", "null", "-"});
-}
-
-bench::Command gstreamerCommand(int seconds) {
-    bench::Command command = bench::words(
-        "gst-launch-1.0 -q audiomixer name=m ! "
-        "audio/x-raw,format=S16LE,rate=48000,channels=2 ! fakesink sync=false");
-    for (int i = 0; i < peerChannels; ++i) {
-        command =
-            bench::with(command, {"filesrc", "location=" + soundFile(seconds), "blocksize=3840",
-                                  "!", "rawaudioparse", "format=pcm", "pcm-format=s16le",
-                                  "sample-rate=48000", "num-channels=2", "!", "m."});
-    }
-    return command;
-}
-
-void comparePeer(const char* name, bench::Command (*command)(int), int rounds, double ours) {
-    constexpr int brief = 2;
-    constexpr int whole = 22;
-    Row row;
-    for (int round = 0; round < rounds; ++round) {
-        bench::progress(std::string(name) + ", round " + std::to_string(round + 1));
-        const bench::Run start = bench::run(command(brief));
-        const bench::Run run = bench::run(command(whole));
-        if (start.ok && run.ok) row.cpu.push_back((run.cpu - start.cpu) * 1000.0 / (whole - brief));
-    }
-    if (row.cpu.empty()) {
-        std::printf("  %-36s did not run\n", name);
-        return;
-    }
-    std::printf("  %-36s %10.2f\n", name, bench::median(row.cpu));
-    std::printf("  library / %s = %.2f of its CPU time\n", name, ours / bench::median(row.cpu));
-}
-
-int compareAll(int rounds) {
+int printAll(int rounds) {
     std::printf(
         "stereo at 48 kHz in blocks of 20 ms, in real time; milliseconds of CPU for a second "
         "of sound\n");
@@ -162,16 +108,13 @@ int compareAll(int rounds) {
     Row plain;
     Row many;
     Row thousand;
-    if (!measure(0, true, rounds, none) || !measure(peerChannels, false, rounds, plain) ||
-        !measure(peerChannels, true, rounds, many) || !measure(1000, true, rounds, thousand))
+    if (!measure(0, true, rounds, none) || !measure(manyChannels, false, rounds, plain) ||
+        !measure(manyChannels, true, rounds, many) || !measure(1000, true, rounds, thousand))
         return 1;
     print("no channel", none);
     print("64 sources that nobody mixes", plain);
     print("64 channels, pushed and mixed", many);
     print("1000 channels, pushed and mixed", thousand);
-    comparePeer("ffmpeg amix, 64 channels", ffmpegCommand, rounds, bench::median(many.cpu));
-    comparePeer("gst-launch audiomixer, 64 channels", gstreamerCommand, rounds,
-                bench::median(many.cpu));
     return 0;
 }
 
@@ -183,5 +126,5 @@ int main(int argc, char** argv) {
         return runChannels(channels, std::stoi(bench::argument(argc, argv, "seconds", "5")),
                            bench::argument(argc, argv, "mixed", "yes") == "yes");
     }
-    return compareAll(std::stoi(bench::argument(argc, argv, "rounds", "3")));
+    return printAll(std::stoi(bench::argument(argc, argv, "rounds", "3")));
 }

@@ -1,6 +1,5 @@
-// Composing pictures: the mixer pulled as fast as it goes, against ffmpeg's overlay and GStreamer's
-// compositor doing the same. Every scene runs in a process of its own, with sources that bring
-// another picture for every tick (what the peers do, too) and with sources that stand still.
+// Composing pictures: the mixer pulled as fast as it goes. Every scene runs in a process of its
+// own, with sources that bring another picture for every tick and with sources that stand still.
 #include <array>
 #include <cstdio>
 #include <functional>
@@ -11,7 +10,7 @@
 #include "quolsdk/LMixer.h"
 #include "support/Commands.h"
 #include "support/Measure.h"
-#include "support/Peers.h"
+#include "support/Scenes.h"
 #include "support/TurningSource.h"
 
 namespace {
@@ -131,138 +130,30 @@ int runScene(const Scene& scene, LMixer::Renderer renderer, bool moving, int fra
     meter.start();
     if (!pull(stage, frames, moving)) return 1;
     meter.stop();
-    bench::tell("fps", frames / meter.wall());
-    bench::tell("cpu", meter.cpu() * 1000.0 / frames);
-    bench::tell("bytes", static_cast<double>(meter.allocations().bytes) / frames);
-    bench::tell("calls", static_cast<double>(meter.allocations().calls) / frames);
+    bench::tellScene(meter, frames);
     return 0;
 }
 
-// ------------------------------------------------------------------------------------- peers
-std::string placeOf(std::size_t layer, char between) {
-    return std::to_string(static_cast<int>(smallPlaces[layer][0])) + between +
-           std::to_string(static_cast<int>(smallPlaces[layer][1]));
-}
-
-bench::Command ffmpegCommand(int frames) {
-    bench::Command command = bench::words("ffmpeg -v error -nostdin");
-    std::string graph = "[0:v]loop=-1:size=1,setpts=N[v0]";
-    for (int i = 0; i < 4; ++i) {
-        command = bench::with(command,
-                              bench::words("-f rawvideo -pix_fmt yuv420p -s 1920x1080 -r 50 -i"));
-        command.push_back(bench::rawPicture(i));
-        if (i == 0) continue;
-        const std::string n = std::to_string(i);
-        graph += ";[" + n + ":v]loop=-1:size=1,setpts=N,scale=640:360:flags=bilinear,";
-        graph += "format=yuva420p,lutyuv=a=204[p" + n + "];[v" + std::to_string(i - 1) + "][p" + n;
-        graph += "]overlay=" + placeOf(static_cast<std::size_t>(i - 1), ':') + "[v" + n + "]";
-    }
-    return bench::with(command, {"-filter_complex", graph, "-map", "[v3]", "-frames:v",
-                                 std::to_string(frames), "-f", "null", "-"});
-}
-
-bench::Command gstreamerCommand(int frames) {
-    const std::string caps = "video/x-raw,format=I420,width=1920,height=1080,framerate=50/1";
-    bench::Command command = bench::words("gst-launch-1.0 -q compositor name=m");
-    for (std::size_t i = 0; i < smallPlaces.size(); ++i) {
-        const std::string sink = "sink_" + std::to_string(i + 1) + "::";
-        const std::string place = placeOf(i, ' ');
-        const std::size_t blank = place.find(' ');
-        command =
-            bench::with(command, {sink + "xpos=" + place.substr(0, blank),
-                                  sink + "ypos=" + place.substr(blank + 1), sink + "width=640",
-                                  sink + "height=360", sink + "alpha=0.8"});
-    }
-    command = bench::with(command, {"!", caps, "!", "fakesink", "sync=false"});
-    for (int i = 0; i < 4; ++i) {
-        command = bench::with(
-            command, {"filesrc", "location=" + bench::rawPicture(i), "blocksize=3110400", "!",
-                      "rawvideoparse", "format=i420", "width=1920", "height=1080", "framerate=50/1",
-                      "!", "imagefreeze", "num-buffers=" + std::to_string(frames), "!",
-                      "video/x-raw,framerate=50/1", "!", "m.sink_" + std::to_string(i)});
-    }
-    return command;
-}
-
-// ------------------------------------------------------------------------------------ tables
-void printRow(const std::string& name, const bench::Samples& samples, double copyMs, double calls,
-              double bytes) {
-    const bench::Figures figures = samples.middle();
-    std::printf("  %-34s %9.1f %9.3f %9.1f", name.c_str(), figures.fps, figures.cpu,
-                figures.cpu / copyMs);
-    if (calls >= 0.0) std::printf(" %9.1f %12.0f", calls, bytes);
-    std::printf("\n");
-}
-
-bool measureScene(const Scene& scene, const std::string& renderer, bool moving, int rounds,
-                  double copyMs, bench::Figures& middle) {
+// ------------------------------------------------------------------------------------ table
+bool addRow(const bench::SceneTable& table, const Scene& scene, const std::string& renderer,
+            bool moving) {
     const bool onProcessor = renderer == "processor";
     const int frames = onProcessor ? (moving ? 600 : 1500) : 20;
-    bench::Samples samples;
-    double calls = 0.0;
-    double bytes = 0.0;
-    for (int round = 0; round < rounds; ++round) {
-        bench::progress(std::string(scene.name) + " on the " + renderer + " path, round " +
-                        std::to_string(round + 1) + " of " + std::to_string(rounds));
-        const bench::Run run = bench::run(
-            bench::ownCommand({std::string("--scene=") + scene.name, "--renderer=" + renderer,
-                               std::string("--sources=") + (moving ? "moving" : "still"),
-                               "--frames=" + std::to_string(frames)}));
-        if (!run.ok) return false;
-        auto numbers = bench::told(run);
-        samples.add({numbers["fps"], numbers["cpu"]});
-        calls = numbers["calls"];
-        bytes = numbers["bytes"];
-    }
-    printRow(
-        std::string(scene.name) + ", " + renderer + ", sources " + (moving ? "moving" : "still"),
-        samples, copyMs, calls, bytes);
-    middle = samples.middle();
-    return true;
+    const std::string sources = moving ? "moving" : "still";
+    return table.add(std::string(scene.name) + ", " + renderer + ", sources " + sources,
+                     {std::string("--scene=") + scene.name, "--renderer=" + renderer,
+                      "--sources=" + sources, "--frames=" + std::to_string(frames)});
 }
 
-void comparePeers(int rounds, double copyMs, const bench::Figures& ours) {
-    struct Peer {
-        const char* name;
-        bench::Command (*command)(int);
-        int frames;
-    };
-    constexpr std::array<Peer, 2> peers{
-        {{"ffmpeg overlay", ffmpegCommand, 400}, {"gst-launch compositor", gstreamerCommand, 800}}};
-    for (const Peer& peer : peers) {
-        bench::Samples samples;
-        for (int round = 0; round < rounds; ++round) {
-            bench::progress(std::string(peer.name) + ", round " + std::to_string(round + 1));
-            bench::Figures figures;
-            if (bench::measurePeer(peer.command, peer.frames, figures)) samples.add(figures);
-        }
-        if (samples.fps.empty()) {
-            std::printf("  %-34s did not run\n", peer.name);
-            continue;
-        }
-        printRow(std::string("b, ") + peer.name, samples, copyMs, -1.0, 0.0);
-        std::printf("  b, moving: library / %s = %.2f of its pictures a second, %.2f of its CPU\n",
-                    peer.name, ours.fps / samples.middle().fps, ours.cpu / samples.middle().cpu);
-    }
-}
-
-int compareAll(int rounds, const std::string& only) {
-    const double copyMs =
-        bench::plainCopySeconds(static_cast<std::size_t>(canvasWidth) * canvasHeight * 3 / 2) *
-        1000.0;
-    std::printf("1920x1080 yuv420p, pulled as fast as it goes; a plain copy takes %.3f ms\n",
-                copyMs);
-    std::printf("  %-34s %9s %9s %9s %9s %12s\n", "", "frames/s", "cpu_ms", "x_copy", "allocs",
-                "bytes/frame");
+int printAll(int rounds, const std::string& only) {
+    const bench::SceneTable table(rounds);
+    table.printHead();
     for (const Scene& scene : scenes) {
         if (!only.empty() && only != scene.name) continue;
         std::printf("%s: %s\n", scene.name, scene.text);
-        bench::Figures moving;
-        bench::Figures other;
-        if (!measureScene(scene, "processor", true, rounds, copyMs, moving)) return 1;
-        if (!measureScene(scene, "processor", false, rounds, copyMs, other)) return 1;
-        if (!measureScene(scene, "graphics", true, 1, copyMs, other)) return 1;
-        if (scene.name[0] == 'b') comparePeers(rounds, copyMs, moving);
+        if (!addRow(table, scene, "processor", true) || !addRow(table, scene, "processor", false) ||
+            !addRow(table, scene, "graphics", true))
+            return 1;
     }
     return 0;
 }
@@ -272,8 +163,8 @@ int compareAll(int rounds, const std::string& only) {
 int main(int argc, char** argv) {
     const std::string name = bench::argument(argc, argv, "scene", "");
     if (name.empty()) {
-        return compareAll(std::stoi(bench::argument(argc, argv, "rounds", "3")),
-                          bench::argument(argc, argv, "only", ""));
+        return printAll(std::stoi(bench::argument(argc, argv, "rounds", "3")),
+                        bench::argument(argc, argv, "only", ""));
     }
     const auto renderer = bench::argument(argc, argv, "renderer", "processor") == "graphics"
                               ? LMixer::Renderer::graphics

@@ -4,7 +4,8 @@
 //
 //     bench_Replay [--part=NAME] [--frames=N] [--slots=N] [--seconds=N] [--folder=PATH]
 //
-// Parts: index, record, sustain, seek, fast, four, export; all of them without a name.
+// Parts: index, record, play, sustain, seek, fast, four, export; all of them without a name. `feed`
+// makes the pictures that are recorded, for those who compare.
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
@@ -200,9 +201,12 @@ void measureRecording(const std::vector<quol::FramePtr>& pictures, const Options
     prepare(replay, options, "record");
     if (!replay.startRecording()) return;
     fill(replay, pictures, 0, 10);
-    const double start = bench::cpuSeconds();
+    bench::Meter meter;
+    meter.start();
     fill(replay, pictures, 10, options.frames);
-    const double own = (bench::cpuSeconds() - start) / options.frames * millis;
+    meter.stop();
+    const double wall = meter.wall();
+    const double own = meter.cpu() / options.frames * millis;
     replay.clearRecording();
     const double alone = encoderAlone(pictures, options.frames);
     const double conversion = conversionAlone(pictures, options.frames);
@@ -210,6 +214,35 @@ void measureRecording(const std::vector<quol::FramePtr>& pictures, const Options
         "Recording, CPU milliseconds a picture: %.2f; the encoder alone %.2f (x%.3f), the "
         "conversion to its form alone %.2f (both x%.3f)\n",
         own, alone, own / alone, conversion, own / (alone + conversion));
+    bench::tell("fps", options.frames / wall);
+    bench::tell("cpu", own);
+    bench::tell("encoder", alone);
+}
+
+// ----------------------------------------------------------------------------------- play
+
+// Plays at speed 1 what was recorded, and nothing else.
+void measurePlaying(const std::vector<quol::FramePtr>& pictures, const Options& options) {
+    LReplay replay;
+    WatchingSink sink;
+    prepare(replay, options, "play");
+    if (!replay.startRecording()) return;
+    fill(replay, pictures, 0, options.seconds * rate + 2 * rate);
+    replay.addSink(&sink);
+    replay.play();
+    for (int shown = 0; shown < rate && sink.waitBehind(shown) > 0;)
+        shown = sink.count();
+    const int before = sink.count();
+    bench::Meter meter;
+    meter.start();
+    quol::sleepFor(options.seconds * quol::nanosPerSecond);
+    meter.stop();
+    const int shown = std::max(1, sink.count() - before);
+    std::printf("Playing at speed 1: %.1f pictures a second, CPU milliseconds a picture: %.2f\n",
+                shown / meter.wall(), meter.cpu() / shown * millis);
+    bench::tell("cpu", meter.cpu() / shown * millis);
+    replay.removeSink(&sink);
+    replay.clearRecording();
 }
 
 // -------------------------------------------------------------------------------- sustain
@@ -415,9 +448,11 @@ int main(int argc, char** argv) {
     if (wants("index")) measureIndex();
     if (options.part == "index") return 0;
     if (!bench::hasFFmpeg()) return 0;
+    if (options.part == "feed") return bench::makeFeed() ? 0 : 1;
     const std::vector<quol::FramePtr> pictures = readPictures();
     if (pictures.empty()) return 1;
     if (wants("record")) measureRecording(pictures, options);
+    if (wants("play")) measurePlaying(pictures, options);
     if (wants("sustain")) measureSustained(pictures, options);
     if (wants("seek")) measureSeeks(pictures, options);
     if (wants("fast")) measureFast(pictures, options);

@@ -1,5 +1,5 @@
 // Switching pictures: the switcher pulled as fast as it goes, with sources that bring another
-// picture for every tick, against ffmpeg doing the same. Every scene runs in a process of its own.
+// picture for every tick. Every scene runs in a process of its own.
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -12,7 +12,7 @@
 #include "quolsdk/LSwitcher.h"
 #include "support/Commands.h"
 #include "support/Measure.h"
-#include "support/Peers.h"
+#include "support/Scenes.h"
 #include "support/TurningSource.h"
 
 namespace {
@@ -136,9 +136,7 @@ int runScene(const Scene& scene, int frames) {
     meter.start();
     if (!stage.pull(frames)) return 1;
     meter.stop();
-    bench::tell("fps", frames / meter.wall());
-    bench::tell("cpu", meter.cpu() * 1000.0 / frames);
-    bench::tell("bytes", static_cast<double>(meter.allocations().bytes) / frames);
+    bench::tellScene(meter, frames);
     return 0;
 }
 
@@ -149,73 +147,16 @@ const Scene* sceneOf(const std::string& name) {
     return nullptr;
 }
 
-// ------------------------------------------------------------------------------------------ peers
-
-bench::Command peerCommand(const std::string& filter, int frames) {
-    bench::Command command = bench::words("ffmpeg -v error -nostdin -filter_threads 1");
-    for (int i = 0; i < 2; ++i) {
-        command = bench::with(command,
-                              bench::words("-f rawvideo -pix_fmt yuv420p -s 1920x1080 -r 50 -i"));
-        command.push_back(bench::rawPicture(i));
-    }
-    const std::string still = "loop=-1:size=1,setpts=N/50/TB,fps=50";
-    return bench::with(
-        command,
-        {"-filter_complex", "[0:v]" + still + "[a];[1:v]" + still + "[b];[a][b]" + filter + "[v]",
-         "-map", "[v]", "-frames:v", std::to_string(frames), "-f", "null", "-"});
-}
-
-struct Peer {
-    const char* name;
-    const char* filter;
-    int frames;
-};
-
-constexpr std::array<Peer, 3> peers{
-    {{"ffmpeg blend, as a fade", "blend=all_mode=normal:all_opacity=0.63", 400},
-     {"ffmpeg xfade fade", "xfade=transition=fade:duration=60:offset=0", 200},
-     {"ffmpeg xfade wiperight", "xfade=transition=wiperight:duration=60:offset=0", 200}}};
-
 // ------------------------------------------------------------------------------------------ table
-
-bool measureScene(const Scene& scene, int rounds, double copyMs) {
-    const int frames =
-        scene.type[0] == '\0' && scene.titles == 0 && scene.width == canvasWidth ? 100000 : 1000;
-    bench::Samples samples;
-    double bytes = 0.0;
-    for (int round = 0; round < rounds; ++round) {
-        bench::progress(std::string(scene.name) + ", round " + std::to_string(round + 1) + " of " +
-                        std::to_string(rounds));
-        const bench::Run run = bench::run(bench::ownCommand(
-            {std::string("--scene=") + scene.name, "--frames=" + std::to_string(frames)}));
-        if (!run.ok) return false;
-        auto numbers = bench::told(run);
-        samples.add({numbers["fps"], numbers["cpu"]});
-        bytes = numbers["bytes"];
-    }
-    const bench::Figures figures = samples.middle();
-    std::printf("  %-36s %9.0f %9.4f %9.2f %12.0f\n", scene.name, figures.fps, figures.cpu,
-                figures.cpu / copyMs, bytes);
-    return true;
-}
-
-int compareAll(int rounds) {
-    const double copyMs =
-        bench::plainCopySeconds(static_cast<std::size_t>(canvasWidth) * canvasHeight * 3 / 2) *
-        1000.0;
-    std::printf("1920x1080 yuv420p, pulled as fast as it goes; a plain copy takes %.3f ms\n",
-                copyMs);
-    std::printf("  %-36s %9s %9s %9s %12s\n", "", "frames/s", "cpu_ms", "x_copy", "bytes/frame");
+int printAll(int rounds) {
+    const bench::SceneTable table(rounds);
+    table.printHead();
     for (const Scene& scene : scenes) {
-        if (!measureScene(scene, rounds, copyMs)) return 1;
-    }
-    for (const Peer& peer : peers) {
-        bench::progress(peer.name);
-        bench::Figures figures;
-        const auto command = [&peer](int frames) { return peerCommand(peer.filter, frames); };
-        if (!bench::hasFFmpeg() || !bench::measurePeer(command, peer.frames, figures)) continue;
-        std::printf("  %-36s %9.0f %9.4f %9.2f\n", peer.name, figures.fps, figures.cpu,
-                    figures.cpu / copyMs);
+        const bool handedThrough =
+            scene.type[0] == '\0' && scene.titles == 0 && scene.width == canvasWidth;
+        if (!table.add(scene.name, {std::string("--scene=") + scene.name,
+                                    handedThrough ? "--frames=100000" : "--frames=1000"}))
+            return 1;
     }
     return 0;
 }
@@ -224,7 +165,7 @@ int compareAll(int rounds) {
 
 int main(int argc, char** argv) {
     const std::string name = bench::argument(argc, argv, "scene", "");
-    if (name.empty()) return compareAll(std::stoi(bench::argument(argc, argv, "rounds", "3")));
+    if (name.empty()) return printAll(std::stoi(bench::argument(argc, argv, "rounds", "3")));
     const Scene* const scene = sceneOf(name);
     return scene != nullptr
                ? runScene(*scene, std::stoi(bench::argument(argc, argv, "frames", "1000")))

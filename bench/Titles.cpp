@@ -1,5 +1,5 @@
 // Titles: what a tick of the character generator costs, drawing, conversion and all, and what it
-// costs to lay one over a picture, against ffmpeg drawing the same.
+// costs to lay one over a picture.
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -11,6 +11,7 @@
 #include "quolsdk/LMixer.h"
 #include "support/Commands.h"
 #include "support/Measure.h"
+#include "support/Scenes.h"
 
 namespace {
 
@@ -180,53 +181,7 @@ int runOver(int frames) {
     mixer.removePullConsumer();
     mixer.removeLayer("0");
     mixer.removeLayer("1");
-    bench::tell("fps", frames / meter.wall());
-    bench::tell("cpu", meter.cpu() * 1000.0 / frames);
-    return 0;
-}
-
-bench::Command peerCommand(int frames) {
-    const std::string picture = bench::madeOnce(
-        "title.yuv", bench::words("ffmpeg -v error -y -f lavfi -i testsrc2=s=1920x1080:r=50 "
-                                  "-frames:v 1 -pix_fmt yuv420p -f rawvideo"));
-    const auto text = [](const char* y, const char* words) {
-        return std::string(",drawtext=font='DejaVu Sans':fontsize=56:fontcolor=white:x=110:y=") +
-               y + ":text='" + words + "'";
-    };
-    return bench::with(
-        bench::words("ffmpeg -v error -nostdin -f rawvideo -pix_fmt yuv420p -s 1920x1080 -r 50 -i"),
-        {picture, "-vf",
-         "loop=-1:size=1,setpts=N,drawbox=x=80:y=820:w=1200:h=180:color=black@0.6:t=fill" +
-             text("840", "Jane Example") + text("920", "On air %{pts\\:hms}"),
-         "-frames:v", std::to_string(frames), "-f", "null", "-"});
-}
-
-void printRow(const char* name, double cpuMs, double copyMs) {
-    std::printf("  %-34s %9.3f %9.1f\n", name, cpuMs, cpuMs / copyMs);
-}
-
-int compare(int rounds, double copyMs) {
-    constexpr int frames = 1500;
-    std::vector<double> ours;
-    std::vector<double> theirs;
-    for (int round = 0; round < rounds; ++round) {
-        bench::progress("over a picture, round " + std::to_string(round + 1) + " of " +
-                        std::to_string(rounds));
-        const bench::Run mine = bench::run(bench::ownCommand({"--over=" + std::to_string(frames)}));
-        const bench::Run brief = bench::run(peerCommand(2));
-        const bench::Run whole = bench::run(peerCommand(frames));
-        if (!mine.ok) return 1;
-        ours.push_back(bench::told(mine)["cpu"]);
-        if (brief.ok && whole.ok) theirs.push_back((whole.cpu - brief.cpu) * 1000.0 / (frames - 2));
-    }
-    printRow("lower third over a picture", bench::median(ours), copyMs);
-    if (theirs.empty()) {
-        std::printf("  ffmpeg did not run\n");
-        return 0;
-    }
-    printRow("ffmpeg drawbox and drawtext", bench::median(theirs), copyMs);
-    std::printf("  library / ffmpeg = %.2f of its CPU time\n",
-                bench::median(ours) / bench::median(theirs));
+    bench::tellScene(meter, frames);
     return 0;
 }
 
@@ -249,5 +204,7 @@ int main(int argc, char** argv) {
         std::printf("  %-34s %9.3f %9.1f %12.0f\n", each.name, cost.cpuMs, cost.cpuMs / copyMs,
                     cost.bytes);
     }
-    return compare(std::stoi(bench::argument(argc, argv, "rounds", "3")), copyMs);
+    const bench::SceneTable table(std::stoi(bench::argument(argc, argv, "rounds", "3")));
+    table.printHead();
+    return table.add("lower third over a picture", {"--over=1500"}) ? 0 : 1;
 }

@@ -1,6 +1,7 @@
 #include "compositing/TileGamut.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 
 #include "core/Vectorize.h"
@@ -73,8 +74,87 @@ QUOL_VECTORIZED bool leaves(const i16* __restrict luma, const i16* __restrict mo
     return highest > whole + unseen || lowest < -unseen;
 }
 
+// Held within 0 and 255. Floats that are not negative are in the order of their bits, negative ones
+// have the sign of an integer: compared as integers they need no branch, for which the compiler
+// would not make vectors.
+float inRange(float value) {
+    constexpr auto highest = std::bit_cast<std::int32_t>(255.0F);
+    return std::bit_cast<float>(std::clamp(std::bit_cast<std::int32_t>(value), 0, highest));
+}
+
 u8 levelOf(float level) {
-    return static_cast<u8>(std::clamp(level + 0.5F, 0.0F, 255.0F));
+    return static_cast<u8>(static_cast<int>(inRange(level + 0.5F)));
+}
+
+constexpr int atOnce = 64; // samples of chroma that are held in one go
+
+// What some samples of chroma and the luma that belongs to them become.
+struct Held {
+    u8 luma[2][2 * atOnce];
+    u8 u[atOnce];
+    u8 v[atOnce];
+    u8 beyond[atOnce]; // 255 where they are to be taken, else 0
+    u8 beyondLuma[2 * atOnce];
+};
+
+// `count` samples from `first` on, with `columns` of luma in each of `lines` rows. Without a branch
+// and into memory that nothing else points to, so that the loop becomes vectors.
+template <int lines, int columns>
+inline __attribute__((always_inline)) void holdSome(Held& __restrict held,
+                                                    const TileGamut::Rows& rows, const i16* most,
+                                                    const i16* least, int first, int count) {
+    const i16* const samplesU = rows.u + first;
+    const i16* const samplesV = rows.v + first;
+    const i16* const upper = rows.luma[0] + 2 * first;
+    const i16* const lower = lines == 2 ? rows.luma[1] + 2 * first : nullptr;
+    for (int x = 0; x < count; ++x) {
+        const float du = (static_cast<float>(samplesU[x]) / 64.0F - 127.5F) * 1.13843F;
+        const float dv = (static_cast<float>(samplesV[x]) / 64.0F - 127.5F) * 1.13843F;
+        const int room = whole + unseen - most[2 * x];
+        const int depth = -unseen - least[2 * x];
+        float red = 0.0F;
+        float green = 0.0F;
+        float blue = 0.0F;
+        bool isBeyond = false;
+        const auto pixel = [&](i16 value) __attribute__((always_inline)) {
+            const int level = ((value * lumaStretch) >> 16) - lumaBlack;
+            isBeyond |= (level > room) | (level < depth);
+            const float y = (static_cast<float>(value) / 64.0F - 16.00125F) * 1.16438F;
+            const float r = inRange(y + 1.40200F * dv);
+            const float g = inRange(y - 0.34414F * du - 0.71414F * dv);
+            const float b = inRange(y + 1.77200F * du);
+            red += r;
+            green += g;
+            blue += b;
+            return levelOf(0.299F * r + 0.587F * g + 0.114F * b);
+        };
+        held.luma[0][2 * x] = pixel(upper[2 * x]);
+        if constexpr (columns == 2) held.luma[0][2 * x + 1] = pixel(upper[2 * x + 1]);
+        if constexpr (lines == 2) {
+            held.luma[1][2 * x] = pixel(lower[2 * x]);
+            if constexpr (columns == 2) held.luma[1][2 * x + 1] = pixel(lower[2 * x + 1]);
+        }
+        red /= lines * columns;
+        green /= lines * columns;
+        blue /= lines * columns;
+        const auto beyond = static_cast<u8>(-static_cast<int>(isBeyond));
+        held.beyond[x] = beyond;
+        held.beyondLuma[2 * x] = beyond;
+        held.beyondLuma[2 * x + 1] = beyond;
+        held.u[x] = levelOf(-0.169F * red - 0.331F * green + 0.500F * blue + 127.5F);
+        held.v[x] = levelOf(0.500F * red - 0.419F * green - 0.081F * blue + 127.5F);
+    }
+}
+
+QUOL_VECTORIZED void holdQuads(Held& __restrict held, const TileGamut::Rows& rows, const i16* most,
+                               const i16* least, int first, int count) {
+    holdSome<2, 2>(held, rows, most, least, first, count);
+}
+
+QUOL_VECTORIZED void takeOver(u8* __restrict to, const u8* __restrict from,
+                              const u8* __restrict beyond, int count) {
+    for (int i = 0; i < count; ++i)
+        to[i] = static_cast<u8>((from[i] & beyond[i]) | (to[i] & ~beyond[i]));
 }
 
 } // namespace
@@ -93,40 +173,26 @@ bool TileGamut::isLeft(const Rows& rows) {
 }
 
 void TileGamut::hold(const Rows& rows, u8* const luma[2], u8* u, u8* v) const {
-    for (int x = 0; 2 * x < rows.width; ++x) {
-        const auto left = static_cast<std::size_t>(2 * x);
-        bool isBeyond = false;
-        for (int line = 0; line < 2 && rows.luma[line] != nullptr; ++line) {
-            for (int i = 2 * x; i < std::min(2 * x + 2, rows.width); ++i) {
-                const int y = ((rows.luma[line][i] * lumaStretch) >> 16) - lumaBlack;
-                isBeyond =
-                    isBeyond || y + most_[left] > whole + unseen || y + least_[left] < -unseen;
-            }
-        }
-        if (!isBeyond) continue;
-        const float du = (static_cast<float>(rows.u[x]) / 64.0F - 127.5F) * 1.13843F;
-        const float dv = (static_cast<float>(rows.v[x]) / 64.0F - 127.5F) * 1.13843F;
-        float sums[3] = {};
-        float pixels = 0.0F;
-        for (int line = 0; line < 2 && rows.luma[line] != nullptr; ++line) {
-            for (int i = 2 * x; i < std::min(2 * x + 2, rows.width); ++i) {
-                const float y =
-                    (static_cast<float>(rows.luma[line][i]) / 64.0F - 16.00125F) * 1.16438F;
-                const float red = std::clamp(y + 1.40200F * dv, 0.0F, 255.0F);
-                const float green = std::clamp(y - 0.34414F * du - 0.71414F * dv, 0.0F, 255.0F);
-                const float blue = std::clamp(y + 1.77200F * du, 0.0F, 255.0F);
-                luma[line][i] = levelOf(0.299F * red + 0.587F * green + 0.114F * blue);
-                sums[0] += red;
-                sums[1] += green;
-                sums[2] += blue;
-                pixels += 1.0F;
-            }
-        }
-        const float red = sums[0] / pixels;
-        const float green = sums[1] / pixels;
-        const float blue = sums[2] / pixels;
-        u[x] = levelOf(-0.169F * red - 0.331F * green + 0.500F * blue + 127.5F);
-        v[x] = levelOf(0.500F * red - 0.419F * green - 0.081F * blue + 127.5F);
+    const bool isTwo = rows.luma[1] != nullptr;
+    const int pairs = rows.width / 2;
+    const int all = (rows.width + 1) / 2;
+    Held held;
+    for (int first = 0, count = 0; first < all; first += count) {
+        // The last of an odd width has one column.
+        count = first < pairs ? std::min(atOnce, pairs - first) : 1;
+        const int columns = first < pairs ? 2 : 1;
+        const i16* const most = most_.data() + 2 * first;
+        const i16* const least = least_.data() + 2 * first;
+        if (!leaves(rows.luma[0] + 2 * first, most, least, columns * count) &&
+            !(isTwo && leaves(rows.luma[1] + 2 * first, most, least, columns * count)))
+            continue;
+        const auto hold = columns == 2 ? (isTwo ? holdQuads : holdSome<1, 2>)
+                                       : (isTwo ? holdSome<2, 1> : holdSome<1, 1>);
+        hold(held, rows, most, least, first, count);
+        takeOver(u + first, held.u, held.beyond, count);
+        takeOver(v + first, held.v, held.beyond, count);
+        for (int line = 0; line < (isTwo ? 2 : 1); ++line)
+            takeOver(luma[line] + 2 * first, held.luma[line], held.beyondLuma, columns * count);
     }
 }
 

@@ -79,7 +79,13 @@ FramePtr ReplayDecoder::convert(const AVFrame& decoded, ReplaySize size) {
     const bool own = size.width < 1 || size.height < 1;
     FramePtr picture = pool_.get(own ? decoded.width : size.width,
                                  own ? decoded.height : size.height, AV_PIX_FMT_YUVA420P);
-    if (!picture || !scaler_.scale(decoded, *picture, SWS_BILINEAR)) return nullptr;
+    if (!picture) return nullptr;
+    const bool sameSize = picture->width == decoded.width && picture->height == decoded.height;
+    if (sameSize && ReplayView::takes(decoded)) {
+        view_.convert(decoded, *picture);
+    } else if (!scaler_.scale(decoded, *picture, SWS_BILINEAR)) {
+        return nullptr;
+    }
     return picture;
 }
 

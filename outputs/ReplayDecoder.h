@@ -9,6 +9,7 @@
 #include "core/PicturePool.h"
 #include "core/Scaler.h"
 #include "outputs/ReplayFiles.h"
+#include "outputs/ReplayView.h"
 
 namespace quol {
 
@@ -38,7 +39,8 @@ private:
     CodecContextPtr context_;
     PacketPtr packet_;
     std::vector<std::uint8_t> bytes_;
-    Scaler scaler_;
+    ReplayView view_;
+    Scaler scaler_; // for other sizes, and what the view does not take
     PicturePool pool_;
 
     // The latest picture, and what it was made from.

@@ -52,7 +52,11 @@ const AVPacket* ReplayEncoder::encode(const AVFrame& picture, std::int64_t slot)
             return nullptr;
         }
     }
-    if (!scaler_.scale(picture, *scratch_, SWS_BILINEAR)) return nullptr;
+    if (ReplayForm::takes(picture)) {
+        form_.convert(picture, *scratch_);
+    } else if (!scaler_.scale(picture, *scratch_, SWS_BILINEAR)) {
+        return nullptr;
+    }
     if (!origin_) origin_ = slot;
     scratch_->pts = slot - *origin_;
     scratch_->time_base = context_->time_base;

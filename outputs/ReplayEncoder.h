@@ -7,6 +7,7 @@
 #include "core/Handles.h"
 #include "core/PicturePool.h"
 #include "core/Scaler.h"
+#include "outputs/ReplayForm.h"
 
 namespace quol {
 
@@ -49,7 +50,8 @@ private:
     Settings settings_;
     std::optional<std::int64_t> origin_; // slot of the first picture
     CodecContextPtr context_;
-    Scaler scaler_;
+    ReplayForm form_;
+    Scaler scaler_; // for pictures that the form does not take
     PicturePool pool_;
     FramePtr scratch_; // full range, planar 4:2:2
     PacketPtr packet_ = makePacket();

@@ -22,12 +22,6 @@ double readClock(clockid_t clock) {
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
-int planeRows(const AVFrame& frame, int plane) {
-    const auto* format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
-    const bool chroma = plane == 1 || plane == 2;
-    return chroma ? AV_CEIL_RSHIFT(frame.height, format->log2_chroma_h) : frame.height;
-}
-
 } // namespace
 
 double cpuSeconds() {
@@ -79,6 +73,12 @@ double plainCopySeconds(std::size_t bytes) {
 
 std::size_t pictureBytes(int width, int height, AVPixelFormat format) {
     return static_cast<std::size_t>(av_image_get_buffer_size(format, width, height, 1));
+}
+
+int planeRows(const AVFrame& frame, int plane) {
+    const auto* format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+    const bool chroma = plane == 1 || plane == 2;
+    return chroma ? AV_CEIL_RSHIFT(frame.height, format->log2_chroma_h) : frame.height;
 }
 
 quol::FramePtr makePicture(int width, int height, AVPixelFormat format) {

@@ -49,6 +49,9 @@ double plainCopySeconds(std::size_t bytes);
 // Bytes of a picture without padding.
 std::size_t pictureBytes(int width, int height, AVPixelFormat format);
 
+// Rows of a plane of a planar picture.
+int planeRows(const AVFrame& frame, int plane);
+
 // A picture of noise in memory that has been written to.
 quol::FramePtr makePicture(int width, int height, AVPixelFormat format);
 
