@@ -43,14 +43,20 @@ if(QUOLSDK_WITH_LOTTIE)
     endif()
 endif()
 
-# Beside the library in the build folder, as after installation. One that left must not go on being
-# found.
+# Where the library finds one that comes along: beside it in the build folder, as after installation.
 set(_private ${PROJECT_BINARY_DIR}/quolsdk)
 if(CMAKE_LIBRARY_OUTPUT_DIRECTORY)
     set(_private ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/quolsdk)
 endif()
-file(REMOVE_RECURSE ${_private})
 file(MAKE_DIRECTORY ${_private})
+# One that left must not go on being found.
+if(NOT QUOLSDK_THORVG STREQUAL "private")
+    file(GLOB _old ${_private}/libthorvg*)
+    if(_old)
+        file(REMOVE ${_old})
+    endif()
+    unset(_old)
+endif()
 
 add_library(quolsdk_lottie INTERFACE IMPORTED)
 if(QUOLSDK_THORVG STREQUAL "none")

@@ -7,10 +7,12 @@ END = "<!-- peers: end -->"
 
 
 def number(value):
-    """With three digits that count."""
+    """With two or three digits that count."""
     if value >= 100:
         return f"{value:.0f}"
-    return f"{value:.1f}" if value >= 10 else f"{value:.2f}"
+    if value >= 10:
+        return f"{value:.1f}"
+    return f"{value:.2f}" if value >= 0.1 else f"{value:.3f}"
 
 
 def spread(values):

@@ -70,9 +70,9 @@ class Measuring(unittest.TestCase):
 
 
 class Page(unittest.TestCase):
-    def test_numbers_have_three_digits(self):
-        texts = [page.number(value) for value in (0.234, 9.87, 10.04, 99.9, 100.4, 4203.0)]
-        self.assertEqual(texts, ["0.23", "9.87", "10.0", "99.9", "100", "4203"])
+    def test_numbers_have_the_digits_that_count(self):
+        texts = [page.number(value) for value in (0.0123, 0.234, 9.87, 10.04, 99.9, 100.4, 4203.0)]
+        self.assertEqual(texts, ["0.012", "0.23", "9.87", "10.0", "99.9", "100", "4203"])
 
     def test_a_row_for_each_program(self):
         peer = side("peer", [2.0, 4.0, 8.0], [50.0, 100.0, 100.0])
@@ -113,7 +113,7 @@ class Bars(unittest.TestCase):
     def lengths(found, measure):
         picture = xml.dom.minidom.parseString(bars.draw(found, measure, "Title", "a < b"))
         shapes = picture.getElementsByTagName("rect")[1:]
-        unit = bars.BARS / bars.LONGEST
+        unit = bars.BARS / bars.LONGEST[measure]
         return [round(float(shape.getAttribute("width")) / unit, 2) for shape in shapes]
 
     def test_lengths_are_times_the_library(self):
@@ -123,7 +123,7 @@ class Bars(unittest.TestCase):
 
     def test_what_is_longer_than_the_picture_is_cut(self):
         peer = side("peer", [100.0, 200.0, 400.0], [1.0, 1.0, 1.0])
-        self.assertEqual(self.lengths(results(peer), "cpu"), [1.0, bars.LONGEST])
+        self.assertEqual(self.lengths(results(peer), "cpu"), [1.0, bars.LONGEST["cpu"]])
         self.assertIn("100 x, 200 ms", bars.draw(results(peer), "cpu", "Title", ""))
 
     def test_those_without_figures_have_no_bar(self):
