@@ -12,6 +12,8 @@
 #include <cstdio>
 #include <thread>
 
+#include "usage.h"
+
 namespace {
 
 // The object of a family, from construction to destruction. Declare sinks behind what they show, so
@@ -115,10 +117,9 @@ bool tell(const char* path) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::fprintf(stderr, "use: %s CLIP RECORDING.mp4\n", argv[0]);
-        return 2;
-    }
+    if (argc != 3)
+        return tell_usage(argc, argv, "CLIP RECORDING.mp4",
+                          "record a clip in a coloured picture, through the C interface from C++");
     std::printf("libquolsdk %s\n", quolsdk_get_version());
     return record(argv[1], argv[2]) && tell(argv[2]) ? 0 : 1;
 }

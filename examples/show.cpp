@@ -19,7 +19,6 @@
 // wrong use, or a script with mistakes.
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <functional>
@@ -27,22 +26,18 @@
 #include <string>
 #include <vector>
 
+#include "interrupt.h"
 #include "show_actions.h"
 #include "show_graph.h"
 #include "show_report.h"
 #include "show_script.h"
 #include "show_sheet.h"
 #include "show_wall.h"
+#include "usage.h"
 
 namespace {
 
 constexpr int stepMs = 5;
-
-volatile std::sig_atomic_t interrupted = 0;
-
-void interrupt(int /*number*/) {
-    interrupted = 1;
-}
 
 struct Arguments {
     show::Files files;
@@ -116,7 +111,7 @@ private:
     bool waitUntil(double seconds) {
         while (now() < seconds) {
             const double left = (seconds - now()) * 1000.0;
-            if (interrupted != 0 || wall_.wait(std::clamp(static_cast<int>(left), 1, stepMs)))
+            if (is_interrupted() != 0 || wall_.wait(std::clamp(static_cast<int>(left), 1, stepMs)))
                 return false;
             look();
         }
@@ -195,14 +190,13 @@ int main(int argc, char** argv) {
     Arguments arguments;
     show::Script script;
     if (!readArguments(argc, argv, arguments)) {
-        std::fprintf(stderr,
-                     "use: %s [--record MOVIE] [--sheet PNG] [--titles XML] [--opening JSON] "
-                     "[--stinger CLIP] [--live ADDRESS] SCRIPT CAMERA1 CAMERA2\n",
-                     argv[0]);
-        return 2;
+        return tell_usage(argc, argv,
+                          "[--record MOVIE.mp4] [--sheet SHEET.png] [--titles PROJECT.xml] "
+                          "[--opening TEMPLATE.json] [--stinger CLIP] [--live ADDRESS] "
+                          "SCRIPT CAMERA1 CAMERA2",
+                          "a show of a minute, on air by a script");
     }
     if (!readScriptFile(arguments.script, script)) return 2;
-    std::signal(SIGINT, interrupt);
-    std::signal(SIGTERM, interrupt);
+    catch_interrupt();
     return present(arguments, script) ? 0 : 1;
 }
