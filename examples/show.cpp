@@ -126,24 +126,26 @@ private:
 
     void perform(const show::Cue& cue) {
         const double began = now();
+        std::string failure;
         std::printf("  %6.2f s  %s\n", began, cue.text.c_str());
         if (cue.verb == show::Verb::shot) {
             hasFailed_ |= wall_.isOpen() && !wall_.shot(cue.word);
         } else {
-            tell(actions_.perform(cue, began));
+            failure = actions_.perform(cue, began);
         }
+        tell(failure);
         std::fflush(stdout);
-        note(cue, began);
+        note(cue, began, failure.empty());
     }
 
-    void note(const show::Cue& cue, double began) {
+    void note(const show::Cue& cue, double began, bool isDone) {
         ++lateness_.lines;
         if (began - cue.seconds >= lateness_.worst) {
             lateness_.worst = began - cue.seconds;
             lateness_.worstLine = cue.line;
         }
         const double after = show::bestSeenAfter(cue);
-        if (after >= 0.0) moments_.push_back({began + after, cue.text});
+        if (isDone && after >= 0.0) moments_.push_back({began + after, cue.text});
     }
 
     void tell(const std::string& what) {

@@ -94,6 +94,9 @@ protected:
 };
 
 TEST_F(Session, ShowsWhatTheScriptSaysWhenItSays) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "too slow for its clock when instrumented";
+#endif
     const int result =
         run("00:02.0 cut\n"
             "00:04.5 next camera1\n"
@@ -114,7 +117,6 @@ TEST_F(Session, ShowsWhatTheScriptSaysWhenItSays) {
     EXPECT_EQ(namesOf(programme), (std::vector<std::string>{"red", "green", "red"}));
     const auto inset = test::coloursIn(path("show.mp4"), insetPlace, path("raw"));
     EXPECT_EQ(namesOf(inset), (std::vector<std::string>{"red", "green", "red", "green", "red"}));
-#if !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
     ASSERT_EQ(programme.size(), 3U);
     ASSERT_EQ(inset.size(), 5U);
     constexpr double leeway = 1.0; // of a machine with other things to do
@@ -122,10 +124,12 @@ TEST_F(Session, ShowsWhatTheScriptSaysWhenItSays) {
     EXPECT_NEAR(programme[2].seconds, timeOf(output, "00:04.5 fade 10") + 0.2, leeway);
     EXPECT_NEAR(inset[3].seconds, timeOf(output, "00:07.0 inset camera2") + 0.3, leeway);
     EXPECT_NEAR(inset[4].seconds, timeOf(output, "00:09.0 inset off"), leeway);
-#endif
 }
 
 TEST_F(Session, RepeatsWhatWasBefore) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "too slow for its clock when instrumented";
+#endif
     const int result =
         run("00:02.5 cut\n"
             "00:03.5 replay 2 0.5\n"
@@ -170,6 +174,9 @@ TEST_F(Session, GoesLiveToAServer) {
 }
 
 TEST_F(Session, ShowsTheWallInAWindow) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "too slow for its clock when instrumented";
+#endif
     const test::XServer server;
     if (!server.running()) GTEST_SKIP() << "no Xvfb on this machine";
     EXPECT_EQ(run("00:01.0 cut\n00:05.0 shot " + path("wall.png") + "\n00:05.5 end\n",
@@ -200,12 +207,17 @@ TEST_F(Session, FinishesTheRecordingWhenInterrupted) {
     EXPECT_EQ(foldersLeft(), 0);
 }
 
-TEST_F(Session, SaysWhatIsWrong) {
-    const std::string red = camera("red");
+TEST_F(Session, IsNotBegunByAScriptWithAMistake) {
+    const std::string red = path("not looked for.mp4");
     EXPECT_EQ(run("00:01 leap\n00:02 end\n", red, red), 2);
     EXPECT_TRUE(says("script.txt:1: no command \"leap\"")) << output;
     EXPECT_EQ(run("00:01 end\n", red, red, {"--what", "for"}), 2);
     EXPECT_TRUE(says("use:")) << output;
+    EXPECT_FALSE(std::filesystem::exists(path("show.mp4")));
+}
+
+TEST_F(Session, SaysWhatIsNotToBeHad) {
+    const std::string red = camera("red");
     EXPECT_EQ(run("00:01 end\n", red, path("no such clip.mov")), 1);
     EXPECT_TRUE(says("CANNOT PLAY")) << output;
     EXPECT_EQ(run("00:01 end\n", red, red, {"--record", path("no such folder/show.mp4")}), 1);
