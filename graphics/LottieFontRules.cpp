@@ -1,7 +1,5 @@
 #include "graphics/LottieRules.h"
 
-#include <algorithm>
-
 namespace quol {
 
 using std::size_t;
