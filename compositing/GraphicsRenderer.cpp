@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <string>
 #include <utility>
 
 #include "compositing/LayerRenderer.h"

@@ -147,8 +147,8 @@ void LMixer::collectLayers(quol::MixerTick& tick) {
         if (item->visible) {
             tick.order.push_back({item->zIndex, static_cast<int>(tick.order.size()), item.get()});
         } else if (item->state->picture.sink) {
-            item->state->picture.sink->sound()
-                .clear(); // it would be heard later, and late for good
+            // Or it would be heard later, and late for good.
+            item->state->picture.sink->sound().clear();
         }
     }
     std::sort(tick.order.begin(), tick.order.end());

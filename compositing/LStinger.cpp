@@ -1,7 +1,6 @@
 #include "quolsdk/LStinger.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "compositing/StingerClip.h"
 #include "core/Clock.h"

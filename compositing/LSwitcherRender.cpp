@@ -13,6 +13,7 @@
 #include "core/Clock.h"
 #include "core/FairMutex.h"
 #include "core/PictureCheck.h"
+#include "core/ScalingQuality.h"
 #include "quolsdk/LCharacter.h"
 #include "quolsdk/LStinger.h"
 #include "quolsdk/LSwitcher.h"
@@ -212,8 +213,9 @@ quol::FramePtr LSwitcher::layerPicture(quol::SwitcherLayer& layer, const quol::S
         if (newest && quol::isReadablePicture(*newest)) layer.lastFrame = std::move(newest);
     }
     if (!layer.lastFrame || isSkipped) return nullptr;
+    const int flags = quol::scalerFlags(scene->scalingQuality, quol::LanczosNumber::four);
     return layer.fit.get(*layer.lastFrame, quol::scaleModeOf(scene->scaleMode), tick.width,
-                         tick.height, quol::scalerFlags(scene->scalingQuality));
+                         tick.height, flags);
 }
 
 quol::FramePtr LSwitcher::mixPictures(const quol::SwitcherTick& tick, const AVFrame& a,

@@ -90,19 +90,6 @@ bool isPlain420(int format) {
 
 } // namespace
 
-int scalerFlags(int quality) {
-    switch (quality) {
-        case 1:
-            return SWS_POINT;
-        case 2:
-            return SWS_BILINEAR;
-        case 4:
-            return SWS_LANCZOS;
-        default:
-            return SWS_BICUBIC;
-    }
-}
-
 PicturePlace placeOf(ScaleMode mode, int width, int height, int canvasWidth, int canvasHeight) {
     if (mode == ScaleMode::stretch) return {0, 0, canvasWidth, canvasHeight};
     const float aspect = static_cast<float>(width) / static_cast<float>(height);

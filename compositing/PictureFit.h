@@ -19,10 +19,6 @@ constexpr ScaleMode scaleModeOf(int number) {
     return number == 1 ? ScaleMode::fit : number == 2 ? ScaleMode::fill : ScaleMode::stretch;
 }
 
-// What a host's quality means to the scaler: 1 SWS_POINT, 2 SWS_BILINEAR, 4 SWS_LANCZOS, any other
-// SWS_BICUBIC.
-int scalerFlags(int quality);
-
 // Where a scaled picture lies on the canvas, in pixels; in fill mode `left` or `top` is below 0.
 struct PicturePlace {
     int left = 0;

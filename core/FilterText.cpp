@@ -1,7 +1,6 @@
 #include "core/FilterText.h"
 
 #include <algorithm>
-#include <cstdint>
 
 #include "core/ModeTables.h"
 

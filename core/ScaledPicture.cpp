@@ -1,7 +1,5 @@
 #include "core/ScaledPicture.h"
 
-#include <algorithm>
-
 namespace quol {
 
 bool isSamePicture(const AVFrame& a, const AVFrame& b) {

@@ -30,7 +30,6 @@ public:
     const std::string& text() const { return text_; }
     double length() const { return length_; }        // of all entries and separators
     std::uint64_t serial() const { return serial_; } // another one for every strip made
-    bool isVertical() const { return vertical_; }
 
     // Paints what of the strip lies in `visible`, with its start at (x, y).
     void paint(cairo_t* cr, double x, double y, const PixelRect& visible, double opacity);

@@ -1,7 +1,6 @@
 // What an item shows in one picture, as plain values that two pictures can be compared by.
 #pragma once
 
-#include <chrono>
 #include <variant>
 
 #include "graphics/CGPanel.h"

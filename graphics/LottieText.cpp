@@ -128,13 +128,6 @@ std::optional<TextPiece> findLayerText(const std::string& json, const std::strin
     return findValue(json, R"("t":")", inside + document.size());
 }
 
-bool replaceText(std::string& json, const std::string& layerName, const std::string& text) {
-    const auto value = findLayerText(json, layerName);
-    if (!value) return false;
-    json.replace(value->begin, value->end - value->begin, text);
-    return true;
-}
-
 // --------------------------------------------------------------------------------- images
 
 LottieAsset assetOf(const std::string& json, const std::string& name) {

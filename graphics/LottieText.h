@@ -49,11 +49,8 @@ bool setMarker(LottieMarkers& markers, const std::string& name, int frame);
 
 // --------------------------------------------------------------------------------- texts
 
-// Replaces the text of the first layer of that name. False, and nothing changed, where there is
-// none, or no text behind it.
-bool replaceText(std::string& json, const std::string& layerName, const std::string& text);
-
-// Where the text stands that replaceText replaces; nothing where it would give false.
+// Where the text of the first layer of that name stands; nothing where there is none, or no text
+// behind it.
 std::optional<TextPiece> findLayerText(const std::string& json, const std::string& layerName);
 
 // -------------------------------------------------------------------------------- colours

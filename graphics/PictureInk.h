@@ -1,7 +1,6 @@
 // Pictures in a scene: still images and clips.
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include "core/CairoHandles.h"

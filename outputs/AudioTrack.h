@@ -54,8 +54,6 @@ public:
     // how many there were.
     int popAudioSamplesForPts(double pts, std::int16_t* samples, int count);
 
-    std::int64_t samplesWritten() const { return samplesWritten_; }
-
 private:
     void tie(double sourceTime, double fileTime);
     void align();

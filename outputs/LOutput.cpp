@@ -14,9 +14,6 @@
 
 namespace {
 
-constexpr const char* ndiStreamName = "NDI_Output";
-constexpr const char* vtpStreamName = "VTP_Output";
-
 // What the property says; any other text leaves the colour as it is.
 void readColor(const std::string& value, quol::OutputColor& color) {
     if (value == "BGRA") color = quol::OutputColor::bgra;
@@ -83,8 +80,8 @@ void LOutput::setDevice(int index) {
     refreshStats();
     quol::logOut("[LOutput] Device set to index: %d", index);
     const Row row = rowOf(index);
-    if (row == Row::vtp && streamName == ndiStreamName) streamName = vtpStreamName;
-    if (row == Row::ndi && streamName == vtpStreamName) streamName = ndiStreamName;
+    if (row == Row::vtp && streamName == quol::ndiStreamName) streamName = quol::vtpStreamName;
+    if (row == Row::ndi && streamName == quol::vtpStreamName) streamName = quol::ndiStreamName;
     if (!wasEnabled) return;
     startSelected();
     enabled = true;

@@ -1,5 +1,4 @@
 // The road of pictures and sound through the output: the source's thread and the two workers.
-#include <algorithm>
 
 #include "core/FrameTime.h"
 #include "core/Log.h"

@@ -99,7 +99,7 @@ void LOutput::stopNDILocked() {
 
 bool LOutput::startVTPLocked() {
     if (device) return runs(OutputDeviceKind::vtp);
-    if (streamName == "NDI_Output") streamName = "VTP_Output";
+    if (streamName == quol::ndiStreamName) streamName = quol::vtpStreamName;
     std::unique_ptr<quol::VtpOutput> started =
         quol::VtpOutput::start(streamName, settingsNow(), {vtpInterface, vtpSecret, vtpPort});
     if (!started) return false;

@@ -1,10 +1,10 @@
 // The recorder's encoding thread.
-#include <algorithm>
 
 #include "core/ErrorText.h"
 #include "core/FrameTime.h"
 #include "core/HadMemory.h"
 #include "core/Log.h"
+#include "core/ScalingQuality.h"
 #include "outputs/DiskReserve.h"
 #include "outputs/EncoderPictures.h"
 #include "outputs/EncoderQueue.h"
@@ -19,19 +19,6 @@ extern "C" {
 namespace {
 
 constexpr AVRational microseconds{1, 1000000};
-
-int scalerFlags(int quality) {
-    switch (quality) {
-        case 1:
-            return SWS_POINT;
-        case 2:
-            return SWS_BILINEAR;
-        case 3:
-            return SWS_LANCZOS;
-        default:
-            return SWS_BICUBIC;
-    }
-}
 
 } // namespace
 
@@ -75,8 +62,8 @@ void LRecorder::encodePicture(const quol::QueuedPicture& record) {
     const std::int64_t pts = av_rescale_q(record.elapsed, microseconds, timeBase);
     if (pts <= lastVideoPts) return; // its tick of the file's rate is taken
     const auto ownTime = quol::frameTime(*record.frame);
-    const quol::FramePtr picture =
-        pictures->fit(*record.frame, *session->video(), scalerFlags(job.scalingQuality));
+    const int flags = quol::scalerFlags(job.scalingQuality, quol::LanczosNumber::three);
+    const quol::FramePtr picture = pictures->fit(*record.frame, *session->video(), flags);
     if (!picture) return;
     picture->pts = pts;
     picture->pict_type = AV_PICTURE_TYPE_NONE; // or the encoder repeats the source's choices

@@ -1,6 +1,5 @@
 // How a recording begins: the muxer, its encoders, its file.
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 #include "core/Log.h"

@@ -56,11 +56,11 @@ struct ReplayStore;
 /// | Key | Value | Effect |
 /// |---|---|---|
 /// | "quality" | whole number, 1 to 100 | 2 Mbit/s each, 86; from the next recording on |
-/// | "timecode" | boolean | the recording has a start time code that is counted on; false unless
-/// set | | "timecodeSource" | whole number | 0 local clock, 1 the frames' own, 2 and others the
-/// start | | "timecodeStart" | text | the start under source 2, "01:00:00:00"; else it is the local
-/// time | | "audio.preview" | boolean | sound is played back; true unless set | | "name" | text |
-/// id of the files of the next recording, and base name of an export |
+/// | "timecode" | boolean | the recording counts on from a start time code; false unless set |
+/// | "timecodeSource" | whole number | 0 local clock, 1 the frames' own, 2 and others the start |
+/// | "timecodeStart" | text | the start under source 2, "01:00:00:00"; else the local time |
+/// | "audio.preview" | boolean | sound is played back; true unless set |
+/// | "name" | text | id of the files of the next recording, and base name of an export |
 ///
 /// The frames of a stored time code have no drop-frame, and its hours go on behind 23; what does
 /// not fit into 11 characters is cut.

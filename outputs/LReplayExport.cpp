@@ -16,7 +16,6 @@
 namespace {
 
 constexpr double millis = 1000.0; // in a second
-constexpr int defaultSampleRate = 48000;
 
 bool isNative(const videoFormatProps& format) {
     return format.mode == quol::modeNative || format.width < 1 || format.height < 1;
@@ -81,11 +80,9 @@ bool LReplay::exportFrames(int first, int last, const std::string& file) {
     const quol::ReplaySize size =
         isNative(now.videoFormat) ? storedSize(range, *video)
                                   : quol::ReplaySize{now.videoFormat.width, now.videoFormat.height};
-    const int asked = now.audioFormat.sampleRate;
     const quol::ReplayMovieFormat format{
         size.width, size.height, quol::replayRate(now.videoFormat.fps),
-        asked > 0 ? std::min(asked, quol::maxSampleRate) : defaultSampleRate,
-        std::string(begin.timecodeText())};
+        quol::replaySoundRate(now.audioFormat), std::string(begin.timecodeText())};
     quol::ReplayMovie movie;
     if (!movie.open(path, format)) return false;
     const bool whole = writeMovie(movie, range, *video, audio.get());

@@ -1,7 +1,6 @@
 // The playback thread of a replay.
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <new>
 #include <string>
 
@@ -25,11 +24,6 @@ constexpr std::int64_t beforeAnother = 5 * quol::nanosPerMilli; // try, when mem
 
 constexpr double soundGap = 0.5;     // seconds: more than that is not played
 constexpr double soundRemains = 0.1; // seconds that are played of a longer gap
-
-int soundRateOf(const audioFormatProps& format) {
-    constexpr int otherwise = 48000;
-    return format.sampleRate > 0 ? std::min(format.sampleRate, quol::maxSampleRate) : otherwise;
-}
 
 quol::ReplayPiece pieceOf(const quol::ReplayPicture& entry) {
     return {entry.offset, entry.size};
@@ -174,7 +168,7 @@ void LReplay::playSound(Shown& shown, const Settings& now) {
         shown.soundsSeen = store->sounds.size();
         reader = store->audioReader;
     }
-    const int rate = soundRateOf(now.audioFormat);
+    const int rate = quol::replaySoundRate(now.audioFormat);
     for (const quol::ReplaySound& block : blocks) {
         const quol::FramePtr frame = quol::makeSilentBlock(block.size / bytesPerPair, rate);
         if (!frame || !reader->read({block.offset, block.size}, frame->data[0])) continue;

@@ -7,6 +7,10 @@
 
 namespace quol {
 
+// What a stream is called until a host names it. One that still has the other's name takes its own.
+inline constexpr const char* ndiStreamName = "NDI_Output";
+inline constexpr const char* vtpStreamName = "VTP_Output";
+
 // The colour formats of a device that offers two.
 enum class OutputColor { bgra = 0, uyvy = 1 };
 

@@ -1,6 +1,5 @@
 #include "outputs/PreviewDrawing.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -245,7 +244,6 @@ void PreviewDrawing::fitPlate(Plate& plate, const std::string& text, const Plate
 GLuint PreviewDrawing::makeDIBTexture(const std::string& text, const PlateLook& look,
                                       int fontHeight, const char* family, int& width, int& height) {
     const TextPlate drawn = drawTextPlate(text, look, fontHeight, family);
-    ++platesMade_;
     width = drawn.width;
     height = drawn.height;
     if (drawn.rgba.empty()) return 0;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <array>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,9 +40,6 @@ public:
     void upload(const AVFrame& picture);
 
     void draw(const PreviewScene& scene, const SurfaceSize& surface);
-
-    // How often a text was drawn anew.
-    int platesMade() const { return platesMade_; }
 
 private:
     // A text in a texture, and what it was made from.
@@ -93,7 +89,6 @@ private:
     std::vector<std::uint8_t> rows_;
     Plate label_;
     Plate timecode_;
-    int platesMade_ = 0;
     std::vector<GLfloat> boxes_; // of the pass: place and colour of each corner
     SurfaceSize surface_;        // of the pass
 };

@@ -1,7 +1,6 @@
 // The two files of a replay: bytes are put behind each other and read back from anywhere.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "core/Handles.h"
 #include "outputs/ReplayFiles.h"

@@ -13,6 +13,7 @@ extern "C" {
 #include <libavutil/rational.h>
 }
 
+#include "core/ModeTables.h"
 #include "outputs/ReplayFiles.h"
 #include "outputs/ReplayIndex.h"
 
@@ -56,6 +57,12 @@ inline double replayRate(double fps) {
     constexpr double otherwise = 50.0;
     constexpr double fastest = 1e6;
     return fps > 0.0 ? std::min(fps, fastest) : otherwise;
+}
+
+// Pairs of samples a second that sound is played and exported with.
+inline int replaySoundRate(const audioFormatProps& format) {
+    constexpr int otherwise = 48000;
+    return format.sampleRate > 0 ? std::min(format.sampleRate, maxSampleRate) : otherwise;
 }
 
 // What a recording begins with, again and again.

@@ -1,9 +1,7 @@
 // A table that grows for hours: one entry behind the other, looked up by time.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <vector>
 

@@ -5,26 +5,13 @@
 #include "core/ModeTables.h"
 #include "core/PauseTimer.h"
 #include "core/Props.h"
+#include "core/ScalingQuality.h"
 #include "core/Timecode.h"
 #include "sources/LFileDecoders.h"
 
 namespace {
 
 constexpr auto zeroTimecode = "00:00:00:00";
-
-// The flags of "scaling_quality" as swscale counts them.
-int scalerFlagsOf(int quality) {
-    switch (quality) {
-        case 1:
-            return SWS_POINT;
-        case 2:
-            return SWS_BILINEAR;
-        case 4:
-            return SWS_LANCZOS;
-        default:
-            return SWS_BICUBIC;
-    }
-}
 
 } // namespace
 
@@ -222,7 +209,7 @@ void LFile::setProps(const std::string& key, const std::string& value) {
         gpu = quol::parseBool(value);
     } else if (key == "scaling_quality") {
         scalingQuality = quol::parseInt(value);
-        scalerFlags = scalerFlagsOf(scalingQuality);
+        scalerFlags = quol::scalerFlags(scalingQuality, quol::LanczosNumber::four);
     } else if (key == "timecodeSource") {
         timecodeSource = quol::parseInt(value);
     }

@@ -2,8 +2,6 @@
 /// Live inputs.
 #pragma once
 
-#include <atomic>
-#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>

@@ -6,10 +6,10 @@
 #include "core/ModeTables.h"
 #include "core/PauseTimer.h"
 #include "core/Props.h"
+#include "core/ScalingQuality.h"
 #include "core/Timecode.h"
 #include "sources/LStreamPlayLoop.h"
 #include "sources/StreamPacing.h"
-#include "sources/StreamPictures.h"
 
 LStreamPlay::LStreamPlay()
     : input(std::make_unique<quol::MediaInput>()),
@@ -163,7 +163,7 @@ void LStreamPlay::setProps(const std::string& key, const std::string& value) {
         scaleType = value;
     } else if (key == "scaling_quality") {
         scalingQuality = quol::parseInt(value);
-        scalerFlags = quol::streamScalerFlags(scalingQuality);
+        scalerFlags = quol::scalerFlags(scalingQuality, quol::LanczosNumber::three);
     }
 }
 

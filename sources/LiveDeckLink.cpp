@@ -112,11 +112,6 @@ bool LiveDeckLink::start(IDeckLinkDisplayMode* mode, IDeckLinkInputCallback* cal
     return true;
 }
 
-std::uint32_t LiveDeckLink::activeMode() const {
-    const std::lock_guard lock(modeMutex_);
-    return activeMode_;
-}
-
 void LiveDeckLink::end() {
     {
         const std::lock_guard lock(modeMutex_);

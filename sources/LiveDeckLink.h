@@ -36,7 +36,6 @@ public:
     // Sets the card up and starts its streams; `mode` may be null. False, and one message, when the
     // card refuses: nothing is undone then.
     bool start(decklink::IDeckLinkDisplayMode* mode, decklink::IDeckLinkInputCallback* callback);
-    std::uint32_t activeMode() const;
 
     void run() override { decklinkLoop(); }
     // Stops the card.
@@ -74,7 +73,7 @@ private:
     const int formatIndex_; // 0 follows the signal, others follow its colours alone
     std::atomic<bool> ended_{false};
 
-    mutable std::mutex modeMutex_; // guards the next three: the start, the driver, the end
+    std::mutex modeMutex_; // guards the next three: the start, the driver, the end
     std::uint32_t activeMode_ = 0;
     std::uint32_t activePixelFormat_ = 0; // as the driver was told by a change of format
     bool overtaken_ = false; // the end came while a change of format worked on the card

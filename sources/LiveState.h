@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <functional>
 #include <mutex>
-#include <string>
 
 #include "core/AudioPeak.h"
 #include "core/Clock.h"

@@ -1,8 +1,6 @@
 // The picture and the tone of the built-in test signal.
 #pragma once
 
-#include <cstdint>
-
 #include "core/Handles.h"
 
 namespace quol {

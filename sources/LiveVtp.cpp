@@ -1,7 +1,6 @@
 #include "sources/LiveVtp.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstring>
 #include <new>

@@ -21,19 +21,6 @@ AVPixelFormat plainFormat(AVPixelFormat format) {
     }
 }
 
-int streamScalerFlags(int quality) {
-    switch (quality) {
-        case 1:
-            return SWS_POINT;
-        case 2:
-            return SWS_BILINEAR;
-        case 3:
-            return SWS_LANCZOS;
-        default:
-            return SWS_BICUBIC;
-    }
-}
-
 AVFrame* StreamPictures::get(AVFrame& picture, const videoFormatProps& wanted, int scalerFlags) {
     const int width = wanted.width > 0 ? wanted.width : picture.width;
     const int height = wanted.height > 0 ? wanted.height : picture.height;

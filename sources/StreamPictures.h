@@ -11,9 +11,6 @@ namespace quol {
 // equals, so that nothing is converted for the range alone.
 AVPixelFormat plainFormat(AVPixelFormat format);
 
-// The flags that a scaler takes for a value of "scaling_quality".
-int streamScalerFlags(int quality);
-
 // One thread at a time.
 class StreamPictures {
 public:

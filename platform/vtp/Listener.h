@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <mutex>
 #include <span>
-#include <string>
 #include <thread>
 #include <vector>
 

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <string>
 
 #include "platform/vtp/Block.h"
 #include "platform/vtp/Secret.h"

@@ -1,8 +1,6 @@
 // The senders that a listener has heard of lately.
 #pragma once
 
-#include <chrono>
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>

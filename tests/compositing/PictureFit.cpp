@@ -56,14 +56,6 @@ TEST(ScaleModes, AreOneForFitAndTwoForFill) {
     EXPECT_EQ(quol::scaleModeOf(-1), ScaleMode::stretch);
 }
 
-TEST(ScalerFlags, FollowTheQuality) {
-    EXPECT_EQ(quol::scalerFlags(0), SWS_BICUBIC);
-    EXPECT_EQ(quol::scalerFlags(1), SWS_POINT);
-    EXPECT_EQ(quol::scalerFlags(2), SWS_BILINEAR);
-    EXPECT_EQ(quol::scalerFlags(3), SWS_BICUBIC);
-    EXPECT_EQ(quol::scalerFlags(4), SWS_LANCZOS);
-}
-
 TEST(PictureFit, PictureThatFitsIsHandedThrough) {
     for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUVJ420P}) {
         for (const ScaleMode mode : {ScaleMode::stretch, ScaleMode::fit, ScaleMode::fill}) {

@@ -8,6 +8,7 @@
 
 #include "graphics/LottieEngine.h"
 #include "graphics/LottieExpression.h"
+#include "graphics/LottieLimits.h"
 #include "graphics/LottieText.h"
 
 namespace {

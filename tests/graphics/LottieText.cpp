@@ -21,7 +21,6 @@ namespace {
 using quol::directoryOf;
 using quol::LottieMarkers;
 using quol::readMarkers;
-using quol::replaceText;
 using quol::resourceFolderOf;
 using quol::setMarker;
 using quol::withAssetFolders;
@@ -239,6 +238,14 @@ TEST(LottieMarkerNames, AreExact) {
 std::string textLayer(const std::string& name, const std::string& text) {
     return R"({"ty":5,"nm":")" + name + R"(","t":{"d":{"k":[{"s":{"s":80,"f":"A","t":")" + text +
            R"(","j":2},"t":0}]}}})";
+}
+
+// As a layer's text is changed: what is found is replaced. False where nothing is.
+bool replaceText(std::string& json, const std::string& layerName, const std::string& text) {
+    const auto value = quol::findLayerText(json, layerName);
+    if (!value) return false;
+    json.replace(value->begin, value->end - value->begin, text);
+    return true;
 }
 
 TEST(LottieTexts, TheTextOfALayerIsReplaced) {

@@ -129,7 +129,6 @@ TEST(AudioTrack, FirstPictureOnlyTiesTheClocks) {
     track.track.advance(0.0, 0.0);
     track.track.finish();
     EXPECT_EQ(track.pairs(), 0);
-    EXPECT_EQ(track.track.samplesWritten(), 0);
 }
 
 TEST(AudioTrack, SoundStartsWithTheSecondPictureInWholeChunks) {
@@ -137,7 +136,6 @@ TEST(AudioTrack, SoundStartsWithTheSecondPictureInWholeChunks) {
     track.pushSound(0.0, 1.0);
     track.advance(0.0, 0.08);
     EXPECT_EQ(track.pairs(), chunk); // the chunk that ends before 40 ms
-    EXPECT_EQ(track.track.samplesWritten(), chunk);
     expectInPlace(track, 0.0, 0.02, 0.0);
 }
 

@@ -804,6 +804,10 @@ protected:
         callback = quol::DeckLinkInputCallback::make();
         EXPECT_TRUE(run->start(modes.at(0).get(), callback.get()));
     }
+    // The last mode that the card was set up in.
+    std::int64_t mode() const {
+        return driver.state().callsOf("IDeckLinkInput::EnableVideoInput").back().arguments.at(0);
+    }
     std::size_t pauses() const {
         return driver.state().callsOf("IDeckLinkInput::PauseStreams").size();
     }
@@ -824,13 +828,13 @@ protected:
 TEST_F(DeckLinkRun, AChangeOfFormatBehindTheEndIsNotFollowed) {
     run->formatChanged(*modes.at(1).get(), 0);
     EXPECT_EQ(pauses(), 1U);
-    EXPECT_EQ(run->activeMode(), fourCC("Hp25"));
+    EXPECT_EQ(mode(), fourCC("Hp25"));
     run->end();
     run->settle();
     run->formatChanged(*modes.at(3).get(), 0);
     EXPECT_EQ(pauses(), 1U);
     EXPECT_FALSE(driver.state().cards[firstCard].streaming);
-    EXPECT_EQ(run->activeMode(), fourCC("Hp25"));
+    EXPECT_EQ(mode(), fourCC("Hp25"));
     EXPECT_EQ(hub.state.detectedWidth, 1920);
 }
 

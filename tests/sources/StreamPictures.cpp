@@ -26,14 +26,6 @@ TEST(StreamPictures, FullRangeFormatsCountAsTheirPlainEquals) {
         EXPECT_EQ(quol::plainFormat(format), format);
 }
 
-TEST(StreamPictures, ScalingQualitiesAreFlags) {
-    EXPECT_EQ(quol::streamScalerFlags(1), 16);
-    EXPECT_EQ(quol::streamScalerFlags(2), 2);
-    EXPECT_EQ(quol::streamScalerFlags(3), 512);
-    for (const int other : {0, 4, -1, 100})
-        EXPECT_EQ(quol::streamScalerFlags(other), 4) << other;
-}
-
 TEST(StreamPictures, EachCodeHasItsFormatAndAllOthersKeepTheSource) {
     constexpr std::array<AVPixelFormat, 20> expected{
         AV_PIX_FMT_YUV444P,  AV_PIX_FMT_YUV420P,  AV_PIX_FMT_YUV420P, AV_PIX_FMT_NV12,
