@@ -24,6 +24,8 @@ packages=(
     libx11-dev libpng-dev
     # tests and benchmarks; ffmpeg makes the test media, python3 runs a source check
     ffmpeg libgtest-dev libgmock-dev libbenchmark-dev python3
+    # the Python module, built where these are there, and its tests
+    python3-dev pybind11-dev python3-numpy python3-pytest
     # fuzz targets: the compiler that has them, and its run-time library
     clang libclang-rt-dev
     # style, static analysis, reference manual
