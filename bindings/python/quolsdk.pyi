@@ -78,8 +78,6 @@ def audioModes() -> list[audioFormatProps]:
 
 class Frame:
     """A picture or a block of sound. Its data are shared with everybody who has the same frame: arrays of them are read only, and keep it alive."""
-    def __init__ -> (type(self)) for accurate signature.:
-        ...
     @staticmethod
     def fromRgba(pixels: numpy.ndarray) -> Frame:
         """A picture of an array of uint8, height x width x 4; a copy."""
@@ -214,8 +212,6 @@ class LFrame(LSink):
     """The frame tap: keeps the latest picture and the latest block of sound of a source."""
     class Video:
         """A picture and what belongs to it; yours to change."""
-        def __init__ -> (type(self)) for accurate signature.:
-            ...
         @property
         def width(self) -> int:
             """Pixels; 0 until the first picture."""
@@ -233,8 +229,6 @@ class LFrame(LSink):
             """Height x width x 4, uint8."""
     class Audio:
         """A block of sound; yours to change."""
-        def __init__ -> (type(self)) for accurate signature.:
-            ...
         @property
         def channels(self) -> int:
             """2 once sound has arrived."""
@@ -475,8 +469,6 @@ class LStreamPlay(LObject):
 
 class LLayerItem:
     """A layer of a mixer. Each field is read and written while no picture is in the making; LMixer.editLayer changes several with one picture. ReferenceError once the layer was removed."""
-    def __init__ -> (type(self)) for accurate signature.:
-        ...
     @property
     def name(self) -> str:
         """The layer's key."""
@@ -1275,8 +1267,6 @@ class LCGVideoProps:
 
 class LCGItem:
     """An item of a character generator. ReferenceError once it was removed."""
-    def __init__ -> (type(self)) for accurate signature.:
-        ...
     @property
     def id(self) -> str:
         """Name."""
@@ -1336,13 +1326,11 @@ class LCGItem:
     @moveType.setter
     def moveType(self, value: str) -> None: ...
     @property
-    def group(self) -> quolpy::CharacterGroup:
+    def group(self) -> LCGGroup:
         """The group it is in; None for none."""
 
 class LCGGroup:
     """Items that are shown, hidden and moved together. ReferenceError once the group was ended."""
-    def __init__ -> (type(self)) for accurate signature.:
-        ...
     @property
     def name(self) -> str:
         """Key of the group."""
@@ -1367,16 +1355,12 @@ class LCGGroup:
 
 class LCGTextItem(LCGItem):
     """Lines in a box."""
-    def __init__ -> (type(self)) for accurate signature.:
-        ...
     @property
     def props(self) -> LCGTextProps:
         """What it shows, and how: a copy. LCharacter.updateItem changes it."""
 
 class LCGCrawlItem(LCGItem):
     """Lines that run through a box."""
-    def __init__ -> (type(self)) for accurate signature.:
-        ...
     @property
     def props(self) -> LCGCrawlProps:
         """What it shows, and how: a copy. LCharacter.updateItem changes it."""
@@ -1389,32 +1373,24 @@ class LCGCrawlItem(LCGItem):
 
 class LCGTickerItem(LCGItem):
     """Lines in a box, one at a time."""
-    def __init__ -> (type(self)) for accurate signature.:
-        ...
     @property
     def props(self) -> LCGTickerProps:
         """What it shows, and how: a copy. LCharacter.updateItem changes it."""
 
 class LCGImageItem(LCGItem):
     """A still image."""
-    def __init__ -> (type(self)) for accurate signature.:
-        ...
     @property
     def props(self) -> LCGImageProps:
         """What it shows, and how: a copy. LCharacter.updateItem changes it."""
 
 class LCGVideoItem(LCGItem):
     """A clip, a picture a tick."""
-    def __init__ -> (type(self)) for accurate signature.:
-        ...
     @property
     def props(self) -> LCGVideoProps:
         """What it shows, and how: a copy. LCharacter.updateItem changes it."""
 
 class LCGRectItem(LCGItem):
     """A panel."""
-    def __init__ -> (type(self)) for accurate signature.:
-        ...
     @property
     def props(self) -> LCGRectProps:
         """What it shows, and how: a copy. LCharacter.updateItem changes it."""
@@ -1510,8 +1486,6 @@ class LCharacter(LObject):
 
 class SwitcherPreviewObject(LObject):
     """The preview output of a switcher. A sink of its addSink gets what the source on preview makes; one of LObject.addSink(preview, sink) gets the preview as the switcher renders it."""
-    def __init__ -> (type(self)) for accurate signature.:
-        ...
     def addSink(self, sink: LSink) -> None:
         """A sink that is there already is left alone."""
     def removeSink(self, sink: LSink) -> None:
@@ -1521,8 +1495,6 @@ class LSwitcher(LObject):
     """A programme, a preview, and every way from the one to the other. Keeps the sources of its two layers alive."""
     class SwitcherStats:
         """What the switcher does, at one moment."""
-        def __init__ -> (type(self)) for accurate signature.:
-            ...
         @property
         def renderRate(self) -> float:
             """Frames a second, measured."""
@@ -1646,8 +1618,6 @@ class LMultiview(LObject):
         def __init__(self, value: int) -> None: ...
     class LayoutInfo:
         """A tile; position and size are fractions of the picture."""
-        def __init__ -> (type(self)) for accurate signature.:
-            ...
         @property
         def key(self) -> str:
             """"PVW", "PGM", or as "2_3"."""
@@ -1727,8 +1697,6 @@ class LAnimation(LObject):
 
 class OutputStats:
     """How an output stands."""
-    def __init__ -> (type(self)) for accurate signature.:
-        ...
     @property
     def width(self) -> int:
         """Pixels of the pictures put out."""
@@ -1807,8 +1775,6 @@ class LRecorder(LSink):
     """One source into one movie file. A recording that runs at the end of the script is finished."""
     class Stats:
         """How a recording stands."""
-        def __init__ -> (type(self)) for accurate signature.:
-            ...
         @property
         def state(self) -> int:
             """As statusGet."""
@@ -1882,8 +1848,6 @@ class LStream(LSink):
     """One source live to a network address."""
     class Stats:
         """How a stream stands."""
-        def __init__ -> (type(self)) for accurate signature.:
-            ...
         @property
         def framesSent(self) -> int:
             """Pictures handed to the network."""
