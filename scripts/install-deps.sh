@@ -26,6 +26,8 @@ packages=(
     ffmpeg libgtest-dev libgmock-dev libbenchmark-dev python3
     # hosts of the C interface in other languages, which the tests run (with python3)
     luajit
+    # the Python module, built where these are there, and its tests
+    python3-dev pybind11-dev python3-numpy python3-pytest
     # fuzz targets: the compiler that has them, and its run-time library
     clang libclang-rt-dev
     # Debian packages, and what reads their manual pages

@@ -1,0 +1,198 @@
+#include "Graph.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <thread>
+#include <unordered_map>
+
+namespace quolpy {
+
+namespace {
+
+// Destroys objects that went inside a callback.
+class Reaper {
+public:
+    void take(void* key) {
+        const std::lock_guard lock(mutex);
+        keys.push_back(key);
+        if (!thread.joinable()) thread = std::thread([this] { run(); });
+        filled.notify_one();
+    }
+
+    // Waits until all is done; what comes later is left to the caller of finish.
+    void finish() {
+        {
+            const std::lock_guard lock(mutex);
+            ending = true;
+            filled.notify_one();
+        }
+        if (thread.joinable()) thread.join();
+    }
+
+private:
+    void run();
+
+    std::mutex mutex; // guards all below but the thread, which `take` makes and `finish` joins
+    std::condition_variable filled;
+    std::deque<void*> keys;
+    bool ending = false;
+    std::thread thread;
+};
+
+// What the module knows. Never destroyed: threads that sleep for good may hold parts of it.
+struct Graph {
+    std::mutex mutex; // guards `nodes`
+    std::unordered_map<void*, std::shared_ptr<Node>> nodes;
+    Reaper reaper;
+    std::atomic<bool> ended{false};
+};
+
+Graph& graph() {
+    static Graph& graph = *new Graph;
+    return graph;
+}
+
+std::shared_ptr<Node> takeNode(void* key) {
+    Graph& g = graph();
+    const std::lock_guard lock(g.mutex);
+    const auto found = g.nodes.find(key);
+    if (found == g.nodes.end()) return nullptr;
+    std::shared_ptr<Node> node = std::move(found->second);
+    g.nodes.erase(found);
+    return node;
+}
+
+std::vector<std::pair<void*, std::shared_ptr<Node>>> allNodes() {
+    Graph& g = graph();
+    const std::lock_guard lock(g.mutex);
+    return {g.nodes.begin(), g.nodes.end()};
+}
+
+void detachAll(Node& node) {
+    std::vector<Node::Attachment> left;
+    {
+        const std::lock_guard lock(node.control);
+        left.swap(node.attachments);
+    }
+    for (const Node::Attachment& entry : left) {
+        if (entry.direct) {
+            entry.source->LObject::removeSink(entry.sink);
+        } else {
+            entry.source->removeSink(entry.sink);
+        }
+    }
+}
+
+void destroy(void* key) {
+    const std::shared_ptr<Node> node = takeNode(key);
+    if (!node) return;
+    detachAll(*node);
+    node->destroy();
+    // With the node goes what it held, and with that perhaps the next object.
+}
+
+void Reaper::run() {
+    std::unique_lock lock(mutex);
+    for (;;) {
+        filled.wait(lock, [this] { return ending || !keys.empty(); });
+        if (keys.empty()) return;
+        void* key = keys.front();
+        keys.pop_front();
+        lock.unlock();
+        destroy(key);
+        lock.lock();
+    }
+}
+
+// Everything leaves everything else; afterwards objects may go in any order.
+void takeApart() {
+    auto nodes = allNodes();
+    std::stable_partition(nodes.begin(), nodes.end(),
+                          [](const auto& entry) { return entry.second->isConsumer; });
+    for (const auto& [key, node] : nodes) {
+        detachAll(*node);
+        node->letGo();
+    }
+    for (const auto& [key, node] : nodes) {
+        std::map<std::string, std::shared_ptr<void>> slots; // goes outside the lock
+        const std::lock_guard lock(node->control);
+        slots.swap(node->slots);
+    }
+}
+
+} // namespace
+
+std::shared_ptr<Node> nodeAt(void* key) {
+    Graph& g = graph();
+    const std::lock_guard lock(g.mutex);
+    return g.nodes.at(key);
+}
+
+void addNode(void* key, std::shared_ptr<Node> node) {
+    Graph& g = graph();
+    const std::lock_guard lock(g.mutex);
+    g.nodes[key] = std::move(node);
+}
+
+void retire(void* key) noexcept {
+    // A copy of the process has the objects, but none of their threads to wait for.
+    if (!isOwnProcess()) return;
+    restIfClosed();
+    if (isInsideCallback()) {
+        graph().reaper.take(key);
+    } else if (!graph().ended && PyGILState_Check() != 0) {
+        const Unlocked unlocked;
+        destroy(key);
+    } else {
+        destroy(key);
+    }
+}
+
+void attach(const std::shared_ptr<LObject>& source, const std::shared_ptr<LSink>& sink,
+            bool direct) {
+    const std::shared_ptr<Node> node = nodeOf(*sink);
+    const std::lock_guard lock(node->control);
+    node->attachments.push_back({source, sink.get(), direct});
+    if (direct) {
+        source->LObject::addSink(sink.get());
+    } else {
+        source->addSink(sink.get());
+    }
+}
+
+void detach(const std::shared_ptr<LObject>& source, const std::shared_ptr<LSink>& sink,
+            bool direct) {
+    const std::shared_ptr<Node> node = nodeOf(*sink);
+    const std::lock_guard lock(node->control);
+    if (direct) {
+        source->LObject::removeSink(sink.get());
+    } else {
+        source->removeSink(sink.get());
+    }
+    auto& entries = node->attachments;
+    const auto found = std::find_if(entries.begin(), entries.end(), [&](const auto& entry) {
+        return entry.source == source && entry.direct == direct;
+    });
+    if (found != entries.end()) entries.erase(found); // the caller still holds the source
+}
+
+void closeGraph() {
+    if (!isOwnProcess()) return;
+    closeGate();
+    const Unlocked unlocked;
+    graph().reaper.finish();
+    takeApart();
+}
+
+void endGraph() {
+    if (!isOwnProcess()) return;
+    graph().ended = true;
+    // A thread of Python's that is still in a call uses an object: better to leave them all.
+    if (!waitForCalls()) return;
+    takeApart();
+    for (const auto& [key, node] : allNodes())
+        destroy(key);
+}
+
+} // namespace quolpy
