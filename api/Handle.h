@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <exception>
 #include <string>
 #include <type_traits>
 
@@ -25,6 +26,17 @@ T* fromHandle(void* handle) {
     if constexpr (std::is_base_of_v<LObject, T>)
         return static_cast<T*>(static_cast<LObject*>(handle));
     return static_cast<T*>(handle);
+}
+
+// The handle of a new object that starts a thread of its own, null where there is no thread or no
+// memory to be had.
+template <typename T>
+void* newHandle() {
+    try {
+        return toHandle(new T);
+    } catch (const std::exception&) {
+        return nullptr;
+    }
 }
 
 // Calls `use` with the object; `otherwise` stands in on a null handle.

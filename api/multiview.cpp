@@ -1,16 +1,10 @@
-#include <exception>
-
 #include "api/Handle.h"
 #include "quolsdk/LMultiview.h"
 
 using namespace quol::api;
 
 quolsdk_handle quolsdk_multiview_create(void) {
-    try {
-        return toHandle(new LMultiview);
-    } catch (const std::exception&) { // no thread, or no memory, to be had
-        return nullptr;
-    }
+    return newHandle<LMultiview>();
 }
 
 void quolsdk_multiview_destroy(quolsdk_handle multiview) {

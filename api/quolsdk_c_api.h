@@ -242,7 +242,8 @@ QUOLSDK_C_API void quolsdk_streamplay_set_props(quolsdk_handle player, const cha
  *  that changes a layer does nothing for a name that is not there. A source must not be destroyed
  *  before its layer has been removed or the mixer destroyed. */
 /** @{ */
-QUOLSDK_C_API quolsdk_handle quolsdk_mixer_create(void);        /**< a new mixer, running */
+/** A new mixer, running; null where there is no thread or no memory to be had. */
+QUOLSDK_C_API quolsdk_handle quolsdk_mixer_create(void);
 QUOLSDK_C_API void quolsdk_mixer_destroy(quolsdk_handle mixer); /**< ends it; layers go with it */
 /** Adds a layer that shows a source: at the top left corner, in the source's size, opaque, without
  *  sound, z index 0. For a name that is there already everything is set back to that; with the same
@@ -286,7 +287,8 @@ QUOLSDK_C_API void quolsdk_mixer_set_video_format(quolsdk_handle mixer,
 /** @name Character: titles, crawls, tickers, images and panels, a source with alpha
  *  1920x1080, 50 pictures a second, from its creation on. */
 /** @{ */
-QUOLSDK_C_API quolsdk_handle quolsdk_character_create(void);            /**< a new, empty one */
+/** A new, empty one; null where there is no thread or no memory to be had. */
+QUOLSDK_C_API quolsdk_handle quolsdk_character_create(void);
 QUOLSDK_C_API void quolsdk_character_destroy(quolsdk_handle character); /**< ends it */
 /** Shows (not 0) or hides (0) an item, or a group of items, by its name. */
 QUOLSDK_C_API void quolsdk_character_show_item(quolsdk_handle character, const char* id, int show);
@@ -304,7 +306,8 @@ QUOLSDK_C_API void quolsdk_character_save_to_xml(quolsdk_handle character, const
 /** @name Switcher: a program and a preview, and the ways between them, with sound; a source
  *  The canvas is 1280x720 at 50 a second. */
 /** @{ */
-QUOLSDK_C_API quolsdk_handle quolsdk_switcher_create(void); /**< a new one, which runs at once */
+/** A new one, which runs at once; null where there is no thread or no memory to be had. */
+QUOLSDK_C_API quolsdk_handle quolsdk_switcher_create(void);
 /** Ends it, an automatic transition that is under way too. */
 QUOLSDK_C_API void quolsdk_switcher_destroy(quolsdk_handle switcher);
 /** Puts a source on preview; null takes the one there away. */
