@@ -12,7 +12,6 @@
 
 namespace {
 
-using test::CapturedStream;
 using test::CountingSink;
 using test::refuseEach;
 using test::refuseInTurn;
@@ -101,7 +100,6 @@ public:
 
 TEST(LAnimationMemory, ASinkThatHasNoneLosesItsPictureAndGetsTheNext) {
     if (!quol::hasLottieEngine()) GTEST_SKIP() << "built without templates";
-    const CapturedStream output(CapturedStream::Stream::output);
     const std::string path = test::writeFile("box.json", test::boxTemplate("1,0,0,1"));
     LAnimation animation;
     PoorSink sink;

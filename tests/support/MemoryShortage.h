@@ -107,8 +107,7 @@ inline int refuseInTurn(int most, const std::function<bool()>& goesOn) {
         const int before = failures;
         allocations = static_cast<unsigned>(never - number);
         failEvery = never;
-        const bool isStruck =
-            waitUntil([&] { return failures > before; }, std::chrono::milliseconds(2000));
+        const bool isStruck = waitUntil([&] { return failures > before; });
         failEvery = 0;
         if (!isStruck) return number;
         if (!goesOn()) {
@@ -124,7 +123,7 @@ inline bool survivesDrought(const std::function<bool()>& goesOn, int failed = 20
     const Spared here;
     const int before = failures;
     failEvery = 1;
-    waitUntil([&] { return failures >= before + failed; }, std::chrono::milliseconds(2000));
+    waitUntil([&] { return failures >= before + failed; });
     failEvery = 0;
     EXPECT_GT(failures, before);
     return goesOn();
