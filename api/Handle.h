@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <system_error>
 #include <type_traits>
 
 #include "quolsdk/LObject.h"
@@ -25,6 +26,17 @@ T* fromHandle(void* handle) {
     if constexpr (std::is_base_of_v<LObject, T>)
         return static_cast<T*>(static_cast<LObject*>(handle));
     return static_cast<T*>(handle);
+}
+
+// The handle of a new object that starts a thread of its own, null where there is none to be had: a
+// failure like any other, which a host in C could not catch. A lack of memory is raised.
+template <typename T>
+void* newHandle() {
+    try {
+        return toHandle(new T);
+    } catch (const std::system_error&) {
+        return nullptr;
+    }
 }
 
 // Calls `use` with the object; `otherwise` stands in on a null handle.

@@ -4,7 +4,7 @@
 using namespace quol::api;
 
 quolsdk_handle quolsdk_character_create(void) {
-    return toHandle(new LCharacter);
+    return newHandle<LCharacter>();
 }
 
 void quolsdk_character_destroy(quolsdk_handle character) {

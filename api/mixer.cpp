@@ -14,7 +14,7 @@ void editLayer(quolsdk_handle mixer, const char* name, Edit edit) {
 } // namespace
 
 quolsdk_handle quolsdk_mixer_create(void) {
-    return toHandle(new LMixer);
+    return newHandle<LMixer>();
 }
 
 void quolsdk_mixer_destroy(quolsdk_handle mixer) {

@@ -4,7 +4,7 @@
 using namespace quol::api;
 
 quolsdk_handle quolsdk_multiview_create(void) {
-    return toHandle(new LMultiview);
+    return newHandle<LMultiview>();
 }
 
 void quolsdk_multiview_destroy(quolsdk_handle multiview) {

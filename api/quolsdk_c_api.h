@@ -52,12 +52,12 @@
  * longer say so with the words "Waits for".
  *
  * @section errors Exceptions
- * No function catches anything. Where a text says "Raises for a value that is no number", a
- * property's value that should begin with a number and does not raises the C++ exception
- * `std::invalid_argument`, and one that is out of range `std::out_of_range`. Memory or threads that
- * the system refuses raise `std::bad_alloc` and `std::system_error`, in `create` above all, which
- * for that reason never returns NULL. They pass through these functions; a host that cannot catch
- * them checks its values before. A property that raises keeps its value.
+ * Where a text says "Raises for a value that is no number", a property's value that should begin
+ * with a number and does not raises the C++ exception `std::invalid_argument`, and one that is out
+ * of range `std::out_of_range`. Memory that the system refuses raises `std::bad_alloc`. They pass
+ * through these functions; a host that cannot catch them checks its values before. A property that
+ * raises keeps its value. A thread that the system refuses raises nothing: the `create` of what runs
+ * from then on gives NULL, a start 0.
  *
  * @section properties Properties
  * `set_props` takes a key and a value as texts. Keys are compared exactly, unknown ones ignored. A
@@ -354,7 +354,7 @@ QUOLSDK_C_API void quolsdk_streamplay_set_props(quolsdk_handle player, const cha
  *  before its layer has been removed or the mixer destroyed. A change shows with the next picture;
  *  two that must show together are made through the classes. */
 /** @{ */
-/** Makes a mixer without layers, which runs. */
+/** Makes a mixer without layers, which runs; NULL where there is no thread to be had. */
 QUOLSDK_C_API quolsdk_handle quolsdk_mixer_create(void);
 /** Lets go of all sources and ends the mixer; its layers go with it. */
 QUOLSDK_C_API void quolsdk_mixer_destroy(quolsdk_handle mixer);
@@ -405,7 +405,7 @@ QUOLSDK_C_API void quolsdk_mixer_set_video_format(quolsdk_handle mixer,
  *  1920x1080, 50 pictures a second, from its creation on. Scenes come from project files; single
  *  items are made through the classes. */
 /** @{ */
-/** Makes a character generator without items, which runs. */
+/** Makes a character generator without items, which runs; NULL where there is no thread to be had. */
 QUOLSDK_C_API quolsdk_handle quolsdk_character_create(void);
 /** Ends the character generator; its items go with it. */
 QUOLSDK_C_API void quolsdk_character_destroy(quolsdk_handle character);
@@ -429,7 +429,7 @@ QUOLSDK_C_API void quolsdk_character_save_to_xml(quolsdk_handle character, const
  *  The canvas is 1280x720 at 50 a second. A source must not be destroyed before it has been taken
  *  away, or the switcher destroyed. A change shows with the next picture. */
 /** @{ */
-/** Makes a switcher without sources, which runs. */
+/** Makes a switcher without sources, which runs; NULL where there is no thread to be had. */
 QUOLSDK_C_API quolsdk_handle quolsdk_switcher_create(void);
 /** Lets go of all sources and ends the switcher, an automatic transition that is under way too. */
 QUOLSDK_C_API void quolsdk_switcher_destroy(quolsdk_handle switcher);
@@ -462,7 +462,7 @@ QUOLSDK_C_API void quolsdk_switcher_set_props(quolsdk_handle switcher, const cha
  *  program's source leaves through it. A source must not be destroyed before it has been taken out
  *  of its tiles, or the multiview destroyed. */
 /** @{ */
-/** Makes a multiview without sources, which runs. */
+/** Makes a multiview without sources, which runs; NULL where there is no thread to be had. */
 QUOLSDK_C_API quolsdk_handle quolsdk_multiview_create(void);
 /** Lets go of all sources and ends the multiview. */
 QUOLSDK_C_API void quolsdk_multiview_destroy(quolsdk_handle multiview);

@@ -5,7 +5,7 @@
 using namespace quol::api;
 
 quolsdk_handle quolsdk_switcher_create(void) {
-    return toHandle(new LSwitcher);
+    return newHandle<LSwitcher>();
 }
 
 void quolsdk_switcher_destroy(quolsdk_handle switcher) {

@@ -4,15 +4,13 @@
 
 namespace quol {
 
-void DetachedSinks::add(LObject* source, std::unique_ptr<LSink> sink) {
-    if (sink) sinks_.emplace_back(source, std::move(sink));
+void detachSink(LObject* source, std::unique_ptr<LSink> sink) {
+    if (sink && source != nullptr) source->removeSink(sink.get());
 }
 
 void DetachedSinks::release() {
-    for (auto& [source, sink] : sinks_) {
-        if (source != nullptr) source->removeSink(sink.get());
-        sink.reset();
-    }
+    for (auto& [source, sink] : sinks_)
+        detachSink(source, std::move(sink));
     sinks_.clear();
 }
 

@@ -8,6 +8,7 @@
 #include "core/AudioMix.h"
 #include "core/Clock.h"
 #include "core/FairMutex.h"
+#include "core/HadMemory.h"
 #include "core/Log.h"
 #include "core/ModeTables.h"
 #include "core/SoundBlock.h"
@@ -181,7 +182,8 @@ void LAudioMixer::mixerLoop() {
     std::int64_t next = quol::steadyNow();
     while (running) {
         next += blockNanos;
-        const quol::FramePtr block = mixBlock();
+        quol::FramePtr block;
+        quol::hadMemory([&] { block = mixBlock(); });
         if (block) distributeAudioFrame(block.get());
         sleeper->sleepFor(next - quol::steadyNow());
     }

@@ -35,6 +35,7 @@ class Sleeper;
 /// Threads: any. Sources must outlive their channel: remove it, or destroy the mixer, first.
 class QUOLSDK_API LAudioMixer : public LObject {
 public:
+    /// Starts the thread. Throws std::system_error where there is none to be had.
     LAudioMixer();
     /// Ends the thread and lets go of all sources.
     ~LAudioMixer() override;

@@ -50,9 +50,10 @@ LMixer::~LMixer() {
         done.notify_all();
     }
     if (thread.joinable()) thread.join();
-    quol::DetachedSinks detached;
-    for (auto& [name, item] : layers)
-        cleanupLayerItem(*item, detached);
+    for (auto& [name, item] : layers) {
+        quol::detachSink(item->source, std::move(item->state->picture.sink));
+        quol::detachSink(item->keySource, std::move(item->state->key.sink));
+    }
 }
 
 void LMixer::ensureRunning() {
@@ -69,9 +70,9 @@ void LMixer::ensureRunning() {
 
 // The layer of that name, made when there is none. Under `layerMutex`.
 LLayerItem& LMixer::layerOf(const std::string& name) {
-    auto& item = layers[name];
-    if (!item) item = std::make_unique<LLayerItem>(name);
-    return *item;
+    const auto entry = layers.find(name);
+    if (entry != layers.end()) return *entry->second;
+    return *layers.emplace(name, std::make_unique<LLayerItem>(name)).first->second;
 }
 
 // Gives one input of a layer another source. The new sink, to be attached when the layer lock has
@@ -79,12 +80,15 @@ LLayerItem& LMixer::layerOf(const std::string& name) {
 MixerSink* LMixer::exchangeSource(quol::LayerFeed& feed, LObject*& source, LObject* newSource,
                                   quol::DetachedSinks& detached) {
     if (source == newSource) return nullptr;
+    // All that takes memory before anything is changed.
+    auto sink =
+        newSource != nullptr ? std::make_unique<MixerSink>(audioFormat.sampleRate) : nullptr;
     detached.add(source, std::move(feed.sink));
     feed.lastFrame.reset();
     feed.scaled.clear();
     source = newSource;
+    feed.sink = std::move(sink);
     if (source == nullptr) return nullptr;
-    feed.sink = std::make_unique<MixerSink>(audioFormat.sampleRate);
     feed.sink->pullFrom(source);
     return feed.sink.get();
 }

@@ -66,7 +66,8 @@ public:
         graphics,  ///< OpenGL, also by a driver that computes on the main processor; else as above
     };
 
-    /// Starts the thread: pictures come at once.
+    /// Starts the thread: pictures come at once. Throws std::system_error where there is no thread
+    /// to be had.
     explicit LMixer(Renderer renderer = Renderer::automatic);
     /// Ends the thread, lets go of all sources. Pull consumers should have signed off.
     ~LMixer() override;
@@ -146,6 +147,7 @@ private:
     void deleteDeadTextures(quol::LayerRenderer& layerRenderer);
     void collectLayers(quol::MixerTick& tick);
     static void takePicture(quol::LayerFeed& feed);
+    quol::FramePtr renderTick(quol::LayerRenderer& layerRenderer, const quol::MixerTick& tick);
     quol::FramePtr mixAudio(quol::MixerTick& tick);
     void handOnPicture(quol::FramePtr picture);
     void handOnSound(AVFrame& sound);

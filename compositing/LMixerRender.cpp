@@ -14,6 +14,7 @@
 #include "core/Clock.h"
 #include "core/FairMutex.h"
 #include "core/FrameTime.h"
+#include "core/HadMemory.h"
 #include "core/Log.h"
 #include "core/PictureCheck.h"
 #include "core/SoundBlock.h"
@@ -71,37 +72,55 @@ std::unique_ptr<quol::LayerRenderer> LMixer::makeRenderer() const {
 
 void LMixer::mixerLoop() {
     quol::RenderPace pace(quol::steadyNow());
-    const std::unique_ptr<quol::LayerRenderer> layerRenderer = makeRenderer();
+    std::unique_ptr<quol::LayerRenderer> layerRenderer;
+    const auto prepare = [&] {
+        if (!layerRenderer) layerRenderer = makeRenderer();
+    };
+    quol::hadMemory(prepare);
     quol::MixerTick tick;
-    while (running) {
-        if (!waitForTurn(pace, tick.index)) break;
-        deleteDeadTextures(*layerRenderer);
+    for (; running && waitForTurn(pace, tick.index); ++tick.index) {
         quol::FramePtr picture;
         quol::FramePtr sound;
+        // Where memory is short a picture is left out, and its sound is taken all the same: what
+        // stayed behind would be late for good.
+        quol::hadMemory([&] {
+            prepare();
+            deleteDeadTextures(*layerRenderer);
+        });
         {
             const std::lock_guard lock(*layerMutex);
             tick.format = videoFormat;
             tick.fps = quol::rateOrDefault(videoFormat.fps);
             tickRate = tick.fps;
-            collectLayers(tick);
-            picture = layerRenderer->render({tick.format.width, tick.format.height,
-                                             quol::canvasFormat(tick.format.pixelFormat)},
-                                            tick.rendered);
-            sound = mixAudio(tick);
+            const bool isDrawn = quol::hadMemory([&] {
+                collectLayers(tick);
+                if (layerRenderer) picture = renderTick(*layerRenderer, tick);
+            });
+            if (!isDrawn) picture.reset();
+            quol::hadMemory([&] { sound = mixAudio(tick); });
         }
         if (picture) {
-            picture->pts = tick.index;
-            picture->time_base = quol::tickBase(tick.fps);
             handOnPicture(std::move(picture));
         } else {
             answerPull();
         }
         if (sound) handOnSound(*sound);
-        ++tick.index;
     }
+    if (!layerRenderer) return;
     const std::lock_guard lock(*layerMutex);
     for (auto& [name, item] : layers)
         layerRenderer->deleteTextures(item->state->textures);
+}
+
+// The picture of this tick, null for none. Under `layerMutex`.
+quol::FramePtr LMixer::renderTick(quol::LayerRenderer& layerRenderer, const quol::MixerTick& tick) {
+    quol::FramePtr picture = layerRenderer.render(
+        {tick.format.width, tick.format.height, quol::canvasFormat(tick.format.pixelFormat)},
+        tick.rendered);
+    if (!picture) return nullptr;
+    picture->pts = tick.index;
+    picture->time_base = quol::tickBase(tick.fps);
+    return picture;
 }
 
 // Waits until the picture is due, or asked for. False when the mixer ends. A long wait is looked at
@@ -143,6 +162,7 @@ void LMixer::deleteDeadTextures(quol::LayerRenderer& layerRenderer) {
 void LMixer::collectLayers(quol::MixerTick& tick) {
     tick.order.clear();
     tick.rendered.clear();
+    tick.order.reserve(layers.size()); // all of them or none
     for (auto& [name, item] : layers) {
         if (item->visible) {
             tick.order.push_back({item->zIndex, static_cast<int>(tick.order.size()), item.get()});
@@ -178,11 +198,12 @@ void LMixer::takePicture(quol::LayerFeed& feed) {
 // The sound of this tick. Under `layerMutex`.
 quol::FramePtr LMixer::mixAudio(quol::MixerTick& tick) {
     const int length = quol::samplesOfTick(mixRate, tick.fps);
-    quol::FramePtr block = quol::makeSilentBlock(length, mixRate);
-    if (!block) return nullptr;
-    block->pts = av_rescale_q(tick.index, quol::tickBase(tick.fps), {1, mixRate});
-    block->time_base = {1, mixRate};
     tick.samples.resize(static_cast<std::size_t>(length) * 2);
+    quol::FramePtr block = quol::makeSilentBlock(length, mixRate);
+    if (block) {
+        block->pts = av_rescale_q(tick.index, quol::tickBase(tick.fps), {1, mixRate});
+        block->time_base = {1, mixRate};
+    }
     for (const auto& entry : tick.order) {
         quol::LayerFeed& feed = entry.item->state->picture;
         const int gain = entry.item->audioGain;
@@ -192,7 +213,7 @@ quol::FramePtr LMixer::mixAudio(quol::MixerTick& tick) {
         const std::size_t taken = feed.sink->sound().takeDue(
             tick.samples.data(), static_cast<std::size_t>(length), reference + soundAhead);
         // Taken whether it is heard or not: what is left would be late when it is.
-        if (!entry.item->audioEnabled || gain <= 0) continue;
+        if (!block || !entry.item->audioEnabled || gain <= 0) continue;
         quol::addToMix(quol::samplesOf(*block), tick.samples.data(), taken * 2,
                        static_cast<float>(gain / 100.0));
     }

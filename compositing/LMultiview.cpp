@@ -37,9 +37,8 @@ LMultiview::~LMultiview() {
         done.notify_all();
     }
     thread.join();
-    quol::DetachedSinks detached;
     for (auto& [key, cell] : cells)
-        letGo(*cell, detached);
+        quol::detachSink(cell->source, std::move(cell->sink));
 }
 
 // The layout in force. Under `cellMutex`.
@@ -50,16 +49,16 @@ quol::MultiviewLayout LMultiview::layout() const {
 // The tile of that key, made without a size when there is none; a large window with its tally.
 // Under `cellMutex`.
 LMultiview::GridCell& LMultiview::cellOf(const std::string& key) {
-    auto& cell = cells[key];
-    if (cell) return *cell;
-    cell = std::make_unique<GridCell>();
-    cell->id = ++lastId;
-    if (key == quol::previewKey) cell->tally = previewTally;
-    if (key == quol::programKey) cell->tally = programTally;
-    return *cell;
+    const auto entry = cells.find(key);
+    if (entry != cells.end()) return *entry->second;
+    GridCell& cell = *cells.emplace(key, std::make_unique<GridCell>()).first->second;
+    cell.id = ++lastId;
+    if (key == quol::previewKey) cell.tally = previewTally;
+    if (key == quol::programKey) cell.tally = programTally;
+    return cell;
 }
 
-// Leaves a tile without source and picture. Under `cellMutex`, or with the thread gone.
+// Leaves a tile without source and picture. Under `cellMutex`.
 void LMultiview::letGo(GridCell& cell, quol::DetachedSinks& detached) {
     detached.add(cell.source, std::move(cell.sink));
     cell.source = nullptr;
@@ -103,12 +102,14 @@ void LMultiview::exchangeSource(const std::string& key, LObject* source,
         GridCell& cell = cellOf(key);
         change(cell);
         if (cell.source == shown) return;
+        // All that takes memory before anything is changed.
+        auto made = shown == nullptr ? nullptr
+                                     : std::make_unique<MultiviewSink>(
+                                           this, key == quol::programKey, clock.get());
         letGo(cell, detached);
-        if (shown != nullptr) {
-            cell.source = shown;
-            cell.sink = std::make_unique<MultiviewSink>(this, key == quol::programKey, clock.get());
-            sink = cell.sink.get();
-        }
+        cell.source = shown;
+        cell.sink = std::move(made);
+        sink = cell.sink.get();
     }
     // The old one first: never are two sources forwarded at a time.
     detached.release();

@@ -1,6 +1,8 @@
 #include "quolsdk/LStinger.h"
 
 #include <algorithm>
+#include <exception>
+#include <utility>
 
 #include "compositing/StingerClip.h"
 #include "core/Clock.h"
@@ -93,9 +95,9 @@ void LStinger::playOnce() {
     playing = true;
     try {
         thread = std::thread(&LStinger::playbackLoop, this);
-    } catch (...) {
+    } catch (const std::exception& error) { // no thread, or no memory for one
         playing = false;
-        throw;
+        quol::logError("[LStinger] No thread: %s", error.what());
     }
 }
 
@@ -115,15 +117,16 @@ void LStinger::endPlayback() {
     if (thread.joinable()) thread.join();
 }
 
-// A null picture is the end of the clip, or a clip that has been cleared. Each picture has its time
-// from the start on: what one sleep or one sink takes too long does not move the cut behind it.
+// Ends behind the last picture, and when the clip has been cleared. Each picture has its time from
+// the start on: what one sleep or one sink takes too long does not move the cut behind it, nor does
+// a picture that there is no memory to hand out.
 void LStinger::playbackLoop() {
     playedHere = this;
     const std::int64_t step = frameNanos(playbackRate);
     std::int64_t due = quol::steadyNow();
     for (std::size_t index = 0; playing; ++index) {
+        if (index >= static_cast<std::size_t>(getFrameCount())) break;
         const quol::FramePtr frame = frameAt(index);
-        if (!frame) break;
         distributeVideoFrame(frame.get());
         due += step;
         const std::int64_t left = due - quol::steadyNow();

@@ -56,7 +56,8 @@ public:
     void clear();
 
     /// Plays the clip from its first picture on a thread of its own, at the rate that holds now; a
-    /// playback in progress ends first. Does nothing when there is no clip.
+    /// playback in progress ends first. Does nothing when there is no clip; where there is no
+    /// thread to be had a line on the error stream says so.
     void playOnce();
 
     /// Ends the playback and waits for it. From inside a push it does not wait: the picture being

@@ -36,7 +36,7 @@ LSwitcher::LSwitcher()
       sleeper(std::make_unique<quol::Sleeper>()),
       autoSleeper(std::make_unique<quol::Sleeper>()),
       stingerSink(std::make_unique<SwitcherSink>(externalRate)) {
-    ensureRunning();
+    startThread();
 }
 
 LSwitcher::~LSwitcher() {
@@ -50,14 +50,12 @@ LSwitcher::~LSwitcher() {
         each.thread.join();
     endStingerLoad();
     if (thread.joinable()) thread.join();
-    quol::DetachedSinks detached;
-    for (auto& layer : scene->layers) {
-        exchangeSource(*layer, nullptr, detached);
-    }
+    for (auto& layer : scene->layers)
+        quol::detachSink(std::exchange(layer->source, nullptr), std::move(layer->sink));
     preview.followSource(false);
     for (auto& title : scene->titles)
-        detached.add(title.character, std::move(title.sink));
-    detached.add(scene->externalSource, std::move(scene->externalSink));
+        quol::detachSink(title.character, std::move(title.sink));
+    quol::detachSink(scene->externalSource, std::move(scene->externalSink));
     if (stinger) stinger->removeSink(stingerSink.get());
 }
 
@@ -68,13 +66,15 @@ LSwitcher::~LSwitcher() {
 SwitcherSink* LSwitcher::exchangeSource(quol::SwitcherLayer& layer, LObject* source,
                                         quol::DetachedSinks& detached) {
     if (layer.source == source) return nullptr;
+    // All that takes memory before anything is changed.
+    auto sink = source != nullptr ? std::make_unique<SwitcherSink>(scene->sampleRate()) : nullptr;
     detached.add(layer.source, std::move(layer.sink));
     layer.source = source;
+    layer.sink = std::move(sink);
     layer.lastFrame.reset();
     layer.fit.clear();
     layer.peak = 0.0F;
     if (source == nullptr) return nullptr;
-    layer.sink = std::make_unique<SwitcherSink>(scene->sampleRate());
     layer.sink->pullFrom(source);
     return layer.sink.get();
 }
@@ -229,9 +229,9 @@ void LSwitcher::setExtAudioObject(LObject* source) {
     SwitcherSink* sink = nullptr;
     {
         const std::lock_guard lock(*sceneMutex);
-        before = std::exchange(scene->externalSource, source);
         if (source != nullptr && !scene->externalSink)
             scene->externalSink = std::make_unique<SwitcherSink>(externalRate);
+        before = std::exchange(scene->externalSource, source);
         sink = scene->externalSink.get();
     }
     if (before != nullptr) before->removeSink(sink);
@@ -252,9 +252,10 @@ void LSwitcher::addCG(LCharacter* character) {
     std::size_t count = 0;
     {
         const std::lock_guard lock(*sceneMutex);
+        auto made = std::make_unique<SwitcherSink>(scene->sampleRate());
         quol::TitleLayer& title = scene->titles.emplace_back();
         title.character = character;
-        title.sink = std::make_unique<SwitcherSink>(scene->sampleRate());
+        title.sink = std::move(made);
         title.sink->pullFrom(character);
         sink = title.sink.get();
         count = scene->titles.size();

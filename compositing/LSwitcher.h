@@ -79,7 +79,7 @@ struct SwitcherTick;
 /// switchers must not have each other's preview object as their source.
 class QUOLSDK_API LSwitcher : public LObject {
 public:
-    /// Starts the thread.
+    /// Starts the thread. Throws std::system_error where there is none to be had.
     LSwitcher();
     /// Ends the threads, an automatic transition and the loading of a stinger among them, and lets
     /// go of all sources. Pull consumers should have signed off, and the preview's sinks be
@@ -111,7 +111,8 @@ public:
     void setCutTransition();
     /// Takes the transition to its other end within that time, on a thread of its own; then the
     /// layers change places and the position is where it was. "cut" becomes "fade" for good. A
-    /// stinger that is loaded plays instead, in its own time; one that is not is a jump.
+    /// stinger that is loaded plays instead, in its own time; one that is not is a jump. Where
+    /// there is no thread to be had the layers change places at once, with a line.
     void setAutoTransition(double durationMs);
 
     /// Loads a clip with alpha for the type "stinger", on a thread of its own, at the canvas's size
@@ -163,7 +164,8 @@ public:
     /// `std::invalid_argument` or `std::out_of_range`; nothing is changed then.
     void setProps(const std::string& key, const std::string& value);
 
-    /// Starts the thread unless it runs, or a pull consumer is there.
+    /// Starts the thread unless it runs, or a pull consumer is there. Where there is none to be had
+    /// a line on the error stream says so, and the next change of the scene tries again.
     void ensureRunning();
 
     bool canPullRender() const override; ///< true
@@ -192,12 +194,14 @@ private:
     void loadStinger(const std::string& path, int width, int height, double fps);
     void endStingerLoad();
 
+    void startThread();
     void switcherLoop();
     bool waitForTurn(quol::RenderPace& pace);
     bool endsNow();
     double currentRate();
     quol::FramePtr renderFrame();
     void renderScene(quol::SwitcherTick& tick);
+    void renderWhole(quol::SwitcherTick& tick);
     void renderPicture(quol::SwitcherTick& tick);
     quol::FramePtr layerPicture(quol::SwitcherLayer& layer, const quol::SwitcherTick& tick,
                                 bool isSkipped);
@@ -207,7 +211,7 @@ private:
     void overlayTitlesOn(quol::SwitcherTick& tick);
     bool makeWritable(quol::FramePtr& picture);
     void renderSound(quol::SwitcherTick& tick);
-    void mixLayer(int index, quol::SwitcherTick& tick);
+    void mixLayer(int index, int pairs, quol::SwitcherTick& tick);
     void mixExternal(quol::SwitcherTick& tick);
     void handOn(quol::SwitcherTick& tick);
 

@@ -6,6 +6,7 @@
 #include "compositing/SwitcherScene.h"
 #include "core/Clock.h"
 #include "core/FairMutex.h"
+#include "core/HadMemory.h"
 #include "core/Log.h"
 #include "core/ThreadPriority.h"
 #include "quolsdk/LStinger.h"
@@ -30,9 +31,10 @@ void LSwitcher::setAutoTransition(double durationMs) {
             }
             started.isDone = true;
         });
-    } catch (...) {
+    } catch (const std::exception& error) {
         autoTransitions.pop_back();
-        throw;
+        quol::logError("LSwitcher: No thread, falling back to Cut: %s", error.what());
+        setCutTransition();
     }
 }
 
@@ -85,14 +87,16 @@ void LSwitcher::runAutoTransition(double durationMs) {
         quol::logOut("LSwitcher: Stinger not loaded, falling back to Cut.");
         return;
     }
+    // Whatever memory there is for those who watch the preview, the transition gets to its end.
+    const auto change = [this](const auto& how) { quol::hadMemory([&] { changeScene(how); }); };
     const std::int64_t start = quol::steadyNow();
     for (int i = 0; i <= steps.count; ++i) {
-        changeScene([&](quol::SwitcherScene& s) { s.setPosition(steps.positionAt(i)); });
+        change([&](quol::SwitcherScene& s) { s.setPosition(steps.positionAt(i)); });
         const std::int64_t end =
             start + std::int64_t{i + 1} * steps.stepMillis * quol::nanosPerMilli;
         if (!autoSleeper->sleepFor(end - quol::steadyNow())) return; // the switcher ends
     }
-    changeScene([&](quol::SwitcherScene& s) {
+    change([&](quol::SwitcherScene& s) {
         s.setPosition(steps.start);
         s.swapLayers();
     });
@@ -142,8 +146,12 @@ void LSwitcher::setStinger(const std::string& path) {
         }
     }
     stinger->allowLoad();
-    stingerLoader =
-        std::thread(&LSwitcher::loadStinger, this, path, format.width, format.height, format.fps);
+    try {
+        stingerLoader = std::thread(&LSwitcher::loadStinger, this, path, format.width,
+                                    format.height, format.fps);
+    } catch (const std::exception&) { // no thread, or no memory for one
+        quol::logError("[LSwitcher] Async Stinger load failed: %s", path.c_str());
+    }
 }
 
 // Gives up what is being loaded. Under `controlMutex`, or at the end.
@@ -156,7 +164,9 @@ void LSwitcher::endStingerLoad() {
 // The body of the loader thread. What is on air comes first.
 void LSwitcher::loadStinger(const std::string& path, int width, int height, double fps) {
     quol::lowerThreadPriority();
-    if (!stinger->load(path, width, height, fps)) {
+    bool isLoaded = false;
+    quol::hadMemory([&] { isLoaded = stinger->load(path, width, height, fps); });
+    if (!isLoaded) {
         quol::logError("[LSwitcher] Async Stinger load failed: %s", path.c_str());
         return;
     }

@@ -1,5 +1,6 @@
 // The switcher's pictures, tick by tick, and their way out.
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "compositing/OverlayBlend.h"
@@ -12,6 +13,8 @@
 #include "compositing/TickTime.h"
 #include "core/Clock.h"
 #include "core/FairMutex.h"
+#include "core/HadMemory.h"
+#include "core/Log.h"
 #include "core/PictureCheck.h"
 #include "core/ScalingQuality.h"
 #include "quolsdk/LCharacter.h"
@@ -49,7 +52,17 @@ void LSwitcher::changeScene(const std::function<void(quol::SwitcherScene&)>& cha
     ensureRunning();
 }
 
+// Called by those who must not fail, as by a consumer that signs off in its destructor: without a
+// thread to be had there are no pictures until the next call.
 void LSwitcher::ensureRunning() {
+    try {
+        startThread();
+    } catch (const std::exception& error) {
+        quol::logError("LSwitcher: No thread: %s", error.what());
+    }
+}
+
+void LSwitcher::startThread() {
     const std::lock_guard lock(threadMutex);
     if (running || ending || pullConsumers > 0) return;
     if (thread.joinable()) thread.join(); // it is on its way out, past its last lock
@@ -140,7 +153,8 @@ quol::FramePtr LSwitcher::renderFrame() {
         renderScene(tick);
     }
     handOn(tick);
-    if (tick.isPreviewMoved) preview.followSource(false); // a slow sink of it must not hold us up
+    // A slow sink of it must not hold us up.
+    if (tick.isPreviewMoved) quol::hadMemory([this] { preview.followSource(false); });
     if (pullConsumers > 1) {
         recent->keep(tick.picture.get(), start);
     } else {
@@ -167,10 +181,22 @@ void LSwitcher::renderScene(quol::SwitcherTick& tick) {
     tick.sampleRate = scene->sampleRate();
     tick.position = scene->position;
     tick.isWatched = preview.isWatched();
+    // Where memory is short the picture is left out, and its sound is taken all the same: what
+    // stayed behind would be late for good.
+    if (!quol::hadMemory([&] { renderWhole(tick); })) {
+        tick.picture.reset();
+        tick.previewPicture.reset();
+    }
+    if (!quol::hadMemory([&] { renderSound(tick); })) {
+        tick.sound.reset();
+        tick.previewSound.reset();
+    }
+}
+
+void LSwitcher::renderWhole(quol::SwitcherTick& tick) {
     if (tick.width > 0 && tick.height > 0) renderPicture(tick);
     overlayStingerOn(tick);
     overlayTitlesOn(tick);
-    renderSound(tick);
     if (!tick.picture) return;
     stamp(*tick.picture, tick);
     if (scene->isTimecodeStamped) {

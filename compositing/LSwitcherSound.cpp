@@ -52,11 +52,11 @@ void stamp(AVFrame& block, const quol::SwitcherTick& tick) {
 void LSwitcher::renderSound(quol::SwitcherTick& tick) {
     const int pairs = quol::samplesOfTick(tick.sampleRate, tick.fps);
     tick.sound = quol::makeSilentBlock(pairs, tick.sampleRate);
-    if (!tick.sound) return;
-    stamp(*tick.sound, tick);
+    if (tick.sound) stamp(*tick.sound, tick);
     for (int i = 0; i < 2; ++i)
-        mixLayer(i, tick);
+        mixLayer(i, pairs, tick);
     if (scene->isExternalAudio && !scene->isMuted && scene->externalSink) mixExternal(tick);
+    if (!tick.sound) return;
     const std::int16_t* const mix = quol::samplesOf(*tick.sound);
     scene->masterPeak = peakOf(mix, static_cast<std::size_t>(pairs));
     scene->samplesSent += pairs;
@@ -66,17 +66,16 @@ void LSwitcher::renderSound(quol::SwitcherTick& tick) {
 }
 
 // One layer's share. Its sound is taken whether it is heard or not, so that none is left behind.
-void LSwitcher::mixLayer(int index, quol::SwitcherTick& tick) {
+void LSwitcher::mixLayer(int index, int pairs, quol::SwitcherTick& tick) {
     const auto place = static_cast<std::size_t>(index);
     quol::SwitcherLayer& layer = *scene->layers[place];
     layer.peak = 0.0F;
     if (!layer.sink) return;
-    const int pairs = tick.sound->nb_samples;
     takeSound(*layer.sink, layer.lastFrame.get(), pairs, scene->samples);
     const bool isPreview = index != scene->programIndex();
     if (scene->isExternalAudio && !isPreview) return;
     layer.peak = peakOf(scene->samples.data(), static_cast<std::size_t>(pairs));
-    if (scene->volumes[place] > audible && !scene->isExternalAudio) {
+    if (tick.sound && scene->volumes[place] > audible && !scene->isExternalAudio) {
         quol::addToMix(quol::samplesOf(*tick.sound), scene->samples.data(), scene->samples.size(),
                        scene->volumes[place], masterOf(*scene));
     }
@@ -91,6 +90,7 @@ void LSwitcher::mixLayer(int index, quol::SwitcherTick& tick) {
 void LSwitcher::mixExternal(quol::SwitcherTick& tick) {
     const int pairs = quol::samplesOfTick(externalRate, tick.fps);
     takeSound(*scene->externalSink, scene->program().lastFrame.get(), pairs, scene->samples);
+    if (!tick.sound) return;
     std::vector<std::int16_t>& block = scene->stretched;
     block.resize(static_cast<std::size_t>(tick.sound->nb_samples) * 2);
     quol::stretchNearest(scene->samples.data(), pairs, block.data(), tick.sound->nb_samples);

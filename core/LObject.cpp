@@ -2,9 +2,23 @@
 
 #include <algorithm>
 
+#include "core/HadMemory.h"
 #include "core/Handles.h"
 #include "core/Log.h"
 #include "quolsdk/LSink.h"
+
+namespace {
+
+// Every sink has its turn: where memory runs short within one of them, what was pushed is lost for
+// that sink alone.
+template <typename Call>
+void forEachSink(const std::vector<LSink*>& sinks, const Call& call) {
+    for (LSink* sink : sinks) {
+        if (sink != nullptr) quol::hadMemory([&] { call(*sink); });
+    }
+}
+
+} // namespace
 
 LObject::~LObject() {
     clearFrameQueue();
@@ -70,15 +84,13 @@ void LObject::distributeVideoFrame(AVFrame* frame) {
     if (frame == nullptr) return;
     const std::lock_guard lock(sinksMutex);
     if (!sinks.empty()) {
-        for (LSink* sink : sinks) {
-            if (sink != nullptr) sink->pushVideoFrame(frame);
-        }
+        forEachSink(sinks, [frame](LSink& sink) { sink.pushVideoFrame(frame); });
         return;
     }
     quol::FramePtr clone = quol::cloneFrame(frame);
     if (!clone) return;
     const std::lock_guard queueLock(frameQueueMutex);
-    frameQueue.push_back(clone.get());
+    if (!quol::hadMemory([&] { frameQueue.push_back(clone.get()); })) return;
     clone.release();
     if (frameQueue.size() > maxQueuedFrames) {
         const quol::FramePtr oldest(frameQueue.front());
@@ -89,33 +101,27 @@ void LObject::distributeVideoFrame(AVFrame* frame) {
 void LObject::distributeAudioFrame(AVFrame* frame) {
     if (frame == nullptr) return;
     const std::lock_guard lock(sinksMutex);
-    for (LSink* sink : sinks) {
-        if (sink != nullptr) sink->pushAudioFrame(frame);
-    }
+    forEachSink(sinks, [frame](LSink& sink) { sink.pushAudioFrame(frame); });
 }
 
 void LObject::flushSinks() {
     const std::lock_guard lock(sinksMutex);
-    for (LSink* sink : sinks) {
-        if (sink != nullptr) sink->flush();
-    }
+    forEachSink(sinks, [](LSink& sink) { sink.flush(); });
 }
 
 void LObject::setSinksPaused(bool paused) {
     const std::lock_guard lock(sinksMutex);
-    for (LSink* sink : sinks) {
-        if (sink != nullptr) sink->setPaused(paused);
-    }
+    forEachSink(sinks, [paused](LSink& sink) { sink.setPaused(paused); });
 }
 
+// One by one: a second queue would take memory, and the destructor has to do without.
 void LObject::clearFrameQueue() {
-    std::deque<AVFrame*> frames;
-    {
+    for (std::size_t left = queuedFrames(); left > 0; --left) {
+        quol::FramePtr oldest; // freed behind the lock
         const std::lock_guard lock(frameQueueMutex);
-        frames.swap(frameQueue);
-    }
-    for (AVFrame* frame : frames) {
-        const quol::FramePtr owned(frame);
+        if (frameQueue.empty()) return;
+        oldest.reset(frameQueue.front());
+        frameQueue.pop_front();
     }
 }
 

@@ -1,8 +1,11 @@
 #include "core/Log.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdarg>
 #include <cstdio>
-#include <string>
+#include <memory>
+#include <new>
 
 extern "C" {
 #include <libavutil/log.h>
@@ -20,10 +23,17 @@ void writeLine(std::FILE* stream, const char* format, std::va_list arguments) {
     const int length = std::vsnprintf(nullptr, 0, format, again);
     va_end(again);
     if (length < 0) return;
-    std::string line(static_cast<std::size_t>(length) + 1, '\0');
-    std::vsnprintf(line.data(), line.size(), format, arguments);
-    line.back() = '\n';
-    std::fwrite(line.data(), 1, line.size(), stream);
+    // Most lines need no memory, and a line that there is none for is cut: what has run short of it
+    // must be able to say so.
+    std::array<char, 512> usual;
+    std::unique_ptr<char[]> longer;
+    const std::size_t whole = static_cast<std::size_t>(length) + 1;
+    if (whole > usual.size()) longer.reset(new (std::nothrow) char[whole]);
+    char* const line = longer ? longer.get() : usual.data();
+    const std::size_t size = longer ? whole : std::min(whole, usual.size());
+    std::vsnprintf(line, size, format, arguments);
+    line[size - 1] = '\n';
+    std::fwrite(line, 1, size, stream);
     std::fflush(stream);
 }
 

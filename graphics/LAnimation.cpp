@@ -6,18 +6,19 @@
 #include <array>
 #include <atomic>
 #include <cmath>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <limits>
 #include <map>
 #include <mutex>
-#include <new>
 #include <optional>
 #include <thread>
 #include <vector>
 
 #include "core/Clock.h"
 #include "core/FairMutex.h"
+#include "core/HadMemory.h"
 #include "core/Log.h"
 #include "core/ModeTables.h"
 #include "core/PlainFile.h"
@@ -82,10 +83,10 @@ struct LAnimation::Impl {
 
     Layer* find(int id);
     std::unique_ptr<quol::LottieTemplate> read(Layer& layer, const std::string& resourceFolder);
-    void show(Layer& layer, std::unique_ptr<quol::LottieTemplate> loaded);
+    bool show(Layer& layer, std::unique_ptr<quol::LottieTemplate> loaded);
     bool reload(Layer& layer);
     void rebuildCanvas();
-    void start();
+    bool start();
     Geometry geometry() const;
     void animationLoop(const Geometry& size);
     void step(double fps);
@@ -93,10 +94,11 @@ struct LAnimation::Impl {
     LAnimation& self;
     quol::LottieEngine engine;
 
-    quol::FairMutex layerMutex; // guards the next four; held while a picture is drawn
+    quol::FairMutex layerMutex; // guards the next five; held while a picture is drawn
     videoFormatProps format;
     std::map<int, Layer> layers; // by id: the order of drawing
     quol::LottieCanvas canvas;
+    bool isCanvasWhole = true; // all that `layers` hold lies on it
     std::thread thread;
 
     std::atomic<bool> running{false};
@@ -126,13 +128,17 @@ LAnimation::Impl::Layer* LAnimation::Impl::find(int id) {
     return nullptr;
 }
 
-// Under `layerMutex`. Later layers lie on top.
+// Under `layerMutex`. Later layers lie on top. Where memory is short nothing stays on it, least of
+// all what is about to go, and the next picture tries again.
 void LAnimation::Impl::rebuildCanvas() {
-    std::vector<quol::LottieTemplate*> templates;
-    for (auto& [id, layer] : layers) {
-        if (layer.animation) templates.push_back(layer.animation.get());
-    }
-    canvas.setTemplates(templates);
+    isCanvasWhole = quol::hadMemory([this] {
+        std::vector<quol::LottieTemplate*> templates;
+        for (auto& [id, layer] : layers) {
+            if (layer.animation) templates.push_back(layer.animation.get());
+        }
+        canvas.setTemplates(templates);
+    });
+    if (!isCanvasWhole) canvas.setTemplates({});
 }
 
 namespace {
@@ -144,8 +150,9 @@ int wholeFrames(float frames) {
 
 } // namespace
 
-// Puts a template in the place of that of a layer. Under `layerMutex`.
-void LAnimation::Impl::show(Layer& layer, std::unique_ptr<quol::LottieTemplate> loaded) {
+// Puts a template in the place of that of a layer. False where there is no thread to draw it. Under
+// `layerMutex`.
+bool LAnimation::Impl::show(Layer& layer, std::unique_ptr<quol::LottieTemplate> loaded) {
     quol::LottiePlayhead& playhead = layer.playhead;
     playhead.totalFrames = wholeFrames(loaded->totalFrames());
     const float duration = loaded->duration();
@@ -153,7 +160,7 @@ void LAnimation::Impl::show(Layer& layer, std::unique_ptr<quol::LottieTemplate> 
         duration > 0.0F ? static_cast<float>(playhead.totalFrames) / duration : defaultTemplateRate;
     layer.animation.swap(loaded);
     rebuildCanvas(); // before the old one goes
-    start();
+    return start();
 }
 
 // Null for a text that cannot be drawn. Under `layerMutex`.
@@ -202,7 +209,7 @@ bool LAnimation::loadTemplate(int id, const std::string& path) {
     playhead.currentFrame = markers.in >= 0 ? static_cast<float>(markers.in) : 0.0F;
     playhead.playing = true;
     playhead.exiting = false;
-    impl->show(layer, std::move(loaded));
+    if (!impl->show(layer, std::move(loaded))) return false;
     quol::logOut("LAnimation: Katman %d yuklendi. Toplam Kare: %d, FPS: %g", id,
                  playhead.totalFrames, static_cast<double>(playhead.fps));
     return true;
@@ -403,15 +410,16 @@ int LAnimation::getHeight() {
 // ----------------------------------------------------------------------------------------- loop
 
 // Under `layerMutex`.
-void LAnimation::Impl::start() {
-    if (running) return;
+bool LAnimation::Impl::start() {
+    if (running) return true;
     running = true;
     try {
         thread = std::thread(&Impl::animationLoop, this, geometry());
-    } catch (...) {
+    } catch (const std::exception& error) { // no thread, or no memory for one
         running = false;
-        throw;
+        quol::logError("LAnimation: No thread: %s", error.what());
     }
+    return running;
 }
 
 // Under `layerMutex`.
@@ -426,24 +434,24 @@ void LAnimation::Impl::animationLoop(const Geometry& size) {
     const std::int64_t period = quol::wholeMillisPeriod(size.fps);
     while (running) {
         const std::int64_t start = quol::steadyNow();
-        try {
+        // Where memory is short there is no picture this time.
+        quol::hadMemory([&] {
             {
                 const std::lock_guard lock(layerMutex);
                 step(size.fps);
+                if (!isCanvasWhole) return;
                 raster.draw(canvas);
             }
             const quol::FramePtr picture = raster.picture();
             if (picture) self.distributeVideoFrame(picture.get());
-        } catch (const std::bad_alloc&) {
-            // No picture this time.
-        }
+        });
         sleeper.sleepFor(start + period - quol::steadyNow());
     }
 }
 
 // Moves every layer on by one picture; those that have left are gone. Under `layerMutex`.
 void LAnimation::Impl::step(double fps) {
-    std::vector<Layer> gone;
+    std::map<int, Layer> gone;
     for (auto entry = layers.begin(); entry != layers.end();) {
         Layer& layer = entry->second;
         bool stays = true;
@@ -451,12 +459,8 @@ void LAnimation::Impl::step(double fps) {
             layer.animation->showFrame(layer.playhead.currentFrame);
             stays = quol::step(layer.playhead, fps);
         }
-        if (stays) {
-            ++entry;
-        } else {
-            gone.push_back(std::move(layer));
-            entry = layers.erase(entry);
-        }
+        const auto here = entry++;
+        if (!stays) gone.insert(layers.extract(here));
     }
-    if (!gone.empty()) rebuildCanvas(); // before they go
+    if (!gone.empty() || !isCanvasWhole) rebuildCanvas(); // before they go
 }

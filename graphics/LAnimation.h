@@ -37,7 +37,8 @@ public:
 
     /// Loads a file into a layer, in place of what is there, and plays it. False when it cannot be
     /// read; a layer that was there keeps its picture then. False for every file in a library that
-    /// was built without Lottie templates.
+    /// was built without Lottie templates, and, with a line, where there is no thread to be had for
+    /// the pictures; the next load tries again then.
     /// @throws std::invalid_argument, std::out_of_range for a marker whose time is no number
     bool loadTemplate(int id, const std::string& path);
 

@@ -9,6 +9,7 @@
 
 #include "core/Clock.h"
 #include "core/FairMutex.h"
+#include "core/HadMemory.h"
 #include "core/Log.h"
 #include "core/PlainFile.h"
 #include "graphics/CGImages.h"
@@ -147,8 +148,9 @@ LCharacter::~LCharacter() {
 LCGItem* LCharacter::add(std::unique_ptr<LCGItem> item, const std::string& id) {
     item->id = id;
     LCGItem* const added = item.get();
+    LCGItem*& entry = itemMap[id]; // first: what is shown can be named
     items.push_back(std::move(item));
-    itemMap[id] = added;
+    entry = added;
     needsRender = true;
     return added;
 }
@@ -538,9 +540,13 @@ void LCharacter::playbackLoop() {
         const std::int64_t start = quol::steadyNow();
         quol::FramePtr picture;
         {
-            // Cleared before: an edit behind it belongs to the next picture.
+            // Cleared before: an edit behind it belongs to the next picture. What memory was short
+            // for is drawn then, too.
             const std::lock_guard lock(*itemMutex);
-            if (needsRender.exchange(false) || isDynamic()) renderer->render(items, timeNow());
+            const bool isDrawn = quol::hadMemory([this] {
+                if (needsRender.exchange(false) || isDynamic()) renderer->render(items, timeNow());
+            });
+            if (!isDrawn) needsRender = true;
             picture = renderer->frame();
             anyVisible = std::any_of(items.begin(), items.end(),
                                      [](const auto& item) { return item->show.load(); });

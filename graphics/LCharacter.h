@@ -33,6 +33,7 @@ class Sleeper;
 /// read before that, while the pictures go on. For item fields see LCGItem.
 class QUOLSDK_API LCharacter : public LObject {
 public:
+    /// Starts the thread. Throws std::system_error where there is none to be had.
     LCharacter();
     /// Ends the thread; items and groups go with it.
     ~LCharacter() override;

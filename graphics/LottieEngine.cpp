@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <exception>
+#include <future>
 #include <limits>
 #include <mutex>
 #include <optional>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 #include "core/FairMutex.h"
 #include "core/PlainFile.h"
@@ -37,14 +39,47 @@ bool hasLottieEngine() {
     return true;
 }
 
+namespace {
+
+int livingEngines = 0; // under the engine's mutex
+
+// Whether that many threads can be had at once: where they cannot, the engine would end the process
+// when it asks for them.
+bool canHaveThreads(unsigned count) {
+    std::vector<std::thread> tried;
+    std::promise<void> allThere;
+    const std::shared_future<void> end = allThere.get_future().share();
+    bool canHave = true;
+    try {
+        tried.reserve(count);
+        while (tried.size() < count)
+            tried.emplace_back([end] { end.wait(); });
+    } catch (const std::exception&) {
+        canHave = false;
+    }
+    allThere.set_value();
+    for (std::thread& thread : tried)
+        thread.join();
+    return canHave;
+}
+
+} // namespace
+
+// The first of those that live at a time brings the engine's threads; without any it works on the
+// caller's.
 LottieEngine::LottieEngine() {
     const std::lock_guard lock(engineMutex());
-    tvg::Initializer::init(std::max(1U, std::thread::hardware_concurrency()));
+    const unsigned wanted = std::max(1U, std::thread::hardware_concurrency());
+    const bool isFirst = livingEngines == 0;
+    const unsigned threads = !isFirst || canHaveThreads(wanted) ? wanted : 0;
+    tvg::Initializer::init(threads);
+    ++livingEngines;
 }
 
 LottieEngine::~LottieEngine() {
     const std::lock_guard lock(engineMutex());
     tvg::Initializer::term();
+    --livingEngines;
 }
 
 bool LottieEngine::loadFont(const std::string& path) {

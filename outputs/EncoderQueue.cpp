@@ -39,10 +39,15 @@ bool EncoderQueue::take(QueuedPicture& picture, const std::atomic<bool>& running
     return true;
 }
 
+// One by one: a second queue would take memory, and a recording ends with this.
 void EncoderQueue::clear() {
-    std::deque<QueuedPicture> dropped; // goes when the lock has gone
-    const std::lock_guard lock(mutex_);
-    dropped.swap(queue_);
+    for (std::size_t left = size(); left > 0; --left) {
+        QueuedPicture dropped; // goes when the lock has gone
+        const std::lock_guard lock(mutex_);
+        if (queue_.empty()) return;
+        dropped = std::move(queue_.front());
+        queue_.pop_front();
+    }
 }
 
 void EncoderQueue::end(std::atomic<bool>& running) {

@@ -1,6 +1,7 @@
 // The road of pictures and sound through the output: the source's thread and the two workers.
 
 #include "core/FrameTime.h"
+#include "core/HadMemory.h"
 #include "core/Log.h"
 #include "outputs/OutputDevice.h"
 #include "outputs/OutputSound.h"
@@ -24,7 +25,10 @@ void LOutput::pushVideoFrame(AVFrame* frame) {
     {
         const std::lock_guard lock(queueMutex);
         if (!accepting) return;
-        queue.push_back(std::move(kept));
+        if (!quol::hadMemory([&] { queue.push_back(std::move(kept)); })) {
+            ++framesDropped;
+            return;
+        }
         if (queue.size() > maxQueue) {
             dropped = std::move(queue.front());
             queue.pop_front();
@@ -48,11 +52,14 @@ void LOutput::outputLoop() {
     quol::OutputPicture picture;
     std::uint64_t scalerAge = 0;
     while (const quol::FramePtr frame = takeFrame()) {
-        const quol::OutputSettings now = settingsNow();
-        if (now.scalerAge != scalerAge) picture.forgetScaler();
-        scalerAge = now.scalerAge;
-        const quol::PictureForm form = device->form(now);
-        if (picture.draw(*frame, form, now.scalingFlags)) device->show(picture, form, now, *frame);
+        quol::hadMemory([&] {
+            const quol::OutputSettings now = settingsNow();
+            if (now.scalerAge != scalerAge) picture.forgetScaler();
+            scalerAge = now.scalerAge;
+            const quol::PictureForm form = device->form(now);
+            if (picture.draw(*frame, form, now.scalingFlags))
+                device->show(picture, form, now, *frame);
+        });
         if (const auto time = quol::frameTime(*frame)) latestVideoTime = *time;
         ++framesSent;
     }
@@ -73,14 +80,17 @@ void LOutput::audioLoop() {
     quol::logOut("[LOutput] Audio thread started.");
     std::vector<std::int16_t> samples;
     while (audioRunning) {
-        const int count = quol::pairsPerPicture(settingsNow().rate);
-        samples.resize(static_cast<std::size_t>(count) * 2);
-        const int pairs = sound->pop(latestVideoTime, samples.data(), count);
+        int pairs = 0;
+        quol::hadMemory([&] {
+            const int count = quol::pairsPerPicture(settingsNow().rate);
+            samples.resize(static_cast<std::size_t>(count) * 2);
+            pairs = sound->pop(latestVideoTime, samples.data(), count);
+        });
         if (pairs == 0) {
             audioSleeper->sleepFor(quol::noSoundPause);
             continue;
         }
-        device->play(samples.data(), pairs);
+        quol::hadMemory([&] { device->play(samples.data(), pairs); });
         const std::int64_t pause = quol::soundPause(pairs, device->holdsSoundBack());
         if (pause > 0) audioSleeper->sleepFor(pause);
     }

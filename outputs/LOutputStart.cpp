@@ -1,5 +1,5 @@
 // Start and stop of the output's devices.
-#include <system_error>
+#include <exception>
 
 #include "core/Clock.h"
 #include "core/Log.h"
@@ -204,7 +204,7 @@ bool LOutput::startWorkers() {
     try {
         videoThread = std::thread(&LOutput::outputLoop, this);
         audioThread = std::thread(&LOutput::audioLoop, this);
-    } catch (const std::system_error& error) {
+    } catch (const std::exception& error) { // no thread, or no memory for one
         quol::logError("[LOutput] No thread: %s", error.what());
         stopWorkers();
         device.reset();

@@ -164,9 +164,11 @@ void LPreviewWin32Impl::previewObject(LObject* object) {
 }
 
 void LPreviewWin32Impl::clear() {
-    std::deque<quol::FramePtr> freed; // when the lock is open again
+    // When the lock is open again. A source that flushes is not to fail for want of memory.
+    std::array<quol::FramePtr, maxQueue> freed;
     const std::lock_guard lock(queueMutex_);
-    queue_.swap(freed);
+    std::move(queue_.begin(), queue_.end(), freed.begin());
+    queue_.clear();
     pacing_.reset();
     ++turn_;
 }

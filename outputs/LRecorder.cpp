@@ -3,7 +3,7 @@
 
 #include <sys/stat.h>
 
-#include <system_error>
+#include <exception>
 
 #include "core/Clock.h"
 #include "core/Log.h"
@@ -139,7 +139,7 @@ bool LRecorder::Record() {
     if (attachedTo != nullptr) attachedTo->addSink(this);
     try {
         thread = std::thread(&LRecorder::encodeLoop, this);
-    } catch (const std::system_error& error) {
+    } catch (const std::exception& error) { // no thread, or no memory for one
         quol::logError("LRecorder: No thread: %s", error.what());
         stopLocked();
         return false;

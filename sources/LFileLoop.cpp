@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "core/Clock.h"
+#include "core/HadMemory.h"
 #include "core/PauseTimer.h"
 
 extern "C" {
@@ -29,7 +30,7 @@ double bounded(double seconds) {
 } // namespace
 
 void LFile::decodeLoopInternal(bool scrub) {
-    DecodeLoop(*this, scrub).run();
+    if (!quol::hadMemory([&] { DecodeLoop(*this, scrub).run(); })) playing = false;
 }
 
 LFile::DecodeLoop::DecodeLoop(LFile& file, bool scrub)
@@ -60,9 +61,19 @@ void LFile::DecodeLoop::run() {
         return;
     }
     anchor(mediaStart);
-    while (file.playing)
-        step();
-    drainGraph();
+    while (file.playing) {
+        if (!quol::hadMemory([this] { step(); })) dropAtHand();
+    }
+    quol::hadMemory([this] { drainGraph(); });
+}
+
+// Where memory is short what was in the making is lost. The rest comes in its time: a file must not
+// race to its end because nothing of it can be shown.
+void LFile::DecodeLoop::dropAtHand() {
+    av_packet_unref(packet.get());
+    for (AVFrame* frame : {decoded.get(), filtered.get(), audioFiltered.get()})
+        av_frame_unref(frame);
+    file.sleeper->sleepFor(idleSleep);
 }
 
 void LFile::DecodeLoop::step() {

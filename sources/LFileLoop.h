@@ -20,6 +20,7 @@ public:
 private:
     bool ready() const { return packet && decoded && filtered && audioFiltered; }
     void step();
+    void dropAtHand();
     bool idle();
     bool goOn();
     void seek();

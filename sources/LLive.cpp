@@ -2,7 +2,7 @@
 
 #include <chrono>
 #include <cinttypes>
-#include <system_error>
+#include <exception>
 
 #include "core/Log.h"
 #include "core/ModeTables.h"
@@ -187,7 +187,7 @@ bool LLive::launch(std::shared_ptr<quol::LiveRun> newRun) {
     run = std::move(newRun);
     try {
         thread = std::thread([this] { run->run(); });
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) { // no thread, or no memory for one
         hub->state.running = false;
         endRun();
         return false;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <exception>
+#include <new>
 #include <stdexcept>
 
 #include "core/Clock.h"
@@ -89,9 +91,9 @@ bool LSignal::Start() {
     running = true;
     try {
         thread = std::thread(&LSignal::signalLoop, this);
-    } catch (...) {
+    } catch (const std::exception&) { // no thread, or no memory for one
         running = false;
-        throw;
+        return false;
     }
     return true;
 }
@@ -136,11 +138,14 @@ double LSignal::tickSeconds() {
     return format.fps > 0.0 ? std::min(1.0 / format.fps, longestTick) : idleTick;
 }
 
-// Null also for a colour that cannot be read: the signal then waits for a better one.
+// Null also for a colour that cannot be read and where memory is short: the signal then waits for
+// better ones.
 quol::FramePtr LSignal::tryCreateFrame() {
     try {
         return quol::FramePtr(createFrame());
     } catch (const std::logic_error&) {
+        return nullptr;
+    } catch (const std::bad_alloc&) {
         return nullptr;
     }
 }

@@ -45,7 +45,7 @@ public:
     /// The format in use, expanded.
     void getVideoFormat(videoFormatProps& format);
 
-    /// Starts the worker; true also when it runs already.
+    /// Starts the worker; true also when it runs already. False where there is no thread to be had.
     bool Start();
     /// Ends the worker and waits for it.
     void Stop();

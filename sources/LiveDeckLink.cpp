@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstring>
 
+#include "core/HadMemory.h"
 #include "core/Log.h"
 #include "sources/LiveFormats.h"
 #include "sources/LiveMemory.h"
@@ -179,18 +180,19 @@ void LiveDeckLink::restart(std::uint32_t mode, std::uint32_t pixelFormat) {
 }
 
 // Holds the driver up for as little as can be: pictures are queued by reference, and only sound is
-// worked on here.
+// worked on here. Nothing may be thrown through the driver.
 void LiveDeckLink::frameArrived(IDeckLinkVideoInputFrame* frame, IDeckLinkAudioInputPacket* sound) {
     if (!runs()) return;
     const double arrived = static_cast<double>(hub_.state.sinceStart()) / 1e9;
     std::uint32_t flags = bmdFrameFlagDefault;
     if (frame != nullptr) {
         flags = frame->GetFlags();
-        readTimecode(*frame);
+        hadMemory([&] { readTimecode(*frame); });
         reportDrops(*frame);
-        queue({ComRef<IDeckLinkVideoInputFrame>::retain(frame), arrived});
+        hadMemory([&] { queue({ComRef<IDeckLinkVideoInputFrame>::retain(frame), arrived}); });
     }
-    if (sound != nullptr && (flags & bmdFrameHasNoInputSource) == 0) takeAudio(*sound, arrived);
+    if (sound != nullptr && (flags & bmdFrameHasNoInputSource) == 0)
+        hadMemory([&] { takeAudio(*sound, arrived); });
 }
 
 void LiveDeckLink::readTimecode(IDeckLinkVideoInputFrame& frame) {
@@ -256,11 +258,13 @@ void LiveDeckLink::decklinkLoop() {
     while (runs()) {
         const DeckLinkFrameItem item = nextItem();
         if (!item.frame || !runs()) continue;
-        if ((item.frame->GetFlags() & bmdFrameHasNoInputSource) != 0) {
-            showNoSignal(item);
-        } else {
-            showSignal(item);
-        }
+        hadMemory([&] {
+            if ((item.frame->GetFlags() & bmdFrameHasNoInputSource) != 0) {
+                showNoSignal(item);
+            } else {
+                showSignal(item);
+            }
+        });
     }
     noSignal_.reset();
     const std::lock_guard lock(queueMutex_);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "core/HadMemory.h"
 #include "core/Log.h"
 #include "sources/LiveFormats.h"
 #include "sources/LiveMemory.h"
@@ -17,23 +18,44 @@ namespace {
 
 constexpr std::uint32_t waitMs = 100;
 
-// A captured frame that pictures or sound of ours point into.
-template <typename Record>
+// A captured frame that pictures or sound of ours point into. It goes back to the runtime with
+// this.
+template <typename Record, void giveBack(const NdiReceiver&, const Record&)>
 struct NdiHolder {
-    std::shared_ptr<NdiReceiver> receiver;
-    Record record;
+    NdiHolder(std::shared_ptr<NdiReceiver> from, const Record& frame)
+        : receiver(std::move(from)), record(frame) {}
+    NdiHolder(const NdiHolder&) = delete;
+    NdiHolder& operator=(const NdiHolder&) = delete;
+    ~NdiHolder() { giveBack(*receiver, record); }
+
+    // Null, and the frame given back, where memory is short.
+    static std::unique_ptr<NdiHolder> hold(std::shared_ptr<NdiReceiver> from, const Record& frame) {
+        std::unique_ptr<NdiHolder> holder(new (std::nothrow) NdiHolder(from, frame));
+        if (!holder) giveBack(*from, frame);
+        return holder;
+    }
+
+    const std::shared_ptr<NdiReceiver> receiver;
+    const Record record;
 };
-using NdiVideoHolder = NdiHolder<ndi::NDIlib_video_frame_v2_t>;
-using NdiAudioHolder = NdiHolder<ndi::NDIlib_audio_frame_v2_t>;
+
+void giveVideoBack(const NdiReceiver& receiver, const ndi::NDIlib_video_frame_v2_t& record) {
+    receiver->recv_free_video_v2(receiver.handle(), &record);
+}
+
+void giveAudioBack(const NdiReceiver& receiver, const ndi::NDIlib_audio_frame_v2_t& record) {
+    receiver->recv_free_audio_v2(receiver.handle(), &record);
+}
+
+using NdiVideoHolder = NdiHolder<ndi::NDIlib_video_frame_v2_t, giveVideoBack>;
+using NdiAudioHolder = NdiHolder<ndi::NDIlib_audio_frame_v2_t, giveAudioBack>;
 
 void ndi_frame_free_cb(void* opaque, std::uint8_t* /*data*/) {
     const std::unique_ptr<NdiVideoHolder> holder(static_cast<NdiVideoHolder*>(opaque));
-    (*holder->receiver)->recv_free_video_v2(holder->receiver->handle(), &holder->record);
 }
 
 void ndi_audio_frame_free_cb(void* opaque, std::uint8_t* /*data*/) {
     const std::unique_ptr<NdiAudioHolder> holder(static_cast<NdiAudioHolder*>(opaque));
-    (*holder->receiver)->recv_free_audio_v2(holder->receiver->handle(), &holder->record);
 }
 
 AVPixelFormat pixelFormatOf(std::uint32_t code) {
@@ -146,7 +168,7 @@ void LiveNdi::ndiLoop() {
     }
     connect();
     while (hub_.state.running)
-        capture();
+        hadMemory([this] { capture(); });
     // Frames that are still held keep the receiver, but not its source.
     (*receiver_)->recv_connect(receiver_->handle(), nullptr);
     receiver_.reset();
@@ -190,7 +212,8 @@ void LiveNdi::capture() {
 void LiveNdi::takeVideo(const ndi::NDIlib_video_frame_v2_t& record) {
     const DevicePicture picture{record.p_data, record.xres, record.yres,
                                 pixelFormatOf(record.FourCC), record.line_stride_in_bytes};
-    auto holder = std::make_unique<NdiVideoHolder>(NdiVideoHolder{receiver_, record});
+    auto holder = NdiVideoHolder::hold(receiver_, record);
+    if (!holder) return;
     std::size_t bytes = 0;
     const FramePtr frame = viewPicture(picture, bytes);
     if (frame) hub_.state.setSize(record.xres, record.yres);
@@ -201,7 +224,6 @@ void LiveNdi::takeVideo(const ndi::NDIlib_video_frame_v2_t& record) {
     } else if (frame && lendMemory(*frame, bytes, holder, ndi_frame_free_cb)) {
         hub_.processVideoFrame(frame.get());
     }
-    if (holder) ndi_frame_free_cb(holder.release(), nullptr);
 }
 
 void LiveNdi::takeConverted(const AVFrame& view, AVPixelFormat format) {
@@ -211,12 +233,12 @@ void LiveNdi::takeConverted(const AVFrame& view, AVPixelFormat format) {
 }
 
 void LiveNdi::takeAudio(const ndi::NDIlib_audio_frame_v2_t& record) {
-    auto holder = std::make_unique<NdiAudioHolder>(NdiAudioHolder{receiver_, record});
+    auto holder = NdiAudioHolder::hold(receiver_, record);
+    if (!holder) return;
     std::size_t bytes = 0;
     const FramePtr frame = viewSound(record, bytes);
     if (frame && lendMemory(*frame, bytes, holder, ndi_audio_frame_free_cb))
         hub_.processAudioFrame(frame.get());
-    if (holder) ndi_audio_frame_free_cb(holder.release(), nullptr);
 }
 
 } // namespace quol

@@ -1,5 +1,6 @@
 #include "sources/LiveTestRun.h"
 
+#include "core/HadMemory.h"
 #include "core/Log.h"
 #include "sources/LiveTestSignal.h"
 
@@ -17,12 +18,16 @@ void LiveTestRun::run() {
     std::int64_t deadline = steadyNow();
     while (state.running) {
         deadline += period;
-        if (!picture) picture = drawTestPicture();
-        const FramePtr frame = cloneFrame(picture.get());
-        hub_.processVideoFrame(frame.get());
-        const FramePtr sound = tone.next();
-        if (sound) sound->pts = AV_NOPTS_VALUE;
-        hub_.processAudioFrame(sound.get());
+        hadMemory([&] {
+            if (!picture) picture = drawTestPicture();
+            const FramePtr frame = cloneFrame(picture.get());
+            hub_.processVideoFrame(frame.get());
+        });
+        hadMemory([&] {
+            const FramePtr sound = tone.next();
+            if (sound) sound->pts = AV_NOPTS_VALUE;
+            hub_.processAudioFrame(sound.get());
+        });
         state.sleeper.sleepFor(deadline - steadyNow());
     }
     logOut("LLive: Test Signal Thread Exiting.");

@@ -3,7 +3,6 @@
 
 #include <climits>
 #include <string>
-#include <system_error>
 
 #include "quolsdk/LMultiview.h"
 #include "quolsdk/quolsdk_c_api.h"
@@ -150,11 +149,11 @@ TEST_F(MultiviewApi, NumbersOutOfRangeAreTakenQuietly) {
     EXPECT_TRUE(sink.waitForPictures(2));
 }
 
-TEST(MultiviewApiNull, WithoutAThreadCreationRaisesThroughTheInterface) {
+TEST(MultiviewApiNull, WithoutAThreadThereIsNone) {
     {
         const test::NoThreads none;
         ASSERT_TRUE(none.works());
-        EXPECT_THROW(quolsdk_multiview_create(), std::system_error);
+        EXPECT_EQ(quolsdk_multiview_create(), nullptr);
     }
     quolsdk_handle multiview = quolsdk_multiview_create();
     EXPECT_NE(multiview, nullptr);

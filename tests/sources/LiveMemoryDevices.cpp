@@ -1,0 +1,126 @@
+// A live input of a device when memory is short: a picture may be lost, but nothing of the
+// runtime's or the driver's, and the next one comes.
+#include <gtest/gtest.h>
+
+#include "quolsdk/LLive.h"
+#include "support/DeckLinkStandin.h"
+#include "support/FilePlayer.h"
+#include "support/MemoryShortage.h"
+#include "support/NdiStandin.h"
+
+namespace {
+
+using test::CountingSink;
+using test::refuseInTurn;
+
+class LLiveDeviceMemory : public testing::Test {
+protected:
+    LLiveDeviceMemory() {
+        ndi.reset();
+        driver.reset();
+    }
+
+    test::NdiStandin& ndi = test::ndiStandin();
+    test::DeckLinkStandin& driver = test::deckLinkStandin();
+    CountingSink sink;
+};
+
+TEST_F(LLiveDeviceMemory, ANetworkSourcesFrameIsLostAndGivenBackAndTheNextComes) {
+    driver.setCards({});
+    ndi.setSources({"HOST (Camera 1)"});
+    LLive live;
+    live.DeviceSet(0);
+    int count = 0;
+    live.DeviceChannelGetCount(0, count);
+    live.DeviceChannelSet(0);
+    live.addSink(&sink);
+    ASSERT_TRUE(live.Start());
+    bool isConverted = false;
+    const auto give = [&] {
+        ndi.give(test::ndiPicture(64, 48, "UYVY"));
+        ndi.give(test::ndiSound(480));
+    };
+    const auto goesOn = [&] {
+        const int pictures = sink.pictures;
+        const int sounds = sink.sounds;
+        // Each other time in the runtime's own memory.
+        isConverted = !isConverted;
+        live.setVideoFormat(test::customVideo(64, 48, 25, isConverted ? 1 : 0));
+        for (int i = 0; i < 6; ++i)
+            give();
+        return test::waitUntil([&] { return sink.pictures > pictures && sink.sounds > sounds; });
+    };
+    ASSERT_TRUE(goesOn());
+    int refused = 0;
+    for (int number = 0; number < 30; ++number) {
+        const test::Spared here;
+        const int before = test::failures;
+        test::allocations = static_cast<unsigned>(1000000 - number);
+        test::failEvery = 1000000;
+        for (int i = 0; i < 6; ++i)
+            give();
+        ndi.wait([](const test::NdiState& state) { return state.queued == 0; });
+        test::waitUntil([&] { return test::failures > before; }, std::chrono::milliseconds(200));
+        test::failEvery = 0;
+        refused += test::failures - before;
+        EXPECT_TRUE(goesOn()) << number;
+    }
+    EXPECT_GT(refused, 10);
+    live.Stop();
+    live.removeSink(&sink);
+    EXPECT_EQ(ndi.state().receivers.back().outstanding(), 0);
+    EXPECT_TRUE(ndi.state().misuses.empty());
+}
+
+TEST_F(LLiveDeviceMemory, ACardsPictureIsLostAndTheNextComes) {
+    LLive live;
+    live.addSink(&sink);
+    int count = 0;
+    live.DeviceGetCount(count);
+    live.DeviceSet(0);
+    live.DeviceChannelSet(0);
+    live.DeviceFormatVideoSet(0);
+    ASSERT_TRUE(live.Start());
+    const auto picture = test::deckLinkPicture(64, 48, quol::decklink::bmdFormat8BitYUV);
+    const test::DeckLinkSound sound{std::vector<std::int16_t>(1920)};
+    const auto goesOn = [&] {
+        const int pictures = sink.pictures;
+        const int sounds = sink.sounds;
+        driver.deliver(0, picture, sound);
+        return test::waitUntil([&] { return sink.pictures > pictures && sink.sounds > sounds; });
+    };
+    ASSERT_TRUE(goesOn());
+    // On the thread of the object.
+    int refused = 0;
+    for (int number = 0; number < 12; ++number) {
+        const test::Spared here;
+        const int before = test::failures;
+        test::allocations = static_cast<unsigned>(1000000 - number);
+        test::failEvery = 1000000;
+        for (int i = 0; i < 4; ++i)
+            driver.deliver(0, picture, sound);
+        test::waitUntil([&] { return test::failures > before; }, std::chrono::milliseconds(200));
+        test::failEvery = 0;
+        refused += test::failures - before;
+        EXPECT_TRUE(goesOn()) << number;
+    }
+    EXPECT_GT(refused, 5);
+    // On the driver's, through which nothing may be thrown; what it takes for itself fails too.
+    int thrown = 0;
+    const int met = test::refuseEach(
+        [&] {
+            try {
+                driver.deliver(0, picture, sound);
+            } catch (const std::bad_alloc&) {
+                ++thrown;
+                throw;
+            }
+        },
+        [&] { EXPECT_TRUE(goesOn()); });
+    EXPECT_GT(met, thrown); // the rest was ours
+    live.Stop();
+    live.removeSink(&sink);
+    EXPECT_TRUE(driver.state().misuses.empty());
+}
+
+} // namespace
