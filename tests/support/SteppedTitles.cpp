@@ -79,4 +79,25 @@ bool samePicture(const quol::FramePtr& one, const quol::FramePtr& other) {
     return one && other && one->data[0] == other->data[0];
 }
 
+std::vector<std::uint8_t> samplesShown(const AVFrame& picture) {
+    std::vector<std::uint8_t> all;
+    for (int plane = 0; plane < 4; ++plane) {
+        const int shift = plane == 1 || plane == 2 ? 1 : 0;
+        for (int row = 0; row < picture.height >> shift; ++row) {
+            const std::uint8_t* const begin =
+                picture.data[plane] + static_cast<std::ptrdiff_t>(row) * picture.linesize[plane];
+            all.insert(all.end(), begin, begin + (picture.width >> shift));
+        }
+    }
+    return all;
+}
+
+int inked(const quol::FramePtr& picture, int left, int top, int right, int bottom) {
+    int count = 0;
+    for (int y = top; y < bottom; ++y)
+        for (int x = left; x < right; ++x)
+            count += alphaAt(picture, x, y) > 0 ? 1 : 0;
+    return count;
+}
+
 } // namespace test

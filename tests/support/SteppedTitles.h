@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <vector>
 
 #include "core/Handles.h"
 #include "quolsdk/LCharacter.h"
@@ -65,6 +66,12 @@ inline int lumaAt(const quol::FramePtr& picture, int x, int y) {
 inline int alphaAt(const quol::FramePtr& picture, int x, int y) {
     return sampleAt(picture.get(), 3, x, y);
 }
+
+// All that a picture shows.
+std::vector<std::uint8_t> samplesShown(const AVFrame& picture);
+
+// How many pixels of a part of a picture are not transparent.
+int inked(const quol::FramePtr& picture, int left, int top, int right, int bottom);
 
 // Whether two pictures are one and the same memory.
 bool samePicture(const quol::FramePtr& one, const quol::FramePtr& other);
