@@ -39,7 +39,7 @@ inside() {
     unshare --mount --pid --fork --kill-child ${3:+--net} bash -euc '
         mount --make-rprivate /
         mount -t proc proc "$0/proc"
-        mount --bind /dev "$0/dev"
+        mount --rbind /dev "$0/dev"
         mount -t tmpfs tmpfs "$0/dev/shm"
         [[ -z $2 ]] || ip link set lo up
         exec chroot "$0" env -i HOME=/root LANG=C.UTF-8 TERM=dumb \

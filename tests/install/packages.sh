@@ -40,6 +40,7 @@ runtime=${packages[0]}
 for package in "${packages[@]}"; do
     step "$package"
     [[ -n $(package_of "$package") ]] || fail "was not made"
+    mkdir -p "$work/root"
     dpkg-deb -x "$(package_of "$package")" "$(there "$package")"
     full=$(field "$package" Version)
     [[ $full == "$version" || $full == "$version"[+~]* ]] || fail "is of version $full"
@@ -58,7 +59,8 @@ for package in "${packages[@]}"; do
 
     # Where the parts of a package are looked for is where packages put them.
     while read -r file; do
-        path=$(readelf -d "$file" 2>/dev/null | sed -n 's/.*(R[UN]*PATH).*\[\(.*\)\]/\1/p')
+        path=$({ readelf -d "$file" 2>/dev/null || true; } |
+            sed -n 's/.*(R[UN]*PATH).*\[\(.*\)\]/\1/p')
         [[ :$path: != *:[!\$]*:* && ($path == "" || ":$path:" != *::*) ]] ||
             fail "${file##*/} has the run path '$path'"
     done < <(find "$(there "$package")" -type f)
