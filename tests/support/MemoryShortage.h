@@ -97,19 +97,24 @@ int refuseEach(
     return -1;
 }
 
-// Of what other threads allocate from now on one fails: the first, then, from another moment on,
-// the second, and so on up to `most`, which should be more than one round of a loop takes. Behind
-// each `goesOn` has to hold. How many failed; fewer where nothing is allocated any more.
-inline int refuseInTurn(int most, const std::function<bool()>& goesOn) {
+// Of what other threads allocate from now on one fails: the first for 0, the second for 1 ... Waits
+// for it; false when there is none.
+inline bool refuseOnce(int number) {
     constexpr int never = 1000000;
     const Spared here;
+    const int before = failures;
+    allocations = static_cast<unsigned>(never - number);
+    failEvery = never;
+    return waitUntil([&] { return failures > before; });
+}
+
+// The first, then, from another moment on, the second, and so on up to `most`, which should be more
+// than one round of a loop takes. Behind each `goesOn` has to hold. How many failed; fewer where
+// nothing is allocated any more.
+inline int refuseInTurn(int most, const std::function<bool()>& goesOn) {
     for (int number = 0; number < most; ++number) {
-        const int before = failures;
-        allocations = static_cast<unsigned>(never - number);
-        failEvery = never;
-        const bool isStruck = waitUntil([&] { return failures > before; });
-        failEvery = 0;
-        if (!isStruck) return number;
+        if (!refuseOnce(number)) return number;
+        const Spared here;
         if (!goesOn()) {
             ADD_FAILURE() << "nothing comes behind shortage " << number;
             return number;
