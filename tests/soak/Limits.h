@@ -5,7 +5,7 @@ namespace soak {
 
 // Under a sanitizer everything takes many times as long, and freed memory is kept: clock and memory
 // are shown, not judged.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef QUOLSDK_SOAK_IS_SLOW
 inline constexpr bool isInstrumented = true;
 #else
 inline constexpr bool isInstrumented = false;
@@ -38,6 +38,8 @@ inline constexpr double processorShare = 0.75;
 inline constexpr double quickP99 = 80.0;
 inline constexpr double quickWorst = 1000.0;
 inline constexpr double slowWorst = 8000.0;
+// On a machine that is crowded for more than `quietShare` all three are so many times longer.
+inline constexpr double crowdedFactor = 10.0;
 
 // Seconds after which a call counts as hanging.
 inline constexpr double hangSeconds = isInstrumented ? 400.0 : 90.0;

@@ -42,17 +42,6 @@ std::string kindOf(const std::string& line) {
 
 } // namespace
 
-bool fits(const char* pattern, const char* line) {
-    for (; *pattern != '*'; ++pattern, ++line) {
-        if (*pattern != *line) return false;
-        if (*pattern == '\0') return true;
-    }
-    do {
-        if (fits(pattern + 1, line)) return true;
-    } while (*line++ != '\0');
-    return false;
-}
-
 LogWatch::LogWatch(const std::string& file, std::int64_t startNanos)
     : startNanos_(startNanos), file_(file) {
     int ends[2] = {-1, -1};
@@ -133,12 +122,7 @@ void LogWatch::readLoop() {
 }
 
 void LogWatch::take(const std::string& line) {
-    const char* pattern = nullptr;
-    for (const char* known : expectedLines()) {
-        if (!fits(known, line.c_str())) continue;
-        pattern = known;
-        break;
-    }
+    const char* const pattern = expectedPattern(line.c_str());
     const std::lock_guard lock(mutex_);
     ++lines_;
     if (written_ < fileLimit) {

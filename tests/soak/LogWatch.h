@@ -12,9 +12,6 @@
 
 namespace soak {
 
-// Whether a line is of that form: '*' stands for any text, also for none.
-bool fits(const char* pattern, const char* line);
-
 // From construction to `end` the streams go through a pipe to a thread of this object. Every line
 // is written to a file; unexpected ones also go to the error stream as it was.
 class LogWatch {

@@ -55,13 +55,8 @@ void openAnew(Studio& studio, Random& random) {
     if (!studio.views[index]) return;
     studio.desk.slow("view destroyed", [&] { studio.views[index].reset(); });
     studio.windows[index] = std::make_unique<test::HostWindow>(480, 270, index * 500);
-    studio.desk.slow("view made", [&] {
-        studio.views[index] = std::make_unique<LPreview>();
-        studio.views[index]->setProps("ui_framework", "x11");
-        studio.views[index]->setProps("audio_meter", "true");
-        studio.views[index]->previewObject(&studio.switcher);
-        studio.views[index]->previewEnable(studio.windows[index]->handle(), index == 0, true);
-    });
+    studio.desk.slow("view made", [&] { studio.openView(index); });
+    studio.views[index]->previewObject(&studio.switcher);
 }
 
 } // namespace

@@ -91,7 +91,8 @@ void judgeMemory(Writer& writer, const Outcome& outcome) {
                       outcome.before.descriptors, outcome.after.descriptors));
 }
 
-void judgeProgramme(Writer& writer, const Totals& totals) {
+void judgeProgramme(Writer& writer, const Outcome& outcome) {
+    const Totals& totals = outcome.totals;
     const ProgrammeCount& programme = totals.programme;
     const auto pictures = static_cast<double>(std::max<std::int64_t>(programme.pictures, 1));
     const std::int64_t unexplained = programme.late - totals.explained;
@@ -100,9 +101,8 @@ void judgeProgramme(Writer& writer, const Totals& totals) {
                       static_cast<long long>(programme.pictures), totals.seconds));
     writer.judge(programme.missing == 0,
                  text("%lld pictures left out", static_cast<long long>(programme.missing)));
-    const bool isQuiet = totals.crowdedSeconds < quietShare * totals.seconds;
     writer.judgeIf(
-        !isInstrumented && isQuiet,
+        !isInstrumented && !outcome.isCrowded(),
         static_cast<double>(programme.late) <= pictures * lateShareInAll,
         text("%lld pictures late by more than half a period (%.3f %%, limit %.1f %%), the "
              "worst by %.1f ms",
@@ -139,16 +139,18 @@ std::string words(const Percentiles& times) {
                 times.p99, times.worst);
 }
 
-void judgeCalls(Writer& writer, CallTimes& calls) {
+void judgeCalls(Writer& writer, const Outcome& outcome, CallTimes& calls) {
+    const double factor = outcome.isCrowded() ? crowdedFactor : 1.0;
     const auto quick = calls.all(CallKind::quick);
     const auto slow = calls.all(CallKind::slow);
     const Percentiles allQuick = percentilesOf(together(quick));
     const Percentiles allSlow = percentilesOf(together(slow));
-    writer.judgeIf(
-        !isInstrumented, allQuick.p99 <= quickP99 && allQuick.worst <= quickWorst,
-        "quick calls: " + words(allQuick) + text(" (limits %.0f and %.0f)", quickP99, quickWorst));
-    writer.judgeIf(!isInstrumented, allSlow.worst <= slowWorst,
-                   "slow calls: " + words(allSlow) + text(" (limit %.0f)", slowWorst));
+    writer.judgeIf(!isInstrumented,
+                   allQuick.p99 <= factor * quickP99 && allQuick.worst <= factor * quickWorst,
+                   "quick calls: " + words(allQuick) +
+                       text(" (limits %.0f and %.0f)", factor * quickP99, factor * quickWorst));
+    writer.judgeIf(!isInstrumented, allSlow.worst <= factor * slowWorst,
+                   "slow calls: " + words(allSlow) + text(" (limit %.0f)", factor * slowWorst));
 }
 
 void tellCalls(const std::string& path, CallTimes& calls) {
@@ -180,6 +182,10 @@ void tellLines(const std::string& path, LogWatch& log) {
 }
 
 } // namespace
+
+bool Outcome::isCrowded() const {
+    return totals.crowdedSeconds >= quietShare * totals.seconds;
+}
 
 Growth growthOf(const std::vector<Rest>& rests, double ProcessState::*value) {
     Growth growth;
@@ -217,9 +223,9 @@ bool report(const std::string& folder, const Outcome& outcome, CallTimes& calls,
     writer.line(text("seed %llu: %d operations in %.0f s",
                      static_cast<unsigned long long>(outcome.seed), outcome.operations,
                      outcome.seconds));
-    judgeProgramme(writer, outcome.totals);
+    judgeProgramme(writer, outcome);
     judgeMemory(writer, outcome);
-    judgeCalls(writer, calls);
+    judgeCalls(writer, outcome, calls);
     judgeLines(writer, log);
     writer.judge(outcome.faults.empty(), text("%zu wrong results", outcome.faults.size()));
     for (std::size_t index = 0; index < std::min<std::size_t>(outcome.faults.size(), 20); ++index)

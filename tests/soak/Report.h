@@ -34,6 +34,8 @@ struct Outcome {
     std::vector<Rest> rests;
     Totals totals;
     std::vector<std::string> faults;
+
+    bool isCrowded() const; // processors were short for much of the time
 };
 
 // Writes `report.txt`, tells it, and says whether all is as it has to be.

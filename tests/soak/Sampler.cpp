@@ -65,8 +65,10 @@ void Sampler::sample(double seconds) {
     const double cpu = state.cpuSeconds - before_.cpuSeconds;
     const double others = std::max(0.0, state.machineSeconds - before_.machineSeconds - cpu);
     const double crowded = state.crowdedSeconds - before_.crowdedSeconds;
+    // What was held up in one second may arrive in the next.
     const bool isCrowded = crowded >= crowdedShare * passed;
-    const std::int64_t explained = isCrowded ? count.late : count.crowdedOut;
+    const std::int64_t explained = isCrowded || wasCrowded_ ? count.late : count.crowdedOut;
+    wasCrowded_ = isCrowded;
 
     samples_ << seconds << ',' << state.residentMb << ',' << state.heapMb << ',' << state.threads
              << ',' << state.descriptors << ',' << 100.0 * cpu / passed << ','

@@ -54,8 +54,9 @@ private:
 
     std::ofstream samples_;
     std::ofstream callFile_;
-    ProcessState before_; // the thread's own, as the next two
+    ProcessState before_; // the thread's own, as all up to the totals
     double sampledAt_ = 0.0;
+    bool wasCrowded_ = false;
     int samplesTaken_ = 0;
     Totals totals_;
     std::atomic<int> operations_{0};

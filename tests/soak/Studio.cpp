@@ -129,15 +129,28 @@ Studio::~Studio() {
         object->removeSink(&lamp);
 }
 
+// All windows first: libXau, which looks up who may connect to the X server, is not made for two
+// threads at once, and the host's connections are not known to the library's previews.
 void Studio::openViews() {
     if (screen == nullptr) return;
-    for (int index = 0; index < 2; ++index) {
+    for (int index = 0; index < 2; ++index)
         windows[index] = std::make_unique<test::HostWindow>(480, 270, index * 500);
-        views[index] = std::make_unique<LPreview>();
-        views[index]->setProps("ui_framework", "x11");
-        views[index]->setProps("audio_meter", "true");
-        views[index]->previewEnable(windows[index]->handle(), index == 0, true);
-    }
+    for (int index = 0; index < 2; ++index)
+        openView(index);
+}
+
+void Studio::openView(int index) {
+    views[index] = std::make_unique<LPreview>();
+    LPreview& view = *views[index];
+    view.setProps("ui_framework", "x11");
+    view.setProps("audio_meter", "true");
+    view.previewEnable(windows[index]->handle(), index == 0, true);
+    const auto isOpen = [&] {
+        int status = 0;
+        view.statusGet(status);
+        return status == 1;
+    };
+    desk.check(test::waitUntil(isOpen, 120s), "a preview finds its window");
 }
 
 LObject* Studio::source(int number) {

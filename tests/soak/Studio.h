@@ -68,6 +68,7 @@ struct Studio {
     void startRecorder(Random& random);
     void stopRecorder();
     void refillReplay();
+    void openView(int index); // in its window
 
     Desk& desk;
     test::RtmpServer* const server;

@@ -1,9 +1,13 @@
 // The whole graph on air for as long as one likes, under a script of chance that can be repeated.
 //
-//   soak [--seconds=60] [--seed=1] [--folder=soak] [--operations=0]
+//   soak [--seconds=60] [--seed=1] [--folder=soak] [--operations=0] [--pauses=100]
+//   soak --log=FILE
 //
-// Ends after that many seconds, or operations where they are given. What it measured lies in the
-// folder. Exit status: 0 when all was as it has to be, 1 when not, 2 when it could not begin.
+// Ends after that many seconds, or operations where they are given. The pauses between operations
+// can be made shorter, in percent. What it measured lies in the folder. Exit status: 0 when all was
+// as it has to be, 1 when not, 2 when it could not begin.
+// With "--log" it looks through the lines of an earlier run instead, `log.txt`, with the table of
+// today.
 #include <unistd.h>
 
 #include <chrono>
@@ -16,6 +20,7 @@
 #include <memory>
 #include <thread>
 
+#include "soak/ExpectedLines.h"
 #include "soak/Report.h"
 #include "soak/SteadyTime.h"
 #include "soak/Studio.h"
@@ -35,7 +40,9 @@ struct Settings {
     double seconds = 60.0;
     int operations = 0;
     std::uint64_t seed = 1;
+    int pauses = 100; // percent
     std::string folder = "soak";
+    std::string log;
 };
 
 bool read(int count, char** words, Settings& settings) {
@@ -51,6 +58,10 @@ bool read(int count, char** words, Settings& settings) {
                 settings.operations = std::stoi(value);
             else if (key == "--seed")
                 settings.seed = std::stoull(value);
+            else if (key == "--pauses")
+                settings.pauses = std::stoi(value);
+            else if (key == "--log")
+                settings.log = value;
             else if (key == "--folder")
                 settings.folder = value;
             else
@@ -86,7 +97,7 @@ public:
 
     // One by chance, and the pause behind it. Each has numbers of its own, so that how many it
     // takes does not change what comes next.
-    void step() {
+    void step(int pausePercent) {
         int at = random_.below(weights_);
         const Operation* chosen = nullptr;
         for (const Operation& operation : operations_) {
@@ -98,7 +109,7 @@ public:
         const int pause = random_.between(shortestPause, longestPause);
         run(*chosen, random);
         file_ << ++number_ << ',' << chosen->name << ',' << desk_.note << std::endl;
-        std::this_thread::sleep_for(std::chrono::milliseconds(pause));
+        std::this_thread::sleep_for(std::chrono::milliseconds(pause * pausePercent / 100));
     }
 
     int number() const { return number_; }
@@ -163,7 +174,7 @@ void perform(const Settings& settings, Desk& desk, test::RtmpServer* server, tes
                                        : secondsSince(started) >= settings.seconds;
     };
     while (!isOver()) {
-        script.step();
+        script.step(settings.pauses);
         sampler.operationDone();
         if (script.number() % operationsBetweenRests != 0) continue;
         rest();
@@ -183,6 +194,22 @@ void rehearse(Desk& desk, test::RtmpServer* server, test::XServer* screen,
     Script script(studio, 0, folder + "/rehearsal.csv");
     script.rehearse();
     studio.rest();
+}
+
+// The lines of `log.txt`: the time, a mark for those that were not expected then, the line itself.
+int judgeLog(const std::string& path) {
+    constexpr std::size_t prefix = 13;
+    std::ifstream file(path);
+    std::size_t lines = 0;
+    std::size_t unexpected = 0;
+    for (std::string line; std::getline(file, line);) {
+        ++lines;
+        if (line.size() < prefix || isExpected(line.c_str() + prefix)) continue;
+        ++unexpected;
+        std::cout << line << '\n';
+    }
+    std::cout << unexpected << " unexpected lines of " << lines << '\n';
+    return lines == 0 ? 2 : unexpected == 0 ? 0 : 1;
 }
 
 int run(const Settings& settings) {
@@ -237,11 +264,13 @@ int run(const Settings& settings) {
 int main(int count, char** words) {
     soak::Settings settings;
     if (!soak::read(count, words, settings)) {
-        std::cerr << "usage: soak [--seconds=60] [--seed=1] [--folder=soak] [--operations=0]\n";
+        std::cerr << "usage: soak [--seconds=60] [--seed=1] [--folder=soak] [--operations=0] "
+                     "[--pauses=100]\n"
+                     "       soak --log=FILE\n";
         return 2;
     }
     try {
-        return soak::run(settings);
+        return settings.log.empty() ? soak::run(settings) : soak::judgeLog(settings.log);
     } catch (const std::exception& fault) {
         std::cerr << "soak: " << fault.what() << '\n';
         return 2;
