@@ -55,10 +55,7 @@ Studio::Studio(Desk& desk, test::RtmpServer* server, test::XServer* screen)
     titles.setFPS(programmeRate);
     board.setFPS(programmeRate);
     animation.setVideoFormat(programmeFormat());
-    mixer.setVideoFormat(programmeFormat());
-    switcher.setVideoFormat(programmeFormat());
-    wall.setVideoFormat(programmeFormat());
-    replay.setVideoFormat(programmeFormat());
+    setPictureFormat(programmeFormat());
     replay.setProps("quality", "10");
     replay.setRecordPath(desk.folder, "replay");
     mixer.addSink(&replay);
@@ -157,6 +154,21 @@ LObject* Studio::source(int number) {
     LObject* const all[sourceCount] = {&players[0], &players[1], &signal, &camera,    &vtpIn,
                                        &player,     &replay,     &board,  &animation, &mixer};
     return all[number];
+}
+
+void Studio::setPictureFormat(const videoFormatProps& format) {
+    mixer.setVideoFormat(format);
+    switcher.setVideoFormat(format);
+    wall.setVideoFormat(format);
+    replay.setVideoFormat(format);
+}
+
+// Compositors keep the memory of as many pictures as were ever out at once, which tells how crowded
+// the machine has been, not what has been lost. Another size makes them give it back.
+void Studio::emptyPools() {
+    setPictureFormat({0, 640, 360, programmeRate, 1});
+    std::this_thread::sleep_for(500ms);
+    setPictureFormat(programmeFormat());
 }
 
 void Studio::restSources() {
@@ -259,6 +271,7 @@ void Studio::rest() {
     restSources();
     restTitles();
     restPictures();
+    emptyPools();
     std::error_code ignored;
     for (const auto& entry : std::filesystem::directory_iterator(desk.folder, ignored))
         std::filesystem::remove(entry.path(), ignored);

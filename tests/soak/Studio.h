@@ -113,6 +113,8 @@ struct Studio {
 
 private:
     void openViews();
+    void setPictureFormat(const videoFormatProps& format);
+    void emptyPools();
     void restSources();
     void restPictures();
     void restTitles();
