@@ -1,5 +1,6 @@
 #include "soak/Media.h"
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -13,15 +14,18 @@ namespace {
 namespace files = std::filesystem;
 using Words = std::vector<std::string>;
 
+// Seconds become minutes where others take the processors.
+constexpr std::chrono::minutes patience{10};
+
 std::string made(const std::string& path, Words arguments) {
     if (files::exists(path)) return path;
     Words words{"ffmpeg", "-nostdin", "-hide_banner", "-loglevel", "error", "-y"};
     words.insert(words.end(), arguments.begin(), arguments.end());
     words.push_back(path);
-    const std::string complaint = test::outputOf(words);
-    if (!complaint.empty()) {
+    const test::Program encoder(words);
+    if (encoder.wait(patience) != 0) {
         files::remove(path);
-        throw std::runtime_error("cannot make " + path + ": " + complaint);
+        throw std::runtime_error("cannot make " + path + ": " + encoder.output());
     }
     return path;
 }

@@ -211,9 +211,10 @@ void Studio::restPictures() {
     switcher.setMasterMute(false);
     if (switcher.getCGCount() == 0) switcher.addCG(&titles);
     switcher.setStingerDuration(600);
+    // The loader gives way to everything else: on a crowded machine it takes its time.
     const std::int64_t loaded = desk.log.count(stingerLoaded);
     switcher.setStinger(desk.media.stingers[0]);
-    desk.check(test::waitUntil([&] { return desk.log.count(stingerLoaded) > loaded; }, 60s),
+    desk.check(test::waitUntil([&] { return desk.log.count(stingerLoaded) > loaded; }, 600s),
                "rest: the stinger is loaded");
 
     wall.setupGrid(MultiviewOrientation::gridBelow, 2);
