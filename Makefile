@@ -7,7 +7,7 @@ JOBS ?= $(shell nproc)
 TEST_JOBS ?= $(shell echo $$((2 * $(JOBS))))
 
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo hosts test bench peers format check docs tidy debug asan tsan fuzz install package clean
+.PHONY: help deps build demo hosts test bench peers soak format check docs tidy debug asan tsan fuzz install package clean
 
 help: ## Show this list
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1|\2/p' $(MAKEFILE_LIST) | column -t -s '|'
@@ -42,6 +42,13 @@ bench: build ## Run every benchmark (BENCH_ARGS=--benchmark_filter=...)
 
 peers: build ## Compare with ffmpeg, GStreamer and melt (PEERS_ARGS=--only=compose)
 	bench/peers/run.py --build=build $(PEERS_ARGS)
+
+soak: deps ## Keep everything on air by chance for a minute (SECONDS=3600 SEED=1); see build/soak
+	cmake --preset release
+	cmake --build --preset release -j $(JOBS) --target soak
+	@result=0; build/bin/soak --seconds=$(or $(SECONDS),60) --seed=$(or $(SEED),1) \
+	    --folder=build/soak || result=$$?; \
+	tests/soak/plot.py build/soak || true; exit $$result
 
 format: deps ## Format the sources in place
 	scripts/format.sh

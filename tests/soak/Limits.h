@@ -1,0 +1,47 @@
+// What a run is judged by.
+#pragma once
+
+namespace soak {
+
+// Under a sanitizer everything takes many times as long, and freed memory is kept: clock and memory
+// are shown, not judged.
+#ifdef QUOLSDK_SOAK_IS_SLOW
+inline constexpr bool isInstrumented = true;
+#else
+inline constexpr bool isInstrumented = false;
+#endif
+
+// Growth is looked for in runs of at least that long, over the last two thirds.
+inline constexpr double growthSeconds = 600.0;
+// MB an hour, of what is asked for and not given back. To lose the bare record of each picture of
+// the programme, some 500 bytes, would be 43 MB an hour; one picture a minute, 83.
+inline constexpr double heapGrowth = 12.0;
+// MB an hour. Pages that the allocator keeps come and go with the threads that freed last.
+inline constexpr double residentGrowth = 36.0;
+
+// Of the programme's pictures, how many may come more than half a period late where no crowded
+// machine explains it; and how many in all, where the machine was crowded for less than a fifth of
+// the time.
+inline constexpr double lateShare = 0.0002;
+inline constexpr double lateShareInAll = 0.005;
+inline constexpr double quietShare = 0.2;
+// A second is crowded when, for that share of it, something that was ready to run had to wait for a
+// processor.
+inline constexpr double crowdedShare = 0.5;
+
+// Of the machine's processors, what the library may take in the mean: who takes them all crowds
+// itself.
+inline constexpr double processorShare = 0.75;
+
+// Milliseconds. A quick call waits for the picture in the making, and for the calls before it; a
+// slow one for a server (five seconds), an encoder, a disk.
+inline constexpr double quickP99 = 80.0;
+inline constexpr double quickWorst = 1000.0;
+inline constexpr double slowWorst = 8000.0;
+// On a machine that is crowded for more than `quietShare` all three are so many times longer.
+inline constexpr double crowdedFactor = 10.0;
+
+// Seconds after which a call counts as hanging.
+inline constexpr double hangSeconds = isInstrumented ? 400.0 : 90.0;
+
+} // namespace soak

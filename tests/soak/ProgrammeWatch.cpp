@@ -1,0 +1,88 @@
+#include "soak/ProgrammeWatch.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <utility>
+
+#include "core/FrameTime.h"
+#include "soak/SteadyTime.h"
+
+namespace soak {
+
+namespace {
+
+constexpr int silentPairs = 48; // a millisecond at 48 kHz; a tone passes zero faster
+
+// Seconds that the calling thread has waited for a processor while it was ready to run; 0 where
+// the system does not tell.
+double waitedForProcessor() {
+    std::FILE* const file = std::fopen("/proc/thread-self/schedstat", "re");
+    if (file == nullptr) return 0.0;
+    long long ran = 0;
+    long long waited = 0;
+    const int got = std::fscanf(file, "%lld %lld", &ran, &waited);
+    std::fclose(file);
+    return got == 2 ? static_cast<double>(waited) * 1e-9 : 0.0;
+}
+
+} // namespace
+
+ProgrammeCount ProgrammeWatch::take() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(count_, {});
+}
+
+void ProgrammeWatch::pushVideoFrame(AVFrame* frame) {
+    const double now = static_cast<double>(steadyNanos()) * 1e-9;
+    const double waited = waitedForProcessor();
+    const std::lock_guard lock(mutex_);
+    ++count_.pictures;
+    const std::int64_t number = frame->pts;
+    if (number <= lastNumber_) { // the clock was started anew
+        origin_ = std::numeric_limits<double>::max();
+    } else if (lastNumber_ >= 0) {
+        count_.missing += number - lastNumber_ - 1;
+    }
+    lastNumber_ = number;
+    origin_ = std::min(origin_, now - static_cast<double>(number) * period_);
+    const double behind = now - origin_ - static_cast<double>(number) * period_;
+    count_.worst = std::max(count_.worst, behind * 1000.0);
+    if (behind > period_ / 2) {
+        ++count_.late;
+        if (waited - waited_ >= behind / 2) ++count_.crowdedOut;
+    }
+    waited_ = waited;
+}
+
+void ProgrammeWatch::pushAudioFrame(AVFrame* frame) {
+    const auto time = quol::frameTime(*frame);
+    if (!time || frame->sample_rate <= 0) return;
+    const std::lock_guard lock(mutex_);
+    ++count_.blocks;
+    if (nextSound_ >= 0.0 && std::abs(*time - nextSound_) > 0.001) ++count_.gaps;
+    nextSound_ = *time + static_cast<double>(frame->nb_samples) / frame->sample_rate;
+}
+
+std::int64_t ToneWatch::takeGaps() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(gaps_, 0);
+}
+
+bool ToneWatch::heard() {
+    const std::lock_guard lock(mutex_);
+    return heard_;
+}
+
+void ToneWatch::pushAudioFrame(AVFrame* frame) {
+    const auto* const samples = reinterpret_cast<const std::int16_t*>(frame->data[0]);
+    const std::lock_guard lock(mutex_);
+    for (int pair = 0; pair < frame->nb_samples; ++pair) {
+        const bool silent = samples[2 * pair] == 0 && samples[2 * pair + 1] == 0;
+        heard_ = heard_ || !silent;
+        silent_ = silent && heard_ ? silent_ + 1 : 0;
+        gaps_ += silent_ == silentPairs ? 1 : 0;
+    }
+}
+
+} // namespace soak
