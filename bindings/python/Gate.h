@@ -79,6 +79,7 @@ void closeGate();
 bool isGateClosed();
 
 // Sleeps for good where the gate is closed and the calling thread is not the one that closed it.
+// Not to be called with the interpreter lock, which would never come back.
 void restIfClosed();
 
 // Waits until no call is in progress, ten seconds at most. False when there still is one.

@@ -69,7 +69,8 @@ std::vector<std::pair<void*, std::shared_ptr<Node>>> allNodes() {
     return {g.nodes.begin(), g.nodes.end()};
 }
 
-void detachAll(Node& node) {
+// Gives back what the node held: the sources may go with it.
+std::vector<Node::Attachment> detachAll(Node& node) {
     std::vector<Node::Attachment> left;
     {
         const std::lock_guard lock(node.control);
@@ -82,6 +83,7 @@ void detachAll(Node& node) {
             entry.source->removeSink(entry.sink);
         }
     }
+    return left;
 }
 
 void destroy(void* key) {
@@ -110,8 +112,10 @@ void takeApart() {
     auto nodes = allNodes();
     std::stable_partition(nodes.begin(), nodes.end(),
                           [](const auto& entry) { return entry.second->isConsumer; });
+    // Nothing may go before the last one has let go.
+    std::vector<std::vector<Node::Attachment>> held;
     for (const auto& [key, node] : nodes) {
-        detachAll(*node);
+        held.push_back(detachAll(*node));
         node->letGo();
     }
     for (const auto& [key, node] : nodes) {
@@ -138,13 +142,13 @@ void addNode(void* key, std::shared_ptr<Node> node) {
 void retire(void* key) noexcept {
     // A copy of the process has the objects, but none of their threads to wait for.
     if (!isOwnProcess()) return;
-    restIfClosed();
     if (isInsideCallback()) {
         graph().reaper.take(key);
     } else if (!graph().ended && PyGILState_Check() != 0) {
-        const Unlocked unlocked;
+        const Unlocked unlocked; // which sleeps, too, but not with the interpreter lock
         destroy(key);
     } else {
+        restIfClosed();
         destroy(key);
     }
 }
