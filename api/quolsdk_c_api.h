@@ -56,8 +56,8 @@
  * with a number and does not raises the C++ exception `std::invalid_argument`, and one that is out
  * of range `std::out_of_range`. Memory that the system refuses raises `std::bad_alloc`. They pass
  * through these functions; a host that cannot catch them checks its values before. A property that
- * raises keeps its value. A thread that the system refuses raises nothing: the `create` of what runs
- * from then on gives NULL, a start 0.
+ * raises keeps its value. A thread that the system refuses raises nothing: the `create` of what
+ * runs from then on gives NULL, a start 0.
  *
  * @section properties Properties
  * `set_props` takes a key and a value as texts. Keys are compared exactly, unknown ones ignored. A
@@ -405,7 +405,8 @@ QUOLSDK_C_API void quolsdk_mixer_set_video_format(quolsdk_handle mixer,
  *  1920x1080, 50 pictures a second, from its creation on. Scenes come from project files; single
  *  items are made through the classes. */
 /** @{ */
-/** Makes a character generator without items, which runs; NULL where there is no thread to be had. */
+/** Makes a character generator without items, which runs; NULL where there is no thread to be had.
+ */
 QUOLSDK_C_API quolsdk_handle quolsdk_character_create(void);
 /** Ends the character generator; its items go with it. */
 QUOLSDK_C_API void quolsdk_character_destroy(quolsdk_handle character);
