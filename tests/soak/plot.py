@@ -61,7 +61,7 @@ def keep(drawing, axes, folder, name, second=None):
     axes.set_xlim(left=0)
     axes.legend(handles, labels, fontsize=8, loc="upper center", ncol=4, frameon=False,
                 bbox_to_anchor=(0.5, -0.18))
-    drawing.savefig(os.path.join(folder, name), bbox_inches="tight")
+    drawing.savefig(os.path.join(folder, name), bbox_inches="tight", metadata={"Software": None})
     plt.close(drawing)
 
 
