@@ -63,6 +63,10 @@ if(QUOLSDK_THORVG STREQUAL "none")
     message(STATUS "Lottie templates: no")
     return()
 endif()
+# ThorVG exports a copy of a function of std::string that nothing can be thrown through. Named first,
+# the language's own library is where the loader finds it: in a host in C memory that runs short
+# within a text would end the process.
+target_link_libraries(quolsdk_lottie INTERFACE stdc++)
 if(QUOLSDK_THORVG STREQUAL "system")
     target_link_libraries(quolsdk_lottie INTERFACE PkgConfig::THORVG)
     message(STATUS "Lottie templates: ThorVG ${THORVG_VERSION} of the system")

@@ -13,6 +13,17 @@ namespace {
 using test::CountingSink;
 using test::refuseInTurn;
 
+// Has none for anything.
+class PoorSink : public LSink {
+public:
+    void pushVideoFrame(AVFrame* /*frame*/) override { throw std::bad_alloc(); }
+    void pushAudioFrame(AVFrame* /*frame*/) override {
+        ++asked;
+        throw std::bad_alloc();
+    }
+    std::atomic<int> asked{0};
+};
+
 class LLiveDeviceMemory : public testing::Test {
 protected:
     LLiveDeviceMemory() {
@@ -105,19 +116,13 @@ TEST_F(LLiveDeviceMemory, ACardsPictureIsLostAndTheNextComes) {
         EXPECT_TRUE(goesOn()) << number;
     }
     EXPECT_GT(refused, 5);
-    // On the driver's, through which nothing may be thrown; what it takes for itself fails too.
-    int thrown = 0;
-    const int met = test::refuseEach(
-        [&] {
-            try {
-                driver.deliver(0, picture, sound);
-            } catch (const std::bad_alloc&) {
-                ++thrown;
-                throw;
-            }
-        },
-        [&] { EXPECT_TRUE(goesOn()); });
-    EXPECT_GT(met, thrown); // the rest was ours
+    // On the driver's, through which nothing may be thrown.
+    PoorSink poor;
+    live.addSink(&poor);
+    EXPECT_NO_THROW(driver.deliver(0, picture, sound));
+    EXPECT_GT(poor.asked, 0);
+    EXPECT_TRUE(goesOn());
+    live.removeSink(&poor);
     live.Stop();
     live.removeSink(&sink);
     EXPECT_TRUE(driver.state().misuses.empty());

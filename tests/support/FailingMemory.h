@@ -54,6 +54,10 @@ inline bool isAllocationToFail() {
     return operator new(size);
 }
 
+[[gnu::noinline]] void* operator new[](std::size_t size, const std::nothrow_t& quiet) noexcept {
+    return operator new(size, quiet);
+}
+
 [[gnu::noinline]] void operator delete[](void* memory) noexcept {
     std::free(memory);
 }
