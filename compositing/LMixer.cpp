@@ -93,6 +93,25 @@ MixerSink* LMixer::exchangeSource(quol::LayerFeed& feed, LObject*& source, LObje
     return feed.sink.get();
 }
 
+// Attaches the new sink of an input, if there is one. Where that cannot be had the input never had
+// that source, so that it can be asked for again. Under `controlMutex` alone.
+void LMixer::attach(quol::LayerFeed& feed, LObject*& source, MixerSink* sink) {
+    if (sink == nullptr) return;
+    try {
+        source->addSink(sink);
+    } catch (...) {
+        const std::lock_guard lock(*layerMutex);
+        takeBack(feed, source);
+        throw;
+    }
+}
+
+// An input whose sink has not been attached loses its source. Under `layerMutex`.
+void LMixer::takeBack(quol::LayerFeed& feed, LObject*& source) {
+    source = nullptr;
+    feed.sink.reset();
+}
+
 LLayerItem* LMixer::addLayer(const std::string& name, LObject* source, int zIndex, float x, float y,
                              int alpha, float width, float height, float cropTop, float cropBottom,
                              float cropLeft, float cropRight, int borderThickness,
@@ -102,6 +121,7 @@ LLayerItem* LMixer::addLayer(const std::string& name, LObject* source, int zInde
     quol::DetachedSinks detached;
     LLayerItem* item = nullptr;
     MixerSink* sink = nullptr;
+    std::string color = borderColor; // takes memory, so before anything is changed
     {
         const std::lock_guard lock(*layerMutex);
         item = &layerOf(name);
@@ -112,14 +132,14 @@ LLayerItem* LMixer::addLayer(const std::string& name, LObject* source, int zInde
         item->cropLeft = cropLeft;
         item->cropRight = cropRight;
         item->borderThickness = borderThickness;
-        item->borderColor = borderColor;
+        item->borderColor = std::move(color);
         item->borderRadius = 0;
         item->audioEnabled = audioEnabled;
         item->audioGain = audioGain;
         ensureRunning();
     }
     detached.release();
-    if (sink != nullptr) shown->addSink(sink);
+    attach(item->state->picture, item->source, sink);
     return item;
 }
 
@@ -143,7 +163,12 @@ LLayerItem* LMixer::addDSK(const std::string& name, LObject* fillSource, LObject
         const std::lock_guard lock(*layerMutex);
         item = &layerOf(name);
         fillSink = exchangeSource(item->state->picture, item->source, fill, detached);
-        keySink = exchangeSource(item->state->key, item->keySource, key, detached);
+        try {
+            keySink = exchangeSource(item->state->key, item->keySource, key, detached);
+        } catch (...) {
+            if (fillSink != nullptr) takeBack(item->state->picture, item->source);
+            throw;
+        }
         place(*item, zIndex, x, y, alpha, width, height);
         item->cropTop = 0.0F;
         item->cropBottom = 0.0F;
@@ -158,8 +183,14 @@ LLayerItem* LMixer::addDSK(const std::string& name, LObject* fillSource, LObject
         ensureRunning();
     }
     detached.release();
-    if (fillSink != nullptr) fill->addSink(fillSink);
-    if (keySink != nullptr) key->addSink(keySink);
+    try {
+        attach(item->state->picture, item->source, fillSink);
+    } catch (...) {
+        const std::lock_guard lock(*layerMutex);
+        if (keySink != nullptr) takeBack(item->state->key, item->keySource);
+        throw;
+    }
+    attach(item->state->key, item->keySource, keySink);
     return item;
 }
 
@@ -201,6 +232,8 @@ void LMixer::cleanupLayerItem(LLayerItem& item, quol::DetachedSinks& detached) {
     quol::LayerState& state = *item.state;
     {
         const std::lock_guard lock(textureMutex);
+        constexpr std::size_t most = 5;
+        deadTextures.reserve(deadTextures.size() + most); // all of them or none
         for (const unsigned int texture : {state.textures.y, state.textures.u, state.textures.v,
                                            state.textures.a, state.textures.key}) {
             if (texture != 0) deadTextures.push_back(texture);

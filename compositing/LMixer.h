@@ -137,6 +137,8 @@ private:
     LLayerItem& layerOf(const std::string& name);
     MixerSink* exchangeSource(quol::LayerFeed& feed, LObject*& source, LObject* newSource,
                               quol::DetachedSinks& detached);
+    void attach(quol::LayerFeed& feed, LObject*& source, MixerSink* sink);
+    static void takeBack(quol::LayerFeed& feed, LObject*& source);
     static void place(LLayerItem& item, int zIndex, float x, float y, int alpha, float width,
                       float height);
     void cleanupLayerItem(LLayerItem& item, quol::DetachedSinks& detached);

@@ -100,20 +100,29 @@ void LMultiview::exchangeSource(const std::string& key, LObject* source,
     {
         const std::lock_guard lock(*cellMutex);
         GridCell& cell = cellOf(key);
-        change(cell);
-        if (cell.source == shown) return;
+        if (cell.source == shown) return change(cell);
         // All that takes memory before anything is changed.
         auto made = shown == nullptr ? nullptr
                                      : std::make_unique<MultiviewSink>(
                                            this, key == quol::programKey, clock.get());
         letGo(cell, detached);
+        change(cell);
         cell.source = shown;
         cell.sink = std::move(made);
         sink = cell.sink.get();
     }
     // The old one first: never are two sources forwarded at a time.
     detached.release();
-    if (sink != nullptr) shown->addSink(sink);
+    if (sink == nullptr) return;
+    try {
+        shown->addSink(sink);
+    } catch (...) { // it never had one, so that it can be asked for again
+        const std::lock_guard lock(*cellMutex);
+        GridCell& cell = *cells.at(key);
+        cell.source = nullptr;
+        cell.sink.reset();
+        throw;
+    }
 }
 
 void LMultiview::setPGMSource(LObject* source) {

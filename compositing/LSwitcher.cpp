@@ -94,7 +94,19 @@ void LSwitcher::applySource(bool toProgram, LObject* source) {
         sink = exchangeSource(toProgram ? scene->program() : scene->preview(), source, detached);
     }
     detached.release();
-    if (sink != nullptr) source->addSink(sink);
+    if (sink == nullptr) return;
+    try {
+        source->addSink(sink);
+    } catch (...) { // it never had one, so that it can be asked for again
+        std::unique_ptr<SwitcherSink> gone;
+        const std::lock_guard lock(*sceneMutex);
+        for (auto& layer : scene->layers) {
+            if (layer->sink.get() != sink) continue;
+            gone = std::move(layer->sink);
+            layer->source = nullptr;
+        }
+        throw;
+    }
 }
 
 void LSwitcher::setProgram(LObject* source) {
@@ -248,19 +260,22 @@ void LSwitcher::flushExtAudio() {
 void LSwitcher::addCG(LCharacter* character) {
     if (character == nullptr) return;
     const std::lock_guard control(controlMutex);
-    SwitcherSink* sink = nullptr;
+    // All that takes memory before anything is changed.
+    std::list<quol::TitleLayer> made(1);
+    quol::TitleLayer& title = made.front();
+    title.character = character;
+    {
+        const std::lock_guard lock(*sceneMutex);
+        title.sink = std::make_unique<SwitcherSink>(scene->sampleRate());
+        title.sink->pullFrom(character);
+    }
+    character->addSink(title.sink.get());
     std::size_t count = 0;
     {
         const std::lock_guard lock(*sceneMutex);
-        auto made = std::make_unique<SwitcherSink>(scene->sampleRate());
-        quol::TitleLayer& title = scene->titles.emplace_back();
-        title.character = character;
-        title.sink = std::move(made);
-        title.sink->pullFrom(character);
-        sink = title.sink.get();
+        scene->titles.splice(scene->titles.end(), made);
         count = scene->titles.size();
     }
-    character->addSink(sink);
     quol::logOut("LSwitcher: CG Layer Added. Total CGs: %zu", count);
 }
 

@@ -141,8 +141,9 @@ void LSwitcher::setStinger(const std::string& path) {
         const std::lock_guard lock(*sceneMutex);
         format = scene->videoFormat;
         if (!stinger) {
-            stinger = std::make_unique<LStinger>();
-            stinger->addSink(stingerSink.get());
+            auto made = std::make_unique<LStinger>();
+            made->addSink(stingerSink.get());
+            stinger = std::move(made);
         }
     }
     stinger->allowLoad();

@@ -1,5 +1,6 @@
 #include "quolsdk/SwitcherPreviewObject.h"
 
+#include "core/HadMemory.h"
 #include "core/Log.h"
 #include "quolsdk/LSwitcher.h"
 
@@ -10,7 +11,12 @@ void SwitcherPreviewObject::addSink(LSink* sink) {
     quol::logOut("[SwitcherPreviewObject] addSink currentPreviewSource=%p",
                  quol::address(followedSource));
     if (sink == nullptr || !followers.insert(sink).second) return;
-    if (followedSource != nullptr) followedSource->addSink(sink);
+    try {
+        if (followedSource != nullptr) followedSource->addSink(sink);
+    } catch (...) {
+        followers.erase(sink); // whoever is told that it failed may end the sink
+        throw;
+    }
 }
 
 void SwitcherPreviewObject::removeSink(LSink* sink) {
@@ -30,7 +36,8 @@ bool SwitcherPreviewObject::isWatched() {
 }
 
 // The followers move to the source that is on preview now. Once this has returned, none of them is
-// attached to another. `told`: with a line for each.
+// attached to another; one that there was no memory for waits for the next. `told`: with a line for
+// each.
 void SwitcherPreviewObject::followSource(bool told) {
     const std::lock_guard lock(followMutex);
     LObject* const newSource = parent.getCurrentPreviewSource();
@@ -44,6 +51,6 @@ void SwitcherPreviewObject::followSource(bool told) {
     for (LSink* const sink : followers) {
         if (told) quol::logOut("[LSwitcher::setPreview]   - sink=%p", quol::address(sink));
         if (oldSource != nullptr) oldSource->removeSink(sink);
-        if (newSource != nullptr) newSource->addSink(sink);
+        if (newSource != nullptr) quol::hadMemory([&] { newSource->addSink(sink); });
     }
 }

@@ -189,12 +189,17 @@ void Actions::endReplay() {
 // A server that does not answer holds up whoever waits for it; the show goes on meanwhile.
 std::string Actions::performLive(const Cue& cue) {
     if (files_.server.empty()) return "not live: there is no server to go live to";
-    if (goingLive_.valid()) goingLive_.wait();
+    const bool isPending = goingLive_.valid() && goingLive_.wait_for(std::chrono::seconds(0)) !=
+                                                     std::future_status::ready;
+    if (cue.on && isPending) return "not live yet: the server has not answered";
     if (cue.on) {
         goingLive_ = std::async(std::launch::async, [this] { return graph_.stream.Start(); });
-    } else {
-        graph_.stream.Stop();
+        return "";
     }
+    graph_.stream.Stop(); // gives up what has not begun yet, too
+    if (!isPending) return "";
+    goingLive_.wait();
+    graph_.stream.Stop(); // should it have begun at that moment
     return "";
 }
 

@@ -106,6 +106,7 @@ void SceneRenderer::drawRect(const std::vector<std::unique_ptr<LCGItem>>& items,
                              const PixelRect& rect) {
     const auto clip = [&] {
         cairo_save(cr_.get());
+        cairo_reset_clip(cr_.get()); // of a picture that was left in the middle
         cairo_new_path(cr_.get());
         cairo_rectangle(cr_.get(), rect.left, rect.top, rect.width(), rect.height());
         cairo_clip(cr_.get());

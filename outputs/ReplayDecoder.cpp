@@ -54,8 +54,8 @@ FramePtr ReplayDecoder::picture(const std::shared_ptr<ReplayReader>& reader,
         latestReader_ = reader;
         latestPiece_ = piece;
         latestSize_ = size;
-        if (reader && open()) latest_ = decode(*reader, piece);
-        if (latest_) latest_ = convert(*latest_, size);
+        const FramePtr decoded = reader && open() ? decode(*reader, piece) : nullptr;
+        if (decoded) latest_ = convert(*decoded, size);
     }
     return cloneFrame(latest_.get());
 }

@@ -24,7 +24,7 @@ make_logo
 make_template_font
 
 options=()
-start_display || echo "== no monitor wall: there is neither a display nor Xvfb"
+start_display || echo "== no monitor wall: there is no display to draw it on"
 if start_rtmp_server; then
     options+=(--live "$server_url/show")
 else
@@ -40,7 +40,10 @@ result=0
 "$root/build/bin/show" --titles "$root/examples/titles.xml" \
     --opening "$root/examples/opening.json" --stinger stinger.mov "${options[@]}" \
     "$script" "${camera1:-clip.mov}" "${camera2:-second.mp4}" 2>&1 |
-    tee show.log | grep --line-buffered -Ev '^(\[L|\[quolsdk\]|L[A-Z])' || result=$?
+    (
+        trap '' INT # a Ctrl-C is for the show, which then finishes its recording and tells of it
+        tee show.log | grep --line-buffered -Ev '^(\[L|\[quolsdk\]|L[A-Z])'
+    ) || result=$?
 if [ "$result" -ne 0 ]; then
     echo "== the show was not whole; all that was said: build/demo/show.log"
     exit "$result"

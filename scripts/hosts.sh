@@ -106,6 +106,7 @@ send_and_receive() {
     rm -f "$out/received.mp4" "$out/received.png"
     "$bin/output_host" 6 "$main_clip" "$stream" >"$out/sender.log" 2>&1 &
     sender=$!
+    servers+=("$sender")
     "$bin/live_host" 30 "$out/received.mp4" "$stream" || received=$? # until the sender goes
     finish "$sender" "$out/sender.log"
     [ "$received" -eq 0 ]
@@ -122,6 +123,7 @@ go_live() {
     rm -f "$out/live.mp4" "$out/played.mp4" "$out/played.png"
     "$bin/streamplay_host" 10 "$out/played.mp4" "$server_url/demo" >"$out/player.log" 2>&1 &
     player=$!
+    servers+=("$player")
     "$bin/stream_host" 8 "$main_clip" "$out/live.mp4" "$server_url" demo
     finish "$player" "$out/player.log"
     sheet played

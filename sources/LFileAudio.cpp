@@ -129,6 +129,7 @@ bool LFile::DecodeLoop::prepareAudioGraph(const std::string& chain) {
     if (same && (audioGraph.takes(*decoded) || audioChainFailed)) return audioGraph.takes(*decoded);
     audioChain = chain;
     audioChainTried = true;
+    audioChainFailed = false;
     audioChainFailed = !audioGraph.buildAudio(*decoded, chain);
     if (audioChainFailed) quol::logError("LFile: Audio filter init FAILED for: %s", chain.c_str());
     return !audioChainFailed;

@@ -67,9 +67,10 @@ void LFile::DecodeLoop::run() {
     quol::hadMemory([this] { drainGraph(); });
 }
 
-// Where memory is short what was in the making is lost. The rest comes in its time: a file must not
-// race to its end because nothing of it can be shown.
+// Where memory is short what was in the making is lost. The rest comes after a while: a file must
+// not race to its end because nothing of it can be shown.
 void LFile::DecodeLoop::dropAtHand() {
+    draining = false;
     av_packet_unref(packet.get());
     for (AVFrame* frame : {decoded.get(), filtered.get(), audioFiltered.get()})
         av_frame_unref(frame);

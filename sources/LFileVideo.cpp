@@ -128,6 +128,7 @@ bool LFile::DecodeLoop::prepareGraph(AVFrame& frame, const std::string& chain) {
     const AVRational aspect =
         av_guess_sample_aspect_ratio(media.formatContext.get(), stream, &frame);
     videoChain = chain;
+    videoChainFailed = false;
     graphQuality = quality;
     const bool built = videoGraph.buildVideo(
         {frame.width, frame.height, frame.format, videoTimeBase, aspect}, chain, quality);

@@ -150,7 +150,12 @@ std::shared_ptr<NdiReceiver> NdiReceiver::create(std::shared_ptr<NdiLibrary> lib
     settings.p_ndi_recv_name = "LLive Receiver";
     const ndi::Handle handle = (*library)->recv_create_v3(&settings);
     if (handle == nullptr) return nullptr;
-    return std::make_shared<NdiReceiver>(std::move(library), handle);
+    try {
+        return std::make_shared<NdiReceiver>(library, handle);
+    } catch (const std::bad_alloc&) {
+        (*library)->recv_destroy(handle);
+        return nullptr;
+    }
 }
 
 NdiReceiver::NdiReceiver(std::shared_ptr<NdiLibrary> library, ndi::Handle handle)

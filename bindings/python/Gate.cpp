@@ -14,16 +14,21 @@ constexpr auto patienceForCalls = std::chrono::seconds(10);
 constexpr auto patienceForReturns = std::chrono::seconds(1);
 
 std::atomic<bool> closed{false};
+std::atomic<bool> over{false}; // for callbacks, too
 std::atomic<int> calls{0};     // in progress without the interpreter lock, or on their way back
 std::atomic<int> callbacks{0}; // in progress
 std::atomic<std::thread::id> closer;
 const pid_t owner = getpid();
 
+thread_local int callbackDepth = 0; // of any kind
 thread_local int pushDepth = 0;
 thread_local int editDepth = 0;
+thread_local bool isOfTheModule = false;
 
+// A callback's own calls return, or the source that it holds up could never be stopped.
 bool mayNotReturn() {
-    return closed && closer.load() != std::this_thread::get_id();
+    if (!closed || isOfTheModule || closer.load() == std::this_thread::get_id()) return false;
+    return callbackDepth == 0 || over;
 }
 
 [[noreturn]] void sleepForever() {
@@ -77,6 +82,7 @@ Callback::Callback(CallbackKind kind) : kind(kind) {
     open = !closed && isOwnProcess();
     if (!open) return;
     state = PyGILState_Ensure();
+    ++callbackDepth;
     if (kind == CallbackKind::push) ++pushDepth;
     if (kind == CallbackKind::edit) ++editDepth;
 }
@@ -85,6 +91,7 @@ Callback::~Callback() {
     if (open) {
         if (kind == CallbackKind::push) --pushDepth;
         if (kind == CallbackKind::edit) --editDepth;
+        --callbackDepth;
         PyGILState_Release(state);
     }
     --callbacks;
@@ -104,15 +111,20 @@ void closeGate() {
     closer = std::this_thread::get_id();
     closed = true;
     PyThreadState* state = PyEval_SaveThread();
-    // Those inside a callback need the interpreter lock to leave it. Those in a call need nothing:
-    // they fall asleep at its end, unless they are just about to take the lock.
+    // Those inside a callback need the interpreter lock to leave it, and their calls to return.
+    // Those in a call of Python's own need nothing: they fall asleep at its end, unless they are
+    // just about to take the lock.
     waitUntil(patienceForCalls, [] { return callbacks == 0; });
     waitUntil(patienceForReturns, [] { return calls == 0; });
     PyEval_RestoreThread(state);
 }
 
-bool isGateClosed() {
-    return closed;
+void endCallbacks() {
+    over = true;
+}
+
+void neverRest() {
+    isOfTheModule = true;
 }
 
 void restIfClosed() {

@@ -76,11 +76,16 @@ void reportUnraisable(py::error_already_set& error, const char* where);
 // From now on no callback begins, and threads of Python other than this one do not come back from
 // their calls. The interpreter lock is held. Calls in progress have a moment to come back.
 void closeGate();
-bool isGateClosed();
+
+// From now on calls made inside a callback do not come back either: the interpreter goes.
+void endCallbacks();
 
 // Sleeps for good where the gate is closed and the calling thread is not the one that closed it.
 // Not to be called with the interpreter lock, which would never come back.
 void restIfClosed();
+
+// The calling thread is the module's own, which the end waits for: it never rests.
+void neverRest();
 
 // Waits until no call is in progress, ten seconds at most. False when there still is one.
 bool waitForCalls();

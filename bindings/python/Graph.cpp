@@ -95,6 +95,7 @@ void destroy(void* key) {
 }
 
 void Reaper::run() {
+    neverRest();
     std::unique_lock lock(mutex);
     for (;;) {
         filled.wait(lock, [this] { return ending || !keys.empty(); });
@@ -187,6 +188,7 @@ void closeGraph() {
     const Unlocked unlocked;
     graph().reaper.finish();
     takeApart();
+    endCallbacks();
 }
 
 void endGraph() {

@@ -80,6 +80,9 @@ bool editLayer(LMixer& mixer, const std::string& name, const py::function& edit)
                 edit(layer);
             } catch (py::error_already_set& error) {
                 raised.emplace(error);
+            } catch (...) {
+                layer->end();
+                throw;
             }
             layer->end();
         });

@@ -12,7 +12,7 @@ import textwrap
 import quolsdk
 
 HEADER = '''"""{doc}"""
-# Written by make_stub.py from the signatures of the module.
+# Written by make_stub.py from the signatures of the module, in the words of pybind11 {pybind11}.
 
 import os
 from typing import Callable, Optional, Tuple, overload
@@ -103,7 +103,8 @@ def klass(name, thing, indent):
 
 def main():
     module = quolsdk._quolsdk
-    parts = [HEADER.format(doc=inspect.cleandoc(module.__doc__))]
+    parts = [HEADER.format(doc=inspect.cleandoc(module.__doc__),
+                           pybind11=quolsdk._quolsdk._pybind11)]
     for name, member in vars(module).items():
         if name.startswith("_"):
             continue

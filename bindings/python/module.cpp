@@ -52,6 +52,8 @@ PYBIND11_MODULE(_quolsdk, module) {
 
     module.def("get_version", &quolsdk_get_version, "The library's version.");
     module.attr("__version__") = quolsdk_get_version();
+    module.attr("_pybind11") = PYBIND11_TOSTRING(PYBIND11_VERSION_MAJOR) "." PYBIND11_TOSTRING(
+        PYBIND11_VERSION_MINOR); // whose wording the signatures have
     module.attr("__name__") = "quolsdk._quolsdk";
 
     // Sinks leave their sources and recordings are finished while Python still runs; what is never

@@ -1,5 +1,5 @@
 """Live video production: sources, mixers, titles and sinks."""
-# Written by make_stub.py from the signatures of the module.
+# Written by make_stub.py from the signatures of the module, in the words of pybind11 2.10.
 
 import os
 from typing import Callable, Optional, Tuple, overload

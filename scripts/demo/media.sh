@@ -42,5 +42,5 @@ make_template_font() {
 }
 
 plays_lottie() {
-    ldd "$root/build/lib/libquolsdk.so" 2>/dev/null | grep -q thorvg
+    [[ $(ldd "$root/build/lib/libquolsdk.so" 2>/dev/null) == *thorvg* ]]
 }

@@ -17,6 +17,7 @@ start_display() {
     local number=
     [ -z "${DISPLAY:-}" ] || return 0
     command -v Xvfb >/dev/null || return 1
+    : >"$out/display" # of an earlier one
     Xvfb -displayfd 1 -screen 0 1600x900x24 -nolisten tcp -noreset \
         >"$out/display" 2>"$out/xvfb.log" &
     servers+=($!)

@@ -100,7 +100,7 @@ TEST(SinkThatBlocks, HoldsItsSourceUpAndNothingElse) {
         BlockingSink blocking;
         object->addSink(&blocking);
         source.start(*object);
-        ASSERT_TRUE(test::waitUntil([&] { return blocking.pushes == 1; }));
+        EXPECT_TRUE(test::waitUntil([&] { return blocking.pushes == 1; }));
         int status = -1;
         object->statusGet(status);
         EXPECT_GE(status, 0);

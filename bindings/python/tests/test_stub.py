@@ -5,6 +5,7 @@ import inspect
 import subprocess
 import sys
 
+import pytest
 import quolsdk
 
 
@@ -45,7 +46,10 @@ def test_every_bound_name_is_hinted(source_folder):
 def test_the_hints_are_as_the_generator_writes_them(source_folder):
     made = subprocess.run([sys.executable, source_folder / "make_stub.py"], capture_output=True,
                           text=True, check=True).stdout
-    assert made == (source_folder / "quolsdk.pyi").read_text(encoding="utf-8")
+    written = (source_folder / "quolsdk.pyi").read_text(encoding="utf-8")
+    if f"in the words of pybind11 {quolsdk._quolsdk._pybind11}." not in written:
+        pytest.skip("made with another pybind11, which words signatures in another way")
+    assert made == written
 
 
 def test_no_signature_shows_a_type_of_cpp():
