@@ -109,7 +109,7 @@ class Side:
 def measure(work, rounds):
     """All of a work's figures; None when the library's own program fails."""
     progress(f"-- {work.title}")
-    library = Side(work.library)
+    library = Side(work.ours)
     peers = [Side(peer) for peer in work.peers]
     for turn in range(rounds):
         progress(f"   round {turn + 1} of {rounds}")

@@ -13,7 +13,7 @@ from media import HEIGHT, JPEG_SIZE, RATE, WIDTH
 class Work:
     key: str
     title: str
-    library: Benchmark
+    ours: Benchmark
     peers: list
     unit: str = "picture"
     # Figures that the library's own program takes in the same process: name and what it calls them.

@@ -26,17 +26,17 @@ videoFormatProps programmeFormat() {
     return {0, 1280, 720, programmeRate, 1};
 }
 
+std::vector<LObject*> Studio::watched() {
+    return {&signal,    &camera, &vtpIn, &player, &titles, &board,
+            &animation, &mixer,  &wall,  &sound,  &replay};
+}
+
 Studio::Studio(Desk& desk, test::RtmpServer* server, test::XServer* screen)
     : desk(desk), server(server), screen(screen) {
     picturesUpsideDown.setProps("vflip", "");
     for (LFile& file : players)
         file.addSink(&lamp);
-    for (LObject* const object : {static_cast<LObject*>(&signal), static_cast<LObject*>(&camera),
-                                  static_cast<LObject*>(&vtpIn), static_cast<LObject*>(&player),
-                                  static_cast<LObject*>(&titles), static_cast<LObject*>(&board),
-                                  static_cast<LObject*>(&animation), static_cast<LObject*>(&mixer),
-                                  static_cast<LObject*>(&wall), static_cast<LObject*>(&sound),
-                                  static_cast<LObject*>(&replay)})
+    for (LObject* const object : watched())
         object->addSink(&lamp);
 
     signal.setVideoFormat(programmeFormat());
@@ -117,12 +117,7 @@ Studio::~Studio() {
         file.stop();
         file.removeSink(&lamp);
     }
-    for (LObject* const object : {static_cast<LObject*>(&signal), static_cast<LObject*>(&camera),
-                                  static_cast<LObject*>(&vtpIn), static_cast<LObject*>(&player),
-                                  static_cast<LObject*>(&titles), static_cast<LObject*>(&board),
-                                  static_cast<LObject*>(&animation), static_cast<LObject*>(&mixer),
-                                  static_cast<LObject*>(&wall), static_cast<LObject*>(&sound),
-                                  static_cast<LObject*>(&replay)})
+    for (LObject* const object : watched())
         object->removeSink(&lamp);
 }
 

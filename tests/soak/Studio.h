@@ -112,6 +112,7 @@ struct Studio {
     bool streaming = false;
 
 private:
+    std::vector<LObject*> watched(); // whatever feeds the lamp, but the file players
     void openViews();
     void setPictureFormat(const videoFormatProps& format);
     void emptyPools();
