@@ -12,7 +12,10 @@ namespace quol {
 struct LiveHub {
     explicit LiveHub(LiveOutlets where) : outlets(std::move(where)) {}
 
-    void processVideoFrame(AVFrame* frame) { pictures.processVideoFrame(frame); }
+    void processVideoFrame(AVFrame* frame,
+                           LivePictures::Contents contents = LivePictures::Contents::moving) {
+        pictures.processVideoFrame(frame, contents);
+    }
     void processAudioFrame(AVFrame* frame) { sound.processAudioFrame(frame); }
 
     LiveSettings settings;

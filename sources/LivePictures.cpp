@@ -1,5 +1,7 @@
 #include "sources/LivePictures.h"
 
+#include <utility>
+
 #include "core/ModeTables.h"
 #include "quolsdk/LFilter.h"
 #include "sources/LiveFormats.h"
@@ -7,7 +9,7 @@
 
 namespace quol {
 
-void LivePictures::processVideoFrame(AVFrame* frame) {
+void LivePictures::processVideoFrame(AVFrame* frame, Contents contents) {
     if (frame == nullptr) return;
     if (frame->pts == AV_NOPTS_VALUE) {
         const double seconds = static_cast<double>(state_.sinceStart()) / 1e9;
@@ -18,19 +20,19 @@ void LivePictures::processVideoFrame(AVFrame* frame) {
     if (!filterText(text)) {
         graph_.reset();
         graphText_.clear();
-        processVideoFrameInternal(*frame);
+        processVideoFrameInternal(*frame, contents);
         return;
     }
     build_filters(*frame, text);
     if (!graph_) {
-        processVideoFrameInternal(*frame);
+        processVideoFrameInternal(*frame, contents);
         return;
     }
     if (!filtered_) filtered_ = makeFrame();
     if (!filtered_ || !graph_.send(frame)) return;
     while (graph_.receive(*filtered_)) {
         filtered_->time_base = graph_.timeBase();
-        processVideoFrameInternal(*filtered_);
+        processVideoFrameInternal(*filtered_, Contents::moving);
         av_frame_unref(filtered_.get());
     }
 }
@@ -58,14 +60,14 @@ void LivePictures::build_filters(const AVFrame& frame, const std::string& text) 
     graph_.buildVideo({frame.width, frame.height, frame.format, timeBase, aspect}, text, 0);
 }
 
-void LivePictures::processVideoFrameInternal(AVFrame& frame) {
+void LivePictures::processVideoFrameInternal(AVFrame& frame, Contents contents) {
     const videoFormatProps wanted = settings_.videoFormat();
     const AVPixelFormat format = liveTargetFormat(wanted.pixelFormat, frame.format);
     if (settings_.timecode) stampTimecode(frame);
     if (settings_.gpu) {
-        distributeScaled(frame, frame.width, frame.height, format);
+        distributeScaled(frame, frame.width, frame.height, format, contents);
     } else if (wanted.mode != modeNative && wanted.width > 0 && wanted.height > 0) {
-        distributeScaled(frame, wanted.width, wanted.height, format);
+        distributeScaled(frame, wanted.width, wanted.height, format, contents);
     } else {
         outlets_.picture(&frame);
     }
@@ -84,17 +86,33 @@ void LivePictures::stampTimecode(AVFrame& frame) {
 }
 
 // The picture itself where it fits, or where it cannot be converted.
-void LivePictures::distributeScaled(AVFrame& frame, int width, int height, AVPixelFormat format) {
+void LivePictures::distributeScaled(AVFrame& frame, int width, int height, AVPixelFormat format,
+                                    Contents contents) {
     const bool fits = frame.width == width && frame.height == height && frame.format == format;
-    const FramePtr scaled = fits ? nullptr : pool_.get(width, height, format);
-    if (!scaled || !scaler_.scale(frame, *scaled, SWS_BILINEAR)) {
+    const FramePtr picture = fits ? nullptr : scaled(frame, width, height, format, contents);
+    if (!picture) {
         outlets_.picture(&frame);
         return;
     }
-    scaled->pts = frame.pts;
-    scaled->time_base = frame.time_base;
-    av_dict_copy(&scaled->metadata, frame.metadata, 0);
-    outlets_.picture(scaled.get());
+    picture->pts = frame.pts;
+    picture->time_base = frame.time_base;
+    av_dict_copy(&picture->metadata, frame.metadata, 0);
+    outlets_.picture(picture.get());
+}
+
+// Null where it cannot be converted.
+FramePtr LivePictures::scaled(AVFrame& frame, int width, int height, AVPixelFormat format,
+                              Contents contents) {
+    if (contents == Contents::sameAsEver) {
+        // Its time is what tells one picture from the next there.
+        const std::int64_t time = std::exchange(frame.pts, 0);
+        const AVFrame* const kept = still_.get(frame, width, height, format);
+        frame.pts = time;
+        return kept != nullptr ? cloneFrame(kept) : nullptr;
+    }
+    FramePtr picture = pool_.get(width, height, format);
+    if (picture && !scaler_.scale(frame, *picture, SWS_BILINEAR)) picture.reset();
+    return picture;
 }
 
 void LivePictures::reset() {
@@ -103,6 +121,7 @@ void LivePictures::reset() {
     graphText_.clear();
     scaler_ = Scaler();
     pool_.clear();
+    still_.clear();
 }
 
 } // namespace quol

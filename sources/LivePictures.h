@@ -5,6 +5,7 @@
 
 #include "core/FilterGraph.h"
 #include "core/PicturePool.h"
+#include "core/ScaledPicture.h"
 #include "core/Scaler.h"
 #include "sources/LiveState.h"
 
@@ -18,8 +19,10 @@ public:
         : settings_(settings), state_(state), outlets_(outlets) {}
 
     // Takes one picture; null is ignored. The frame stays the caller's, its time stamp and metadata
-    // may be filled in.
-    void processVideoFrame(AVFrame* frame);
+    // may be filled in. Of `sameAsEver` memory nobody ever writes to it again: such a picture is
+    // converted once.
+    enum class Contents { moving, sameAsEver };
+    void processVideoFrame(AVFrame* frame, Contents contents = Contents::moving);
 
     // The end of a run: gives filters, scaler and kept memory back.
     void reset();
@@ -35,9 +38,11 @@ private:
 
     bool filterText(std::string& text) const;
     void build_filters(const AVFrame& frame, const std::string& text);
-    void processVideoFrameInternal(AVFrame& frame);
+    void processVideoFrameInternal(AVFrame& frame, Contents contents);
     void stampTimecode(AVFrame& frame);
-    void distributeScaled(AVFrame& frame, int width, int height, AVPixelFormat format);
+    void distributeScaled(AVFrame& frame, int width, int height, AVPixelFormat format,
+                          Contents contents);
+    FramePtr scaled(AVFrame& frame, int width, int height, AVPixelFormat format, Contents contents);
 
     const LiveSettings& settings_;
     LiveState& state_;
@@ -48,6 +53,7 @@ private:
     Form graphForm_;        // of the pictures it was built for, or failed to be
     Scaler scaler_;
     PicturePool pool_;
+    ScaledPicture still_;
 };
 
 } // namespace quol

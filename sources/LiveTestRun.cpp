@@ -21,7 +21,7 @@ void LiveTestRun::run() {
         hadMemory([&] {
             if (!picture) picture = drawTestPicture();
             const FramePtr frame = cloneFrame(picture.get());
-            hub_.processVideoFrame(frame.get());
+            hub_.processVideoFrame(frame.get(), LivePictures::Contents::sameAsEver);
         });
         hadMemory([&] {
             const FramePtr sound = tone.next();

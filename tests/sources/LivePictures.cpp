@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <ctime>
 #include <limits>
 #include <vector>
@@ -327,6 +328,40 @@ TEST_F(LivePicturesTest, AScaledPictureCarriesTheTimecodeToo) {
     want(0, 32, 16);
     const quol::FramePtr frame = uyvy();
     EXPECT_EQ(timecodeOf(*through(frame.get()).at(0)), "05:06:07:08");
+}
+
+// The test signal stands still: an input that shows nothing else must not cost a conversion each
+// picture.
+TEST_F(LivePicturesTest, APictureThatStaysTheSameIsConvertedOnce) {
+    using Contents = quol::LivePictures::Contents;
+    settings.timecode = true;
+    settings.timecodeSource = 1;
+    want(0, 32, 16);
+    const quol::FramePtr frame = uyvy();
+    const auto push = [&](std::int64_t pts, const char* code, Contents contents) {
+        state.timecode = std::string(code);
+        const quol::FramePtr picture = quol::cloneFrame(frame.get());
+        picture->pts = pts;
+        pictures.processVideoFrame(picture.get(), contents);
+        EXPECT_EQ(picture->pts, pts);
+    };
+    push(40, "05:06:07:08", Contents::sameAsEver);
+    push(80, "05:06:07:09", Contents::sameAsEver);
+    push(120, "05:06:07:10", Contents::moving);
+    want(0, 48, 16);
+    push(160, "05:06:07:11", Contents::sameAsEver);
+    ASSERT_EQ(seen.size(), 4u);
+    EXPECT_EQ(seen[0]->data[0], seen[1]->data[0]);
+    EXPECT_NE(seen[1]->data[0], seen[2]->data[0]);
+    EXPECT_EQ(seen[0]->pts, 40);
+    EXPECT_EQ(seen[1]->pts, 80);
+    EXPECT_EQ(timecodeOf(*seen[0]), "05:06:07:08");
+    EXPECT_EQ(timecodeOf(*seen[1]), "05:06:07:09");
+    EXPECT_EQ(seen[3]->width, 48);
+    for (int row = 0; row < 16; ++row)
+        EXPECT_EQ(std::memcmp(seen[1]->data[0] + row * seen[1]->linesize[0],
+                              seen[2]->data[0] + row * seen[2]->linesize[0], 32),
+                  0);
 }
 
 TEST(LiveTimecode, RunsOnBehindTwentyFourHours) {
