@@ -15,7 +15,6 @@ namespace {
 
 constexpr std::int64_t bitsPerKilobit = 1000;
 constexpr std::size_t longestTimecode = 31;
-constexpr auto noTimecode = "00:00:00:00"; // what a source without one answers
 
 } // namespace
 
@@ -66,7 +65,7 @@ std::string LRecorder::startTimecode(LObject* from, double fps) const {
     quol::Timecode clock = quol::wallClockTimecode(fps);
     if (job.timecodeSource == ofSource) {
         std::string text = from != nullptr ? from->getTimeCode() : std::string{};
-        if (!text.empty() && text != noTimecode) return text;
+        if (!text.empty() && text != quol::noTimecode) return text;
         clock.frames = 0;
         return quol::formatTimecode(clock);
     }

@@ -156,7 +156,7 @@ std::string LReader::getScanType() const {
 }
 
 std::string LReader::getInTC() const {
-    return textOr(formatContext->timecode(videoStreamIndex), "00:00:00:00");
+    return textOr(formatContext->timecode(videoStreamIndex), quol::noTimecode);
 }
 
 std::string LReader::getOutTC() const {
