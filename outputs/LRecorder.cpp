@@ -1,13 +1,12 @@
 // The recorder's operations on host threads and on the source's thread.
 #include "quolsdk/LRecorder.h"
 
-#include <sys/stat.h>
-
 #include <exception>
 
 #include "core/Clock.h"
 #include "core/Log.h"
 #include "core/ModeTables.h"
+#include "core/PlainFile.h"
 #include "core/Props.h"
 #include "outputs/DiskReserve.h"
 #include "outputs/EncoderPictures.h"
@@ -190,8 +189,7 @@ void LRecorder::getStats(Stats& stats) {
         const std::lock_guard lock(settingsMutex);
         stats.filePath = recording ? recordedPath : settings.filePath;
     }
-    struct stat status {};
-    stats.fileSize = stat(stats.filePath.c_str(), &status) == 0 ? status.st_size : 0;
+    stats.fileSize = quol::fileSize(stats.filePath);
 }
 
 std::vector<std::string> LRecorder::getAvailableContainers() {
