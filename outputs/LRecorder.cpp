@@ -127,22 +127,24 @@ bool LRecorder::Record() {
     queue->restart();
     secondsRecorded = 0.0;
     lastVideoPts = -1;
-    LObject* from = source;
-    if (!initFFmpeg(from)) {
-        recording = false;
-        return false;
+    bool begun = false;
+    try {
+        LObject* from = source;
+        begun = initFFmpeg(from) && startThread(from);
+    } catch (const std::exception& error) { // no thread to be had, or no memory
+        quol::logError("LRecorder: Could not start: %s", error.what());
+        stopLocked();
     }
+    if (!begun) recording = false;
+    return begun;
+}
+
+bool LRecorder::startThread(LObject* from) {
     startClock();
     flush(); // what came while the encoders opened belongs to no time of the file
+    if (from != nullptr) from->addSink(this);
     attachedTo = from;
-    if (attachedTo != nullptr) attachedTo->addSink(this);
-    try {
-        thread = std::thread(&LRecorder::encodeLoop, this);
-    } catch (const std::exception& error) { // no thread, or no memory for one
-        quol::logError("LRecorder: No thread: %s", error.what());
-        stopLocked();
-        return false;
-    }
+    thread = std::thread(&LRecorder::encodeLoop, this);
     return true;
 }
 
