@@ -57,7 +57,8 @@ bool LFile::DecodeLoop::heldTooLong() const {
     const std::int64_t first = heldSound.front().packet->dts;
     const std::int64_t last = heldSound.back().packet->dts;
     if (first == AV_NOPTS_VALUE || last == AV_NOPTS_VALUE) return heldSound.size() > 200;
-    return static_cast<double>(last - first) * av_q2d(audioTimeBase) > longest;
+    const double held = static_cast<double>(last) - static_cast<double>(first);
+    return held * av_q2d(audioTimeBase) > longest;
 }
 
 // The last sound that the decoder and the filters keep.

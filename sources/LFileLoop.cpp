@@ -160,7 +160,7 @@ bool LFile::DecodeLoop::seekInFile(std::int64_t target) {
     if (!moveTo(target)) return false;
     if (pacedBySound) return true;
     const auto start = static_cast<std::int64_t>(mediaStart * AV_TIME_BASE);
-    const std::int64_t end = input->duration > 0 ? start + input->duration : INT64_MAX;
+    const std::int64_t end = input->duration > 0 ? av_sat_add64(start, input->duration) : INT64_MAX;
     const std::int64_t latest = std::min(target, end);
     // Some count in times of decoding, which lie before those of showing.
     const std::int64_t earliest = start - AV_TIME_BASE;
