@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "core/ClipInput.h"
 #include "core/Clock.h"
 #include "core/HadMemory.h"
 #include "core/PauseTimer.h"
@@ -232,7 +233,7 @@ void LFile::DecodeLoop::startAgain() {
 // Opened afresh they read from the start. False for an image sequence, whose seeks can be relied
 // on, and for a file that has gone meanwhile, which is at its end.
 bool LFile::DecodeLoop::reopen() {
-    if (path.empty() || path.find('%') != std::string::npos) return false;
+    if (path.empty() || quol::isImageSequence(path)) return false;
     if (!media.formatContext.open(path) || !media.formatContext.findStreamInfo()) return false;
     media.discardUnused();
     return true;
