@@ -13,7 +13,6 @@
 
 namespace {
 
-constexpr std::int64_t bitsPerKilobit = 1000;
 constexpr std::size_t longestTimecode = 31;
 
 } // namespace
@@ -44,7 +43,7 @@ bool LRecorder::initVideo(LObject* from, quol::Dictionary& options) {
         options.set(key.c_str(), value.c_str());
     if (job.timecode && options.find("timecode") == nullptr) setTimecode(from, format.fps, options);
     const quol::VideoEncoding encoding{format.width, format.height, quol::rationalRate(format.fps),
-                                       job.videoBitrate * bitsPerKilobit};
+                                       job.videoBitrate * quol::bitsPerKilobit};
     if (!session->openVideo(*codec, encoding, options)) {
         quol::logError("LRecorder: Could not open video codec");
         return false;
