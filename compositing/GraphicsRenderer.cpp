@@ -6,6 +6,7 @@
 
 #include "compositing/LayerRenderer.h"
 #include "compositing/MixerShaders.h"
+#include "core/FrameRows.h"
 #include "core/Log.h"
 #include "core/PicturePool.h"
 #include "core/Scaler.h"
@@ -194,23 +195,11 @@ private:
         }
         const int stride = frame.linesize[plane];
         const std::uint8_t* samples = frame.data[plane];
-        if (stride < width) samples = straightened(frame, plane, width, height);
+        // It stands upside down in memory.
+        if (stride < width) samples = straightRows(samples, stride, width, height, rows_);
         gl.PixelStorei(GL_UNPACK_ROW_LENGTH, stride < width ? width : stride);
         gl.TexImage2D(GL_TEXTURE_2D, 0, GL_LUMINANCE, width, height, 0, GL_LUMINANCE,
                       GL_UNSIGNED_BYTE, samples);
-    }
-
-    // The rows of a picture that stands upside down in memory, in their order.
-    const std::uint8_t* straightened(const AVFrame& frame, int plane, int width, int height) {
-        const auto length = static_cast<std::size_t>(width);
-        rows_.resize(length * static_cast<std::size_t>(height));
-        for (int row = 0; row < height; ++row) {
-            std::memcpy(
-                rows_.data() + length * static_cast<std::size_t>(row),
-                frame.data[plane] + static_cast<std::ptrdiff_t>(row) * frame.linesize[plane],
-                length);
-        }
-        return rows_.data();
     }
 
     void setUniforms(const LayerLook& look, const PictureSize& target, const AVFrame& picture,

@@ -6,6 +6,7 @@
 
 #include "compositing/AxisFilter.h"
 #include "compositing/LabelAtlas.h"
+#include "compositing/PictureLimits.h"
 #include "compositing/TileInk.h"
 #include "compositing/TileTextures.h"
 #include "compositing/Wall.h"
@@ -89,7 +90,7 @@ public:
     }
 
     FramePtr render(const Wall& wall) override {
-        if (!canBeMade(wall)) return nullptr;
+        if (!canBeMade(wall.width, wall.height)) return nullptr;
         dropTilesThatAreGone(wall);
         fitFramebuffers(wall);
         if (!isComplete_) return fallback(wall);

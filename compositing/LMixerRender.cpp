@@ -222,14 +222,16 @@ quol::FramePtr LMixer::mixAudio(quol::MixerTick& tick) {
 
 // To the consumer that pulls, who then hands it to the sinks; without one to the sinks.
 void LMixer::handOnPicture(quol::FramePtr picture) {
-    if (pullConsumers <= 0) {
-        distributeVideoFrame(picture.get());
-        return;
+    {
+        const std::lock_guard lock(pullMutex);
+        if (pullConsumers > 0) {
+            pendingFrame.swap(picture); // one that nobody took goes
+            request = false;
+            done.notify_all();
+            return;
+        }
     }
-    const std::lock_guard lock(pullMutex);
-    pendingFrame.swap(picture); // one that nobody took goes
-    request = false;
-    done.notify_all();
+    distributeVideoFrame(picture.get());
 }
 
 void LMixer::handOnSound(AVFrame& sound) {

@@ -1,5 +1,6 @@
 // The switcher's pictures, tick by tick, and their way out.
 #include <algorithm>
+#include <chrono>
 #include <exception>
 #include <utility>
 

@@ -4,17 +4,13 @@
 #include <cstring>
 
 #include "compositing/PlaneBlend.h"
-#include "core/Handles.h"
+#include "core/FrameRows.h"
 
 namespace quol {
 
 namespace {
 
 constexpr int alphaPlane = 3;
-
-std::uint8_t* rowOf(const AVFrame& frame, int plane, int row) {
-    return frame.data[plane] + static_cast<std::ptrdiff_t>(row) * frame.linesize[plane];
-}
 
 bool hasAlphaPlane(const AVFrame& frame) {
     return frame.format == AV_PIX_FMT_YUVA420P;

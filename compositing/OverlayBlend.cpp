@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "compositing/PlaneBlend.h"
-#include "core/Handles.h"
+#include "core/FrameRows.h"
 #include "core/Vectorize.h"
 
 namespace quol {
@@ -54,9 +54,6 @@ template <typename BlendRow>
 void overlayPicture(AVFrame& picture, const AVFrame& overlay, BlendRow blendRow) {
     const auto width = static_cast<std::size_t>(picture.width);
     const auto chromaWidth = (width + 1) / 2;
-    const auto rowOf = [](const AVFrame& frame, int plane, int y) {
-        return frame.data[plane] + std::ptrdiff_t{y} * frame.linesize[plane];
-    };
     for (int y = 0; y < picture.height; ++y)
         blendRow(rowOf(picture, 0, y), rowOf(overlay, 0, y), rowOf(overlay, 3, y), width);
     std::vector<Row> alpha(chromaWidth);

@@ -4,6 +4,7 @@
 
 #include "compositing/LayerPaint.h"
 #include "compositing/LayerRenderer.h"
+#include "compositing/PictureLimits.h"
 #include "core/PicturePool.h"
 #include "core/Scaler.h"
 #include "core/WorkerTeam.h"
@@ -16,19 +17,9 @@ namespace quol {
 
 namespace {
 
-// A layer is scaled into memory of its own, so its size has to have an end; so does a canvas.
-constexpr int longestSide = 32768;
-constexpr std::int64_t mostSamples = std::int64_t{1} << 27;
-
 // Rows that are painted in one go, all layers: few enough to stay in a processor's cache from the
 // lowest layer to the highest. Even, so that it holds whole rows of chroma.
 constexpr int bandHeight = 32;
-
-bool canBeMade(const PictureSize& size) {
-    return size.width > 0 && size.height > 0 && size.width <= longestSide &&
-           size.height <= longestSide &&
-           static_cast<std::int64_t>(size.width) * size.height <= mostSamples;
-}
 
 // The next even number: swscale leaves the last column and row of odd pictures out in some
 // conversions, so memory is taken, and conversions are made, for one more.
@@ -99,7 +90,7 @@ struct ScaleJob {
 class ProcessorRenderer final : public LayerRenderer {
 public:
     FramePtr render(const Canvas& canvas, const std::vector<RenderedLayer>& layers) override {
-        if (!canBeMade({canvas.width, canvas.height}) || canvas.format == AV_PIX_FMT_NONE)
+        if (!canBeMade(canvas.width, canvas.height) || canvas.format == AV_PIX_FMT_NONE)
             return nullptr;
         chooseLayers({canvas.width, canvas.height}, layers);
         if (canvas.format == AV_PIX_FMT_YUV420P) {
@@ -145,7 +136,7 @@ private:
     bool choose(const RenderedLayer& rendered, const PictureSize& canvas) {
         const AVFrame& picture = *rendered.picture;
         const PictureSize target = targetSize(rendered.look, picture);
-        if (!canBeMade(target)) return false;
+        if (!canBeMade(target.width, target.height)) return false;
         Chosen chosen;
         PaintedLayer& layer = chosen.layer;
         layer = paintedLayer(rendered.look, target, canvas);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "compositing/InkBitmap.h"
+#include "compositing/PictureLimits.h"
 #include "compositing/TileScaler.h"
 #include "compositing/TileSource.h"
 #include "compositing/Wall.h"
@@ -108,7 +109,7 @@ struct Band {
 class ProcessorWall final : public WallRenderer {
 public:
     FramePtr render(const Wall& wall) override {
-        if (!canBeMade(wall)) return nullptr;
+        if (!canBeMade(wall.width, wall.height)) return nullptr;
         try {
             return draw(wall);
         } catch (...) { // what is kept may be half of this wall
@@ -325,13 +326,6 @@ private:
 };
 
 } // namespace
-
-bool canBeMade(const Wall& wall) {
-    constexpr int longestSide = 32768;
-    constexpr std::int64_t mostSamples = std::int64_t{1} << 27;
-    return wall.width > 0 && wall.height > 0 && wall.width <= longestSide &&
-           wall.height <= longestSide && std::int64_t{wall.width} * wall.height <= mostSamples;
-}
 
 std::unique_ptr<WallRenderer> makeProcessorWall() {
     return std::make_unique<ProcessorWall>();

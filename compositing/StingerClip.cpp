@@ -1,12 +1,10 @@
 #include "compositing/StingerClip.h"
 
-#include <array>
-#include <charconv>
 #include <cstring>
 
+#include "core/ClipInput.h"
 #include "core/MappedPicture.h"
 #include "core/PictureCheck.h"
-#include "core/Timecode.h"
 
 namespace quol {
 
@@ -15,15 +13,6 @@ namespace {
 constexpr AVPixelFormat clipFormat = AV_PIX_FMT_YUVA420P;
 // What a decoder may need for one pixel of the file's own size, a generous guess.
 constexpr std::uint64_t decoderBytesPerPixel = 8;
-
-// A plain decimal number, whatever the host's locale writes.
-std::string rateText(double fps) {
-    std::array<char, 400> text{};
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), fpsOrDefault(fps),
-                                   std::chars_format::fixed, 6)
-                         .ptr;
-    return {text.data(), end};
-}
 
 void fillPlane(const AVFrame& frame, int plane, int rows, int level) {
     std::memset(frame.data[plane], level,
@@ -58,7 +47,7 @@ StingerClip::Outcome StingerClip::decode(const ClipRequest& request) {
     if (cancelled_) return Outcome::cancelled;
     const PacketPtr packet = makePacket();
     if (!packet || mappedPictureSize(request.width, request.height, clipFormat) == 0 ||
-        !open(request) || !openStream())
+        !openClip(input_, request.path, request.fps) || !openStream())
         return cancelled_ ? Outcome::cancelled : Outcome::unreadable;
     // A damaged file may end early, and what came before it stands.
     while (!cancelled_ && av_read_frame(input_.get(), packet.get()) >= 0) {
@@ -72,13 +61,6 @@ StingerClip::Outcome StingerClip::decode(const ClipRequest& request) {
     return frames_.empty() ? Outcome::unreadable : Outcome::decoded;
 }
 
-bool StingerClip::open(const ClipRequest& request) {
-    if (request.path.find('%') == std::string::npos) return input_.open(request.path);
-    Dictionary options;
-    options.set("framerate", rateText(request.fps).c_str());
-    return input_.open(request.path, "image2", &options);
-}
-
 bool StingerClip::openStream() {
     if (!input_.findStreamInfo()) return false;
     stream_ = input_.bestStream(AVMEDIA_TYPE_VIDEO);
@@ -89,10 +71,7 @@ bool StingerClip::openStream() {
     if (!decoder_ || !decoded_) return false;
     // A file of a few bytes can ask for a picture larger than memory.
     decoder_->max_pixels = static_cast<std::int64_t>(budget_.left() / decoderBytesPerPixel);
-    for (unsigned i = 0; i < input_->nb_streams; ++i) {
-        const bool used = static_cast<int>(i) == stream_;
-        input_->streams[i]->discard = used ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
-    }
+    input_.readOnly(stream_, -1);
     return true;
 }
 

@@ -42,7 +42,6 @@ public:
 
 private:
     Outcome decode(const ClipRequest& request);
-    bool open(const ClipRequest& request);
     bool openStream();
     bool decodePacket(const AVPacket* packet, const ClipRequest& request);
     FramePtr convert(const AVFrame& picture, const ClipRequest& request);

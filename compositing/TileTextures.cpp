@@ -1,7 +1,6 @@
 #include "compositing/TileTextures.h"
 
-#include <cstring>
-
+#include "core/FrameRows.h"
 #include "core/ScaledPicture.h"
 #include "platform/gl/Drawing.h"
 
@@ -74,7 +73,7 @@ void TileTextures::fill(Texture& texture, const std::uint8_t* samples, int strid
         gl.BindTexture(GL_TEXTURE_2D, texture.name);
     }
     if (stride < width * bytesPerPixel || stride % bytesPerPixel != 0) {
-        samples = straightened(samples, stride, width * bytesPerPixel, height);
+        samples = straightRows(samples, stride, width * bytesPerPixel, height, rows_);
         stride = width * bytesPerPixel;
     }
     gl.PixelStorei(GL_UNPACK_ALIGNMENT, 1);
@@ -89,17 +88,6 @@ void TileTextures::fill(Texture& texture, const std::uint8_t* samples, int strid
         texture.format = format;
     }
     gl.PixelStorei(GL_UNPACK_ROW_LENGTH, 0);
-}
-
-// Rows that stand upside down in memory, or begin off a pixel, in their order.
-const std::uint8_t* TileTextures::straightened(const std::uint8_t* samples, int stride, int length,
-                                               int height) {
-    const auto bytes = static_cast<std::size_t>(length);
-    rows_.resize(bytes * static_cast<std::size_t>(height));
-    for (int row = 0; row < height; ++row)
-        std::memcpy(rows_.data() + bytes * static_cast<std::size_t>(row),
-                    samples + std::ptrdiff_t{row} * stride, bytes);
-    return rows_.data();
 }
 
 } // namespace quol

@@ -48,8 +48,6 @@ private:
     void uploadPlanes(const AVFrame& frame);
     void fill(Texture& texture, const std::uint8_t* samples, int stride, int width, int height,
               GLenum format, int bytesPerPixel);
-    const std::uint8_t* straightened(const std::uint8_t* samples, int stride, int length,
-                                     int height);
 
     const gl::EntryTable& gl;
     TileSource source_;

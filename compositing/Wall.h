@@ -44,9 +44,6 @@ public:
     virtual FramePtr render(const Wall& wall) = 0;
 };
 
-// Whether there can be a wall of that size.
-bool canBeMade(const Wall& wall);
-
 std::unique_ptr<WallRenderer> makeProcessorWall();
 
 // Null without OpenGL.

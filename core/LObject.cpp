@@ -5,6 +5,7 @@
 #include "core/HadMemory.h"
 #include "core/Handles.h"
 #include "core/Log.h"
+#include "core/Timecode.h"
 #include "quolsdk/LSink.h"
 
 namespace {
@@ -26,15 +27,13 @@ LObject::~LObject() {
 
 void LObject::addSink(LSink* sink) {
     const std::lock_guard lock(sinksMutex);
-    quol::logOut("[LObject] addSink this=%p sink=%p", static_cast<void*>(this),
-                 static_cast<void*>(sink));
+    quol::logOut("[LObject] addSink this=%p sink=%p", quol::address(this), quol::address(sink));
     sinks.push_back(sink);
 }
 
 void LObject::removeSink(LSink* sink) {
     const std::lock_guard lock(sinksMutex);
-    quol::logOut("[LObject] removeSink this=%p sink=%p", static_cast<void*>(this),
-                 static_cast<void*>(sink));
+    quol::logOut("[LObject] removeSink this=%p sink=%p", quol::address(this), quol::address(sink));
     const auto entry = std::find(sinks.begin(), sinks.end(), sink);
     if (entry == sinks.end()) {
         quol::logOut("[LObject] removeSink FAILED: sink not found!");
@@ -45,7 +44,7 @@ void LObject::removeSink(LSink* sink) {
 }
 
 std::string LObject::getTimeCode() {
-    return "00:00:00:00";
+    return quol::noTimecode;
 }
 
 bool LObject::canPullRender() const {

@@ -154,10 +154,6 @@ FramePtr decodePicture(AVCodecContext& decoder, const AVPacket* packet) {
     return frame;
 }
 
-} // namespace
-
-namespace {
-
 // The first picture of a stream of an input that has been opened.
 FramePtr firstPictureOf(MediaInput& input, int index, int maxPackets) {
     const AVStream* stream = input.stream(index);

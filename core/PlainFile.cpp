@@ -39,6 +39,11 @@ std::optional<FileIdentity> fileIdentity(const std::string& path) {
     return FileIdentity{status.st_dev, status.st_ino};
 }
 
+std::int64_t fileSize(const std::string& path) {
+    struct stat status {};
+    return statOf(path, status) ? status.st_size : 0;
+}
+
 bool isPlainFile(const std::string& path) {
     std::error_code error;
     return std::filesystem::is_regular_file(withoutScheme(path), error);

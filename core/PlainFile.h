@@ -1,6 +1,7 @@
 // Files that may be read while somebody waits.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -24,6 +25,9 @@ using FileIdentity = std::pair<unsigned long, unsigned long>;
 
 // Nothing where there is no such file.
 std::optional<FileIdentity> fileIdentity(const std::string& path);
+
+// How many bytes the file has, by the file system; 0 where there is none.
+std::int64_t fileSize(const std::string& path);
 
 // The bytes of a plain file; nothing where there is none that can be read.
 std::optional<std::string> readPlainFile(const std::string& path);

@@ -1,4 +1,4 @@
-// A block of silence to mix into.
+// Frames of sound.
 #pragma once
 
 #include <cstdint>
@@ -6,6 +6,11 @@
 #include "core/Handles.h"
 
 namespace quol {
+
+// A frame to be filled; `samples` a channel, `sampleRate` in Hz. Null for a count below 1, a form
+// that there is none of, and when memory is short.
+FramePtr makeSoundFrame(AVSampleFormat format, const AVChannelLayout& layout, int samples,
+                        int sampleRate);
 
 // A silent frame of interleaved 16-bit stereo; `samples` a channel, `sampleRate` in Hz. Null for a
 // count below 1 and when memory is short.

@@ -71,11 +71,11 @@ std::int64_t framesAt(double seconds, double fps) {
     return wholeFrames(frames);
 }
 
-std::string clipTimecodeText(const std::string& start, double seconds, double fps) {
+std::string laterTimecodeText(const std::string& start, std::int64_t frames, double fps) {
     const Timecode begin = parseTimecode(start).value_or(Timecode{});
     const double startFrames = begin.frames + begin.seconds * fps + begin.minutes * 60.0 * fps +
                                begin.hours * 3600.0 * fps;
-    const std::int64_t total = framesAt(seconds, fps) + wholeFrames(startFrames);
+    const std::int64_t total = frames + wholeFrames(startFrames);
     const std::int64_t perSecond =
         std::clamp<std::int64_t>(wholeFrames(fps), 1, std::numeric_limits<int>::max());
     const std::int64_t hours =
@@ -84,6 +84,10 @@ std::string clipTimecodeText(const std::string& start, double seconds, double fp
     return formatTimecode({static_cast<int>(hours), static_cast<int>(total / (perSecond * 60) % 60),
                            static_cast<int>(total / perSecond % 60),
                            static_cast<int>(total % perSecond)});
+}
+
+std::string clipTimecodeText(const std::string& start, double seconds, double fps) {
+    return laterTimecodeText(start, framesAt(seconds, fps), fps);
 }
 
 Timecode wallClockTimecode(double fps) {

@@ -7,6 +7,9 @@
 
 namespace quol {
 
+// What is told where there is no time code.
+inline constexpr const char* noTimecode = "00:00:00:00";
+
 // Stands in wherever no rate is known.
 inline constexpr double defaultFps = 25.0;
 
@@ -47,9 +50,12 @@ std::string framesToTimecodeText(std::int64_t frames, double fps);
 // whole number counts as that number: 1001/30000 s at 30000/1001 is frame 1, not 0.
 std::int64_t framesAt(double seconds, double fps);
 
-// What `start` says `seconds` later: whole frames since then on top of the whole frames of the
-// start, split by (int)fps. Hours go on behind 23. A divisor below 1 counts as 1, a start that is
-// no time code as zeros; times before zero give negative numbers.
+// What `start` says `frames` frames later: on top of the whole frames of the start, split by
+// (int)fps. Hours go on behind 23. A divisor below 1 counts as 1, a start that is no time code as
+// zeros; times before zero give negative numbers.
+std::string laterTimecodeText(const std::string& start, std::int64_t frames, double fps);
+
+// The same `seconds` later, counted as `framesAt` does.
 std::string clipTimecodeText(const std::string& start, double seconds, double fps);
 
 // Local time of day, frames = milliseconds of the current second * fps / 1000, truncated.

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <utility>
 
+#include "core/SoundBlock.h"
+
 namespace quol {
 
 namespace {
@@ -192,13 +194,8 @@ void AudioTrack::writeChunk() {
 
 // The chunk in the encoder's format.
 FramePtr AudioTrack::encoderFrame() {
-    FramePtr frame = makeFrame();
+    FramePtr frame = makeSoundFrame(format_, *layout_.get(), chunk_, sampleRate_);
     if (!frame) return nullptr;
-    frame->format = format_;
-    frame->sample_rate = sampleRate_;
-    frame->nb_samples = chunk_;
-    if (av_channel_layout_copy(&frame->ch_layout, layout_.get()) < 0) return nullptr;
-    if (av_frame_get_buffer(frame.get(), 0) < 0) return nullptr;
     constexpr float scale = 1.0F / 32768;
     const auto toFloat = [](std::int16_t sample) { return static_cast<float>(sample) * scale; };
     if (format_ == AV_SAMPLE_FMT_S16) {

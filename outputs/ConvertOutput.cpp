@@ -16,7 +16,6 @@ namespace {
 
 constexpr int defaultWidth = 1920;
 constexpr int defaultHeight = 1080;
-constexpr std::int64_t bitsPerKilobit = 1000;
 
 } // namespace
 

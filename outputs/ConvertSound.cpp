@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "core/SoundBlock.h"
+
 namespace quol {
 
 namespace {
@@ -25,14 +27,7 @@ ConvertSound::ConvertSound(const AVCodecContext& encoder, Write write, GoOn goOn
 
 // Null when memory is short.
 FramePtr ConvertSound::makeBlock(int samples) const {
-    FramePtr block = makeFrame();
-    if (!block) return nullptr;
-    block->format = format_;
-    block->sample_rate = target_.sampleRate;
-    block->nb_samples = samples;
-    if (av_channel_layout_copy(&block->ch_layout, layout_.get()) < 0) return nullptr;
-    if (av_frame_get_buffer(block.get(), 0) < 0) return nullptr;
-    return block;
+    return makeSoundFrame(format_, *layout_.get(), samples, target_.sampleRate);
 }
 
 void ConvertSound::add(const AVFrame& block) {

@@ -10,6 +10,8 @@
 
 namespace quol {
 
+inline constexpr std::int64_t bitsPerKilobit = 1000;
+
 // Which of its formats an encoder gets.
 enum class FormatChoice {
     common, // 8 bits in 4:2:0, planar floating point, where it has them; else its first

@@ -12,7 +12,6 @@ namespace quol {
 namespace {
 
 constexpr int sampleRate = 48000;
-constexpr std::int64_t bitsPerKilobit = 1000;
 
 } // namespace
 

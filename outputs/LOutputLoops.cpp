@@ -1,4 +1,5 @@
 // The road of pictures and sound through the output: the source's thread and the two workers.
+#include <vector>
 
 #include "core/FrameTime.h"
 #include "core/HadMemory.h"

@@ -1,13 +1,12 @@
 // The recorder's operations on host threads and on the source's thread.
 #include "quolsdk/LRecorder.h"
 
-#include <sys/stat.h>
-
 #include <exception>
 
 #include "core/Clock.h"
 #include "core/Log.h"
 #include "core/ModeTables.h"
+#include "core/PlainFile.h"
 #include "core/Props.h"
 #include "outputs/DiskReserve.h"
 #include "outputs/EncoderPictures.h"
@@ -128,22 +127,24 @@ bool LRecorder::Record() {
     queue->restart();
     secondsRecorded = 0.0;
     lastVideoPts = -1;
-    LObject* from = source;
-    if (!initFFmpeg(from)) {
-        recording = false;
-        return false;
+    bool begun = false;
+    try {
+        LObject* from = source;
+        begun = initFFmpeg(from) && startThread(from);
+    } catch (const std::exception& error) { // no thread to be had, or no memory
+        quol::logError("LRecorder: Could not start: %s", error.what());
+        stopLocked();
     }
+    if (!begun) recording = false;
+    return begun;
+}
+
+bool LRecorder::startThread(LObject* from) {
     startClock();
     flush(); // what came while the encoders opened belongs to no time of the file
+    if (from != nullptr) from->addSink(this);
     attachedTo = from;
-    if (attachedTo != nullptr) attachedTo->addSink(this);
-    try {
-        thread = std::thread(&LRecorder::encodeLoop, this);
-    } catch (const std::exception& error) { // no thread, or no memory for one
-        quol::logError("LRecorder: No thread: %s", error.what());
-        stopLocked();
-        return false;
-    }
+    thread = std::thread(&LRecorder::encodeLoop, this);
     return true;
 }
 
@@ -190,8 +191,7 @@ void LRecorder::getStats(Stats& stats) {
         const std::lock_guard lock(settingsMutex);
         stats.filePath = recording ? recordedPath : settings.filePath;
     }
-    struct stat status {};
-    stats.fileSize = stat(stats.filePath.c_str(), &status) == 0 ? status.st_size : 0;
+    stats.fileSize = quol::fileSize(stats.filePath);
 }
 
 std::vector<std::string> LRecorder::getAvailableContainers() {

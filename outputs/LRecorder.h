@@ -135,6 +135,7 @@ private:
     bool initFFmpeg(LObject* from);
     bool initVideo(LObject* from, quol::Dictionary& options);
     bool initFile(quol::Dictionary& options);
+    bool startThread(LObject* from);
     std::string startTimecode(LObject* from, double fps) const;
     void setTimecode(LObject* from, double fps, quol::Dictionary& options);
     void stopLocked();

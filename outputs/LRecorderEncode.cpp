@@ -80,8 +80,8 @@ void LRecorder::encodePicture(const quol::QueuedPicture& record) {
 // Whether the file has room for what the encoders hold back and for its index. If not, says why the
 // recording ends.
 bool LRecorder::fileTakesMore() {
-    const std::int64_t room =
-        session->roomToFinish((std::int64_t{job.videoBitrate} + job.audioBitrate) * 1000);
+    const std::int64_t room = session->roomToFinish(
+        (std::int64_t{job.videoBitrate} + job.audioBitrate) * quol::bitsPerKilobit);
     if (session->error() != 0) {
         tellEnded(session->error());
         return false;

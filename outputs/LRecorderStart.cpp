@@ -13,9 +13,7 @@
 
 namespace {
 
-constexpr std::int64_t bitsPerKilobit = 1000;
 constexpr std::size_t longestTimecode = 31;
-constexpr auto noTimecode = "00:00:00:00"; // what a source without one answers
 
 } // namespace
 
@@ -45,7 +43,7 @@ bool LRecorder::initVideo(LObject* from, quol::Dictionary& options) {
         options.set(key.c_str(), value.c_str());
     if (job.timecode && options.find("timecode") == nullptr) setTimecode(from, format.fps, options);
     const quol::VideoEncoding encoding{format.width, format.height, quol::rationalRate(format.fps),
-                                       job.videoBitrate * bitsPerKilobit};
+                                       job.videoBitrate * quol::bitsPerKilobit};
     if (!session->openVideo(*codec, encoding, options)) {
         quol::logError("LRecorder: Could not open video codec");
         return false;
@@ -66,7 +64,7 @@ std::string LRecorder::startTimecode(LObject* from, double fps) const {
     quol::Timecode clock = quol::wallClockTimecode(fps);
     if (job.timecodeSource == ofSource) {
         std::string text = from != nullptr ? from->getTimeCode() : std::string{};
-        if (!text.empty() && text != noTimecode) return text;
+        if (!text.empty() && text != quol::noTimecode) return text;
         clock.frames = 0;
         return quol::formatTimecode(clock);
     }

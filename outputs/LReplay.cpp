@@ -21,7 +21,6 @@
 namespace {
 
 constexpr double millis = 1000.0; // in a second
-constexpr const char* noTimecode = "00:00:00:00";
 
 std::string asFolder(const std::string& path) {
     return path.empty() || path.back() == '/' ? path : path + "/";
@@ -364,7 +363,7 @@ std::string LReplay::getPosTC() {
     const std::lock_guard lock(videoMutex);
     const auto at = static_cast<std::size_t>(position.load());
     return at < store->pictures.size() ? std::string(store->pictures[at].timecodeText())
-                                       : noTimecode;
+                                       : quol::noTimecode;
 }
 
 std::string LReplay::getTimeCode() {

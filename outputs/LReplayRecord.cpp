@@ -136,7 +136,7 @@ std::string LReplay::slotTimecode(const AVFrame& frame, const Settings& now,
     }
     if (!slot.startTimecode.empty())
         return quol::clipTimecodeText(slot.startTimecode, slot.time, slot.rate);
-    return "00:00:00:00";
+    return quol::noTimecode;
 }
 
 // Under `captureMutex`. A recording begins with an encoder of its own, so that its bit rate does

@@ -21,7 +21,6 @@ extern "C" {
 
 namespace {
 
-constexpr std::int64_t bitsPerKilobit = 1000;
 constexpr std::int64_t longestStart = 5 * quol::nanosPerSecond;
 constexpr std::int64_t longestSend = 5 * quol::nanosPerSecond; // of one packet
 
@@ -99,7 +98,7 @@ bool LStream::initVideo(LObject& from, quol::Dictionary& options) {
     }
     const videoFormatProps format = quol::encodedFormat(job.videoFormat, &from);
     quol::VideoEncoding encoding{format.width, format.height, quol::rationalRate(format.fps),
-                                 job.videoBitrate * bitsPerKilobit};
+                                 job.videoBitrate * quol::bitsPerKilobit};
     const auto mode = job.options.find("bitrate_mode");
     encoding.constantBitRate = mode == job.options.end() || mode->second == "cbr";
     auto wanted = job.options;

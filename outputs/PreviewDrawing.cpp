@@ -1,9 +1,10 @@
 #include "outputs/PreviewDrawing.h"
 
 #include <cmath>
-#include <cstring>
 
+#include "core/FrameRows.h"
 #include "core/PictureCheck.h"
+#include "core/PicturePool.h"
 #include "outputs/PreviewShaders.h"
 #include "outputs/PreviewText.h"
 #include "platform/gl/Drawing.h"
@@ -63,15 +64,8 @@ void PreviewDrawing::upload(const AVFrame& picture) {
 const AVFrame* PreviewDrawing::planarOf(const AVFrame& picture) {
     if (goesStraightOn(picture.format)) return &picture;
     if (!planar_ || planar_->width != picture.width || planar_->height != picture.height) {
-        planar_ = makeFrame();
+        planar_ = PicturePool().get(picture.width, picture.height, AV_PIX_FMT_YUV420P);
         if (!planar_) return nullptr;
-        planar_->width = picture.width;
-        planar_->height = picture.height;
-        planar_->format = AV_PIX_FMT_YUV420P;
-        if (av_frame_get_buffer(planar_.get(), 32) < 0) {
-            planar_.reset();
-            return nullptr;
-        }
     }
     return scaler_.scale(picture, *planar_, SWS_BILINEAR) ? planar_.get() : nullptr;
 }
@@ -87,12 +81,7 @@ void PreviewDrawing::uploadPlane(PlaneTexture& plane, const AVFrame& frame, int 
     const std::uint8_t* samples = frame.data[number];
     int stride = frame.linesize[number];
     if (stride < width) { // it stands upside down in memory
-        rows_.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
-        for (int row = 0; row < height; ++row)
-            std::memcpy(rows_.data() + static_cast<std::size_t>(row) * width,
-                        samples + static_cast<std::ptrdiff_t>(row) * stride,
-                        static_cast<std::size_t>(width));
-        samples = rows_.data();
+        samples = straightRows(samples, stride, width, height, rows_);
         stride = width;
     }
     gl.PixelStorei(GL_UNPACK_ROW_LENGTH, stride);

@@ -4,7 +4,9 @@
 #include <cstddef>
 #include <utility>
 
+#include "core/FrameRows.h"
 #include "core/Vectorize.h"
+#include "outputs/ReplayRows.h"
 
 namespace quol {
 
@@ -41,10 +43,6 @@ QUOL_VECTORIZED void widenRow(const u8* __restrict from, int count, u16* __restr
     }
 }
 
-constexpr u16 mean(u16 one, u16 other) {
-    return static_cast<u16>((one + other + 1) >> 1);
-}
-
 constexpr u8 levelOf(u16 kept) {
     constexpr u16 black = ceiling + 64;
     return static_cast<u8>(lesser(static_cast<u16>((black - lesser(kept, black)) >> 7), 255));
@@ -67,17 +65,12 @@ QUOL_VECTORIZED void edgeRow(const u16* __restrict row, int count, u8* __restric
         to[i] = levelOf(row[i]);
 }
 
-template <typename Frame>
-auto* rowOf(Frame& frame, int plane, int row) {
-    return frame.data[plane] + static_cast<std::ptrdiff_t>(row) * frame.linesize[plane];
-}
-
 } // namespace
 
 bool ReplayForm::takes(const AVFrame& picture) {
     const bool known =
         picture.format == AV_PIX_FMT_YUV420P || picture.format == AV_PIX_FMT_YUVA420P;
-    return known && picture.height >= 8 && picture.height % 2 == 0;
+    return known && haveReplayRows(picture);
 }
 
 void ReplayForm::convert(const AVFrame& from, AVFrame& to) {

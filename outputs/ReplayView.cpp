@@ -4,7 +4,9 @@
 #include <cstddef>
 #include <cstring>
 
+#include "core/FrameRows.h"
 #include "core/Vectorize.h"
+#include "outputs/ReplayRows.h"
 
 namespace quol {
 
@@ -40,10 +42,6 @@ QUOL_VECTORIZED void addRows(const u8* __restrict one, const u8* __restrict othe
         sums[i] = static_cast<u16>(below(one[i]) + below(other[i]));
 }
 
-constexpr u16 mean(u16 one, u16 other) {
-    return static_cast<u16>((one + other + 1) >> 1);
-}
-
 // Three eighths of each row inside and one of each outside, rounded to 8 bits: (3 * inner + outer +
 // 512) >> 10, of which each mean takes a bit off.
 QUOL_VECTORIZED void betweenRows(const u16* __restrict inner, const u16* __restrict outer,
@@ -55,15 +53,10 @@ QUOL_VECTORIZED void betweenRows(const u16* __restrict inner, const u16* __restr
     }
 }
 
-template <typename Frame>
-auto* rowOf(Frame& frame, int plane, int row) {
-    return frame.data[plane] + static_cast<std::ptrdiff_t>(row) * frame.linesize[plane];
-}
-
 } // namespace
 
 bool ReplayView::takes(const AVFrame& picture) {
-    return picture.format == AV_PIX_FMT_YUVJ422P && picture.height >= 8 && picture.height % 2 == 0;
+    return picture.format == AV_PIX_FMT_YUVJ422P && haveReplayRows(picture);
 }
 
 void ReplayView::convert(const AVFrame& from, AVFrame& to) {

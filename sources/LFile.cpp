@@ -9,12 +9,6 @@
 #include "core/Timecode.h"
 #include "sources/LFileDecoders.h"
 
-namespace {
-
-constexpr auto zeroTimecode = "00:00:00:00";
-
-} // namespace
-
 LFile::LFile()
     : decoders(std::make_unique<Decoders>()),
       pauseTimer(std::make_unique<quol::PauseTimer>()),
@@ -280,7 +274,7 @@ void LFile::InOutGet(double& in, double& out, double& duration) {
 // The start time code plus that many frames, when there is one to count from.
 std::string LFile::timecodeAt(double frames) {
     const Media now = mediaNow();
-    if (!now.hasTimecode || !now.open || !now.hasVideo) return zeroTimecode;
+    if (!now.hasTimecode || !now.open || !now.hasVideo) return quol::noTimecode;
     const double fps = quol::fpsOrDefault(getFPS());
     return quol::framesToTimecodeText(
         quol::timecodeTextToFrames(now.startTimecode, fps) + static_cast<std::int64_t>(frames),

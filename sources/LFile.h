@@ -142,7 +142,7 @@ private:
         bool open = false;
         bool hasVideo = false;
         bool hasTimecode = false;
-        std::string startTimecode = "00:00:00:00";
+        std::string startTimecode; // empty where the file has none
         double durationMs = 0.0;
         double fps = 25.0;
         int width = 0;

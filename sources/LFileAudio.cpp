@@ -5,6 +5,7 @@
 #include "core/AudioPeak.h"
 #include "core/FilterText.h"
 #include "core/Log.h"
+#include "core/SoundBlock.h"
 #include "quolsdk/LFilter.h"
 #include "sources/LFileLoop.h"
 
@@ -57,7 +58,8 @@ bool LFile::DecodeLoop::heldTooLong() const {
     const std::int64_t first = heldSound.front().packet->dts;
     const std::int64_t last = heldSound.back().packet->dts;
     if (first == AV_NOPTS_VALUE || last == AV_NOPTS_VALUE) return heldSound.size() > 200;
-    return static_cast<double>(last - first) * av_q2d(audioTimeBase) > longest;
+    const double held = static_cast<double>(last) - static_cast<double>(first);
+    return held * av_q2d(audioTimeBase) > longest;
 }
 
 // The last sound that the decoder and the filters keep.
@@ -149,13 +151,9 @@ bool LFile::DecodeLoop::forceChannels(int channels) {
     const auto format = static_cast<AVSampleFormat>(frame.format);
     // A count that no layout is known for: the sound stays as it is rather than fall silent.
     if (!channelForcer.prepare(frame, {channels, format, frame.sample_rate})) return true;
-    const quol::FramePtr remixed = quol::makeFrame();
+    const quol::FramePtr remixed =
+        quol::makeSoundFrame(format, *layout.get(), frame.nb_samples, frame.sample_rate);
     if (!remixed || av_frame_copy_props(remixed.get(), &frame) < 0) return false;
-    remixed->format = frame.format;
-    remixed->sample_rate = frame.sample_rate;
-    remixed->nb_samples = frame.nb_samples;
-    if (av_channel_layout_copy(&remixed->ch_layout, layout.get()) < 0) return false;
-    if (av_frame_get_buffer(remixed.get(), 0) < 0) return false;
     remixed->nb_samples = channelForcer.convert(frame, remixed->extended_data, frame.nb_samples);
     if (remixed->nb_samples < 1) return false;
     av_frame_unref(&frame);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "core/ClipInput.h"
 #include "core/Clock.h"
 #include "core/HadMemory.h"
 #include "core/PauseTimer.h"
@@ -160,7 +161,7 @@ bool LFile::DecodeLoop::seekInFile(std::int64_t target) {
     if (!moveTo(target)) return false;
     if (pacedBySound) return true;
     const auto start = static_cast<std::int64_t>(mediaStart * AV_TIME_BASE);
-    const std::int64_t end = input->duration > 0 ? start + input->duration : INT64_MAX;
+    const std::int64_t end = input->duration > 0 ? av_sat_add64(start, input->duration) : INT64_MAX;
     const std::int64_t latest = std::min(target, end);
     // Some count in times of decoding, which lie before those of showing.
     const std::int64_t earliest = start - AV_TIME_BASE;
@@ -232,7 +233,7 @@ void LFile::DecodeLoop::startAgain() {
 // Opened afresh they read from the start. False for an image sequence, whose seeks can be relied
 // on, and for a file that has gone meanwhile, which is at its end.
 bool LFile::DecodeLoop::reopen() {
-    if (path.empty() || path.find('%') != std::string::npos) return false;
+    if (path.empty() || quol::isImageSequence(path)) return false;
     if (!media.formatContext.open(path) || !media.formatContext.findStreamInfo()) return false;
     media.discardUnused();
     return true;

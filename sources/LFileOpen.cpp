@@ -1,23 +1,10 @@
 // Opening and closing the file of an LFile.
-#include <array>
-#include <charconv>
-
+#include "core/ClipInput.h"
 #include "core/Log.h"
 #include "core/ModeTables.h"
 #include "core/Timecode.h"
 #include "quolsdk/LFile.h"
 #include "sources/LFileDecoders.h"
-
-namespace {
-
-// A number with a decimal point, whatever the locale says.
-std::string numberText(double number) {
-    std::array<char, 64> text{};
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
-    return {text.data(), end};
-}
-
-} // namespace
 
 void LFile::Decoders::discardUnused() {
     formatContext.readOnly(videoStreamIndex, audioStreamIndex);
@@ -51,15 +38,14 @@ bool LFile::openFile() {
     return true;
 }
 
-// A "%" makes the name the pattern of an image sequence, at the format's rate.
+// An image sequence has the format's rate.
 bool LFile::openInput() {
-    if (filePath.find('%') == std::string::npos) return decoders->formatContext.open(filePath);
-    quol::Dictionary options;
+    double fps = 0.0;
     {
         const std::lock_guard lock(settingsMutex);
-        options.set("framerate", numberText(quol::fpsOrDefault(videoFormat.fps)).c_str());
+        fps = videoFormat.fps;
     }
-    return decoders->formatContext.open(filePath, "image2", &options);
+    return quol::openClip(decoders->formatContext, filePath, fps);
 }
 
 void LFile::readTimecode(Media& opened) {

@@ -1,8 +1,7 @@
 #include "quolsdk/LReader.h"
 
-#include <sys/stat.h>
-
 #include "core/MediaInput.h"
+#include "core/PlainFile.h"
 #include "core/Timecode.h"
 
 extern "C" {
@@ -38,7 +37,6 @@ LReader::~LReader() = default;
 
 bool LReader::open(const std::string& path) {
     close();
-    audioStreamIndex = -1;
     filePath = path;
     if (!formatContext->open(path) || !formatContext->findStreamInfo()) return false;
     videoStreamIndex = formatContext->bestStream(AVMEDIA_TYPE_VIDEO);
@@ -49,6 +47,7 @@ bool LReader::open(const std::string& path) {
 void LReader::close() {
     formatContext->close();
     videoStreamIndex = -1;
+    audioStreamIndex = -1;
     filePath.clear();
 }
 
@@ -80,8 +79,7 @@ std::int64_t LReader::getHeight() const {
 }
 
 std::int64_t LReader::getFileLen() const {
-    struct stat status {};
-    return stat(filePath.c_str(), &status) == 0 ? status.st_size : 0;
+    return quol::fileSize(filePath);
 }
 
 std::string LReader::getVideoCodec() const {
@@ -156,7 +154,7 @@ std::string LReader::getScanType() const {
 }
 
 std::string LReader::getInTC() const {
-    return textOr(formatContext->timecode(videoStreamIndex), "00:00:00:00");
+    return textOr(formatContext->timecode(videoStreamIndex), quol::noTimecode);
 }
 
 std::string LReader::getOutTC() const {

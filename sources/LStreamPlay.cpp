@@ -191,7 +191,7 @@ void LStreamPlay::getAudioFormat(audioFormatProps& format) {
 }
 
 std::string LStreamPlay::getTimeCode() {
-    return "00:00:00:00";
+    return quol::noTimecode;
 }
 
 void LStreamPlay::statusGet(int& status) {

@@ -6,6 +6,7 @@
 
 #include "core/HadMemory.h"
 #include "core/Log.h"
+#include "core/SoundBlock.h"
 #include "sources/LiveFormats.h"
 #include "sources/LiveMemory.h"
 #include "sources/LiveNoSignal.h"
@@ -241,15 +242,10 @@ void LiveDeckLink::takeAudio(IDeckLinkAudioInputPacket& sound, double arrived) {
     const int count = intOf(sound.GetSampleFrameCount());
     void* bytes = nullptr;
     if (count < 1 || !succeeded(sound.GetBytes(&bytes)) || bytes == nullptr) return;
-    const FramePtr frame = makeFrame();
+    const FramePtr frame = makeSoundFrame(AV_SAMPLE_FMT_S16, *ChannelLayout(2).get(), count, rate);
     if (!frame) return;
-    frame->format = AV_SAMPLE_FMT_S16;
-    frame->sample_rate = rate;
-    frame->nb_samples = count;
-    av_channel_layout_default(&frame->ch_layout, 2);
     frame->pts = static_cast<std::int64_t>(arrived * rate);
     frame->time_base = {1, rate};
-    if (av_frame_get_buffer(frame.get(), 0) < 0) return;
     std::memcpy(frame->data[0], bytes, static_cast<std::size_t>(count) * pairBytes);
     hub_.processAudioFrame(frame.get());
 }

@@ -1,9 +1,9 @@
 #include "sources/LiveNoSignal.h"
 
 #include <array>
-#include <cstring>
 
 #include "core/Color.h"
+#include "core/PicturePool.h"
 #include "sources/LivePacked.h"
 #include "sources/LiveText.h"
 
@@ -33,13 +33,6 @@ void fillRow(std::uint8_t* row, int width, std::uint8_t luma) {
         setPackedPixel(row, x, luma, 128, 128);
 }
 
-// Copies the row at `top` into all rows below it, up to before `end`.
-void repeatRow(const AVFrame& frame, int top, int end) {
-    const auto bytes = static_cast<std::size_t>((frame.width + 1) / 2) * 4;
-    for (int y = top + 1; y < end; ++y)
-        std::memcpy(packedRow(frame, y), packedRow(frame, top), bytes);
-}
-
 void drawBars(const AVFrame& frame) {
     std::uint8_t* row = packedRow(frame, 0);
     for (int x = 0; x < frame.width; ++x) {
@@ -47,7 +40,7 @@ void drawBars(const AVFrame& frame) {
         const YuvLevels color = dimmed(bars[bar]);
         setPackedPixel(row, x, color.y, color.u, color.v);
     }
-    repeatRow(frame, 0, frame.height);
+    repeatPackedRow(frame, 0, frame.height);
 }
 
 void drawBand(const AVFrame& frame) {
@@ -58,7 +51,7 @@ void drawBand(const AVFrame& frame) {
     const int top = (frame.height - height) / 2;
     if (height < 1) return;
     fillRow(packedRow(frame, top), frame.width, ground);
-    repeatRow(frame, top, top + height);
+    repeatPackedRow(frame, top, top + height);
     const SurfacePtr text =
         drawLiveText(frame.width, height, {"NO SIGNAL", frame.height / 12.0, true, true});
     if (!text) return;
@@ -71,12 +64,8 @@ void drawBand(const AVFrame& frame) {
 } // namespace
 
 FramePtr drawNoSignalCard(int width, int height) {
-    FramePtr frame = makeFrame();
+    FramePtr frame = PicturePool().get(width, height, AV_PIX_FMT_UYVY422);
     if (!frame) return nullptr;
-    frame->width = width;
-    frame->height = height;
-    frame->format = AV_PIX_FMT_UYVY422;
-    if (width < 1 || height < 1 || av_frame_get_buffer(frame.get(), 32) < 0) return nullptr;
     drawBars(*frame);
     drawBand(*frame);
     return frame;

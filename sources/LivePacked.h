@@ -3,13 +3,21 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
-#include "core/Handles.h"
+#include "core/FrameRows.h"
 
 namespace quol {
 
 inline std::uint8_t* packedRow(const AVFrame& frame, int y) {
-    return frame.data[0] + static_cast<std::ptrdiff_t>(y) * frame.linesize[0];
+    return rowOf(frame, 0, y);
+}
+
+// Copies the row at `top` into all rows below it, up to before `end`.
+inline void repeatPackedRow(const AVFrame& frame, int top, int end) {
+    const auto bytes = static_cast<std::size_t>((frame.width + 1) / 2) * 4;
+    for (int y = top + 1; y < end; ++y)
+        std::memcpy(packedRow(frame, y), packedRow(frame, top), bytes);
 }
 
 // A pair of columns has one colour: that of its even column.

@@ -4,6 +4,7 @@
 
 #include "core/Log.h"
 #include "core/ModeTables.h"
+#include "core/SoundBlock.h"
 #include "quolsdk/LFilter.h"
 
 namespace quol {
@@ -118,13 +119,10 @@ bool LiveSound::prepareResampler(const AVFrame& frame, const AudioTarget& target
 
 // Sound that the resampler keeps for later gives no block now.
 void LiveSound::resample(const AVFrame& frame, const AudioTarget& target) {
-    const FramePtr block = makeFrame();
+    const FramePtr block =
+        makeSoundFrame(target.format, *ChannelLayout(target.channels).get(),
+                       resampler_.capacity(frame.nb_samples, frame.sample_rate), target.sampleRate);
     if (!block) return;
-    block->format = target.format;
-    block->sample_rate = target.sampleRate;
-    av_channel_layout_default(&block->ch_layout, target.channels);
-    block->nb_samples = resampler_.capacity(frame.nb_samples, frame.sample_rate);
-    if (block->nb_samples < 1 || av_frame_get_buffer(block.get(), 0) < 0) return;
     const int count = resampler_.convert(frame, block->extended_data, block->nb_samples);
     if (count < 1) return;
     block->nb_samples = count;

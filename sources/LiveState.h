@@ -56,7 +56,7 @@ struct LiveState {
     std::atomic<double> detectedFps{25.0};
     std::atomic<std::int32_t> detectedWidth{0};
     std::atomic<std::int32_t> detectedHeight{0};
-    SharedText timecode{"00:00:00:00"};
+    SharedText timecode{noTimecode};
     Sleeper sleeper; // the loops sleep, the end of the run wakes
 
     std::int64_t sinceStart() const { return steadyNow() - startTime; }

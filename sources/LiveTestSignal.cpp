@@ -2,11 +2,11 @@
 
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <numbers>
 #include <span>
 
 #include "core/Color.h"
+#include "core/PicturePool.h"
 #include "core/SoundBlock.h"
 #include "sources/LivePacked.h"
 #include "sources/LiveText.h"
@@ -48,8 +48,7 @@ void drawRows(const AVFrame& frame, int top, int end, std::span<const YuvLevels>
         for (const int partEnd = x + partWidth; x < partEnd; ++x)
             setPackedPixel(first, x, part.y, part.u, part.v);
     }
-    for (int y = top + 1; y < end; ++y)
-        std::memcpy(packedRow(frame, y), first, static_cast<std::size_t>(testSignalWidth) * 2);
+    repeatPackedRow(frame, top, end);
 }
 
 void drawName(const AVFrame& frame) {
@@ -67,12 +66,8 @@ void drawName(const AVFrame& frame) {
 } // namespace
 
 FramePtr drawTestPicture() {
-    FramePtr frame = makeFrame();
+    FramePtr frame = PicturePool().get(testSignalWidth, testSignalHeight, AV_PIX_FMT_UYVY422);
     if (!frame) return nullptr;
-    frame->width = testSignalWidth;
-    frame->height = testSignalHeight;
-    frame->format = AV_PIX_FMT_UYVY422;
-    if (av_frame_get_buffer(frame.get(), 32) < 0) return nullptr;
     drawRows(*frame, 0, barsEnd, bars);
     drawRows(*frame, barsEnd, blocksEnd, blocks);
     drawRows(*frame, blocksEnd, testSignalHeight, fields);

@@ -7,7 +7,9 @@
 #include <string_view>
 #include <system_error>
 
+#include "core/HadMemory.h"
 #include "core/Log.h"
+#include "core/SoundBlock.h"
 #include "sources/LiveFormats.h"
 
 extern "C" {
@@ -19,16 +21,6 @@ namespace quol {
 namespace {
 
 constexpr std::int64_t pause = 5 * nanosPerMilli;
-
-// On the threads of a run. Where memory is short, what was being done is lost, and nothing else.
-template <typename Work>
-void unlessMemoryIsShort(Work work) {
-    try {
-        work();
-    } catch (const std::bad_alloc&) {
-        // A picture, a block of sound or a connection less.
-    }
-}
 
 // A text in a field that need not end with a zero.
 template <std::size_t size>
@@ -114,6 +106,7 @@ const vtp_source_record* chooseVtpSource(const std::vector<vtp_source_record>& r
 }
 
 // A lost connection ends the loop, not the run: the object says that it runs until it is stopped.
+// Where memory is short a picture, a block of sound or the connection is lost, and nothing else.
 void LiveVtp::vtpLoop() {
     {
         const std::lock_guard lock(receiverMutex_);
@@ -123,7 +116,7 @@ void LiveVtp::vtpLoop() {
         hub_.state.running = false;
         return;
     }
-    unlessMemoryIsShort([this] {
+    hadMemory([this] {
         vtp_receiver_set_network(receiver_, listener_->network());
         if (hub_.state.running) connect();
     });
@@ -131,7 +124,7 @@ void LiveVtp::vtpLoop() {
     while (hub_.state.running && vtp_receiver_is_connected(receiver_)) {
         vtp_video_frame record{};
         if (vtp_receiver_receive_frame(receiver_, &record)) {
-            unlessMemoryIsShort([&] { takeVideo(record); });
+            hadMemory([&] { takeVideo(record); });
         } else {
             hub_.state.sleeper.sleepFor(pause);
         }
@@ -211,7 +204,7 @@ void LiveVtp::audioLoop() {
     while (hub_.state.running && vtp_receiver_is_connected(receiver_)) {
         vtp_audio_frame record{};
         if (vtp_receiver_receive_audio(receiver_, &record)) {
-            unlessMemoryIsShort([&] { takeAudio(record); });
+            hadMemory([&] { takeAudio(record); });
         } else {
             hub_.state.sleeper.sleepFor(pause);
         }
@@ -224,13 +217,9 @@ void LiveVtp::takeAudio(const vtp_audio_frame& record) {
     if (record.data == nullptr || record.samplesPerChannel < 1 || record.channels < 1 ||
         record.sampleRate < 1 || bytes > record.byteSize)
         return;
-    const FramePtr frame = makeFrame();
+    const FramePtr frame = makeSoundFrame(AV_SAMPLE_FMT_S16, *ChannelLayout(record.channels).get(),
+                                          record.samplesPerChannel, record.sampleRate);
     if (!frame) return;
-    frame->format = AV_SAMPLE_FMT_S16;
-    frame->sample_rate = record.sampleRate;
-    frame->nb_samples = record.samplesPerChannel;
-    av_channel_layout_default(&frame->ch_layout, record.channels);
-    if (av_frame_get_buffer(frame.get(), 0) < 0) return;
     std::memcpy(frame->data[0], record.data, static_cast<std::size_t>(bytes));
     hub_.processAudioFrame(frame.get());
 }

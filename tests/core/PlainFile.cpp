@@ -21,8 +21,10 @@ TEST(PlainFile, IsReadToTheLastByte) {
     for (const std::string& name : {path, "file:" + path}) {
         EXPECT_TRUE(quol::isPlainFile(name)) << name;
         EXPECT_EQ(quol::readPlainFile(name), bytes) << name;
+        EXPECT_EQ(quol::fileSize(name), 10) << name;
     }
     std::remove(path.c_str());
+    EXPECT_EQ(quol::fileSize(path), 0);
 }
 
 TEST(PlainFile, SchemeIsLeftOffOnceAndNoOther) {

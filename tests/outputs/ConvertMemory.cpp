@@ -21,6 +21,19 @@ protected:
         failEvery = 0;
         isSpared = false;
     }
+
+    // Of what a conversion's thread allocates one fails: the first for 0, the second for 1 ...
+    // Whether there were so many.
+    static bool failsWithout(LConvert& convert, int number) {
+        constexpr int never = 1000000;
+        const int before = failures;
+        allocations = static_cast<unsigned>(never - number);
+        failEvery = never;
+        const bool ended = convert.Start() && waitForEnd(convert);
+        failEvery = 0;
+        EXPECT_TRUE(ended) << number;
+        return failures > before;
+    }
 };
 
 // Each allocation of the conversion's thread fails in its turn, until there is none left to fail.
@@ -28,19 +41,13 @@ TEST_F(ConvertMemory, AConversionEndsAndTheNextOneIsWhole) {
     const std::string path = temporaryPath("short.mp4");
     LConvert convert;
     configureSmall(convert, path, {mediaPath("silent.mp4"), mediaPath("mono.wav")});
-    constexpr int never = 1000000;
     int refused = 0;
     int told = 0;
     bool failed = true;
     for (int number = 0; failed && number < 1000; ++number) {
         CapturedStream error(CapturedStream::Stream::error);
-        const int before = failures;
-        allocations = static_cast<unsigned>(never - number);
-        failEvery = never;
-        const bool ended = convert.Start() && waitForEnd(convert);
-        failEvery = 0;
-        ASSERT_TRUE(ended) << number;
-        failed = failures > before;
+        failed = failsWithout(convert, number);
+        ASSERT_FALSE(HasFailure());
         const std::string text = error.text();
         if (statusOf(convert) == -1) {
             EXPECT_EQ(text, "LConvert: Could not create output context\n") << number;
@@ -71,19 +78,13 @@ TEST_F(ConvertMemory, ASequenceOfPicturesEndsToo) {
     convert.setContainer("image2");
     convert.setVideoCodec("png");
     convert.setAudioCodec("");
-    constexpr int never = 1000000;
     const std::string line = "LConvert: Conversion ended, Input/output error: " + pattern + "\n";
     int told = 0;
     bool failed = true;
     for (int number = 0; failed && number < 2000; ++number) {
         CapturedStream error(CapturedStream::Stream::error);
-        const int before = failures;
-        allocations = static_cast<unsigned>(never - number);
-        failEvery = never;
-        const bool ended = convert.Start() && waitForEnd(convert);
-        failEvery = 0;
-        ASSERT_TRUE(ended) << number;
-        failed = failures > before;
+        failed = failsWithout(convert, number);
+        ASSERT_FALSE(HasFailure());
         if (statusOf(convert) == 0 && error.text() == line) ++told;
     }
     EXPECT_FALSE(failed);

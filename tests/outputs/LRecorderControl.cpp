@@ -216,6 +216,8 @@ TEST(LRecorderControl, StatsInEveryState) {
     EXPECT_EQ(last.state, 0);
     EXPECT_GE(last.framesWritten, 25);
     EXPECT_EQ(last.fileSize, static_cast<std::int64_t>(std::filesystem::file_size(path)));
+    recorder.setFilePath("file:" + path);
+    EXPECT_EQ(statsOf(recorder).fileSize, last.fileSize);
     const test::RecordedFile file = test::readRecordedFile(path);
     EXPECT_EQ(last.framesWritten, static_cast<std::int64_t>(file.pictures.size()));
     EXPECT_NEAR(last.secondsRecorded, file.pictures.back().seconds + 0.04, 0.001);

@@ -52,115 +52,90 @@ void expectPlayable(const std::string& path) {
     EXPECT_GE(file.soundSeconds(), 1.5);
 }
 
-TEST(LStreamAddresses, UdpIsAnMpegTransportStream) {
+class LStreamAddresses : public testing::Test {
+protected:
+    LStreamAddresses() {
+        stream.source = &source;
+        stream.setProps("g", "12"); // a receiver waits for a whole picture
+    }
+
+    // What is sent to begin with, and what is called until somebody listens, which cannot be seen
+    // from outside.
+    enum class Reached { atOnce, inTime };
+
+    // Streams until the receiver has had enough.
+    void expectReceived(const std::string& url, Reached reached, const Program& receiver,
+                        const std::string& path) {
+        stream.setStreamUrl(url);
+        source.start();
+        const auto start = [this] { return stream.Start(); };
+        const bool started =
+            reached == Reached::atOnce ? start() : test::waitUntil(start, std::chrono::seconds(60));
+        ASSERT_TRUE(started) << receiver.output();
+        EXPECT_EQ(receiver.wait(), 0) << receiver.output();
+        stream.Stop();
+        expectPlayable(path);
+    }
+
+    void expectNobodyThere(const std::string& url) {
+        stream.setStreamUrl(url);
+        test::CapturedStream error(test::CapturedStream::Stream::error);
+        EXPECT_FALSE(stream.Start());
+        EXPECT_THAT(error.text(), testing::HasSubstr("[LStream] URL açılamadı: " + url + "\n"));
+    }
+
+    LiveSource source;
+    LStream stream;
+};
+
+TEST_F(LStreamAddresses, UdpIsAnMpegTransportStream) {
     const std::string port = std::to_string(test::freeUdpPort());
     const std::string path = temporaryPath("udp.mkv");
     const Program receiver(receiving("udp://127.0.0.1:" + port + "?timeout=30000000", path));
-    LiveSource source;
-    LStream stream;
-    stream.source = &source;
-    stream.setStreamUrl("udp://127.0.0.1:" + port + "?pkt_size=1316");
-    stream.setProps("g", "12"); // the receiver waits for a whole picture
-    source.start();
-    ASSERT_TRUE(stream.Start());
-    EXPECT_EQ(receiver.wait(), 0) << receiver.output();
-    stream.Stop();
-    expectPlayable(path);
+    expectReceived("udp://127.0.0.1:" + port + "?pkt_size=1316", Reached::atOnce, receiver, path);
 }
 
-TEST(LStreamAddresses, SrtIsAnMpegTransportStream) {
+TEST_F(LStreamAddresses, SrtIsAnMpegTransportStream) {
     if (!carries("srt")) GTEST_SKIP() << "this FFmpeg has no SRT";
     const std::string port = std::to_string(test::freeUdpPort());
     const std::string path = temporaryPath("srt.mkv");
     const Program receiver(receiving("srt://127.0.0.1:" + port + "?mode=listener", path));
-    LiveSource source;
-    LStream stream;
-    stream.source = &source;
-    stream.setStreamUrl("srt://127.0.0.1:" + port + "?mode=caller");
-    stream.setProps("g", "12");
-    source.start();
-    // Whether the listener is there cannot be seen from outside, so it is called until it is.
-    ASSERT_TRUE(test::waitUntil([&] { return stream.Start(); }, std::chrono::seconds(60)))
-        << receiver.output();
-    EXPECT_EQ(receiver.wait(), 0) << receiver.output();
-    stream.Stop();
-    expectPlayable(path);
+    expectReceived("srt://127.0.0.1:" + port + "?mode=caller", Reached::inTime, receiver, path);
 }
 
-TEST(LStreamAddresses, SrtListenerThatIsNotThere) {
+TEST_F(LStreamAddresses, SrtListenerThatIsNotThere) {
     if (!carries("srt")) GTEST_SKIP() << "this FFmpeg has no SRT";
-    const std::string url = "srt://127.0.0.1:" + std::to_string(test::freeUdpPort());
-    test::HandSource source;
-    LStream stream;
-    stream.source = &source;
-    stream.setStreamUrl(url);
-    test::CapturedStream error(test::CapturedStream::Stream::error);
-    EXPECT_FALSE(stream.Start());
-    EXPECT_THAT(error.text(), testing::HasSubstr("[LStream] URL açılamadı: " + url + "\n"));
+    expectNobodyThere("srt://127.0.0.1:" + std::to_string(test::freeUdpPort()));
 }
 
-TEST(LStreamAddresses, TcpIsAnMpegTransportStream) {
+TEST_F(LStreamAddresses, TcpIsAnMpegTransportStream) {
     const std::string port = std::to_string(test::freeTcpPort());
     const std::string path = temporaryPath("tcp.mkv");
     const Program receiver(receiving("tcp://127.0.0.1:" + port + "?listen=1", path));
-    LiveSource source;
-    LStream stream;
-    stream.source = &source;
-    stream.setStreamUrl("tcp://127.0.0.1:" + port);
-    source.start();
-    ASSERT_TRUE(test::waitUntil([&] { return stream.Start(); }, std::chrono::seconds(60)))
-        << receiver.output();
-    EXPECT_EQ(receiver.wait(), 0) << receiver.output();
-    stream.Stop();
-    expectPlayable(path);
+    expectReceived("tcp://127.0.0.1:" + port, Reached::inTime, receiver, path);
 }
 
-TEST(LStreamAddresses, RistIsAnMpegTransportStream) {
+TEST_F(LStreamAddresses, RistIsAnMpegTransportStream) {
     if (!carries("rist")) GTEST_SKIP() << "this FFmpeg has no RIST";
     const std::string port = std::to_string(test::freeUdpPortPair());
     const std::string path = temporaryPath("rist.mkv");
     const Program receiver(receiving("rist://@127.0.0.1:" + port, path));
-    LiveSource source;
-    LStream stream;
-    stream.source = &source;
-    stream.setStreamUrl("rist://127.0.0.1:" + port);
-    stream.setProps("g", "12");
-    source.start();
-    ASSERT_TRUE(stream.Start());
-    EXPECT_EQ(receiver.wait(), 0) << receiver.output();
-    stream.Stop();
-    expectPlayable(path);
+    expectReceived("rist://127.0.0.1:" + port, Reached::atOnce, receiver, path);
 }
 
-TEST(LStreamAddresses, RtspIsAnnouncedToAServer) {
+TEST_F(LStreamAddresses, RtspIsAnnouncedToAServer) {
     const std::string address = "rtsp://127.0.0.1:" + std::to_string(test::freeTcpPort()) + "/live";
     const std::string path = temporaryPath("rtsp.mkv");
     const Program receiver(receiving(address, path, {"-rtsp_flags", "listen"}));
-    LiveSource source;
-    LStream stream;
-    stream.source = &source;
-    stream.setStreamUrl(address);
-    stream.customSet("rtsp_transport=tcp g=12");
-    source.start();
-    ASSERT_TRUE(test::waitUntil([&] { return stream.Start(); }, std::chrono::seconds(60)))
-        << receiver.output();
-    EXPECT_EQ(receiver.wait(), 0) << receiver.output();
-    stream.Stop();
-    expectPlayable(path);
+    stream.customSet("rtsp_transport=tcp");
+    expectReceived(address, Reached::inTime, receiver, path);
 }
 
-TEST(LStreamAddresses, RtspServerThatIsNotThere) {
-    const std::string url = "rtsp://127.0.0.1:" + std::to_string(test::freeTcpPort()) + "/live";
-    test::HandSource source;
-    LStream stream;
-    stream.source = &source;
-    stream.setStreamUrl(url);
-    test::CapturedStream error(test::CapturedStream::Stream::error);
-    EXPECT_FALSE(stream.Start());
-    EXPECT_THAT(error.text(), testing::HasSubstr("[LStream] URL açılamadı: " + url + "\n"));
+TEST_F(LStreamAddresses, RtspServerThatIsNotThere) {
+    expectNobodyThere("rtsp://127.0.0.1:" + std::to_string(test::freeTcpPort()) + "/live");
 }
 
-TEST(LStreamAddresses, RtpIsATransportStream) {
+TEST_F(LStreamAddresses, RtpIsATransportStream) {
     const std::string port = std::to_string(test::freeUdpPortPair());
     const std::string path = temporaryPath("rtp.mkv");
     const std::string description = temporaryPath("rtp.sdp");
@@ -170,16 +145,7 @@ TEST(LStreamAddresses, RtpIsATransportStream) {
                                << "a=rtpmap:33 MP2T/90000\r\n";
     const Program receiver(
         receiving(description, path, {"-protocol_whitelist", "file,rtp,udp", "-f", "sdp"}));
-    LiveSource source;
-    LStream stream;
-    stream.source = &source;
-    stream.setStreamUrl("rtp://127.0.0.1:" + port);
-    stream.setProps("g", "12");
-    source.start();
-    ASSERT_TRUE(stream.Start());
-    EXPECT_EQ(receiver.wait(), 0) << receiver.output();
-    stream.Stop();
-    expectPlayable(path);
+    expectReceived("rtp://127.0.0.1:" + port, Reached::atOnce, receiver, path);
 }
 
 } // namespace

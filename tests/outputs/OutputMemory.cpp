@@ -74,6 +74,32 @@ TEST_F(OutputMemory, ARecordingLosesPicturesOrEndsAndTheFileIsWhole) {
     EXPECT_GT(goneOn, 3);
 }
 
+// The library's own memory: encoders may crash where theirs fails.
+TEST_F(OutputMemory, ARecordingThatCouldNotBeStartedCanBeStartedAgain) {
+    const test::CapturedStream errors(test::CapturedStream::Stream::error);
+    const std::string path = temporaryPath("started.mp4");
+    LRecorder recorder;
+    test::configure(recorder, path);
+    test::setPictures(recorder, 64, 48, 50);
+    recorder.source = &feed;
+    bool started = false;
+    EXPECT_GT(test::refuseEach(
+                  [&] {
+                      started = false;
+                      started = recorder.Record();
+                  },
+                  [&] {
+                      ASSERT_EQ(test::statusOf(recorder), started ? 1 : 0);
+                      recorder.Stop();
+                      ASSERT_EQ(feed.sinkCount(), 0U);
+                  }),
+              5);
+    ASSERT_TRUE(recorder.Record());
+    EXPECT_TRUE(test::waitForWritten(recorder, 5));
+    recorder.Stop();
+    EXPECT_EQ(test::readRecordedFile(path).error, "");
+}
+
 TEST_F(OutputMemory, APushThatARecorderHasNoneForIsLostAndCounted) {
     const std::string path = temporaryPath("pushed.mp4");
     PoorFeed source;

@@ -100,6 +100,13 @@ TEST(LReader, FileLengthIsThatOfTheFileSystem) {
     EXPECT_EQ(reader.getFileLen(), static_cast<std::int64_t>(size));
 }
 
+TEST(LReader, FileLengthIsToldForANameWithItsSchemeToo) {
+    const std::string path = mediaPath("h264_aac.mp4");
+    LReader reader;
+    ASSERT_TRUE(reader.open("file:" + path));
+    EXPECT_EQ(reader.getFileLen(), static_cast<std::int64_t>(std::filesystem::file_size(path)));
+}
+
 TEST(LReader, BitrateIsThatOfTheWholeContainer) {
     const Opened reader("h264_aac.mp4");
     // 4 seconds long.
