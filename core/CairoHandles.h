@@ -24,6 +24,9 @@ inline SurfacePtr share(cairo_surface_t* surface) {
     return SurfacePtr(surface != nullptr ? cairo_surface_reference(surface) : nullptr);
 }
 
+// Pixels; cairo knows no larger surfaces.
+inline constexpr int longestSurfaceSide = 32767;
+
 // A transparent picture in main memory; null for a size that there can be none of.
 inline SurfacePtr makeSurface(int width, int height) {
     SurfacePtr surface(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height));

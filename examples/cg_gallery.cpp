@@ -10,6 +10,8 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
@@ -19,6 +21,7 @@
 #include <vector>
 
 #include "PngWriter.h"
+#include "RgbSheet.h"
 #include "quolsdk/LCharacter.h"
 #include "quolsdk/LFrame.h"
 #include "usage.h"
@@ -71,11 +74,15 @@ struct Crop {
 };
 
 // Part of a premultiplied picture over a checkered ground, opaque.
-std::vector<std::uint8_t> overGround(const LFrame::Video& picture, const Crop& crop) {
+LFrame::Video overGround(const LFrame::Video& picture, const Crop& crop) {
     constexpr int dark = 88;
     constexpr int bright = 120;
     const int square = std::max(1, 8 * crop.width / cellWidth);
-    std::vector<std::uint8_t> pixels(static_cast<std::size_t>(crop.width) * crop.height * 4, 255);
+    LFrame::Video shown;
+    shown.width = crop.width;
+    shown.height = crop.height;
+    shown.stride = crop.width * 4;
+    shown.rgba.assign(static_cast<std::size_t>(shown.stride) * shown.height, 255);
     for (int y = 0; y < crop.height; ++y) {
         for (int x = 0; x < crop.width; ++x) {
             const std::uint8_t* const source =
@@ -84,12 +91,12 @@ std::vector<std::uint8_t> overGround(const LFrame::Video& picture, const Crop& c
             const int ground = (x / square + y / square) % 2 == 0 ? dark : bright;
             for (int i = 0; i < 3; ++i) {
                 const int sum = source[i] + ground * (255 - source[3]) / 255;
-                pixels[(static_cast<std::size_t>(y) * crop.width + x) * 4 + i] =
+                shown.rgba[(static_cast<std::size_t>(y) * crop.width + x) * 4 + i] =
                     static_cast<std::uint8_t>(std::min(sum, 255));
             }
         }
     }
-    return pixels;
+    return shown;
 }
 
 // ----------------------------------------------------------------------------------- sheets
@@ -102,34 +109,14 @@ struct Cell {
     Crop crop = {};
 };
 
-class Sheet {
-public:
-    explicit Sheet(std::size_t cells)
-        : rows_(static_cast<int>((cells + columns - 1) / columns)),
-          pixels_(static_cast<std::size_t>(width()) * height() * 3, 32) {}
+RgbSheet emptySheet(std::size_t cells) {
+    constexpr std::uint8_t background = 32;
+    const int rows = static_cast<int>((cells + columns - 1) / columns);
+    return {gap + columns * (cellWidth + gap), gap + rows * (captionHeight + pictureHeight + gap),
+            background};
+}
 
-    void put(int left, int top, int w, int h, const std::vector<std::uint8_t>& pixels,
-             const Crop& crop) {
-        const auto rgb = scaleToRgb(pixels, crop.width, crop.height, crop.width * 4, w, h);
-        if (rgb.empty()) return;
-        for (int row = 0; row < h; ++row) {
-            std::copy_n(&rgb[static_cast<std::size_t>(row) * w * 3],
-                        static_cast<std::size_t>(w) * 3,
-                        &pixels_[(static_cast<std::size_t>(top + row) * width() + left) * 3]);
-        }
-    }
-
-    bool save(const std::string& path) const { return writePng(path, width(), height(), pixels_); }
-
-    static int width() { return gap + columns * (cellWidth + gap); }
-    int height() const { return gap + rows_ * (captionHeight + pictureHeight + gap); }
-
-private:
-    int rows_;
-    std::vector<std::uint8_t> pixels_;
-};
-
-void drawCaption(Sheet& sheet, int left, int top, const std::string& caption) {
+void drawCaption(RgbSheet& sheet, int left, int top, const std::string& caption) {
     Stage stage;
     LCGTextProps props;
     props.text = caption;
@@ -141,11 +128,10 @@ void drawCaption(Sheet& sheet, int left, int top, const std::string& caption) {
     props.bgColor = "#202020";
     stage.generator.addItem("caption", 0, 0, cellWidth, captionHeight, props);
     const Crop crop{0, 0, cellWidth, captionHeight};
-    sheet.put(left, top, cellWidth, captionHeight, overGround(stage.tap.pictureAfter(0), crop),
-              crop);
+    sheet.put({left, top, cellWidth, captionHeight}, overGround(stage.tap.pictureAfter(0), crop));
 }
 
-void drawCell(Sheet& sheet, int index, const Cell& cell) {
+void drawCell(RgbSheet& sheet, int index, const Cell& cell) {
     const int left = gap + index % columns * (cellWidth + gap);
     const int top = gap + index / columns * (captionHeight + pictureHeight + gap);
     drawCaption(sheet, left, top, cell.caption);
@@ -159,14 +145,14 @@ void drawCell(Sheet& sheet, int index, const Cell& cell) {
     for (int i = 0; i < count; ++i) {
         const LFrame::Video picture =
             stage.tap.pictureAfter(cell.waits[static_cast<std::size_t>(i)]);
-        sheet.put(left, top + captionHeight + i * each, cellWidth, shown, overGround(picture, crop),
-                  crop);
+        sheet.put({left, top + captionHeight + i * each, cellWidth, shown},
+                  overGround(picture, crop));
     }
 }
 
 bool makeSheet(const std::filesystem::path& folder, const std::string& name,
                const std::vector<Cell>& cells) {
-    Sheet sheet(cells.size());
+    RgbSheet sheet = emptySheet(cells.size());
     for (std::size_t i = 0; i < cells.size(); ++i)
         drawCell(sheet, static_cast<int>(i), cells[i]);
     const std::string path = (folder / ("cg_gallery_" + name + ".png")).string();

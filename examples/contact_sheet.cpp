@@ -5,13 +5,12 @@
 // Exit status: 0 done, 1 the file shows no picture, 2 wrong use.
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <thread>
-#include <vector>
 
-#include "PngWriter.h"
+#include "RgbSheet.h"
 #include "quolsdk/LFile.h"
 #include "quolsdk/LFrame.h"
 #include "usage.h"
@@ -24,36 +23,11 @@ constexpr int cellWidth = 320;
 constexpr int gap = 8;
 constexpr std::uint8_t background = 24;
 
-// The sheet while it is being filled.
-class Sheet {
-public:
-    explicit Sheet(int cellHeight)
-        : cellHeight_(cellHeight),
-          width_(gap + columns * (cellWidth + gap)),
-          height_(gap + rows * (cellHeight + gap)),
-          pixels_(static_cast<std::size_t>(width_) * height_ * 3, background) {}
-
-    void put(int cell, const LFrame::Video& picture) {
-        const auto rgb = scaleToRgb(picture.rgba, picture.width, picture.height, picture.stride,
-                                    cellWidth, cellHeight_);
-        if (rgb.empty()) return;
-        const int left = gap + cell % columns * (cellWidth + gap);
-        const int top = gap + cell / columns * (cellHeight_ + gap);
-        for (int row = 0; row < cellHeight_; ++row) {
-            const std::size_t target = (static_cast<std::size_t>(top + row) * width_ + left) * 3;
-            const std::size_t source = static_cast<std::size_t>(row) * cellWidth * 3;
-            std::memcpy(&pixels_[target], &rgb[source], static_cast<std::size_t>(cellWidth) * 3);
-        }
-    }
-
-    bool save(const std::string& path) const { return writePng(path, width_, height_, pixels_); }
-
-private:
-    int cellHeight_;
-    int width_;
-    int height_;
-    std::vector<std::uint8_t> pixels_;
-};
+// Where a cell of that height lies.
+RgbSheet::Place placeOf(int cell, int cellHeight) {
+    return {gap + cell % columns * (cellWidth + gap), gap + cell / columns * (cellHeight + gap),
+            cellWidth, cellHeight};
+}
 
 // Polls for up to two seconds.
 template <typename Condition>
@@ -105,13 +79,14 @@ int main(int argc, char** argv) {
         tap.readerObject(nullptr);
         return 1;
     }
-    Sheet sheet(cellHeightFor(picture));
+    const int cellHeight = cellHeightFor(picture);
+    RgbSheet sheet(gap + columns * (cellWidth + gap), gap + rows * (cellHeight + gap), background);
     const double duration = file.getDurationMs();
     for (int cell = 0; cell < columns * rows; ++cell) {
         if (cell > 0) picture = pictureAt(file, tap, duration * cell / (columns * rows));
         std::printf("picture %2d of %d at %6.2f s\n", cell + 1, columns * rows,
                     file.getPosMs() / 1000.0);
-        sheet.put(cell, picture);
+        sheet.put(placeOf(cell, cellHeight), picture);
     }
     file.stop();
     tap.readerObject(nullptr);

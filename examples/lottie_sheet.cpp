@@ -89,6 +89,7 @@ void drawMoment(const LFrame::Video& video, int moment, Row& row) {
     const Place place = placeOf(video.width, video.height);
     const Row cell = scaleToRgb(overGrey(video.rgba), video.width, video.height, video.stride,
                                 place.width, place.height);
+    if (cell.empty()) return;
     const int left = moment * (cellWidth + gap) + place.left;
     for (int y = 0; y < place.height; ++y) {
         const std::size_t at = (static_cast<std::size_t>(place.top + y) * sheetWidth + left) * 3;

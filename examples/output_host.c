@@ -47,22 +47,6 @@ static int find_format(quolsdk_handle output, int device) {
     return -1;
 }
 
-/* A player of the clip without an end. Null when it cannot be played. */
-static quolsdk_handle play(const char* path) {
-    const quolsdk_video_format format = {4, 0, 0, 0.0, 0}; /* 1280x720 at 50, as the output's */
-    quolsdk_handle file = quolsdk_file_create();
-    int running = 0;
-    quolsdk_file_set_video_format(file, &format);
-    quolsdk_file_name_set(file, path);
-    quolsdk_file_set_props(file, "loop", "true");
-    quolsdk_file_play(file);
-    quolsdk_file_status_get(file, &running);
-    if (running) return file;
-    printf("  CANNOT PLAY %s\n", path);
-    quolsdk_file_destroy(file);
-    return NULL;
-}
-
 static void send_for(int seconds) {
     char line[PROGRESS_LINE];
     int passed;
@@ -109,7 +93,8 @@ int main(int argc, char** argv) {
     }
     printf("libquolsdk %s\n", quolsdk_get_version());
     if (clip[0] != '\0') {
-        quolsdk_handle file = play(clip);
+        const quolsdk_video_format format = {4, 0, 0, 0.0, 0}; /* 1280x720 at 50, as the output's */
+        quolsdk_handle file = play_looped(clip, &format);
         if (file == NULL) return 1;
         send_source(file, seconds, &stream);
         quolsdk_file_destroy(file);

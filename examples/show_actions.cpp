@@ -46,6 +46,7 @@ std::string typeOf(const Cue& cue) {
 } // namespace
 
 std::string Actions::perform(const Cue& cue, double now) {
+    if (isTransition(cue.verb)) return performTransition(cue, now);
     switch (cue.verb) {
         case Verb::opening:
             return performOpening(cue, now);
@@ -54,14 +55,6 @@ std::string Actions::perform(const Cue& cue, double now) {
             graph_.switcher.setPreview(graph_.source(cue.word));
             onAir_.preview = cue.word;
             return "";
-        case Verb::cut:
-        case Verb::fade:
-        case Verb::dip:
-        case Verb::wipe:
-        case Verb::slide:
-        case Verb::squeeze:
-        case Verb::stinger:
-            return performTransition(cue, now);
         case Verb::lowerthird:
             return performLowerThird(cue);
         case Verb::crawl:

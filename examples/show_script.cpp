@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cmath>
 #include <functional>
+#include <initializer_list>
 #include <optional>
 #include <sstream>
 #include <utility>
@@ -190,19 +191,7 @@ std::string readLine(const Words& words, Cue& cue) {
 }
 
 bool movesLayers(Verb verb) {
-    switch (verb) {
-        case Verb::next:
-        case Verb::cut:
-        case Verb::fade:
-        case Verb::dip:
-        case Verb::wipe:
-        case Verb::slide:
-        case Verb::squeeze:
-        case Verb::stinger:
-            return true;
-        default:
-            return false;
-    }
+    return verb == Verb::next || isTransition(verb);
 }
 
 // Whether a line fits behind those before it.
@@ -244,6 +233,21 @@ private:
 };
 
 } // namespace
+
+bool isTransition(Verb verb) {
+    switch (verb) {
+        case Verb::cut:
+        case Verb::fade:
+        case Verb::dip:
+        case Verb::wipe:
+        case Verb::slide:
+        case Verb::squeeze:
+        case Verb::stinger:
+            return true;
+        default:
+            return false;
+    }
+}
 
 double parseTime(const std::string& text) {
     const std::size_t colon = text.find(':');

@@ -36,6 +36,9 @@ enum class Verb {
     end,
 };
 
+// Whether it takes the picture from programme to preview.
+bool isTransition(Verb verb);
+
 // A line that was understood. Which fields count is the command's.
 struct Cue {
     int line = 0;         // in the file, from 1

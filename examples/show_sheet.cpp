@@ -1,18 +1,15 @@
 #include "show_sheet.h"
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cmath>
 #include <condition_variable>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <functional>
 #include <mutex>
 #include <utility>
 
-#include "PngWriter.h"
+#include "RgbSheet.h"
 #include "quolsdk/LCharacter.h"
 #include "quolsdk/LFile.h"
 #include "quolsdk/LFrame.h"
@@ -115,42 +112,6 @@ LFrame::Video drawLabels(const std::vector<Moment>& moments, const SheetLayout& 
     return picture;
 }
 
-// The sheet while it is being filled.
-class Sheet {
-public:
-    Sheet() : pixels_(static_cast<std::size_t>(sheetWidth) * sheetHeight * 3, background) {}
-
-    // The labels' picture is premultiplied: what it leaves open is the sheet.
-    void lay(const LFrame::Video& over) {
-        for (std::size_t i = 0; i * 4 + 3 < over.rgba.size() && i * 3 + 2 < pixels_.size(); ++i) {
-            const int open = 255 - over.rgba[i * 4 + 3];
-            for (std::size_t c = 0; c < 3; ++c) {
-                const int value = over.rgba[i * 4 + c] + pixels_[i * 3 + c] * open / 255;
-                pixels_[i * 3 + c] = static_cast<std::uint8_t>(std::min(255, value));
-            }
-        }
-    }
-
-    void put(int left, int top, int width, int height, const LFrame::Video& picture) {
-        const auto rgb =
-            scaleToRgb(picture.rgba, picture.width, picture.height, picture.stride, width, height);
-        if (rgb.empty()) return;
-        const std::size_t row = static_cast<std::size_t>(width) * 3;
-        for (int y = 0; y < height; ++y) {
-            const std::size_t target = (static_cast<std::size_t>(top + y) * sheetWidth + left) * 3;
-            std::memcpy(&pixels_[target], &rgb[static_cast<std::size_t>(y) * row], row);
-        }
-    }
-
-    // The uppermost rows of pixels.
-    bool save(const std::string& path, int height) const {
-        return writePng(path, sheetWidth, height, pixels_);
-    }
-
-private:
-    std::vector<std::uint8_t> pixels_;
-};
-
 SheetLayout layoutOf(int columns) {
     const int width = ((sheetWidth - gap) / columns - gap) & ~1;
     return {columns, width, (width * 9 / 16) & ~1};
@@ -183,7 +144,7 @@ SheetLayout layOutSheet(int cells) {
 bool writeSheet(const std::string& recording, const std::vector<Moment>& moments,
                 const std::string& path) {
     const SheetLayout layout = layOutSheet(static_cast<int>(moments.size()));
-    Sheet sheet;
+    RgbSheet sheet(sheetWidth, sheetHeight, background);
     Recording movie(recording);
     bool isWhole = true;
     for (std::size_t i = 0; i < moments.size(); ++i) {
@@ -196,12 +157,12 @@ bool writeSheet(const std::string& recording, const std::vector<Moment>& moments
             isWhole = false;
             continue;
         }
-        sheet.put(layout.left(cell), layout.top(cell), layout.cellWidth, layout.pictureHeight,
+        sheet.put({layout.left(cell), layout.top(cell), layout.cellWidth, layout.pictureHeight},
                   picture);
     }
     sheet.lay(drawLabels(moments, layout));
     const int rows = (static_cast<int>(moments.size()) + layout.columns - 1) / layout.columns;
-    if (sheet.save(path, std::min(sheetHeight, gap + rows * rowHeight(layout)))) return isWhole;
+    if (sheet.save(path, gap + rows * rowHeight(layout))) return isWhole;
     std::printf("  CANNOT WRITE %s\n", path.c_str());
     return false;
 }

@@ -6,17 +6,17 @@
 // Exit status: 0 done, 1 no picture came, 2 wrong use.
 #include <array>
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <thread>
-#include <vector>
 
 extern "C" {
 #include <libavutil/frame.h>
 }
 
-#include "PngWriter.h"
+#include "RgbSheet.h"
 #include "quolsdk/LCharacter.h"
 #include "quolsdk/LFile.h"
 #include "quolsdk/LFrame.h"
@@ -30,6 +30,7 @@ constexpr int canvasHeight = 720;
 constexpr int cellWidth = 160;
 constexpr int cellHeight = 90;
 constexpr int gap = 2;
+constexpr std::uint8_t background = 24;
 constexpr int clipPosition = 2000; // milliseconds
 
 constexpr std::array<float, 5> positions{0.0F, 0.25F, 0.5F, 0.75F, 1.0F};
@@ -69,28 +70,10 @@ void label(LCharacter& titles, const std::string& text) {
     titles.addItem("label", 0, 900, 1920, 180, line);
 }
 
-class Sheet {
-public:
-    Sheet() : pixels_(static_cast<std::size_t>(sheetWidth) * sheetHeight * 3, 24) {}
-
-    void put(int column, int row, const LFrame::Video& video) {
-        const std::vector<std::uint8_t> cell =
-            scaleToRgb(video.rgba, video.width, video.height, video.stride, cellWidth, cellHeight);
-        for (int y = 0; y < cellHeight; ++y) {
-            const int top = row * (cellHeight + gap) + y;
-            const std::size_t at =
-                (static_cast<std::size_t>(top) * sheetWidth + column * (cellWidth + gap)) * 3;
-            std::memcpy(pixels_.data() + at,
-                        cell.data() + static_cast<std::size_t>(y) * cellWidth * 3, cellWidth * 3);
-        }
-    }
-    bool write(const std::string& path) const {
-        return writePng(path, sheetWidth, sheetHeight, pixels_);
-    }
-
-private:
-    std::vector<std::uint8_t> pixels_;
-};
+RgbSheet::Place placeOf(std::size_t column, std::size_t row) {
+    return {static_cast<int>(column) * (cellWidth + gap),
+            static_cast<int>(row) * (cellHeight + gap), cellWidth, cellHeight};
+}
 
 // One picture of the switcher. The titles and the clips bring theirs on threads of their own.
 LFrame::Video picture(LSwitcher& switcher) {
@@ -114,7 +97,7 @@ int main(int argc, char** argv) {
     LFile a;
     LFile b;
     LCharacter titles;
-    Sheet sheet;
+    RgbSheet sheet(sheetWidth, sheetHeight, background);
     LSwitcher switcher;
     switcher.setProgram(&a);
     switcher.setPreview(&b);
@@ -133,7 +116,7 @@ int main(int argc, char** argv) {
             label(titles, text);
             const LFrame::Video video = picture(switcher);
             if (video.rgba.empty()) return 1;
-            sheet.put(static_cast<int>(column), static_cast<int>(row), video);
+            sheet.put(placeOf(column, row), video);
         }
         std::fprintf(stderr, "%s\n", types[row]);
     }
@@ -142,5 +125,5 @@ int main(int argc, char** argv) {
     switcher.setPreview(nullptr);
     a.stop();
     b.stop();
-    return sheet.write(argv[3]) ? 0 : 1;
+    return sheet.save(argv[3]) ? 0 : 1;
 }

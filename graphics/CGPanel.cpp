@@ -86,4 +86,16 @@ PixelRect panelBounds(const Box& box, const PanelLook& look, const PixelRect& bo
                       std::max(x, x + box.w) + reach, std::max(y, y + box.h) + reach, bounds));
 }
 
+void clipToInside(cairo_t* cr, const Box& box, double padding) {
+    cairo_new_path(cr);
+    cairo_rectangle(cr, box.x + padding, box.y + padding, box.w - 2.0 * padding,
+                    box.h - 2.0 * padding);
+    cairo_clip(cr);
+}
+
+PixelRect insideBounds(const Box& box, double padding, const PixelRect& bounds) {
+    return touchedPixels(box.x + padding, box.y + padding, box.x + box.w - padding,
+                         box.y + box.h - padding, bounds);
+}
+
 } // namespace quol

@@ -68,4 +68,10 @@ void drawPanel(cairo_t* cr, const Box& box, const PanelLook& look, double itemAl
 // The pixels that drawPanel touches, within `bounds`.
 PixelRect panelBounds(const Box& box, const PanelLook& look, const PixelRect& bounds);
 
+// Nothing is drawn from now on outside of the box less `padding` on each side.
+void clipToInside(cairo_t* cr, const Box& box, double padding);
+
+// The pixels that are left by that, within `bounds`.
+PixelRect insideBounds(const Box& box, double padding, const PixelRect& bounds);
+
 } // namespace quol

@@ -2,6 +2,7 @@
 // nothing is escaped: what a text holds of "<" or line feeds is lost on reading.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <iosfwd>
 #include <map>

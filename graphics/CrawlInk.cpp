@@ -13,7 +13,6 @@ namespace {
 
 constexpr double entryGap = 10.0; // pixels below a line of a vertical crawl
 constexpr int margin = 2;         // pixels beyond a tile, for sampling between its last ones
-constexpr int thickest = 32767;   // what a surface can be
 constexpr int tilePixels = 1 << 20;
 constexpr double longestStrip = 1.0e9;
 
@@ -169,7 +168,7 @@ void CrawlStrip::dropTilesOutside(int first, int last) {
 
 void CrawlStrip::paint(cairo_t* cr, double x, double y, const PixelRect& visible, double opacity) {
     const double start = vertical_ ? y : x;
-    if (!std::isfinite(x + y) || thickness_ < 1 || thickness_ > thickest) return;
+    if (!std::isfinite(x + y) || thickness_ < 1 || thickness_ > longestSurfaceSide) return;
     const int near = vertical_ ? visible.top : visible.left;
     const int far = vertical_ ? visible.bottom : visible.right;
     const auto tileAt = [&](double place) {
@@ -214,20 +213,14 @@ float movedScroll(float at, float speed, float start, float size, double length)
 
 void drawInk(cairo_t* cr, const CrawlInk& ink, const PixelRect& visible) {
     const SavedState saved(cr);
-    const Box& box = ink.box;
-    cairo_new_path(cr);
-    cairo_rectangle(cr, box.x + ink.padding, box.y + ink.padding, box.w - 2.0 * ink.padding,
-                    box.h - 2.0 * ink.padding);
-    cairo_clip(cr);
+    clipToInside(cr, ink.box, ink.padding);
     const PixelRect part = intersection(inkBounds(ink, visible), visible);
     if (ink.strip != nullptr && !part.empty())
         ink.strip->paint(cr, ink.x, ink.y, part, ink.opacity);
 }
 
 PixelRect inkBounds(const CrawlInk& ink, const PixelRect& bounds) {
-    const Box& box = ink.box;
-    return touchedPixels(box.x + ink.padding, box.y + ink.padding, box.x + box.w - ink.padding,
-                         box.y + box.h - ink.padding, bounds);
+    return insideBounds(ink.box, ink.padding, bounds);
 }
 
 } // namespace quol

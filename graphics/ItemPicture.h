@@ -1,6 +1,8 @@
 // What an item shows in one picture, as plain values that two pictures can be compared by.
 #pragma once
 
+#include <memory>
+#include <string>
 #include <variant>
 
 #include "graphics/CGPanel.h"

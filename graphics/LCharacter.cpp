@@ -5,6 +5,7 @@
 #include <exception>
 #include <fstream>
 #include <set>
+#include <sstream>
 #include <utility>
 
 #include "core/Clock.h"
@@ -427,14 +428,20 @@ std::string LCharacter::uintToHex(std::uint32_t color) {
     return quol::colorText(color);
 }
 
+// The pictures go on while the file is opened and written: a disk may be slow, a pipe without a
+// reader.
 void LCharacter::saveToXMLFile(const std::string& path) {
-    const std::lock_guard lock(*itemMutex);
+    std::ostringstream scene;
+    {
+        const std::lock_guard lock(*itemMutex);
+        quol::writeProject(scene, items, groups);
+    }
     std::ofstream file(path);
     if (!file) {
         quol::logError("XML dosyasi acilamadi: %s", path.c_str());
         return;
     }
-    quol::writeProject(file, items, groups);
+    file << scene.view();
 }
 
 // The items of a file, made whole, with the message of what stopped the reading.

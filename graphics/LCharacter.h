@@ -30,7 +30,7 @@ class Sleeper;
 /// drawn at every tick only where its text also holds a "%"; crawls and tickers always are.
 ///
 /// Threads: any. Calls that read or change the scene wait for the picture in the making; files are
-/// read before that, while the pictures go on. For item fields see LCGItem.
+/// read before that and written behind it, while the pictures go on. For item fields see LCGItem.
 class QUOLSDK_API LCharacter : public LObject {
 public:
     /// Starts the thread. Throws std::system_error where there is none to be had.

@@ -4,7 +4,7 @@ namespace quol {
 
 namespace {
 
-constexpr int notSet = -1;
+constexpr int notSet = LottieMarkers::unset;
 
 // Whether there is still something to show. What is no number, of rates that are none, is past the
 // end: nothing would ever get such a layer there.

@@ -4,14 +4,6 @@
 
 namespace quol {
 
-namespace {
-
-bool isOfNumber(char c) {
-    return (c >= '0' && c <= '9') || c == '.' || c == '-' || c == '+' || c == 'e' || c == 'E';
-}
-
-} // namespace
-
 void LottieRepair::emptyLayer(std::size_t type) {
     constexpr char withoutContent = '3';
     const std::size_t at = tree_[type].at;

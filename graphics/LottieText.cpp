@@ -89,7 +89,7 @@ int readMarker(const std::string& json, std::string_view name) {
         const std::size_t time = times.before(at);
         if (time != npos) return std::stoi(json.substr(time, json.find(',', time) - time));
     }
-    return -1;
+    return LottieMarkers::unset;
 }
 
 } // namespace

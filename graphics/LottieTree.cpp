@@ -53,9 +53,6 @@ private:
             --begin;
         return add(LottieKind::number, begin, value);
     }
-    static bool isOfNumber(char c) {
-        return (c >= '0' && c <= '9') || c == '.' || c == '-' || c == '+' || c == 'e' || c == 'E';
-    }
     bool add(LottieKind kind, std::uint32_t at, double value = 0.0, std::uint32_t size = 0) {
         tree_.nodes_.push_back({value, at, size, keyAt_, keySize_,
                                 static_cast<std::uint32_t>(tree_.nodes_.size() + 1), kind});

@@ -22,6 +22,11 @@ struct LottieNode {
     LottieKind kind = LottieKind::null;
 };
 
+// Of what a number is written with.
+inline bool isOfNumber(char c) {
+    return (c >= '0' && c <= '9') || c == '.' || c == '-' || c == '+' || c == 'e' || c == 'E';
+}
+
 // All values in the order of the text. What is inside a node begins at the next index.
 class LottieTree {
 public:

@@ -13,12 +13,10 @@ namespace quol {
 
 namespace {
 
-// Cairo knows no larger surfaces.
-constexpr int longestSide = 32767;
 constexpr std::int64_t mostPixels = std::int64_t{1} << 26;
 
 bool canBeSurface(int width, int height) {
-    return width > 0 && height > 0 && width <= longestSide && height <= longestSide &&
+    return width > 0 && height > 0 && width <= longestSurfaceSide && height <= longestSurfaceSide &&
            static_cast<std::int64_t>(width) * height <= mostPixels;
 }
 
@@ -82,7 +80,7 @@ Reach reachOf(const PictureInk& ink) {
 
 // Whether any of it can be on a surface. A place that is none is on no surface.
 bool canBeSeen(const Reach& reach) {
-    return reach.left < longestSide && reach.top < longestSide && reach.right > 0.0 &&
+    return reach.left < longestSurfaceSide && reach.top < longestSurfaceSide && reach.right > 0.0 &&
            reach.bottom > 0.0;
 }
 

@@ -60,10 +60,7 @@ TickerInk tickerInk(const Box& box, const LCGTickerProps& props,
 void drawInk(cairo_t* cr, const TickerInk& ink) {
     const SavedState saved(cr);
     const Box& box = ink.box;
-    cairo_new_path(cr);
-    cairo_rectangle(cr, box.x + ink.padding, box.y + ink.padding, box.w - 2.0 * ink.padding,
-                    box.h - 2.0 * ink.padding);
-    cairo_clip(cr);
+    clipToInside(cr, box, ink.padding);
     selectFont(cr, ink.font, ink.size);
     cairo_font_extents_t extents;
     cairo_font_extents(cr, &extents);
@@ -83,9 +80,7 @@ void drawInk(cairo_t* cr, const TickerInk& ink) {
 
 // Everything that its clip lets through.
 PixelRect inkBounds(const TickerInk& ink, const PixelRect& bounds) {
-    const Box& box = ink.box;
-    return touchedPixels(box.x + ink.padding, box.y + ink.padding, box.x + box.w - ink.padding,
-                         box.y + box.h - ink.padding, bounds);
+    return insideBounds(ink.box, ink.padding, bounds);
 }
 
 } // namespace quol

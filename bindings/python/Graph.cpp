@@ -1,8 +1,10 @@
 #include "Graph.h"
 
 #include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <deque>
+#include <system_error>
 #include <thread>
 #include <unordered_map>
 
@@ -16,7 +18,7 @@ public:
     void take(void* key) {
         const std::lock_guard lock(mutex);
         keys.push_back(key);
-        if (!thread.joinable()) thread = std::thread([this] { run(); });
+        if (!thread.joinable()) start();
         filled.notify_one();
     }
 
@@ -31,6 +33,14 @@ public:
     }
 
 private:
+    // Where no thread is to be had, what is to go waits for the next `take`, or the graph's end.
+    void start() {
+        try {
+            thread = std::thread([this] { run(); });
+        } catch (const std::system_error&) {
+        }
+    }
+
     void run();
 
     std::mutex mutex; // guards all below but the thread, which `take` makes and `finish` joins

@@ -1,8 +1,10 @@
 // A layer of a mixer, as Python holds it.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "quolsdk/LMixer.h"
 

@@ -1,20 +1,14 @@
 #include "platform/gl/Egl.h"
 
-#include <dlfcn.h>
-
 #include <array>
 #include <cstring>
 #include <mutex>
 
+#include "platform/RuntimeLibrary.h"
+
 namespace quol::gl {
 
 namespace {
-
-template <typename Function>
-bool findSymbol(void* library, const char* name, Function& function) {
-    function = reinterpret_cast<Function>(dlsym(library, name));
-    return function != nullptr;
-}
 
 template <typename Function>
 void findExtension(const Egl& egl, const char* name, Function& function) {
@@ -34,24 +28,24 @@ bool hasExtension(const char* list, const char* name) {
 }
 
 bool load(Egl& egl) {
-    void* const library = dlopen("libEGL.so.1", RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) return false;
-    const bool complete = findSymbol(library, "eglGetProcAddress", egl.GetProcAddress) &&
-                          findSymbol(library, "eglGetDisplay", egl.GetDisplay) &&
-                          findSymbol(library, "eglInitialize", egl.Initialize) &&
-                          findSymbol(library, "eglBindAPI", egl.BindAPI) &&
-                          findSymbol(library, "eglChooseConfig", egl.ChooseConfig) &&
-                          findSymbol(library, "eglCreateContext", egl.CreateContext) &&
-                          findSymbol(library, "eglDestroyContext", egl.DestroyContext) &&
-                          findSymbol(library, "eglMakeCurrent", egl.MakeCurrent) &&
-                          findSymbol(library, "eglQueryString", egl.QueryString) &&
-                          findSymbol(library, "eglReleaseThread", egl.ReleaseThread) &&
-                          findSymbol(library, "eglTerminate", egl.Terminate) &&
-                          findSymbol(library, "eglGetConfigAttrib", egl.GetConfigAttrib) &&
-                          findSymbol(library, "eglDestroySurface", egl.DestroySurface) &&
-                          findSymbol(library, "eglSwapInterval", egl.SwapInterval) &&
-                          findSymbol(library, "eglSwapBuffers", egl.SwapBuffers);
+    RuntimeLibrary library("libEGL.so.1");
+    const bool complete = library.find("eglGetProcAddress", egl.GetProcAddress) &&
+                          library.find("eglGetDisplay", egl.GetDisplay) &&
+                          library.find("eglInitialize", egl.Initialize) &&
+                          library.find("eglBindAPI", egl.BindAPI) &&
+                          library.find("eglChooseConfig", egl.ChooseConfig) &&
+                          library.find("eglCreateContext", egl.CreateContext) &&
+                          library.find("eglDestroyContext", egl.DestroyContext) &&
+                          library.find("eglMakeCurrent", egl.MakeCurrent) &&
+                          library.find("eglQueryString", egl.QueryString) &&
+                          library.find("eglReleaseThread", egl.ReleaseThread) &&
+                          library.find("eglTerminate", egl.Terminate) &&
+                          library.find("eglGetConfigAttrib", egl.GetConfigAttrib) &&
+                          library.find("eglDestroySurface", egl.DestroySurface) &&
+                          library.find("eglSwapInterval", egl.SwapInterval) &&
+                          library.find("eglSwapBuffers", egl.SwapBuffers);
     if (!complete) return false;
+    library.keep();
     const char* const extensions = egl.QueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
     if (hasExtension(extensions, "EGL_EXT_platform_base")) {
         findExtension(egl, "eglGetPlatformDisplayEXT", egl.GetPlatformDisplay);

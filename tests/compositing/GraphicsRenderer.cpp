@@ -17,6 +17,7 @@
 #include "support/LiveSource.h"
 #include "support/PlainFrames.h"
 #include "support/ShaderModel.h"
+#include "support/ThisProcess.h"
 
 namespace {
 
@@ -252,15 +253,6 @@ TEST_F(GraphicsRenderer, DrawsPicturesThatStandUpsideDownInMemory) {
     EXPECT_EQ(model.differences(*drawn, 1), 0);
 }
 
-// Resident memory of this process, in kilobytes.
-long residentMemory() {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.rfind("VmRSS:", 0) == 0) return std::stol(line.substr(6));
-    }
-    return 0;
-}
-
 TEST_F(GraphicsRenderer, GivesTheMemoryOfDeletedTexturesBack) {
     constexpr int turns = 1000;
     constexpr int side = 512; // a megabyte or more a layer
@@ -276,10 +268,10 @@ TEST_F(GraphicsRenderer, GivesTheMemoryOfDeletedTexturesBack) {
     };
     for (int i = 0; i < 20; ++i)
         turn();
-    const long before = residentMemory();
+    const long before = test::residentKiB();
     for (int i = 0; i < turns; ++i)
         turn();
-    EXPECT_LT(residentMemory() - before, turns * 1024L / 3);
+    EXPECT_LT(test::residentKiB() - before, turns * 1024L / 3);
 }
 
 TEST(LMixerGraphics, ShowsLivePicturesAndComesAndGoes) {

@@ -10,6 +10,7 @@
 #include "core/Clock.h"
 #include "support/RunningAudioMixer.h"
 #include "support/RunningMixer.h"
+#include "support/ThisProcess.h"
 
 extern "C" {
 #include <libavutil/avutil.h>

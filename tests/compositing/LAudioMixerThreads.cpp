@@ -15,6 +15,7 @@
 #include "support/Frames.h"
 #include "support/RunningAudioMixer.h"
 #include "support/RunningMixer.h"
+#include "support/ThisProcess.h"
 
 namespace {
 

@@ -9,6 +9,7 @@
 #include "quolsdk/LSink.h"
 #include "support/CapturedStream.h"
 #include "support/RunningMixer.h"
+#include "support/ThisProcess.h"
 
 namespace {
 

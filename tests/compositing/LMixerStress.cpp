@@ -3,17 +3,16 @@
 
 #include <unistd.h>
 #include <array>
-#include <fstream>
 #include <memory>
 #include <random>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "support/CapturedStream.h"
 #include "support/Frames.h"
 #include "support/RunningMixer.h"
+#include "support/ThisProcess.h"
 
 namespace {
 
@@ -24,6 +23,7 @@ using test::Levels;
 using test::LiveSource;
 using test::plainPicture;
 using test::PulledSource;
+using test::residentKiB;
 using test::RunningMixer;
 using namespace std::chrono_literals;
 
@@ -35,19 +35,6 @@ constexpr bool isInstrumented = true;
 #else
 constexpr bool isInstrumented = false;
 #endif
-
-// Memory of this process that lies in the machine's, in KiB.
-long residentKiB() {
-    std::ifstream status("/proc/self/status");
-    std::string word;
-    while (status >> word) {
-        if (word != "VmRSS:") continue;
-        long value = 0;
-        status >> value;
-        return value;
-    }
-    return -1;
-}
 
 // A source as live as can be made: it changes size and format, falls silent and comes back.
 class MovingSource {

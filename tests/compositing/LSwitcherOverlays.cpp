@@ -16,7 +16,7 @@
 #include "support/CapturedStream.h"
 #include "support/ClipFile.h"
 #include "support/LayerScene.h"
-#include "support/RunningSwitcher.h"
+#include "support/PulledSwitcher.h"
 #include "support/SteppedTitles.h"
 
 namespace {
@@ -32,9 +32,9 @@ using test::Levels;
 using test::noisePicture;
 using test::panelOf;
 using test::plainPicture;
+using test::PulledSwitcher;
 using test::sampleAt;
 using test::sharesMemory;
-using test::SteppedSwitcher;
 using test::waitUntil;
 using test::WatchedSource;
 using Clock = std::chrono::steady_clock;
@@ -143,7 +143,7 @@ protected:
     Titles two;
     WatchedSource source;
     FramePtr under;
-    SteppedSwitcher stepped;
+    PulledSwitcher stepped;
     LSwitcher& switcher = stepped.switcher;
 };
 
@@ -383,7 +383,7 @@ protected:
     FramePtr pictureB = plainPicture(width, height, levelsB);
     WatchedSource a;
     WatchedSource b;
-    SteppedSwitcher stepped;
+    PulledSwitcher stepped;
     LSwitcher& switcher = stepped.switcher;
 
 private:

@@ -10,7 +10,7 @@
 
 #include "compositing/Transitions.h"
 #include "support/LayerScene.h"
-#include "support/RunningSwitcher.h"
+#include "support/PulledSwitcher.h"
 
 extern "C" {
 #include <libswscale/swscale.h>
@@ -24,8 +24,8 @@ using test::firstDifference;
 using test::noisePicture;
 using test::plainPicture;
 using test::PulledSource;
+using test::PulledSwitcher;
 using test::sharesMemory;
-using test::SteppedSwitcher;
 using test::waitUntil;
 using test::WatchedSource;
 using namespace std::chrono_literals;
@@ -73,7 +73,7 @@ protected:
     FramePtr pictureB = noisePicture(2);
     WatchedSource a;
     WatchedSource b;
-    SteppedSwitcher stepped;
+    PulledSwitcher stepped;
     LSwitcher& switcher = stepped.switcher;
 };
 
@@ -280,7 +280,7 @@ TEST_F(LSwitcherPictures, TheSameSourceAgainKeepsThePictureAnotherDoesNot) {
 TEST_F(LSwitcherPictures, ASourceIsAskedOnceATickSeenOrNot) {
     PulledSource first(noisePicture(4));
     PulledSource second(noisePicture(5));
-    SteppedSwitcher pulling;
+    PulledSwitcher pulling;
     pulling.switcher.setProgram(&first);
     pulling.switcher.setPreview(&second);
     EXPECT_EQ(first.consumers, 1);
@@ -302,7 +302,7 @@ TEST_F(LSwitcherPictures, ASourceIsAskedOnceATickSeenOrNot) {
 
 TEST_F(LSwitcherPictures, WhatASourceThatIsAskedPushesIsNotShownAndItsLastPictureStays) {
     PulledSource source(noisePicture(4));
-    SteppedSwitcher pulling;
+    PulledSwitcher pulling;
     pulling.switcher.setProgram(&source);
     const FramePtr pushed = noisePicture(5);
     source.distributeVideoFrame(pushed.get());

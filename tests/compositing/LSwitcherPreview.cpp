@@ -11,7 +11,7 @@
 #include "support/CapturedStream.h"
 #include "support/ClipFile.h"
 #include "support/LayerScene.h"
-#include "support/RunningSwitcher.h"
+#include "support/PulledSwitcher.h"
 
 extern "C" {
 #include <libavutil/buffer.h>
@@ -25,7 +25,7 @@ using test::CapturedStream;
 using test::CollectingSink;
 using test::firstDifference;
 using test::noisePicture;
-using test::SteppedSwitcher;
+using test::PulledSwitcher;
 using test::waitUntil;
 using test::WatchedSource;
 
@@ -84,7 +84,7 @@ protected:
     WatchedSource b;
     WatchedSource c;
     CollectingSink follower;
-    SteppedSwitcher stepped;
+    PulledSwitcher stepped;
     LSwitcher& switcher = stepped.switcher;
     SwitcherPreviewObject& preview = *switcher.getPreviewObject();
 };

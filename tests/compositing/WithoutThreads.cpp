@@ -14,6 +14,7 @@
 #include "support/CollectingSink.h"
 #include "support/NoThreads.h"
 #include "support/RunningMixer.h"
+#include "support/ThisProcess.h"
 
 namespace {
 

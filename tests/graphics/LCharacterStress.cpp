@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -7,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <string>
@@ -276,6 +278,24 @@ TEST(LCharacterStress, ProjectsAreSavedAndLoadedWhileOthersEdit) {
     EXPECT_EQ(character.getItemCount(), 1);
     EXPECT_NE(character.getItem("a"), nullptr);
     EXPECT_TRUE(sink.waitForPictures(sink.pictureCount() + 2));
+    character.removeSink(&sink);
+}
+
+// Nobody reads the pipe yet that the scene is saved to.
+TEST(LCharacterStress, AFileThatTakesItsTimeHoldsUpNoPicture) {
+    const std::string pipe = test::temporaryPath("slow.xml");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    LCharacter character;
+    character.setFPS(200.0);
+    CollectingSink sink;
+    character.addSink(&sink);
+    character.addItem("a", 0, 0, 100, 100, panelOf("#FFFFFF"));
+    std::thread saving([&] { character.saveToXMLFile(pipe); });
+    EXPECT_TRUE(sink.waitForPictures(sink.pictureCount() + 100));
+    std::ifstream reader(pipe); // opened at last
+    const std::string scene{std::istreambuf_iterator<char>(reader), {}};
+    saving.join();
+    EXPECT_NE(scene.find("<id>a</id>"), std::string::npos);
     character.removeSink(&sink);
 }
 

@@ -13,6 +13,7 @@
 #include "support/CapturedStream.h"
 #include "support/Frames.h"
 #include "support/RecordedFile.h"
+#include "support/ThisProcess.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>
@@ -591,18 +592,14 @@ TEST(EncoderSession, WriteThatTheSystemRefusesIsTheSessionsError) {
 
 TEST(EncoderSession, SessionThatIsDroppedHalfwayClosesItsFile) {
     const std::string path = test::temporaryPath("dropped.mkv");
-    const auto openFiles = [] {
-        const std::filesystem::directory_iterator all("/proc/self/fd");
-        return std::distance(begin(all), end(all));
-    };
-    const auto before = openFiles();
+    const int before = test::descriptorsOfThisProcess();
     {
         EncoderSession session;
         ASSERT_NO_FATAL_FAILURE(begin(session, path));
-        EXPECT_GT(openFiles(), before);
+        EXPECT_GT(test::descriptorsOfThisProcess(), before);
         session.encodeVideo(test::makePicture(64, 48, AV_PIX_FMT_YUV420P, 0).get());
     }
-    EXPECT_EQ(openFiles(), before);
+    EXPECT_EQ(test::descriptorsOfThisProcess(), before);
 }
 
 } // namespace

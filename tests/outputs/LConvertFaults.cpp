@@ -27,6 +27,7 @@
 #include "support/NumberedClip.h"
 #include "support/RecordedFile.h"
 #include "support/SmallDisk.h"
+#include "support/ThisProcess.h"
 
 namespace {
 
@@ -62,11 +63,6 @@ std::string bytesOf(const std::string& path) {
 
 std::string refusedLine(const std::string& path) {
     return "LConvert: Could not open output file: " + path + "\n";
-}
-
-std::size_t openDescriptors() {
-    const std::filesystem::directory_iterator entries("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
 // ------------------------------------------------------------------------------------ stops
@@ -441,10 +437,10 @@ TEST(LConvertInput, NothingStaysOpen) {
         convertAll(convert);
     };
     turn();
-    const std::size_t before = openDescriptors();
+    const int before = test::descriptorsOfThisProcess();
     for (int i = 0; i < 5; ++i)
         turn();
-    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(test::descriptorsOfThisProcess(), before);
 }
 
 } // namespace

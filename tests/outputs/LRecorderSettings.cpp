@@ -9,6 +9,7 @@
 #include "outputs/EncoderSession.h"
 #include "quolsdk/LRecorder.h"
 #include "support/CapturedStream.h"
+#include "support/Raised.h"
 #include "support/RecordedFile.h"
 #include "support/Recording.h"
 
@@ -74,15 +75,8 @@ TEST(LRecorderSettings, CustomAndNativeFormatsStayAsTheyWereWritten) {
 
 TEST(LRecorderSettings, NumbersThatAreNoneThrow) {
     LRecorder recorder;
-    const auto messageOf = [&recorder](const char* key, const char* value) -> std::string {
-        try {
-            recorder.setProps(key, value);
-        } catch (const std::invalid_argument& error) {
-            return std::string("invalid ") + error.what();
-        } catch (const std::out_of_range& error) {
-            return std::string("range ") + error.what();
-        }
-        return "nothing";
+    const auto messageOf = [&recorder](const char* key, const char* value) {
+        return test::raisedBy(recorder, key, value);
     };
     EXPECT_EQ(messageOf("durationMs", "soon"), "invalid stod");
     EXPECT_EQ(messageOf("durationMs", ""), "invalid stod");

@@ -2,19 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <filesystem>
-#include <iterator>
 
 #include "quolsdk/LReplay.h"
 #include "support/CollectingSink.h"
 #include "support/FailingMemory.h"
 #include "support/Replays.h"
+#include "support/ThisProcess.h"
 
 namespace {
-
-std::ptrdiff_t openFiles() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-}
 
 // Each allocation of the call fails in its turn, until there is none left to fail.
 TEST(ReplayMemory, AStartAndAnExportFailAndTheNextOnesAreWhole) {
@@ -33,15 +28,15 @@ TEST(ReplayMemory, AStartAndAnExportFailAndTheNextOnesAreWhole) {
         return failed - 1;
     };
     station.replay.clearRecording();
-    const std::ptrdiff_t before = openFiles();
+    const int before = test::descriptorsOfThisProcess();
     EXPECT_GT(failures([&] { return station.replay.startRecording(); }), 4);
     station.replay.clearRecording();
-    EXPECT_EQ(openFiles(), before);
+    EXPECT_EQ(test::descriptorsOfThisProcess(), before);
     ASSERT_TRUE(station.replay.startRecording());
     station.record(5);
-    const std::ptrdiff_t recording = openFiles();
+    const int recording = test::descriptorsOfThisProcess();
     EXPECT_GT(failures([&] { return station.replay.exportRange(0, 4, path); }), 4);
-    EXPECT_EQ(openFiles(), recording);
+    EXPECT_EQ(test::descriptorsOfThisProcess(), recording);
     EXPECT_TRUE(station.replay.exportRange(0, 4, path));
 }
 

@@ -3,10 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <filesystem>
 #include <memory>
 #include <thread>
 #include <vector>
+
+#include "support/ThisProcess.h"
 
 namespace {
 
@@ -37,13 +38,6 @@ std::array<GLubyte, 4> drawnColour(const quol::gl::EntryTable& gl, float red, fl
     gl.DeleteFramebuffers(1, &framebuffer);
     gl.DeleteTextures(1, &texture);
     return pixel;
-}
-
-std::size_t openDescriptors() {
-    std::size_t count = 0;
-    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
-        ++count;
-    return count;
 }
 
 TEST(HeadlessContext, DrawsIntoAFramebuffer) {
@@ -83,10 +77,10 @@ TEST(HeadlessContext, EachThreadDrawsIntoItsOwn) {
 
 TEST(HeadlessContext, ComesAndGoesWithoutLeavingDescriptorsBehind) {
     { CONTEXT_OR_SKIP(first); }
-    const std::size_t before = openDescriptors();
+    const int before = test::descriptorsOfThisProcess();
     for (int i = 0; i < 30; ++i)
         ASSERT_NE(HeadlessContext::make(Driver::any), nullptr);
-    EXPECT_LE(openDescriptors(), before + 1);
+    EXPECT_LE(test::descriptorsOfThisProcess(), before + 1);
 }
 
 } // namespace

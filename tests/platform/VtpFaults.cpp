@@ -1,6 +1,5 @@
 // Ends that stall, die, or are not what they should be.
 #include <arpa/inet.h>
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -17,6 +16,7 @@
 #include "platform/vtp/Limits.h"
 #include "platform/vtp/Message.h"
 #include "platform/vtp/Secret.h"
+#include "support/ThisProcess.h"
 #include "support/VtpEnds.h"
 #include "support/VtpStranger.h"
 
@@ -28,24 +28,6 @@ using quol::vtp::Descriptor;
 using quol::vtp::MessageHeader;
 using quol::vtp::MessageType;
 using Steady = std::chrono::steady_clock;
-
-int openDescriptors() {
-    int count = 0;
-    DIR* folder = opendir("/proc/self/fd");
-    while (folder != nullptr && readdir(folder) != nullptr)
-        ++count;
-    if (folder != nullptr) closedir(folder);
-    return count;
-}
-
-int threads() {
-    int count = 0;
-    DIR* folder = opendir("/proc/self/task");
-    while (folder != nullptr && readdir(folder) != nullptr)
-        ++count;
-    if (folder != nullptr) closedir(folder);
-    return count;
-}
 
 bool delivers(vtp_sender* sender, vtp_receiver* receiver, std::int64_t time) {
     const auto picture = vtpPicture(16, 8, 3, 1);
@@ -589,8 +571,8 @@ TEST(VtpFaults, nothingIsLeftBehind) {
         EXPECT_TRUE(receiver);
     };
     once();
-    const int descriptorsBefore = openDescriptors();
-    const int threadsBefore = threads();
+    const int descriptorsBefore = test::descriptorsOfThisProcess();
+    const int threadsBefore = test::threadsOfThisProcess();
     for (int i = 0; i < 150; ++i)
         once();
     for (int i = 0; i < 3000; ++i) {
@@ -598,8 +580,8 @@ TEST(VtpFaults, nothingIsLeftBehind) {
         vtp_destroy_receiver(vtp_create_receiver());
         vtp_destroy_listener(vtp_create_listener());
     }
-    EXPECT_EQ(openDescriptors(), descriptorsBefore);
-    EXPECT_EQ(threads(), threadsBefore);
+    EXPECT_EQ(test::descriptorsOfThisProcess(), descriptorsBefore);
+    EXPECT_EQ(test::threadsOfThisProcess(), threadsBefore);
 }
 
 TEST(VtpFaults, handlesMayBeUsedFromManyThreads) {

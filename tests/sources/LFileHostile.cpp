@@ -20,6 +20,7 @@
 #include "quolsdk/LFilter.h"
 #include "support/CapturedStream.h"
 #include "support/FilePlayer.h"
+#include "support/ThisProcess.h"
 
 namespace {
 
@@ -41,11 +42,6 @@ void expectQuickStop(LFile& file) {
     file.stop();
     EXPECT_LT(watch.seconds(), longestStop);
     EXPECT_EQ(statusOf(file), 0);
-}
-
-std::size_t openDescriptors() {
-    const std::filesystem::directory_iterator entries("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
 // A server on this machine that takes a connection and never says a word.
@@ -355,7 +351,7 @@ TEST(LFileHostile, PlayedAndStoppedOftenItLeavesNothingOpen) {
     FilePlayer player("silent.mp4");
     ASSERT_TRUE(player.file.play());
     player.file.stop();
-    const std::size_t before = openDescriptors();
+    const int before = test::descriptorsOfThisProcess();
     for (int round = 0; round < 40; ++round) {
         ASSERT_TRUE(player.file.play());
         if (round % 2 == 0) {
@@ -368,7 +364,7 @@ TEST(LFileHostile, PlayedAndStoppedOftenItLeavesNothingOpen) {
             player.file.fileNameSet(mediaPath("silent.mp4"));
         }
     }
-    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(test::descriptorsOfThisProcess(), before);
 }
 
 TEST(LFileHostile, StopGetsAPlayOutThatWaitsForAnAnswer) {

@@ -6,7 +6,6 @@
 #include <array>
 #include <atomic>
 #include <cmath>
-#include <filesystem>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -14,6 +13,7 @@
 
 #include "support/CapturedStream.h"
 #include "support/FilePlayer.h"
+#include "support/ThisProcess.h"
 
 namespace {
 
@@ -86,11 +86,6 @@ Levels levelsOfColor(const std::string& color) {
 }
 
 constexpr Levels black{0, 128, 128};
-
-int threadsOfThisProcess() {
-    const std::filesystem::directory_iterator tasks("/proc/self/task");
-    return static_cast<int>(std::distance(begin(tasks), end(tasks)));
-}
 
 // A signal whose queue of pictures can be looked at.
 class OpenSignal : public LSignal {
@@ -199,14 +194,14 @@ TEST(LSignal, StartTwiceStartsOneThread) {
     int before = 0;
     ASSERT_TRUE(test::waitUntil([&] {
         std::this_thread::sleep_for(50ms);
-        return std::exchange(before, threadsOfThisProcess()) == threadsOfThisProcess();
+        return std::exchange(before, test::threadsOfThisProcess()) == test::threadsOfThisProcess();
     }));
     EXPECT_TRUE(signal.Start());
-    EXPECT_EQ(threadsOfThisProcess(), before + 1);
+    EXPECT_EQ(test::threadsOfThisProcess(), before + 1);
     EXPECT_TRUE(signal.Start());
-    EXPECT_EQ(threadsOfThisProcess(), before + 1);
+    EXPECT_EQ(test::threadsOfThisProcess(), before + 1);
     signal.Stop();
-    EXPECT_TRUE(test::waitUntil([&] { return threadsOfThisProcess() == before; }));
+    EXPECT_TRUE(test::waitUntil([&] { return test::threadsOfThisProcess() == before; }));
 }
 
 TEST(LSignal, StopEndsThePictures) {

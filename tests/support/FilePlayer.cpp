@@ -1,5 +1,7 @@
 #include "support/FilePlayer.h"
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 
 #include "core/Clock.h"
@@ -45,6 +47,21 @@ int statusOf(LObject& object) {
     int status = -1;
     object.statusGet(status);
     return status;
+}
+
+void expectClosed(LFile& file) {
+    EXPECT_EQ(statusOf(file), 0);
+    EXPECT_EQ(file.getDurationMs(), 0.0);
+    EXPECT_EQ(file.getPosMs(), 0.0);
+    EXPECT_EQ(file.getTimeCode(), zeroTimecode);
+    EXPECT_EQ(file.getPosTC(), zeroTimecode);
+    EXPECT_EQ(file.getInTC(), zeroTimecode);
+    EXPECT_EQ(file.getOutTC(), zeroTimecode);
+    double in = -1.0;
+    double out = -1.0;
+    double duration = -1.0;
+    file.InOutGet(in, out, duration);
+    EXPECT_EQ(duration, 0.0);
 }
 
 videoFormatProps customVideo(int width, int height, double fps, int pixelFormat) {

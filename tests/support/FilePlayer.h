@@ -49,6 +49,12 @@ public:
 
 int statusOf(LObject& object);
 
+// Of a file that carries none, and of no file.
+constexpr auto zeroTimecode = "00:00:00:00";
+
+// That a player answers as one does that has no file open.
+void expectClosed(LFile& file);
+
 videoFormatProps customVideo(int width, int height, double fps, int pixelFormat = 0);
 videoFormatProps nativeVideo(int pixelFormat);
 

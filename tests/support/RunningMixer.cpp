@@ -74,21 +74,4 @@ bool RunningMixer::shows(int x, int y, const Levels& levels) {
     return waitUntil([&] { return test::levelsAt(sink.latestPicture().get(), x, y) == levels; });
 }
 
-namespace {
-
-int entriesOf(const char* folder) {
-    const std::filesystem::directory_iterator entries(folder);
-    return static_cast<int>(std::distance(begin(entries), end(entries)));
-}
-
-} // namespace
-
-int threadsOfThisProcess() {
-    return entriesOf("/proc/self/task");
-}
-
-int descriptorsOfThisProcess() {
-    return entriesOf("/proc/self/fd");
-}
-
 } // namespace test

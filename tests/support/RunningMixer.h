@@ -82,8 +82,4 @@ public:
     CollectingSink sink;
 };
 
-// Threads of this process, and file descriptors it has open.
-int threadsOfThisProcess();
-int descriptorsOfThisProcess();
-
 } // namespace test

@@ -1,10 +1,8 @@
-// What the tests of the switcher share: a switcher on a small canvas that stands still between two
-// ticks. Sources of which all is known are beside the mixer's (support/RunningMixer.h).
+// A switcher that runs by its own clock, with a sink.
 #pragma once
 
-#include <string>
+#include <cstddef>
 
-#include "quolsdk/LCharacter.h"
 #include "quolsdk/LSwitcher.h"
 #include "support/CollectingSink.h"
 #include "support/FilePlayer.h"
@@ -13,37 +11,27 @@
 
 namespace test {
 
-// A switcher whose own clock has ended: every tick is asked for by the test, on its thread. Sources
-// and titles are to be made before it.
-class SteppedSwitcher {
+inline constexpr int runningWidth = 64;
+inline constexpr int runningHeight = 48;
+
+LSwitcher::SwitcherStats statsOf(LSwitcher& switcher);
+
+// On a small canvas. Sources are to be made before it.
+class RunningSwitcher {
 public:
-    explicit SteppedSwitcher(const videoFormatProps& format = customVideo(64, 48, 50, 1));
-    // Takes away what is there.
-    ~SteppedSwitcher();
-    SteppedSwitcher(const SteppedSwitcher&) = delete;
-    SteppedSwitcher& operator=(const SteppedSwitcher&) = delete;
+    explicit RunningSwitcher(double fps = 50.0);
+    ~RunningSwitcher();
+    RunningSwitcher(const RunningSwitcher&) = delete;
+    RunningSwitcher& operator=(const RunningSwitcher&) = delete;
 
-    // The picture of one more tick; null for none.
-    quol::FramePtr tick() { return quol::FramePtr(switcher.renderVideoFrame()); }
+    // Whether its clock goes: every tick has its sound, whatever there is to see.
+    bool goesOn(std::size_t ticks = 3) { return sink.waitForSounds(sink.soundCount() + ticks); }
+    // Whether nothing comes for a while in which much should have.
+    bool standsStill();
+    bool shows(const Levels& levels);
 
-    LSwitcher::SwitcherStats stats();
-
-    // Percent, exact for 0 and 100.
-    double position() { return stats().position; }
-
-    LSwitcher switcher;
     CollectingSink sink{1};
+    LSwitcher switcher;
 };
-
-// Noise that no two seeds have in common.
-quol::FramePtr noisePicture(unsigned seed, int width = 64, int height = 48,
-                            AVPixelFormat format = AV_PIX_FMT_YUV420P);
-
-// Pictures of `source`, whole, as a canvas shows them in one of the switcher's scale modes, by a
-// scaler made for this one picture; what the picture does not reach is black.
-quol::FramePtr fittedByHand(const AVFrame& source, int mode, int width, int height, int flags);
-
-// Whether two pictures are one and the same memory.
-bool sharesMemory(const quol::FramePtr& one, const quol::FramePtr& other);
 
 } // namespace test

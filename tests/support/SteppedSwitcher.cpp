@@ -4,12 +4,6 @@
 
 namespace test {
 
-int threadsWhenIdle() {
-    int threads = 0;
-    std::thread([&threads] { threads = threadsOfThisProcess() - 1; }).join();
-    return threads;
-}
-
 std::ostream& operator<<(std::ostream& out, const Level& level) {
     return out << '(' << level.left << ", " << level.right << ')';
 }

@@ -16,16 +16,13 @@
 #include "support/FilePlayer.h"
 #include "support/PlainFrames.h"
 #include "support/RunningMixer.h"
+#include "support/ThisProcess.h"
 
 namespace test {
 
 inline constexpr int steppedWidth = 64;
 inline constexpr int steppedHeight = 48;
 inline constexpr int steppedBlock = 960; // pairs in a tick at 48000 Hz and 50 pictures a second
-
-// Threads of a process in which nothing runs. Asked for with a thread that is certain to be there:
-// one that has just ended may be counted or not.
-int threadsWhenIdle();
 
 struct Level {
     int left = 0;

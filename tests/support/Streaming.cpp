@@ -1,8 +1,11 @@
 #include "support/Streaming.h"
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 
 #include "support/CollectingSink.h"
+#include "support/LiveSource.h"
 
 namespace test {
 
@@ -38,6 +41,18 @@ bool waitForStandstill(LStream& stream) {
             return Clock::now() - since > std::chrono::seconds(2);
         },
         std::chrono::seconds(60));
+}
+
+RecordedFile streamed(LStream& stream, const std::string& path, std::int64_t count) {
+    LiveSource source;
+    stream.source = &source;
+    stream.setStreamUrl(path);
+    source.start();
+    EXPECT_TRUE(stream.Start());
+    EXPECT_TRUE(waitForSent(stream, count));
+    stream.Stop();
+    stream.source = nullptr;
+    return readRecordedFile(path);
 }
 
 } // namespace test

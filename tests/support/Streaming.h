@@ -5,6 +5,7 @@
 #include <string>
 
 #include "quolsdk/LStream.h"
+#include "support/RecordedFile.h"
 
 namespace test {
 
@@ -19,5 +20,8 @@ bool waitForMore(LStream& stream, std::int64_t more);
 
 // Until nothing has been sent for a while; false when it goes on and on.
 bool waitForStandstill(LStream& stream);
+
+// Streams so many pictures of a live source into a file, and reads that.
+RecordedFile streamed(LStream& stream, const std::string& path, std::int64_t count = 15);
 
 } // namespace test

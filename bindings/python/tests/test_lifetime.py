@@ -176,3 +176,34 @@ for _ in range(10):
 gc.collect()
 assert threads() <= before, (threads(), before)
 """)
+
+
+def test_an_object_that_goes_in_a_push_when_no_thread_is_to_be_had():
+    run_script("""
+import os, resource, time, quolsdk
+def threads():
+    return len(os.listdir('/proc/self/task'))
+def inUse():
+    with open('/proc/self/statm') as pages:
+        return int(pages.read().split()[0]) * resource.getpagesize()
+class Sink(quolsdk.LSink):
+    def pushVideoFrame(self, frame):
+        if not things: return
+        resource.setrlimit(resource.RLIMIT_AS, (inUse() if len(things) == 2 else limit[1], limit[1]))
+        things.pop()
+        resource.setrlimit(resource.RLIMIT_AS, limit)
+limit = resource.getrlimit(resource.RLIMIT_AS)
+things = []
+s, k = quolsdk.LSignal(), Sink()
+s.Start(); s.addSink(k)
+before = threads()
+pair = [quolsdk.LSignal(), quolsdk.LSignal()]
+for signal in pair: signal.Start()
+del signal
+assert threads() > before
+things, pair = pair, None
+end = time.monotonic() + 20
+while things or threads() > before + 1:
+    assert time.monotonic() < end, (things, threads(), before)
+    time.sleep(0.02)
+""")
