@@ -80,16 +80,19 @@ void LAudioMixer::ensureRunning() {
 
 void LAudioMixer::addChannel(const std::string& name, LObject* source) {
     const std::lock_guard control(controlMutex);
-    removeChannel(name);
-    if (source == nullptr || source == this) return;
-    AudioMixerSink* sink = nullptr;
+    if (source == nullptr || source == this) return removeChannel(name);
+    // All that takes memory before anything is changed.
+    decltype(channels) made;
     {
         const std::lock_guard lock(*mutex);
-        auto channel = std::make_unique<Channel>(name, source, audioFormat.sampleRate);
-        sink = &channel->sink;
-        channels[name] = std::move(channel);
+        made.emplace(name, std::make_unique<Channel>(name, source, audioFormat.sampleRate));
     }
-    source->addSink(sink);
+    source->addSink(&made.begin()->second->sink);
+    removeChannel(name);
+    const std::lock_guard lock(*mutex);
+    quol::AudioInput& sound = made.begin()->second->sink.sound;
+    if (sound.sampleRate() != audioFormat.sampleRate) sound.setSampleRate(audioFormat.sampleRate);
+    channels.merge(made);
 }
 
 void LAudioMixer::removeChannel(const std::string& name) {

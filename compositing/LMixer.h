@@ -21,6 +21,8 @@
 class MixerSink;
 
 namespace quol {
+template <typename Sink>
+class AttachedSink;
 class DetachedSinks;
 class FairMutex;
 class LayerRenderer;
@@ -134,11 +136,13 @@ public:
     void removePullConsumer() override; ///< @copydoc addPullConsumer
 
 private:
-    LLayerItem& layerOf(const std::string& name);
-    MixerSink* exchangeSource(quol::LayerFeed& feed, LObject*& source, LObject* newSource,
-                              quol::DetachedSinks& detached);
-    void attach(quol::LayerFeed& feed, LObject*& source, MixerSink* sink);
-    static void takeBack(quol::LayerFeed& feed, LObject*& source);
+    using Layers = std::map<std::string, std::unique_ptr<LLayerItem>>;
+
+    LLayerItem* layerOf(const std::string& name) const;
+    Layers makeLayer(const std::string& name) const;
+    quol::AttachedSink<MixerSink> sinkFor(const LObject* source, LObject* newSource);
+    static void exchangeSource(quol::LayerFeed& feed, LObject*& source, LObject* newSource,
+                               quol::AttachedSink<MixerSink>& sink, quol::DetachedSinks& detached);
     static void place(LLayerItem& item, int zIndex, float x, float y, int alpha, float width,
                       float height);
     void cleanupLayerItem(LLayerItem& item, quol::DetachedSinks& detached);
@@ -151,6 +155,7 @@ private:
     static void takePicture(quol::LayerFeed& feed);
     quol::FramePtr renderTick(quol::LayerRenderer& layerRenderer, const quol::MixerTick& tick);
     quol::FramePtr mixAudio(quol::MixerTick& tick);
+    static void mixLayer(LLayerItem& item, quol::MixerTick& tick, int length, AVFrame* block);
     void handOnPicture(quol::FramePtr picture);
     void handOnSound(AVFrame& sound);
     void answerPull();
@@ -165,7 +170,7 @@ private:
 
     /// Guards the layers and the formats; held by the render thread while it makes a picture.
     const std::unique_ptr<quol::FairMutex> layerMutex;
-    std::map<std::string, std::unique_ptr<LLayerItem>> layers;
+    Layers layers;
     videoFormatProps videoFormat;
     audioFormatProps audioFormat;
 

@@ -56,6 +56,7 @@ struct MixerTick {
     std::int64_t index = 0;
     videoFormatProps format;
     double fps = 0.0;
+    bool isOrdered = false;   // there was memory for the next
     std::vector<Entry> order; // visible layers, the lowest first
     std::vector<RenderedLayer> rendered;
     std::vector<std::int16_t> samples;
@@ -162,7 +163,9 @@ void LMixer::deleteDeadTextures(quol::LayerRenderer& layerRenderer) {
 void LMixer::collectLayers(quol::MixerTick& tick) {
     tick.order.clear();
     tick.rendered.clear();
+    tick.isOrdered = false;
     tick.order.reserve(layers.size()); // all of them or none
+    tick.isOrdered = true;
     for (auto& [name, item] : layers) {
         if (item->visible) {
             tick.order.push_back({item->zIndex, static_cast<int>(tick.order.size()), item.get()});
@@ -195,29 +198,41 @@ void LMixer::takePicture(quol::LayerFeed& feed) {
     if (newest && quol::isReadablePicture(*newest)) feed.lastFrame = std::move(newest);
 }
 
-// The sound of this tick. Under `layerMutex`.
+// The sound of this tick. It is taken of every layer, whether it is heard or not and whatever
+// memory there is: what is left would be late for good. Under `layerMutex`.
 quol::FramePtr LMixer::mixAudio(quol::MixerTick& tick) {
     const int length = quol::samplesOfTick(mixRate, tick.fps);
-    tick.samples.resize(static_cast<std::size_t>(length) * 2);
     quol::FramePtr block = quol::makeSilentBlock(length, mixRate);
+    if (!quol::hadMemory([&] { tick.samples.resize(static_cast<std::size_t>(length) * 2); }))
+        block.reset();
     if (block) {
         block->pts = av_rescale_q(tick.index, quol::tickBase(tick.fps), {1, mixRate});
         block->time_base = {1, mixRate};
     }
-    for (const auto& entry : tick.order) {
-        quol::LayerFeed& feed = entry.item->state->picture;
-        const int gain = entry.item->audioGain;
-        if (!feed.sink) continue;
-        const auto pictureTime = feed.lastFrame ? quol::frameTime(*feed.lastFrame) : std::nullopt;
-        const double reference = pictureTime.value_or(static_cast<double>(tick.index) / tick.fps);
-        const std::size_t taken = feed.sink->sound().takeDue(
-            tick.samples.data(), static_cast<std::size_t>(length), reference + soundAhead);
-        // Taken whether it is heard or not: what is left would be late when it is.
-        if (!block || !entry.item->audioEnabled || gain <= 0) continue;
-        quol::addToMix(quol::samplesOf(*block), tick.samples.data(), taken * 2,
-                       static_cast<float>(gain / 100.0));
+    if (tick.isOrdered) {
+        for (const auto& entry : tick.order)
+            mixLayer(*entry.item, tick, length, block.get());
+    } else {
+        for (const auto& [name, item] : layers) {
+            if (item->visible) mixLayer(*item, tick, length, block.get());
+        }
     }
     return block;
+}
+
+// One layer's share of the block; without one its sound goes unheard.
+void LMixer::mixLayer(LLayerItem& item, quol::MixerTick& tick, int length, AVFrame* block) {
+    quol::LayerFeed& feed = item.state->picture;
+    const int gain = item.audioGain;
+    if (!feed.sink) return;
+    const auto pictureTime = feed.lastFrame ? quol::frameTime(*feed.lastFrame) : std::nullopt;
+    const double reference = pictureTime.value_or(static_cast<double>(tick.index) / tick.fps);
+    const std::size_t taken =
+        feed.sink->sound().takeDue(block != nullptr ? tick.samples.data() : nullptr,
+                                   static_cast<std::size_t>(length), reference + soundAhead);
+    if (block == nullptr || !item.audioEnabled || gain <= 0) return;
+    quol::addToMix(quol::samplesOf(*block), tick.samples.data(), taken * 2,
+                   static_cast<float>(gain / 100.0));
 }
 
 // To the consumer that pulls, who then hands it to the sinks; without one to the sinks.

@@ -141,6 +141,9 @@ public:
     void removePullConsumer() override; ///< @copydoc addPullConsumer
 
 private:
+    using Cells = std::map<std::string, std::unique_ptr<GridCell>>;
+
+    Cells makeCell(const std::string& key);
     GridCell& cellOf(const std::string& key);
     quol::MultiviewLayout layout() const;
     void exchangeSource(const std::string& key, LObject* source,
@@ -166,7 +169,7 @@ private:
     /// Guards the tiles and the format; held by the render thread while it looks what to draw, not
     /// while it draws.
     const std::unique_ptr<quol::FairMutex> cellMutex;
-    std::map<std::string, std::unique_ptr<GridCell>> cells;
+    Cells cells;
     int orientation = 0;
     int gridSize = 2;
     videoFormatProps videoFormat;

@@ -33,7 +33,7 @@ public:
         return queue_.consume(pairs, use);
     }
 
-    // Like `take`, but stops at sound whose time is beyond `latest`, in seconds.
+    // Like `take`, up to sound beyond `latest`, in seconds. Without a target it goes unheard.
     std::size_t takeDue(std::int16_t* target, std::size_t pairs, double latest);
 
     // Another rate from now on. What was queued at the old one is dropped.

@@ -25,15 +25,16 @@ std::size_t AudioQueue::take(std::int16_t* target, std::size_t pairs) {
 std::size_t AudioQueue::takeDue(std::int16_t* target, std::size_t pairs, double latest) {
     std::size_t taken = 0;
     while (taken < pairs && !records_.empty() && latest >= *frontTime())
-        taken += takeFromFront(target + taken * 2, pairs - taken);
+        taken += takeFromFront(target != nullptr ? target + taken * 2 : nullptr, pairs - taken);
     return taken;
 }
 
-// Up to `pairs` of the front record, which there must be.
+// Up to `pairs` of the front record, which there must be; unheard without a target.
 std::size_t AudioQueue::takeFromFront(std::int16_t* target, std::size_t pairs) {
     const AudioRecord& front = records_.front();
     const std::size_t count = std::min(pairs, front.pairs() - used_);
-    std::memcpy(target, front.samples.data() + used_ * 2, count * 2 * sizeof(std::int16_t));
+    if (target != nullptr)
+        std::memcpy(target, front.samples.data() + used_ * 2, count * 2 * sizeof(std::int16_t));
     advance(count);
     return count;
 }

@@ -30,7 +30,7 @@ public:
     // many there were; the rest of `target` is left as it is.
     std::size_t take(std::int16_t* target, std::size_t pairs);
 
-    // Like `take`, but stops at a record whose next sample lies beyond `latest`, in seconds.
+    // Like `take`, up to sound beyond `latest`, in seconds. Without a target it goes unheard.
     std::size_t takeDue(std::int16_t* target, std::size_t pairs, double latest);
 
     // Hands up to `pairs` stereo samples out where they lie, oldest first, in pieces: `use` gets

@@ -26,6 +26,10 @@ public:
     // What an item that is about to go has left on the picture has to be drawn anew.
     void forget(const LCGItem& item);
 
+    // Whether the picture shows all that was drawn: where memory was short it does so behind
+    // another `render`.
+    bool isWhole() const { return dirty_.empty(); }
+
     // The picture as it stands; planar 4:2:0 with alpha, colours premultiplied. Transparent before
     // the first `render`. Null when memory is short.
     FramePtr frame() const { return cloneFrame(frames_.current()); }

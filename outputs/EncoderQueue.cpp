@@ -15,7 +15,7 @@ constexpr auto longestWait = std::chrono::milliseconds(10);
 
 void EncoderQueue::push(const AVFrame& frame, std::int64_t elapsed) {
     QueuedPicture picture{cloneFrame(&frame), elapsed};
-    if (!picture.frame) return;
+    if (!picture.frame) return countLost();
     {
         const std::lock_guard lock(mutex_);
         if (queue_.size() >= limit_) {

@@ -42,6 +42,9 @@ void LReplay::playbackLoop() {
         } catch (const std::bad_alloc&) {
             shown.passed = 0; // one picture less
             pause = beforeAnother;
+            // Where the playback stands it is the only one: it is tried again.
+            const std::lock_guard lock(videoMutex);
+            if (!live && !playing && !seekPending.exchange(true)) stepFrames = 0;
         }
         sleeper->sleepFor(pause);
     }

@@ -30,8 +30,10 @@ void bindItemsOf(CharacterClass& character) {
             },
             unlocked(), py::arg("id"), py::arg("x"), py::arg("y"), py::arg("w"), py::arg("h"),
             py::arg("props"),
-            "Adds an item on top; a size of 0 is the picture's, or the image's own. None for a "
-            "video that cannot be played.")
+            std::is_same_v<Props, LCGVideoProps>
+                ? "Adds an item on top; a size of 0 is the picture's own. None, and no item, for a "
+                  "video that cannot be played."
+                : "Adds an item on top; a size of 0 is the picture's, or the image's own.")
         .def(
             "updateItem",
             [](Character& self, const std::string& id, int x, int y, int w, int h, float alpha,

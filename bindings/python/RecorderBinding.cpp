@@ -43,7 +43,7 @@ void bindRecorder(py::module_& module) {
     recorder.def(py::init([] { return make<LRecorder>(); }))
         .def_property("source", &getEncodingSource<LRecorder>,
                       py::cpp_function(&setEncodingSource<LRecorder>, outside()),
-                      "What to record, kept alive; counts from the next Record.")
+                      "What to record, kept alive; counts from the next Record. None for none.")
         .def(
             "setFilePath", [](LRecorder& self, const Path& p) { self.setFilePath(p.string()); },
             unlocked(), py::arg("path"), "File to write; an existing one is replaced.")

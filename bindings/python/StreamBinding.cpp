@@ -48,7 +48,7 @@ void bindStream(py::module_& module) {
     stream.def(py::init([] { return make<LStream>(); }))
         .def_property("source", &getEncodingSource<LStream>,
                       py::cpp_function(&setEncodingSource<LStream>, outside()),
-                      "What to stream, kept alive; counts from the next Start.")
+                      "What to stream, kept alive; counts from the next Start. None for none.")
         .def("setStreamUrl", &LStream::setStreamUrl, unlocked(), py::arg("url"),
              "Where to, without the key.")
         .def("setStreamKey", &LStream::setStreamKey, unlocked(), py::arg("key"),

@@ -40,6 +40,18 @@ def tidy(signature):
     return signature
 
 
+CLASS = r"[A-Z]\w*(?:\.[A-Z]\w*)*"
+
+
+def with_none(arguments, result, text):
+    """A signature names a class where there may be none of it: what is said of it tells."""
+    if not re.search(r"\bNone\b", text):
+        return arguments, result
+    if result != "None":
+        return arguments, re.sub(rf"^{CLASS}$", r"Optional[\g<0>]", result)
+    return re.sub(rf"(?<=: ){CLASS}(?=[,)])", r"Optional[\g<0>]", arguments), result
+
+
 def signatures(doc):
     """The signatures of a function's docstring, and what is said of each."""
     first, _, rest = doc.partition("\n")
@@ -59,18 +71,20 @@ def function(name, member, indent, is_static=False):
             lines.append("@staticmethod")
         arguments, _, result = signature[signature.index("("):].rpartition(" -> ")
         arguments = re.sub(r"^\(self: [^,)]+", "(self", arguments)
-        lines.append(f"def {name}{tidy(arguments)} -> {tidy(result)}:")
+        arguments, result = with_none(tidy(arguments), tidy(result), text)
+        lines.append(f"def {name}{arguments} -> {result}:")
         lines.append(f'    """{text}"""' if text else "    ...")
     return textwrap.indent("\n".join(lines), indent)
 
 
 def attribute(name, member, indent):
     getter = re.search(r"-> (.+?)$", member.fget.__doc__ or "", re.MULTILINE)
-    kind = tidy(getter[1]) if getter else "object"
+    text = member.__doc__ or ""
+    kind = with_none("", tidy(getter[1]), text)[1] if getter else "object"
     lines = ["@property", f"def {name}(self) -> {kind}:", f'    """{member.__doc__}"""']
     if member.fset:
         setter = re.search(r"arg1: (.+)\) -> None", member.fset.__doc__ or "")
-        taken = tidy(setter[1]) if setter else kind
+        taken = with_none("", tidy(setter[1]), text)[1] if setter else kind
         lines += [f"@{name}.setter", f"def {name}(self, value: {taken}) -> None: ..."]
     return textwrap.indent("\n".join(lines), indent)
 

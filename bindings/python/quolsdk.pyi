@@ -166,7 +166,7 @@ class LObject:
         """Time code of the position."""
     def canPullRender(self) -> bool:
         """Whether it renders a picture on demand."""
-    def renderVideoFrame(self) -> Frame:
+    def renderVideoFrame(self) -> Optional[Frame]:
         """Renders one picture now; None where a class cannot."""
     def addPullConsumer(self) -> None:
         """Registers a consumer that asks by renderVideoFrame."""
@@ -243,7 +243,7 @@ class LFrame(LSink):
             """Samples x 2, int16."""
     def __init__(self) -> None:
         ...
-    def readerObject(self, source: LObject) -> None:
+    def readerObject(self, source: Optional[LObject]) -> None:
         """Looks at this source from now on; None only leaves."""
     def getVideo(self) -> LFrame.Video:
         """The latest picture; never waits for one."""
@@ -262,7 +262,7 @@ class LSignal(LObject):
         """Starts; true also when it runs already."""
     def Stop(self) -> None:
         """Stops."""
-    def createFrame(self) -> Frame:
+    def createFrame(self) -> Optional[Frame]:
         """The picture as it stands; None when the format has no size."""
     def setVideoFormat(self, format: videoFormatProps) -> None:
         """Sets the picture format."""
@@ -289,9 +289,9 @@ class LFile(LObject):
         """Jumps to a time code."""
     def stop(self) -> None:
         """Ends and closes the file."""
-    def setVideoFilter(self, filter: LFilter) -> None:
+    def setVideoFilter(self, filter: Optional[LFilter]) -> None:
         """Filters for the pictures, kept alive; None for none."""
-    def setAudioFilter(self, filter: LFilter) -> None:
+    def setAudioFilter(self, filter: Optional[LFilter]) -> None:
         """Filters for the sound, kept alive; None for none."""
     def setAudioDelay(self, ms: int) -> None:
         """Delays the sound, milliseconds."""
@@ -409,9 +409,9 @@ class LLive(LObject):
         """Name and format of a row."""
     def DeviceFormatVideoSet(self, index: int) -> None:
         """Chooses a format, for cards; 0 follows the signal."""
-    def setVideoFilter(self, filter: LFilter) -> None:
+    def setVideoFilter(self, filter: Optional[LFilter]) -> None:
         """Filters for the pictures, kept alive; None for none."""
-    def setAudioFilter(self, filter: LFilter) -> None:
+    def setAudioFilter(self, filter: Optional[LFilter]) -> None:
         """Filters for the sound, kept alive; None for none."""
     def Start(self) -> bool:
         """Starts the chosen device. False on failure."""
@@ -588,11 +588,11 @@ class LMixer(LObject):
         """Adds a still image, or replaces the layer of that name by one."""
     def removeLayer(self, name: str) -> None:
         """Takes a layer away."""
-    def getLayer(self, name: str) -> LLayerItem:
+    def getLayer(self, name: str) -> Optional[LLayerItem]:
         """None for an unknown name."""
     def getLayerCount(self) -> int:
         """Layers, visible or not."""
-    def getLayerByIndex(self, index: int) -> LLayerItem:
+    def getLayerByIndex(self, index: int) -> Optional[LLayerItem]:
         """By name, from 0; None out of range."""
     def editLayer(self, name: str, edit: Callable[..., object]) -> bool:
         """Calls edit(layer) while no picture is in the making, so that several fields change with one picture. False for an unknown name. It must be quick and call nothing else of the library: RuntimeError."""
@@ -613,7 +613,7 @@ class LAudioMixer(LObject):
     """Mixes named channels into stereo blocks of 20 milliseconds."""
     def __init__(self) -> None:
         ...
-    def addChannel(self, name: str, source: LObject) -> None:
+    def addChannel(self, name: str, source: Optional[LObject]) -> None:
         """Adds a channel, muted, in place of one of that name; None only removes."""
     def removeChannel(self, name: str) -> None:
         """Removes a channel."""
@@ -656,7 +656,7 @@ class LStinger(LObject):
         """Plays it from its first picture."""
     def stop(self) -> None:
         """Ends the playback."""
-    def getFrameByProgress(self, progress: float) -> Frame:
+    def getFrameByProgress(self, progress: float) -> Optional[Frame]:
         """The picture at a progress, 0 to 1; None without one."""
     def isLoaded(self) -> bool:
         """Whether there is a clip."""
@@ -1326,7 +1326,7 @@ class LCGItem:
     @moveType.setter
     def moveType(self, value: str) -> None: ...
     @property
-    def group(self) -> LCGGroup:
+    def group(self) -> Optional[LCGGroup]:
         """The group it is in; None for none."""
 
 class LCGGroup:
@@ -1401,22 +1401,22 @@ class LCharacter(LObject):
         ...
     @overload
     def addItem(self, id: str, x: int, y: int, w: int, h: int, props: LCGTextProps) -> LCGItem:
-        """Adds an item on top; a size of 0 is the picture's, or the image's own. None for a video that cannot be played."""
+        """Adds an item on top; a size of 0 is the picture's, or the image's own."""
     @overload
     def addItem(self, id: str, x: int, y: int, w: int, h: int, props: LCGCrawlProps) -> LCGItem:
-        """Adds an item on top; a size of 0 is the picture's, or the image's own. None for a video that cannot be played."""
+        """Adds an item on top; a size of 0 is the picture's, or the image's own."""
     @overload
     def addItem(self, id: str, x: int, y: int, w: int, h: int, props: LCGTickerProps) -> LCGItem:
-        """Adds an item on top; a size of 0 is the picture's, or the image's own. None for a video that cannot be played."""
+        """Adds an item on top; a size of 0 is the picture's, or the image's own."""
     @overload
     def addItem(self, id: str, x: int, y: int, w: int, h: int, props: LCGRectProps) -> LCGItem:
-        """Adds an item on top; a size of 0 is the picture's, or the image's own. None for a video that cannot be played."""
+        """Adds an item on top; a size of 0 is the picture's, or the image's own."""
     @overload
     def addItem(self, id: str, x: int, y: int, w: int, h: int, props: LCGImageProps) -> LCGItem:
-        """Adds an item on top; a size of 0 is the picture's, or the image's own. None for a video that cannot be played."""
+        """Adds an item on top; a size of 0 is the picture's, or the image's own."""
     @overload
-    def addItem(self, id: str, x: int, y: int, w: int, h: int, props: LCGVideoProps) -> LCGItem:
-        """Adds an item on top; a size of 0 is the picture's, or the image's own. None for a video that cannot be played."""
+    def addItem(self, id: str, x: int, y: int, w: int, h: int, props: LCGVideoProps) -> Optional[LCGItem]:
+        """Adds an item on top; a size of 0 is the picture's own. None, and no item, for a video that cannot be played."""
     @overload
     def updateItem(self, id: str, x: int, y: int, w: int, h: int, alpha: float, show: bool, props: LCGTextProps) -> None:
         """Changes an item of the kind that fits the record."""
@@ -1447,21 +1447,21 @@ class LCharacter(LObject):
         """Ends a group with its items."""
     def getItemCount(self) -> int:
         """Items on the list."""
-    def getItemByIndex(self, index: int) -> LCGItem:
+    def getItemByIndex(self, index: int) -> Optional[LCGItem]:
         """In drawing order; None out of range."""
-    def getItem(self, id: str) -> LCGItem:
+    def getItem(self, id: str) -> Optional[LCGItem]:
         """None for an unknown id."""
     def getGroupCount(self) -> int:
         """Groups."""
-    def getGroupByIndex(self, index: int) -> LCGGroup:
+    def getGroupByIndex(self, index: int) -> Optional[LCGGroup]:
         """In name order; None out of range."""
     def getGroup(self, id: str) -> str:
         """Name of an item's group; empty without one."""
-    def getGroupObject(self, name: str) -> LCGGroup:
+    def getGroupObject(self, name: str) -> Optional[LCGGroup]:
         """None for an unknown name."""
     def groupItemCount(self, name: str) -> int:
         """0 for an unknown name."""
-    def getGroupItemByIndex(self, name: str, index: int) -> LCGItem:
+    def getGroupItemByIndex(self, name: str, index: int) -> Optional[LCGItem]:
         """None out of range."""
     def hasVisibleItem(self) -> bool:
         """Whether the latest picture had a visible item."""
@@ -1527,19 +1527,19 @@ class LSwitcher(LObject):
             """Milliseconds by which pictures outlast sound."""
     def __init__(self) -> None:
         ...
-    def setProgram(self, source: LObject) -> None:
+    def setProgram(self, source: Optional[LObject]) -> None:
         """Gives the programme another source, kept alive; None for none."""
-    def setPreview(self, source: LObject) -> None:
+    def setPreview(self, source: Optional[LObject]) -> None:
         """Gives the preview another source, kept alive; None for none."""
     def removeSource(self, source: LObject) -> None:
         """Takes a source away wherever it is, in the sound too."""
-    def getCurrentPreviewSource(self) -> LObject:
+    def getCurrentPreviewSource(self) -> Optional[LObject]:
         """None for none."""
     def getPreviewObject(self) -> SwitcherPreviewObject:
         """The preview output, a part of the switcher, which it keeps alive."""
     def setExtAudio(self, on: bool) -> None:
         """Whether the sound is that of the external source."""
-    def setExtAudioObject(self, source: LObject) -> None:
+    def setExtAudioObject(self, source: Optional[LObject]) -> None:
         """The external source of sound; None for none."""
     def flushExtAudio(self) -> None:
         """Drops the external sound that waits."""
@@ -1565,13 +1565,13 @@ class LSwitcher(LObject):
         """Of all sound, within 0 and 200."""
     def setMasterMute(self, mute: bool) -> None:
         """Silences all sound."""
-    def addCG(self, character: LCharacter) -> None:
+    def addCG(self, character: Optional[LCharacter]) -> None:
         """Puts titles on top, kept alive. None is ignored."""
     def removeCG(self, character: LCharacter) -> None:
         """Takes titles away."""
     def getCGCount(self) -> int:
         """Titles that lie on top."""
-    def getCGByIndex(self, index: int) -> LCharacter:
+    def getCGByIndex(self, index: int) -> Optional[LCharacter]:
         """The lowest is 0; None out of range."""
     def getStats(self) -> LSwitcher.SwitcherStats:
         """Waits for the picture in the making."""
@@ -1643,9 +1643,9 @@ class LMultiview(LObject):
         ...
     def setupGrid(self, orientation: MultiviewOrientation, gridSize: int) -> None:
         """Lays the wall out; all tiles of the grid go."""
-    def setPGMSource(self, source: LObject) -> None:
+    def setPGMSource(self, source: Optional[LObject]) -> None:
         """Source of the programme's window; None for none."""
-    def setPVWSource(self, source: LObject) -> None:
+    def setPVWSource(self, source: Optional[LObject]) -> None:
         """Source of the preview's window; None for none."""
     def setGridPos(self, source: LObject, row: int, col: int, span: int = 0, name: str = '') -> None:
         """Puts a source into a tile; rows and columns from 1."""
@@ -1726,7 +1726,7 @@ class LOutput(LSink):
     """Pictures and sound to a card, NDI or VTP."""
     def __init__(self) -> None:
         ...
-    def setSource(self, source: LObject) -> None:
+    def setSource(self, source: Optional[LObject]) -> None:
         """What it puts out, kept alive; None for nothing."""
     def setEnabled(self, enabled: bool) -> None:
         """Starts or stops the selected device."""
@@ -1796,10 +1796,10 @@ class LRecorder(LSink):
     def __init__(self) -> None:
         ...
     @property
-    def source(self) -> LObject:
-        """What to record, kept alive; counts from the next Record."""
+    def source(self) -> Optional[LObject]:
+        """What to record, kept alive; counts from the next Record. None for none."""
     @source.setter
-    def source(self, value: LObject) -> None: ...
+    def source(self, value: Optional[LObject]) -> None: ...
     def setFilePath(self, path: str | bytes | os.PathLike[str]) -> None:
         """File to write; an existing one is replaced."""
     def customSet(self, options: str) -> None:
@@ -1878,10 +1878,10 @@ class LStream(LSink):
     def __init__(self) -> None:
         ...
     @property
-    def source(self) -> LObject:
-        """What to stream, kept alive; counts from the next Start."""
+    def source(self) -> Optional[LObject]:
+        """What to stream, kept alive; counts from the next Start. None for none."""
     @source.setter
-    def source(self, value: LObject) -> None: ...
+    def source(self, value: Optional[LObject]) -> None: ...
     def setStreamUrl(self, url: str) -> None:
         """Where to, without the key."""
     def setStreamKey(self, key: str) -> None:
@@ -2037,7 +2037,7 @@ class LPreview:
         ...
     def previewEnable(self, nativeWindow: int, audio: bool, video: bool) -> None:
         """Shows the picture in that window: the number of an X window, or the address of a toolkit's widget."""
-    def previewObject(self, object: LObject) -> None:
+    def previewObject(self, object: Optional[LObject]) -> None:
         """The source to show, kept alive; None for none."""
     def clear(self) -> None:
         """Frees the pictures that wait."""

@@ -183,8 +183,10 @@ TEST(MultiviewSink, ForwardsItsSoundToTheSinksOfItsOwner) {
     test::CollectingSink out(4);
     owner.addSink(&out);
     MultiviewSink forwards(&owner, true);
+    forwards.start();
     MultiviewSink keeps(&owner, false);
     MultiviewSink nobodys(nullptr, true);
+    nobodys.start();
     const quol::FramePtr sound = plainSound(960, 1000, 2000);
     keeps.pushAudioFrame(sound.get());
     nobodys.pushAudioFrame(sound.get());
@@ -204,7 +206,9 @@ TEST(MultiviewSink, SoundThatComesBackToItsForwarderStops) {
     LObject b;
     test::CollectingSink out;
     MultiviewSink intoA(&a, true);
+    intoA.start();
     MultiviewSink intoB(&b, true);
+    intoB.start();
     a.addSink(&intoB);
     b.addSink(&intoA);
     a.addSink(&out);
@@ -225,6 +229,7 @@ TEST(MultiviewSink, SoundThatCannotBeReadIsNeitherMeteredNorHandedOn) {
     test::CollectingSink out;
     owner.addSink(&out);
     MultiviewSink sink(&owner, true);
+    sink.start();
     const auto push = [&sink](AVSampleFormat format, int sampleRate) {
         const quol::FramePtr empty(av_frame_alloc());
         empty->format = format;
@@ -250,6 +255,7 @@ TEST(MultiviewSink, ForwardedSoundTellsTheTimeOfTheWall) {
     quol::WallClock clock;
     clock.set(7.0, quol::steadyNow(), 0.0); // stands at 7 seconds
     MultiviewSink sink(&owner, true, &clock);
+    sink.start();
     const auto pushed = [&](std::int64_t pts) {
         sink.pushAudioFrame(plainSound(960, 1000, 1000, pts).get());
         return out.latestSound()->pts;

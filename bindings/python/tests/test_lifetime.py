@@ -207,3 +207,50 @@ while things or threads() > before + 1:
     assert time.monotonic() < end, (things, threads(), before)
     time.sleep(0.02)
 """)
+
+
+def test_a_push_that_calls_the_library_comes_back_while_the_script_ends():
+    """Its source could not be stopped if it did not."""
+    done = run_script("""
+import os, threading, time, quolsdk
+inside = threading.Event()
+plain, tap = quolsdk.LObject(), quolsdk.LFrame()
+tap.readerObject(plain)
+class Sink(quolsdk.LSink):
+    def pushVideoFrame(self, frame):
+        if inside.is_set(): return
+        inside.set()
+        for _ in range(50):
+            plain.distributeVideoFrame(frame)
+            tap.getVideo()
+            time.sleep(0.01)
+        os.write(1, b'pushed')
+signal, sink = quolsdk.LSignal(), Sink()
+signal.setVideoFormat(quolsdk.videoFormatProps(width=64, height=36, fps=50))
+signal.addSink(sink)
+signal.Start()
+inside.wait()
+""")
+    assert "pushed" in done.stdout
+
+
+def test_what_a_push_lets_go_of_while_the_script_ends_goes():
+    """On a thread of the module's own, for which the end waits."""
+    run_script("""
+import threading, time, quolsdk
+inside = threading.Event()
+class Sink(quolsdk.LSink):
+    mixer = None
+    def pushVideoFrame(self, frame):
+        if inside.is_set(): return
+        inside.set()
+        time.sleep(1.0)
+        self.mixer = None  # and with it the source that nobody else holds
+signal, sink = quolsdk.LSignal(), Sink()
+sink.mixer = quolsdk.LMixer(quolsdk.LMixer.Renderer.processor)
+sink.mixer.addLayer('a', quolsdk.LSignal())
+signal.setVideoFormat(quolsdk.videoFormatProps(width=64, height=36, fps=50))
+signal.addSink(sink)
+signal.Start()
+inside.wait()
+""")
