@@ -85,6 +85,55 @@ TEST_F(LLiveDeviceMemory, ANetworkSourcesFrameIsLostAndGivenBackAndTheNextComes)
     EXPECT_TRUE(ndi.state().misuses.empty());
 }
 
+// On the caller's thread, and on the one that has to make a receiver. Nothing of the runtime's may
+// be left behind by a start that came to nothing.
+TEST_F(LLiveDeviceMemory, ANetworkSourcesStartComesToNothingAndTheNextOneRuns) {
+    driver.setCards({});
+    ndi.setSources({"HOST (Camera 1)"});
+    LLive live;
+    live.DeviceSet(0);
+    int count = 0;
+    live.DeviceChannelGetCount(0, count);
+    live.DeviceChannelSet(0);
+    live.addSink(&sink);
+    const auto stop = [&] {
+        live.Stop();
+        for (const test::NdiReceiver& receiver : ndi.state().receivers)
+            EXPECT_FALSE(receiver.alive);
+        EXPECT_TRUE(ndi.state().misuses.empty());
+    };
+    EXPECT_GT(test::refuseEach([&] { live.Start(); }, stop), 1);
+
+    int refused = 0;
+    for (int number = 0; number < 8; ++number) {
+        const test::Spared here;
+        const int before = test::failures;
+        const std::size_t receivers = ndi.state().receivers.size();
+        test::allocations = static_cast<unsigned>(1000000 - number);
+        test::failEvery = 1000000;
+        EXPECT_TRUE(live.Start());
+        EXPECT_TRUE(test::waitUntil([&] {
+            int status = 1;
+            live.statusGet(status);
+            const test::NdiState now = ndi.state();
+            return status == 0 ||
+                   (now.receivers.size() > receivers && now.receivers.back().captures > 0);
+        })) << number;
+        test::failEvery = 0;
+        refused += test::failures - before;
+        stop();
+    }
+    EXPECT_GT(refused, 0);
+
+    ASSERT_TRUE(live.Start());
+    EXPECT_TRUE(test::waitUntil([&] {
+        ndi.give(test::ndiPicture(64, 48, "UYVY"));
+        return sink.pictures > 0;
+    }));
+    live.removeSink(&sink);
+    stop();
+}
+
 TEST_F(LLiveDeviceMemory, ACardsPictureIsLostAndTheNextComes) {
     LLive live;
     live.addSink(&sink);

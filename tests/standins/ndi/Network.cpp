@@ -223,8 +223,9 @@ Handle Network::createReceiver(const quol::ndi::NDIlib_recv_create_v3_t* setting
     receiver.name = text(made.p_ndi_recv_name).value_or("");
     receiver.source = text(made.source_to_connect_to.p_ndi_name);
     receiver.url = text(made.source_to_connect_to.p_url_address);
+    const Handle handle = newHandle(receiverHandles_, state_.receivers.size());
     state_.receivers.push_back(receiver);
-    return newHandle(receiverHandles_, state_.receivers.size() - 1);
+    return handle;
 }
 
 void Network::connect(Handle receiver, const quol::ndi::NDIlib_source_t* source) {

@@ -1,4 +1,6 @@
 // What the stand-in for the NDI runtime exports.
+#include <new>
+
 #include "ndi/Network.h"
 
 using namespace quol::ndi;
@@ -33,7 +35,11 @@ void NDIlib_find_destroy(Handle finder) {
 }
 
 Handle NDIlib_recv_create_v3(const NDIlib_recv_create_v3_t* settings) {
-    return Network::instance().createReceiver(settings);
+    try {
+        return Network::instance().createReceiver(settings);
+    } catch (const std::bad_alloc&) { // as one in C, which has no other way to tell
+        return nullptr;
+    }
 }
 void NDIlib_recv_connect(Handle receiver, const NDIlib_source_t* source) {
     Network::instance().connect(receiver, source);
