@@ -20,7 +20,8 @@ class SceneRenderer {
 public:
     SceneRenderer(int width, int height);
 
-    // Moves all items on by one picture and draws what has changed since the last call.
+    // Moves all items on by one picture and draws what has changed since the last call. Raises
+    // std::bad_alloc where memory is short: what was to be drawn is drawn by the next call.
     void render(const std::vector<std::unique_ptr<LCGItem>>& items, const TagTime& now);
 
     // What an item that is about to go has left on the picture has to be drawn anew.
