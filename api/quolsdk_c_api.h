@@ -832,8 +832,8 @@ QUOLSDK_C_API int quolsdk_convert_start(quolsdk_handle convert);
 QUOLSDK_C_API void quolsdk_convert_stop(quolsdk_handle convert);
 /** Stores 0 when idle or finished, 1 while converting, -1 when the output could not be opened. */
 QUOLSDK_C_API void quolsdk_convert_status_get(quolsdk_handle convert, int* status);
-/** Tells how far it is, 0.0 to 1.0, never going back; 1.0 when it has ended. 0.0 on a null
- *  handle. */
+/** Tells how far it is, 0.0 to 1.0, never going back; 1.0 when it has ended. Where no input tells
+ *  its duration: seconds of the current file, up to 1.0. 0.0 on a null handle. */
 QUOLSDK_C_API double quolsdk_convert_progress_get(quolsdk_handle convert);
 /** Sets an option of the video encoder, for the next start: "preset", "tune", "g", "bf". Other keys
  *  are ignored, none raises; a value that the encoder refuses fails the conversion. */

@@ -553,7 +553,7 @@ void LCharacter::playbackLoop() {
             const bool isDrawn = quol::hadMemory([this] {
                 if (needsRender.exchange(false) || isDynamic()) renderer->render(items, timeNow());
             });
-            if (!isDrawn || !renderer->isWhole()) needsRender = true;
+            if (!isDrawn) needsRender = true;
             picture = renderer->frame();
             anyVisible = std::any_of(items.begin(), items.end(),
                                      [](const auto& item) { return item->show.load(); });

@@ -1,6 +1,8 @@
 #include "graphics/SceneRenderer.h"
 
 #include <algorithm>
+#include <new>
+#include <utility>
 
 namespace quol {
 
@@ -50,7 +52,7 @@ void SceneRenderer::forget(const LCGItem& item) {
 
 void SceneRenderer::render(const std::vector<std::unique_ptr<LCGItem>>& items, const TagTime& now) {
     if (!cr_ || cairo_status(cr_.get()) != CAIRO_STATUS_SUCCESS) makeContext();
-    if (!cr_) return;
+    if (!cr_) throw std::bad_alloc();
     if (std::exchange(lost_, false)) dirty_.add(canvas_);
     tellItems(items, now);
     if (dirty_.empty()) return;
@@ -136,7 +138,7 @@ void SceneRenderer::convert() {
         parts.push_back(rounded(rect));
     const FramePtr pixels = surface_ ? ink() : nullptr;
     AVFrame* const next = pixels ? frames_.next(parts) : nullptr;
-    if (next == nullptr) return; // what is dirty stays so
+    if (next == nullptr) throw std::bad_alloc(); // what is dirty stays so
     for (const PixelRect& part : parts)
         converter_.convert(*pixels, *next, part);
     frames_.makeCurrent();

@@ -20,15 +20,12 @@ class SceneRenderer {
 public:
     SceneRenderer(int width, int height);
 
-    // Moves all items on by one picture and draws what has changed since the last call.
+    // Moves all items on by one picture and draws what has changed since the last call. Raises
+    // std::bad_alloc where memory is short: what was to be drawn is drawn by the next call.
     void render(const std::vector<std::unique_ptr<LCGItem>>& items, const TagTime& now);
 
     // What an item that is about to go has left on the picture has to be drawn anew.
     void forget(const LCGItem& item);
-
-    // Whether the picture shows all that was drawn: where memory was short it does so behind
-    // another `render`.
-    bool isWhole() const { return dirty_.empty(); }
 
     // The picture as it stands; planar 4:2:0 with alpha, colours premultiplied. Transparent before
     // the first `render`. Null when memory is short.

@@ -86,8 +86,8 @@ public:
     static std::vector<std::string> getAvailableAudioCodecs(
         const std::string& container); ///< @copydoc getAvailableVideoCodecs
 
-    /// How far the conversion is, 0.0 to 1.0, never going back; 1.0 at its end, stopped or not. To
-    /// be read only.
+    /// How far the conversion is, 0.0 to 1.0, never going back; 1.0 at its end, stopped or not.
+    /// Where no input tells its duration: seconds of the current file, up to 1.0. To be read only.
     std::atomic<double> progress{0.0};
 
 private:

@@ -26,9 +26,11 @@ void LConvert::convertLoop() {
     const auto convertFiles = [this] {
         const std::vector<double> durations = measureInputs();
         totalSeconds = std::accumulate(durations.begin(), durations.end(), 0.0);
-        if (!(totalSeconds > 0.0)) totalSeconds = 1.0;
+        const bool isKnown = totalSeconds > 0.0;
+        if (!isKnown) totalSeconds = 1.0;
         secondsBefore = 0.0;
         for (std::size_t i = 0; i < durations.size() && goOn(); ++i) {
+            if (!isKnown) progress = 0.0; // it is that of the file
             convertFile(job->inputFiles[i]);
             secondsBefore += durations[i];
         }

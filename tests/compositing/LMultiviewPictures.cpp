@@ -466,9 +466,20 @@ TEST(LMultiviewPull, AMixerThatShowsAMultiviewPullsIt) {
     multiview.setVideoFormat(customVideo(192, 108, 50.0));
     multiview.setPGMSource(&camera);
     camera.distributeVideoFrame(plainPicture(64, 36, grey).get());
-    test::RunningMixer mixer(customVideo(192, 108, 50, 1));
+    test::CollectingSink wall;
+    multiview.addSink(&wall);
+    test::RunningMixer mixer(customVideo(192, 108, 5, 1));
     mixer.mixer.addLayer("wall", &multiview, 0, 0.0F, 0.0F, 255, 192.0F, 108.0F);
     EXPECT_TRUE(mixer.shows(programX, windowY, onWall(grey)));
+    // It makes a picture for each of the mixer's: by its own clock it would make ten.
+    mixer.sink.clear();
+    wall.clear();
+    ASSERT_TRUE(mixer.sink.waitForPictures(5));
+    const std::size_t pulled = wall.pictureCount();
+    EXPECT_GE(pulled, 3U);
+    EXPECT_LE(pulled, mixer.sink.pictureCount() + 2);
+    mixer.mixer.removeLayer("wall");
+    multiview.removeSink(&wall);
 }
 
 // A sink that takes longer than a consumer waits: the consumer gets nothing, the sinks everything.

@@ -13,6 +13,7 @@
 #include <limits>
 #include <thread>
 
+#include "compositing/CompositorSink.h"
 #include "support/CapturedStream.h"
 #include "support/ClipFile.h"
 #include "support/FilePlayer.h"
@@ -543,6 +544,22 @@ TEST(LStinger, StopEndsALongPictureAtOnce) {
     EXPECT_EQ(sink.pictureCount(), 1U);
     EXPECT_TRUE(with.stinger.isLoaded());
     with.stinger.stop();
+}
+
+TEST(LStinger, AfterAStopTheLastPictureStaysInASinkForASecond) {
+    quol::CompositorSink sink(48000);
+    WithSink with(sink);
+    ASSERT_TRUE(loadCounting(with.stinger, 3, neverEnding));
+    // Where the machine stands still for a second, the stop is made again.
+    ASSERT_TRUE(waitUntil([&] {
+        with.stinger.playOnce();
+        EXPECT_TRUE(waitUntil([&] { return sink.newestFrame() != nullptr; }));
+        with.stinger.stop();
+        return alphaOfAll(sink.newestFrame().get()) == alphaOf(0);
+    }));
+    std::this_thread::sleep_for(1010ms);
+    EXPECT_EQ(sink.newestFrame(), nullptr);
+    EXPECT_TRUE(with.stinger.isLoaded());
 }
 
 TEST(LStinger, TheDestructorEndsALongPicture) {

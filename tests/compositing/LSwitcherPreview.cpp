@@ -231,6 +231,19 @@ TEST_F(LSwitcherPreview, SinksFollowWhenTheSourceIsTakenAway) {
     EXPECT_EQ(followed(), &b);
 }
 
+TEST_F(LSwitcherPreview, SettingNoneRemovesTheSinkAndDetachesTheFollowers) {
+    setBoth();
+    preview.addSink(&follower);
+    ASSERT_EQ(followed(), &b);
+    EXPECT_EQ(b.sinkCount(), 2U);
+    switcher.setPreview(nullptr);
+    EXPECT_EQ(switcher.getCurrentPreviewSource(), nullptr);
+    EXPECT_EQ(followed(), nullptr);
+    EXPECT_EQ(b.sinkCount(), 0U);
+    switcher.setPreview(&c); // the follower is still one
+    EXPECT_EQ(followed(), &c);
+}
+
 TEST_F(LSwitcherPreview, ASinkThatIsRemovedHearsNothingMore) {
     setBoth();
     CollectingSink stays;

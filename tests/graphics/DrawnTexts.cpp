@@ -188,6 +188,23 @@ TEST(Texts, ShrinkToTheSizeThatAPlainCountDownFinds) {
     }
 }
 
+TEST(Texts, OfSizeFiveOrLessDoNotShrinkAndLargerOnesStopThere) {
+    const Page page;
+    const auto sizeIn = [&page](int fontSize, double boxWidth) {
+        LCGTextProps props;
+        props.text = std::string(200, 'W');
+        props.fontSize = fontSize;
+        props.autoShrink = true;
+        return quol::textInk(page.cr.get(), {0.0, 0.0, boxWidth, 10.0}, props, props.text, 1.0)
+            .size;
+    };
+    for (const int small : {1, 4, 5})
+        EXPECT_EQ(sizeIn(small, 10.0), small);
+    for (const int large : {6, 7, 60, 300})
+        EXPECT_EQ(sizeIn(large, 10.0), 5.0) << large;
+    EXPECT_EQ(sizeIn(6, 100000.0), 6.0);
+}
+
 TEST(Texts, KeepTheirSizeWhereTheyAreNotToShrink) {
     const Page page;
     LCGTextProps props;

@@ -108,8 +108,7 @@ TEST_F(LCharacterMemory, APanelThatThereWasNoneForIsDrawnAtTheNextPicture) {
     for (int number = 0; number < 30; ++number) {
         panel.bgColor = number % 2 == 0 ? "#FFFFFF" : "#000000";
         const int before = test::failures;
-        test::allocations = static_cast<unsigned>(1000000 - number);
-        test::failEvery = 1000000;
+        test::refuseOneOfThoseToCome(number);
         character.addItem("panel", 0, 0, 400, 300, panel);
         const bool isDrawn = test::waitUntil([&] {
             const int level = test::levelsAt(seen.latestPicture().get(), 200, 150).y;

@@ -4,8 +4,14 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "quolsdk/LOutput.h"
 #include "support/CapturedStream.h"
@@ -26,11 +32,30 @@ using test::NdiState;
 using test::NdiVideo;
 using test::statsOf;
 using testing::HasSubstr;
+using namespace std::chrono_literals;
 
 constexpr auto outputStream = CapturedStream::Stream::output;
 constexpr auto errorStream = CapturedStream::Stream::error;
 
 constexpr int format576i = 1; // 720x576i50, the smallest with a plain rate
+
+// The numbers of all threads of this process.
+std::set<std::string> threadsOfThisProcess() {
+    std::set<std::string> threads;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task"))
+        threads.insert(entry.path().filename().string());
+    return threads;
+}
+
+// How often the thread of that number has gone to sleep so far; -1 where there is none.
+long sleepsOf(const std::string& thread) {
+    const std::string key = "voluntary_ctxt_switches:";
+    std::ifstream status("/proc/self/task/" + thread + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with(key)) return std::stol(line.substr(key.size()));
+    }
+    return -1;
+}
 
 class LOutputNdi : public testing::Test {
 protected:
@@ -423,9 +448,32 @@ TEST_F(LOutputNdi, AnotherDeviceIsNotStartedBesideIt) {
 
 TEST_F(LOutputNdi, WithoutASourceItRunsIdle) {
     output->setEnabled(true);
+    std::this_thread::sleep_for(100ms);
     EXPECT_EQ(statsOf(*output).framesSent, 0);
+    EXPECT_EQ(ndi.state().senders.back().videoSent, 0);
     EXPECT_EQ(ndi.state().senders.back().audioSent, 0);
     output->setEnabled(false);
+}
+
+TEST_F(LOutputNdi, WithoutASourceItsSoundWakesEvery5MillisecondsAndItsPicturesSleep) {
+    const std::set<std::string> before = threadsOfThisProcess();
+    output->setEnabled(true);
+    std::vector<std::string> workers;
+    for (const std::string& thread : threadsOfThisProcess()) {
+        if (!before.contains(thread)) workers.push_back(thread);
+    }
+    ASSERT_EQ(workers.size(), 2U);
+    std::this_thread::sleep_for(100ms); // by then both have told that they are there
+    const auto begin = std::chrono::steady_clock::now();
+    const std::vector<long> first{sleepsOf(workers[0]), sleepsOf(workers[1])};
+    std::vector<long> slept;
+    ASSERT_TRUE(test::waitUntil([&] {
+        slept = {sleepsOf(workers[0]) - first[0], sleepsOf(workers[1]) - first[1]};
+        return std::max(slept[0], slept[1]) >= 40;
+    }));
+    const auto passed = std::chrono::steady_clock::now() - begin;
+    EXPECT_EQ(std::min(slept[0], slept[1]), 0);
+    EXPECT_LE(std::max(slept[0], slept[1]), passed / 5ms + 5);
 }
 
 TEST_F(LOutputNdi, SourcesPicturesAndSoundGoThrough) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <limits>
@@ -49,6 +50,13 @@ int frameOf(const std::string& timecode) {
     int frames = -1;
     EXPECT_EQ(std::sscanf(timecode.c_str(), "%d:%d:%d:%d", &hours, &minutes, &seconds, &frames), 4);
     return ((hours - 10) * 3600 + minutes * 60 + seconds) * 50 + frames;
+}
+
+// What this process has used of the processors so far.
+double processorSeconds() {
+    timespec used{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+    return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e9;
 }
 
 // ----------------------------------------------------------------------------------- seeks
@@ -338,6 +346,9 @@ TEST(LReplayLive, OnAnEmptyIndexItWaits) {
     ReplayStation station;
     ASSERT_TRUE(station.replay.startRecording());
     station.replay.setModeLive();
+    const double before = processorSeconds();
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    EXPECT_LT(processorSeconds() - before, 0.1) << "it is not asleep";
     station.push(0, {1, 50});
     // The position is 0 already: the first picture is not another one.
     EXPECT_EQ(station.after([&] { station.push(1, {1, 50}); })->number, 1);

@@ -133,6 +133,7 @@ TEST(LReplayRecord, AtHalfTheRateTwoEntriesShareAPicture) {
     const auto two = sizeOf(station.videoPath());
     station.push(2, {1, 25});
     EXPECT_GT(two, one);
+    EXPECT_LT(two, one + one + one / 2) << "once for both";
     ASSERT_EQ(station.replay.getTotalFrames(), 5); // 0, 1 and 2, 3 and 4
     std::vector<int> numbers;
     for (int frame = 0; frame < 5; ++frame)

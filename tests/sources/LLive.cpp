@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <stdexcept>
+#include <vector>
 
 #include "core/Clock.h"
 #include "core/SoundBlock.h"
@@ -24,6 +26,14 @@ constexpr int testDevice = 2;
 class OpenLive : public LLive {
 public:
     std::size_t queued() { return queuedFrames(); }
+    // Seconds of the queued pictures, the oldest first.
+    std::vector<double> queuedTimes() {
+        const std::lock_guard lock(frameQueueMutex);
+        std::vector<double> times;
+        for (const AVFrame* frame : frameQueue)
+            times.push_back(static_cast<double>(frame->pts) * av_q2d(frame->time_base));
+        return times;
+    }
     float peakLeft() const { return audioPeakLeft; }
     float peakRight() const { return audioPeakRight; }
 };
@@ -269,6 +279,16 @@ TEST_F(LLiveTest, TheTestSignalGivesPicturesAndSoundUntilItIsStopped) {
     EXPECT_NEAR(live.peakRight(), 12000 / 32768.0, 0.01);
 }
 
+TEST_F(LLiveTest, AColourCodeThatAsksForNothingKeepsTheFormat) {
+    live.setVideoFormat({1, 0, 0, 0.0, 4});
+    ASSERT_TRUE(startTest());
+    ASSERT_TRUE(sink.waitForPictures(1));
+    EXPECT_EQ(sink.pictures()[0].format, AV_PIX_FMT_UYVY422);
+    live.setVideoFormat({0, 64, 36, 25.0, 4}); // also where the size is another
+    EXPECT_TRUE(test::waitUntil([this] { return sink.pictures().back().width == 64; }));
+    EXPECT_EQ(sink.pictures().back().format, AV_PIX_FMT_UYVY422);
+}
+
 TEST_F(LLiveTest, TheTestSignalIsDrawnOnceAndHandedOutUnchanged) {
     live.setProps("timecode", "1");
     ASSERT_TRUE(startTest());
@@ -368,9 +388,20 @@ TEST_F(LLiveTest, WithoutASinkPicturesQueueUpToFiftyAndSoundVanishes) {
     alone.DeviceSet(testDevice);
     ASSERT_TRUE(alone.Start());
     ASSERT_TRUE(test::waitUntil([&] { return alone.queued() == 50; }));
+    // From then on the oldest makes way for each that comes.
+    const std::vector<double> first = alone.queuedTimes();
+    ASSERT_EQ(first.size(), 50U);
+    ASSERT_TRUE(test::waitUntil([&] { return alone.queuedTimes().front() > first[1]; }));
+    const std::vector<double> later = alone.queuedTimes();
+    EXPECT_EQ(later.size(), 50U);
+    EXPECT_TRUE(std::is_sorted(later.begin(), later.end()));
+    EXPECT_NE(std::find(later.begin(), later.end(), first.back()), later.end());
+    // Of the sound until then nothing is left.
     CollectingSink counter;
     alone.addSink(&counter);
     ASSERT_TRUE(counter.waitForPictures(3));
+    ASSERT_TRUE(counter.waitForSounds(1));
+    EXPECT_GE(counter.sounds().front().seconds, later.back() - 0.001);
     alone.removeSink(&counter);
     const std::size_t count = counter.pictureCount();
     EXPECT_EQ(alone.queued(), 50U);

@@ -425,13 +425,14 @@ TEST(LSignal, AnImageSurvivesAChangeOfFormat) {
 
 class UnreadableImage : public testing::TestWithParam<const char*> {};
 
-TEST_P(UnreadableImage, LeavesTheStreamRunning) {
+TEST_P(UnreadableImage, IsBlackAndLeavesTheStreamRunning) {
     Running running;
     running.signal.setVideoFormat(customVideo(32, 16, 100));
     running.signal.setImage(mediaPath(GetParam()));
     running.signal.Start();
     ASSERT_TRUE(running.sink.waitForPictures(3));
     EXPECT_EQ(running.sink.latestPicture()->width, 32);
+    EXPECT_EQ(levelsOf(*running.sink.latestPicture()), black);
     // And the next image is none the worse for it.
     running.signal.setImage(mediaPath("still.png"));
     EXPECT_TRUE(test::waitUntil(

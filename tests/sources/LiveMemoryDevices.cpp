@@ -68,8 +68,7 @@ TEST_F(LLiveDeviceMemory, ANetworkSourcesFrameIsLostAndGivenBackAndTheNextComes)
     for (int number = 0; number < 30; ++number) {
         const test::Spared here;
         const int before = test::failures;
-        test::allocations = static_cast<unsigned>(1000000 - number);
-        test::failEvery = 1000000;
+        test::refuseOneOfThoseToCome(number);
         for (int i = 0; i < 6; ++i)
             give();
         ndi.wait([](const test::NdiState& state) { return state.queued == 0; });
@@ -109,8 +108,7 @@ TEST_F(LLiveDeviceMemory, ANetworkSourcesStartComesToNothingAndTheNextOneRuns) {
         const test::Spared here;
         const int before = test::failures;
         const std::size_t receivers = ndi.state().receivers.size();
-        test::allocations = static_cast<unsigned>(1000000 - number);
-        test::failEvery = 1000000;
+        test::refuseOneOfThoseToCome(number);
         EXPECT_TRUE(live.Start());
         EXPECT_TRUE(test::waitUntil([&] {
             int status = 1;

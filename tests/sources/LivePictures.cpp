@@ -193,6 +193,10 @@ TEST_F(LivePicturesTest, AFilterIsAppliedAndTakenOffAgain) {
               frame->data[0][(keptHeight - 1) * frame->linesize[0]]);
     setFilter(nullptr);
     EXPECT_EQ(through(frame.get()).at(0)->data[0], frame->data[0]);
+
+    setFilter(&filter); // with the text that it had: it works again
+    EXPECT_EQ(through(frame.get()).at(0)->data[0][0],
+              frame->data[0][(keptHeight - 1) * frame->linesize[0]]);
 }
 
 TEST_F(LivePicturesTest, AFilterNeverWritesIntoThePictureThatCameIn) {

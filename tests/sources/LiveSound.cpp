@@ -243,8 +243,12 @@ TEST_F(LiveSoundTest, AFilterIsAppliedAndTakenOffAgain) {
     filter.setProps("volume", "");
     EXPECT_EQ(filter.getFilterString(), "anull");
     EXPECT_NE(samplesIn(*through(frame.get()).at(0))[24], 0);
+    filter.setProps("volume", "0");
+    EXPECT_EQ(samplesIn(*through(frame.get()).at(0))[24], 0);
     setFilter(nullptr);
     EXPECT_EQ(through(frame.get()).at(0)->data[0], frame->data[0]);
+    setFilter(&filter); // with the text that it had: it works again
+    EXPECT_EQ(samplesIn(*through(frame.get()).at(0))[24], 0);
 }
 
 TEST_F(LiveSoundTest, AFaultyFilterLetsTheSoundGoOnAndIsTriedAgain) {
