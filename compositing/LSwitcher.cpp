@@ -273,19 +273,20 @@ void LSwitcher::setExtAudioObject(LObject* source) {
         const std::lock_guard lock(*sceneMutex);
         if (source != nullptr && !scene->externalSink)
             scene->externalSink = std::make_unique<SwitcherSink>(externalRate);
-        before = std::exchange(scene->externalSource, nullptr);
+        before = std::exchange(scene->externalSource, source);
         sink = scene->externalSink.get();
     }
     // One at a time: they would be heard at once. Nothing else may fail.
     if (before != nullptr) before->removeSink(sink);
-    const auto attach = [&](LObject* to) {
-        if (to == nullptr) return;
-        to->addSink(sink);
-        const std::lock_guard lock(*sceneMutex);
-        scene->externalSource = to;
+    const auto attach = [sink](LObject* to) {
+        return to == nullptr || quol::hadMemory([&] { to->addSink(sink); });
     };
-    if (quol::hadMemory([&] { attach(source); })) return;
-    quol::hadMemory([&] { attach(before); }); // the old one left the room that it had
+    if (attach(source)) return;
+    const bool isBack = attach(before); // which has left the room that it had
+    {
+        const std::lock_guard lock(*sceneMutex);
+        scene->externalSource = isBack ? before : nullptr;
+    }
     throw std::bad_alloc();
 }
 
