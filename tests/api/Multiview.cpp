@@ -25,11 +25,7 @@ protected:
     test::CollectingSink sink{1};
 
     MultiviewApi() {
-        videoFormatProps format;
-        format.width = 192;
-        format.height = 108;
-        format.fps = 50.0;
-        multiviewOf(multiview)->setVideoFormat(format);
+        makeSmall(multiview);
         multiviewOf(multiview)->addSink(&sink);
         quolsdk_signal_set_color(signal, "#C0C0C0");
         quolsdk_signal_start(signal);
@@ -38,6 +34,14 @@ protected:
         multiviewOf(multiview)->removeSink(&sink);
         quolsdk_multiview_destroy(multiview);
         quolsdk_signal_destroy(signal);
+    }
+
+    static void makeSmall(quolsdk_handle handle) {
+        videoFormatProps format;
+        format.width = 192;
+        format.height = 108;
+        format.fps = 50.0;
+        multiviewOf(handle)->setVideoFormat(format);
     }
 
     bool shows(int x, int y, bool isBright) {
@@ -120,10 +124,17 @@ TEST_F(MultiviewApi, TallyIsSetAndCleared) {
 }
 
 TEST_F(MultiviewApi, AMultiviewIsASourceOfAnother) {
-    quolsdk_handle outer = quolsdk_multiview_create();
-    quolsdk_multiview_set_pgm_source(outer, multiview);
-    quolsdk_multiview_set_pgm_source(outer, nullptr);
-    quolsdk_multiview_destroy(outer);
+    quolsdk_handle inner = quolsdk_multiview_create();
+    makeSmall(inner);
+    quolsdk_multiview_setup_grid(inner, 0, 2);
+    quolsdk_multiview_set_pgm_source(inner, signal);
+    quolsdk_multiview_setup_grid(multiview, 0, 2);
+    quolsdk_multiview_set_pgm_source(multiview, inner);
+    EXPECT_TRUE(shows(168, 13, true)); // its program within the program
+    EXPECT_TRUE(shows(120, 13, false));
+    quolsdk_multiview_set_pgm_source(multiview, nullptr);
+    EXPECT_TRUE(shows(168, 13, false));
+    quolsdk_multiview_destroy(inner);
 }
 
 TEST(MultiviewApiNull, ANullHandleDoesNothing) {

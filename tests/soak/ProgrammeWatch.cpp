@@ -48,7 +48,7 @@ void ProgrammeWatch::pushVideoFrame(AVFrame* frame) {
     origin_ = std::min(origin_, now - static_cast<double>(number) * period_);
     const double behind = now - origin_ - static_cast<double>(number) * period_;
     count_.worst = std::max(count_.worst, behind * 1000.0);
-    if (behind > period_ / 2) {
+    if (behind >= period_) {
         ++count_.late;
         if (waited - waited_ >= behind / 2) ++count_.crowdedOut;
     }

@@ -12,7 +12,7 @@ namespace soak {
 // How the pictures and the sound of the programme came, since the last question.
 struct ProgrammeCount {
     std::int64_t pictures = 0;
-    std::int64_t late = 0;    // more than half a period behind their time
+    std::int64_t late = 0;    // a period or more behind their time
     std::int64_t missing = 0; // numbers that were left out: ticks without a picture
     double worst = 0.0;       // milliseconds behind their time
     // Of the late ones: those of which the thread that made them was kept from a processor for at

@@ -55,9 +55,9 @@ private:
 void judgeGrowth(Writer& writer, const Outcome& outcome, const char* name,
                  double ProcessState::*value, double limit) {
     const Growth growth = growthOf(outcome.rests, value);
-    const bool isLong = outcome.seconds >= growthSeconds && growth.rests >= 5;
     writer.judgeIf(
-        isLong && !isInstrumented, growth.perHour - 2.0 * growth.uncertainty <= limit,
+        outcome.isMeasured() && growth.rests >= 5,
+        growth.perHour - 2.0 * growth.uncertainty <= limit,
         text("%s at rest: %+.1f MB an hour, give or take %.1f, over %d rests (limit %.0f)", name,
              growth.perHour, growth.uncertainty, growth.rests, limit));
 }
@@ -108,14 +108,14 @@ void judgeProgramme(Writer& writer, const Outcome& outcome) {
                       static_cast<long long>(ticks), static_cast<long long>(programme.missing),
                       static_cast<long long>(programme.blocks)));
     writer.judgeIf(
-        !isInstrumented && !outcome.isCrowded(),
+        outcome.isMeasured() && !outcome.isCrowded(),
         static_cast<double>(programme.late) <= pictures * lateShareInAll,
-        text("%lld pictures late by more than half a period (%.3f %%, limit %.1f %%), the "
-             "worst by %.1f ms",
+        text("%lld pictures late by a period or more (%.3f %%, limit %.1f %%), the worst by "
+             "%.1f ms",
              static_cast<long long>(programme.late),
              100.0 * static_cast<double>(programme.late) / pictures, 100.0 * lateShareInAll,
              programme.worst));
-    writer.judgeIf(!isInstrumented,
+    writer.judgeIf(outcome.isMeasured(),
                    static_cast<double>(unexplained) <= std::max(1.0, pictures * lateShare),
                    text("%lld of them without a crowded machine (limit 1 in %.0f)",
                         static_cast<long long>(unexplained), 1.0 / lateShare));
@@ -126,7 +126,7 @@ void judgeProgramme(Writer& writer, const Outcome& outcome) {
                      static_cast<long long>(totals.toneGaps)));
     const double seconds = std::max(totals.seconds, 1.0);
     const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
-    writer.judgeIf(!isInstrumented, totals.cpuSeconds <= processorShare * processors * seconds,
+    writer.judgeIf(outcome.isMeasured(), totals.cpuSeconds <= processorShare * processors * seconds,
                    text("%.2f of %u processors taken, %.2f by others", totals.cpuSeconds / seconds,
                         processors, totals.otherSeconds / seconds));
     writer.line(text("        load up to %.1f; processors short for %.0f %% of the time",
@@ -151,11 +151,11 @@ void judgeCalls(Writer& writer, const Outcome& outcome, CallTimes& calls) {
     const auto slow = calls.all(CallKind::slow);
     const Percentiles allQuick = percentilesOf(together(quick));
     const Percentiles allSlow = percentilesOf(together(slow));
-    writer.judgeIf(!isInstrumented,
+    writer.judgeIf(outcome.isMeasured(),
                    allQuick.p99 <= factor * quickP99 && allQuick.worst <= factor * quickWorst,
                    "quick calls: " + words(allQuick) +
                        text(" (limits %.0f and %.0f)", factor * quickP99, factor * quickWorst));
-    writer.judgeIf(!isInstrumented, allSlow.worst <= factor * slowWorst,
+    writer.judgeIf(outcome.isMeasured(), allSlow.worst <= factor * slowWorst,
                    "slow calls: " + words(allSlow) + text(" (limit %.0f)", factor * slowWorst));
 }
 
@@ -188,6 +188,10 @@ void tellLines(const std::string& path, LogWatch& log) {
 }
 
 } // namespace
+
+bool Outcome::isMeasured() const {
+    return !isInstrumented && seconds >= longRunSeconds;
+}
 
 bool Outcome::isCrowded() const {
     return totals.crowdedSeconds >= quietShare * totals.seconds;

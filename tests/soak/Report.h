@@ -35,7 +35,8 @@ struct Outcome {
     Totals totals;
     std::vector<std::string> faults;
 
-    bool isCrowded() const; // processors were short for much of the time
+    bool isMeasured() const; // long enough, and not slowed down: memory and clock say something
+    bool isCrowded() const;  // processors were short for much of the time
 };
 
 // Writes `report.txt`, tells it, and says whether all is as it has to be.

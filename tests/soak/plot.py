@@ -101,7 +101,7 @@ def pictures(samples, folder):
     width = max(samples["seconds"]) / 60.0 / 60.0  # sixty bars, whatever the length
     at, (seconds, late, explained, crowded, own, others) = binned(
         samples, width, "late", "explained", "crowded_percent", "cpu_percent", "others_percent")
-    drawing, axes = figure("Pictures late by more than half a period", "pictures")
+    drawing, axes = figure("Pictures late by a period or more", "pictures")
     axes.bar(at, late, width * 0.9, color=GREY, label="late, processors short")
     axes.bar(at, [a - b for a, b in zip(late, explained)], width * 0.9, color=RED,
              label="late otherwise")

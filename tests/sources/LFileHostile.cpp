@@ -235,7 +235,7 @@ TEST(LFileHostile, AFileThatShrinksWhileItPlaysEndsEarly) {
     std::filesystem::resize_file(path, 188 * 10);
     player.file.setProps("rate", "8");
     EXPECT_TRUE(player.waitForEnd());
-    EXPECT_LE(player.sink.pictureCount(), 75U);
+    EXPECT_LT(player.sink.pictureCount(), 75U);
 }
 
 TEST(LFileHostile, NumbersThatAreNoneInEveryMark) {
