@@ -39,6 +39,7 @@ constexpr std::array lines{
     "LLive: Test Signal Thread Exiting.",
     "LLive: Stopped Safely.",
     "LLive: Audio Normalization SwrContext Created (*",
+    "LLive: Selected VTP source index out of bounds.", // the output has only just begun anew
     "[LOutput] Device set to index: *",
     "[LOutput] Video Format set to: *",
     "[LOutput] VTP Format changed while running. Restarting VTP...",

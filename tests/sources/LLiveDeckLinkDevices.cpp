@@ -246,7 +246,7 @@ TEST_F(LLiveDeckLink, ACardWithoutFormatDetectionStaysIn1080p50) {
     };
     EXPECT_EQ(enabled(), 1U);
     EXPECT_EQ(shown(deckLinkPicture(720, 576, bmdFormat8BitYUV), secondCard)->width, 720);
-    EXPECT_EQ(shown(noSignal(1280, 720), secondCard)->width, 1280);
+    EXPECT_EQ(shown(test::noSignal(1280, 720), secondCard)->width, 1280);
     EXPECT_EQ(shown(deckLinkPicture(64, 32, bmdFormat8BitBGRA), secondCard)->width, 64);
     EXPECT_EQ(card(secondCard).inputMode, bmdModeHD1080p50);
     EXPECT_EQ(enabled(), 1U);

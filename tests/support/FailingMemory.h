@@ -27,6 +27,14 @@ inline bool isAllocationToFail() {
     return (failAfter >= 0 && failAfter-- == 0) || isNext;
 }
 
+// Of what other threads allocate from now on one fails: the first for 0, the second for 1 ... For
+// as long as the caller is spared.
+inline void refuseOneOfThoseToCome(int number) {
+    constexpr int never = 1000000;
+    allocations = static_cast<unsigned>(never - number);
+    failEvery = never;
+}
+
 } // namespace test
 
 [[gnu::noinline]] void* operator new(std::size_t size) {

@@ -97,15 +97,7 @@ int refuseEach(
     return -1;
 }
 
-// Of what other threads allocate from now on one fails: the first for 0, the second for 1 ... For
-// as long as the caller is spared.
-inline void refuseOneOfThoseToCome(int number) {
-    constexpr int never = 1000000;
-    allocations = static_cast<unsigned>(never - number);
-    failEvery = never;
-}
-
-// The same, and waits for it; false when there is none.
+// One such, and waits for it; false when there is none.
 inline bool refuseOnce(int number) {
     const Spared here;
     const int before = failures;

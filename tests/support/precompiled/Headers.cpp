@@ -1,0 +1,1 @@
+// Somebody has to be compiled for the headers to be.
