@@ -184,12 +184,12 @@ TEST(LConvertStops, AnOutputThatTakesNothingIsLeft) {
     ASSERT_TRUE(convert.Start());
     const int guest = port.acceptGuest();
     ASSERT_GE(guest, 0);
-    // Until it stands: no progress for half a second.
+    // Until it stands: no progress for two seconds, longer than a slow machine takes for a picture.
     double before = -1.0;
     ASSERT_TRUE(waitUntil(
         [&] {
             const double last = before;
-            usleep(500000);
+            usleep(2000000);
             before = convert.progress;
             return before > 0.0 && before == last;
         },
