@@ -1,7 +1,6 @@
 // Sinks that a compositor has given up and that are still attached to their sources.
 #pragma once
 
-#include <cstddef>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -24,15 +23,12 @@ public:
     DetachedSinks& operator=(const DetachedSinks&) = delete;
     ~DetachedSinks() { release(); }
 
-    // Makes room for so many, for which `add` needs no memory then.
-    void reserve(std::size_t count) { sinks_.reserve(sinks_.size() + count); }
-
     // Throws std::bad_alloc with the sink still where it was: one that went would leave its source
     // pushing into nothing.
     template <typename Sink>
     void add(LObject* source, std::unique_ptr<Sink>&& sink) {
         if (!sink) return;
-        if (sinks_.size() == sinks_.capacity()) reserve(1);
+        sinks_.reserve(sinks_.size() + 1);
         sinks_.emplace_back(source, std::move(sink));
     }
     void release();

@@ -80,19 +80,16 @@ void LAudioMixer::ensureRunning() {
 
 void LAudioMixer::addChannel(const std::string& name, LObject* source) {
     const std::lock_guard control(controlMutex);
-    if (source == nullptr || source == this) return removeChannel(name);
-    // All that takes memory before anything is changed.
-    decltype(channels) made;
+    removeChannel(name);
+    if (source == nullptr || source == this) return;
+    AudioMixerSink* sink = nullptr;
     {
         const std::lock_guard lock(*mutex);
-        made.emplace(name, std::make_unique<Channel>(name, source, audioFormat.sampleRate));
+        auto channel = std::make_unique<Channel>(name, source, audioFormat.sampleRate);
+        sink = &channel->sink;
+        channels[name] = std::move(channel);
     }
-    source->addSink(&made.begin()->second->sink);
-    removeChannel(name);
-    const std::lock_guard lock(*mutex);
-    quol::AudioInput& sound = made.begin()->second->sink.sound;
-    if (sound.sampleRate() != audioFormat.sampleRate) sound.setSampleRate(audioFormat.sampleRate);
-    channels.merge(made);
+    source->addSink(sink);
 }
 
 void LAudioMixer::removeChannel(const std::string& name) {

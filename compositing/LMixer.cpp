@@ -3,7 +3,6 @@
 
 #include <utility>
 
-#include "compositing/AttachedSink.h"
 #include "compositing/LayerState.h"
 #include "compositing/RecentPicture.h"
 #include "core/FairMutex.h"
@@ -69,41 +68,48 @@ void LMixer::ensureRunning() {
     }
 }
 
-// The layer of that name; null for none. Under `layerMutex`, or `controlMutex`: without both no
-// layer comes or goes, nor changes its sources.
-LLayerItem* LMixer::layerOf(const std::string& name) const {
+// The layer of that name, made when there is none. Under `layerMutex`.
+LLayerItem& LMixer::layerOf(const std::string& name) {
     const auto entry = layers.find(name);
-    return entry != layers.end() ? entry->second.get() : nullptr;
+    if (entry != layers.end()) return *entry->second;
+    return *layers.emplace(name, std::make_unique<LLayerItem>(name)).first->second;
 }
 
-// A layer of that name, in a map of its own: `layers` can take it over without memory, and does not
-// where it has one already.
-LMixer::Layers LMixer::makeLayer(const std::string& name) const {
-    Layers made;
-    if (layerOf(name) == nullptr) made.emplace(name, std::make_unique<LLayerItem>(name));
-    return made;
-}
-
-// The sink for another source of an input, attached; none where the source stays or there is none.
-// Under `controlMutex` alone.
-quol::AttachedSink<MixerSink> LMixer::sinkFor(const LObject* source, LObject* newSource) {
-    if (newSource == nullptr || newSource == source) return {};
-    audioFormatProps format;
-    getAudioFormat(format);
-    auto sink = std::make_unique<MixerSink>(format.sampleRate);
-    sink->pullFrom(newSource);
-    return {newSource, std::move(sink)};
-}
-
-// Gives one input of a layer another source, whose sink is attached already. Under `layerMutex`.
-void LMixer::exchangeSource(quol::LayerFeed& feed, LObject*& source, LObject* newSource,
-                            quol::AttachedSink<MixerSink>& sink, quol::DetachedSinks& detached) {
-    if (source == newSource) return;
+// Gives one input of a layer another source. The new sink, to be attached when the layer lock has
+// been let go; null when nothing is new. Under `layerMutex`.
+MixerSink* LMixer::exchangeSource(quol::LayerFeed& feed, LObject*& source, LObject* newSource,
+                                  quol::DetachedSinks& detached) {
+    if (source == newSource) return nullptr;
+    // All that takes memory before anything is changed.
+    auto sink =
+        newSource != nullptr ? std::make_unique<MixerSink>(audioFormat.sampleRate) : nullptr;
     detached.add(source, std::move(feed.sink));
     feed.lastFrame.reset();
     feed.scaled.clear();
     source = newSource;
-    feed.sink = sink.take();
+    feed.sink = std::move(sink);
+    if (source == nullptr) return nullptr;
+    feed.sink->pullFrom(source);
+    return feed.sink.get();
+}
+
+// Attaches the new sink of an input, if there is one. Where that cannot be had the input never had
+// that source, so that it can be asked for again. Under `controlMutex` alone.
+void LMixer::attach(quol::LayerFeed& feed, LObject*& source, MixerSink* sink) {
+    if (sink == nullptr) return;
+    try {
+        source->addSink(sink);
+    } catch (...) {
+        const std::lock_guard lock(*layerMutex);
+        takeBack(feed, source);
+        throw;
+    }
+}
+
+// An input whose sink has not been attached loses its source. Under `layerMutex`.
+void LMixer::takeBack(quol::LayerFeed& feed, LObject*& source) {
+    source = nullptr;
+    feed.sink.reset();
 }
 
 LLayerItem* LMixer::addLayer(const std::string& name, LObject* source, int zIndex, float x, float y,
@@ -112,27 +118,28 @@ LLayerItem* LMixer::addLayer(const std::string& name, LObject* source, int zInde
                              const std::string& borderColor, bool audioEnabled, int audioGain) {
     const std::lock_guard control(controlMutex);
     LObject* const shown = source != this ? source : nullptr;
-    // All that takes memory before anything is changed.
     quol::DetachedSinks detached;
-    detached.reserve(1);
-    Layers made = makeLayer(name);
-    std::string color = borderColor;
-    LLayerItem* const item = made.empty() ? layerOf(name) : made.begin()->second.get();
-    quol::AttachedSink<MixerSink> sink = sinkFor(item->source, shown);
-    ensureRunning();
-    const std::lock_guard lock(*layerMutex);
-    layers.merge(made);
-    exchangeSource(item->state->picture, item->source, shown, sink, detached);
-    place(*item, zIndex, x, y, alpha, width, height);
-    item->cropTop = cropTop;
-    item->cropBottom = cropBottom;
-    item->cropLeft = cropLeft;
-    item->cropRight = cropRight;
-    item->borderThickness = borderThickness;
-    item->borderColor = std::move(color);
-    item->borderRadius = 0;
-    item->audioEnabled = audioEnabled;
-    item->audioGain = audioGain;
+    LLayerItem* item = nullptr;
+    MixerSink* sink = nullptr;
+    std::string color = borderColor; // takes memory, so before anything is changed
+    {
+        const std::lock_guard lock(*layerMutex);
+        item = &layerOf(name);
+        sink = exchangeSource(item->state->picture, item->source, shown, detached);
+        place(*item, zIndex, x, y, alpha, width, height);
+        item->cropTop = cropTop;
+        item->cropBottom = cropBottom;
+        item->cropLeft = cropLeft;
+        item->cropRight = cropRight;
+        item->borderThickness = borderThickness;
+        item->borderColor = std::move(color);
+        item->borderRadius = 0;
+        item->audioEnabled = audioEnabled;
+        item->audioGain = audioGain;
+        ensureRunning();
+    }
+    detached.release();
+    attach(item->state->picture, item->source, sink);
     return item;
 }
 
@@ -148,30 +155,42 @@ LLayerItem* LMixer::addDSK(const std::string& name, LObject* fillSource, LObject
     const std::lock_guard control(controlMutex);
     LObject* const fill = fillSource != this ? fillSource : nullptr;
     LObject* const key = keySource != this ? keySource : nullptr;
-    // All that takes memory before anything is changed.
     quol::DetachedSinks detached;
-    detached.reserve(2);
-    Layers made = makeLayer(name);
-    std::string color = "#FFFFFF";
-    LLayerItem* const item = made.empty() ? layerOf(name) : made.begin()->second.get();
-    quol::AttachedSink<MixerSink> fillSink = sinkFor(item->source, fill);
-    quol::AttachedSink<MixerSink> keySink = sinkFor(item->keySource, key);
-    ensureRunning();
-    const std::lock_guard lock(*layerMutex);
-    layers.merge(made);
-    exchangeSource(item->state->picture, item->source, fill, fillSink, detached);
-    exchangeSource(item->state->key, item->keySource, key, keySink, detached);
-    place(*item, zIndex, x, y, alpha, width, height);
-    item->cropTop = 0.0F;
-    item->cropBottom = 0.0F;
-    item->cropLeft = 0.0F;
-    item->cropRight = 0.0F;
-    item->borderThickness = 0;
-    item->borderColor = std::move(color);
-    item->borderRadius = 0;
-    item->audioEnabled = false;
-    item->audioGain = 100;
-    item->isDSK = true;
+    LLayerItem* item = nullptr;
+    MixerSink* fillSink = nullptr;
+    MixerSink* keySink = nullptr;
+    {
+        const std::lock_guard lock(*layerMutex);
+        item = &layerOf(name);
+        fillSink = exchangeSource(item->state->picture, item->source, fill, detached);
+        try {
+            keySink = exchangeSource(item->state->key, item->keySource, key, detached);
+        } catch (...) {
+            if (fillSink != nullptr) takeBack(item->state->picture, item->source);
+            throw;
+        }
+        place(*item, zIndex, x, y, alpha, width, height);
+        item->cropTop = 0.0F;
+        item->cropBottom = 0.0F;
+        item->cropLeft = 0.0F;
+        item->cropRight = 0.0F;
+        item->borderThickness = 0;
+        item->borderColor = "#FFFFFF";
+        item->borderRadius = 0;
+        item->audioEnabled = false;
+        item->audioGain = 100;
+        item->isDSK = true;
+        ensureRunning();
+    }
+    detached.release();
+    try {
+        attach(item->state->picture, item->source, fillSink);
+    } catch (...) {
+        const std::lock_guard lock(*layerMutex);
+        if (keySink != nullptr) takeBack(item->state->key, item->keySource);
+        throw;
+    }
+    attach(item->state->key, item->keySource, keySink);
     return item;
 }
 
@@ -181,15 +200,10 @@ LLayerItem* LMixer::addImage(const std::string& name, const std::string& path, i
                              const std::string& borderColor) {
     quol::FramePtr image = loadImage(path); // takes its time: everything goes on meanwhile
     const std::lock_guard control(controlMutex);
-    // All that takes memory before anything is changed.
     quol::DetachedSinks detached;
-    Layers made = makeLayer(name);
-    std::string color = borderColor;
-    LLayerItem& item = made.empty() ? *layerOf(name) : *made.begin()->second;
-    ensureRunning();
     const std::lock_guard lock(*layerMutex);
+    LLayerItem& item = layerOf(name);
     cleanupLayerItem(item, detached);
-    layers.merge(made);
     item.state->picture.lastFrame = std::move(image);
     item.isDSK = false;
     place(item, zIndex, x, y, alpha, width, height);
@@ -198,7 +212,8 @@ LLayerItem* LMixer::addImage(const std::string& name, const std::string& path, i
     item.cropLeft = cropLeft;
     item.cropRight = cropRight;
     item.borderThickness = borderThickness;
-    item.borderColor = std::move(color);
+    item.borderColor = borderColor;
+    ensureRunning();
     return &item;
 }
 
@@ -212,15 +227,13 @@ void LMixer::place(LLayerItem& item, int zIndex, float x, float y, int alpha, fl
     item.height = height;
 }
 
-// Leaves a layer without sources, pictures and caches; throws std::bad_alloc with all of them
-// there. Under `layerMutex`.
+// Leaves a layer without sources, pictures and caches. Under `layerMutex`, or with the thread gone.
 void LMixer::cleanupLayerItem(LLayerItem& item, quol::DetachedSinks& detached) {
     quol::LayerState& state = *item.state;
-    detached.reserve(2);
     {
         const std::lock_guard lock(textureMutex);
         constexpr std::size_t most = 5;
-        deadTextures.reserve(deadTextures.size() + most);
+        deadTextures.reserve(deadTextures.size() + most); // all of them or none
         for (const unsigned int texture : {state.textures.y, state.textures.u, state.textures.v,
                                            state.textures.a, state.textures.key}) {
             if (texture != 0) deadTextures.push_back(texture);
@@ -249,7 +262,8 @@ void LMixer::removeLayer(const std::string& name) {
 
 LLayerItem* LMixer::getLayer(const std::string& name) {
     const std::lock_guard lock(*layerMutex);
-    return layerOf(name);
+    const auto entry = layers.find(name);
+    return entry != layers.end() ? entry->second.get() : nullptr;
 }
 
 int LMixer::getLayerCount() {

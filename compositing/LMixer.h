@@ -21,8 +21,6 @@
 class MixerSink;
 
 namespace quol {
-template <typename Sink>
-class AttachedSink;
 class DetachedSinks;
 class FairMutex;
 class LayerRenderer;
@@ -136,13 +134,11 @@ public:
     void removePullConsumer() override; ///< @copydoc addPullConsumer
 
 private:
-    using Layers = std::map<std::string, std::unique_ptr<LLayerItem>>;
-
-    LLayerItem* layerOf(const std::string& name) const;
-    Layers makeLayer(const std::string& name) const;
-    quol::AttachedSink<MixerSink> sinkFor(const LObject* source, LObject* newSource);
-    static void exchangeSource(quol::LayerFeed& feed, LObject*& source, LObject* newSource,
-                               quol::AttachedSink<MixerSink>& sink, quol::DetachedSinks& detached);
+    LLayerItem& layerOf(const std::string& name);
+    MixerSink* exchangeSource(quol::LayerFeed& feed, LObject*& source, LObject* newSource,
+                              quol::DetachedSinks& detached);
+    void attach(quol::LayerFeed& feed, LObject*& source, MixerSink* sink);
+    static void takeBack(quol::LayerFeed& feed, LObject*& source);
     static void place(LLayerItem& item, int zIndex, float x, float y, int alpha, float width,
                       float height);
     void cleanupLayerItem(LLayerItem& item, quol::DetachedSinks& detached);
@@ -170,7 +166,7 @@ private:
 
     /// Guards the layers and the formats; held by the render thread while it makes a picture.
     const std::unique_ptr<quol::FairMutex> layerMutex;
-    Layers layers;
+    std::map<std::string, std::unique_ptr<LLayerItem>> layers;
     videoFormatProps videoFormat;
     audioFormatProps audioFormat;
 

@@ -4,7 +4,6 @@
 
 #include <utility>
 
-#include "compositing/AttachedSink.h"
 #include "compositing/DetachedSinks.h"
 #include "compositing/GridCell.h"
 #include "compositing/RecentPicture.h"
@@ -47,23 +46,16 @@ quol::MultiviewLayout LMultiview::layout() const {
     return {orientation, gridSize, videoFormat.height};
 }
 
-// A tile of that key without a size, a large window with its tally, in a map of its own: `cells`
-// can take it over without memory, and does not where it has one already. Under `cellMutex`.
-LMultiview::Cells LMultiview::makeCell(const std::string& key) {
-    Cells made;
-    if (cells.find(key) != cells.end()) return made;
-    GridCell& cell = *made.emplace(key, std::make_unique<GridCell>()).first->second;
+// The tile of that key, made without a size when there is none; a large window with its tally.
+// Under `cellMutex`.
+LMultiview::GridCell& LMultiview::cellOf(const std::string& key) {
+    const auto entry = cells.find(key);
+    if (entry != cells.end()) return *entry->second;
+    GridCell& cell = *cells.emplace(key, std::make_unique<GridCell>()).first->second;
     cell.id = ++lastId;
     if (key == quol::previewKey) cell.tally = previewTally;
     if (key == quol::programKey) cell.tally = programTally;
-    return made;
-}
-
-// The tile of that key, made when there is none. Under `cellMutex`.
-LMultiview::GridCell& LMultiview::cellOf(const std::string& key) {
-    Cells made = makeCell(key);
-    cells.merge(made);
-    return *cells.find(key)->second;
+    return cell;
 }
 
 // Leaves a tile without source and picture. Under `cellMutex`.
@@ -77,12 +69,6 @@ void LMultiview::setupGrid(MultiviewOrientation newOrientation, int newGridSize)
     const std::lock_guard control(controlMutex);
     quol::DetachedSinks detached;
     const std::lock_guard lock(*cellMutex);
-    // All that takes memory before anything is changed.
-    detached.reserve(cells.size());
-    Cells previews = makeCell(quol::previewKey);
-    Cells programs = makeCell(quol::programKey);
-    cells.merge(previews);
-    cells.merge(programs);
     orientation = static_cast<int>(newOrientation);
     gridSize = newGridSize;
     for (auto cell = cells.begin(); cell != cells.end();) {
@@ -93,51 +79,50 @@ void LMultiview::setupGrid(MultiviewOrientation newOrientation, int newGridSize)
         letGo(*cell->second, detached);
         cell = cells.erase(cell);
     }
-    GridCell& preview = *cells.find(quol::previewKey)->second;
+    GridCell& preview = cellOf(quol::previewKey);
     preview.place = layout().preview();
     preview.tally = previewTally;
     preview.id = ++lastId; // what was kept for it goes
-    GridCell& program = *cells.find(quol::programKey)->second;
+    GridCell& program = cellOf(quol::programKey);
     program.place = layout().program();
     program.tally = programTally;
     program.id = ++lastId;
 }
 
-// Gives a tile a source and, in the same moment, what `change` says, which takes no memory. The
-// source that is there already keeps its picture.
+// Gives a tile a source and, in the same moment, what `change` says. The source that is there
+// already keeps its picture.
 void LMultiview::exchangeSource(const std::string& key, LObject* source,
                                 const std::function<void(GridCell&)>& change) {
     const std::lock_guard control(controlMutex);
     LObject* const shown = source != this ? source : nullptr;
-    // All that takes memory before anything is changed.
     quol::DetachedSinks detached;
-    detached.reserve(1);
-    Cells made;
-    bool isNew = false;
+    MultiviewSink* sink = nullptr;
     {
         const std::lock_guard lock(*cellMutex);
-        made = makeCell(key);
-        isNew = (made.empty() ? cells.find(key)->second->source : nullptr) != shown;
-    }
-    auto fresh = isNew && shown != nullptr
-                     ? std::make_unique<MultiviewSink>(this, key == quol::programKey, clock.get())
-                     : nullptr;
-    MultiviewSink* const sink = fresh.get();
-    quol::AttachedSink<MultiviewSink> attached(shown, std::move(fresh));
-    {
-        const std::lock_guard lock(*cellMutex);
-        cells.merge(made);
-        GridCell& cell = *cells.find(key)->second;
-        if (isNew) {
-            letGo(cell, detached);
-            cell.source = shown;
-            cell.sink = attached.take();
-        }
+        GridCell& cell = cellOf(key);
+        if (cell.source == shown) return change(cell);
+        // All that takes memory before anything is changed.
+        auto made = shown == nullptr ? nullptr
+                                     : std::make_unique<MultiviewSink>(
+                                           this, key == quol::programKey, clock.get());
+        letGo(cell, detached);
         change(cell);
+        cell.source = shown;
+        cell.sink = std::move(made);
+        sink = cell.sink.get();
     }
     // The old one first: never are two sources forwarded at a time.
     detached.release();
-    if (sink != nullptr) sink->start();
+    if (sink == nullptr) return;
+    try {
+        shown->addSink(sink);
+    } catch (...) { // it never had one, so that it can be asked for again
+        const std::lock_guard lock(*cellMutex);
+        GridCell& cell = *cells.at(key);
+        cell.source = nullptr;
+        cell.sink.reset();
+        throw;
+    }
 }
 
 void LMultiview::setPGMSource(LObject* source) {

@@ -141,9 +141,6 @@ public:
     void removePullConsumer() override; ///< @copydoc addPullConsumer
 
 private:
-    using Cells = std::map<std::string, std::unique_ptr<GridCell>>;
-
-    Cells makeCell(const std::string& key);
     GridCell& cellOf(const std::string& key);
     quol::MultiviewLayout layout() const;
     void exchangeSource(const std::string& key, LObject* source,
@@ -169,7 +166,7 @@ private:
     /// Guards the tiles and the format; held by the render thread while it looks what to draw, not
     /// while it draws.
     const std::unique_ptr<quol::FairMutex> cellMutex;
-    Cells cells;
+    std::map<std::string, std::unique_ptr<GridCell>> cells;
     int orientation = 0;
     int gridSize = 2;
     videoFormatProps videoFormat;

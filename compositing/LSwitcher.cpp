@@ -3,8 +3,6 @@
 #include "quolsdk/LSwitcher.h"
 
 #include <algorithm>
-#include <array>
-#include <new>
 #include <utility>
 
 #include "compositing/DetachedSinks.h"
@@ -14,7 +12,6 @@
 #include "compositing/SwitcherScene.h"
 #include "core/Clock.h"
 #include "core/FairMutex.h"
-#include "core/HadMemory.h"
 #include "core/Log.h"
 #include "core/ModeTables.h"
 #include "core/Props.h"
@@ -64,21 +61,22 @@ LSwitcher::~LSwitcher() {
 
 // ----------------------------------------------------------------------------------- sources
 
-// A layer that shows this source, its sink attached; null for none. Under `controlMutex` alone.
-std::unique_ptr<quol::SwitcherLayer> LSwitcher::makeLayer(LObject* source) {
-    auto layer = std::make_unique<quol::SwitcherLayer>();
-    if (source == nullptr) return layer;
-    int rate = 0;
-    {
-        const std::lock_guard lock(*sceneMutex);
-        rate = scene->sampleRate();
-    }
-    auto sink = std::make_unique<SwitcherSink>(rate);
-    sink->pullFrom(source);
-    source->addSink(sink.get());
-    layer->source = source;
-    layer->sink = std::move(sink);
-    return layer;
+// Gives a layer another source. The new sink, to be attached when the scene's lock has been let go;
+// null when nothing is new. Under `sceneMutex`, or with the threads gone.
+SwitcherSink* LSwitcher::exchangeSource(quol::SwitcherLayer& layer, LObject* source,
+                                        quol::DetachedSinks& detached) {
+    if (layer.source == source) return nullptr;
+    // All that takes memory before anything is changed.
+    auto sink = source != nullptr ? std::make_unique<SwitcherSink>(scene->sampleRate()) : nullptr;
+    detached.add(layer.source, std::move(layer.sink));
+    layer.source = source;
+    layer.sink = std::move(sink);
+    layer.lastFrame.reset();
+    layer.fit.clear();
+    layer.peak = 0.0F;
+    if (source == nullptr) return nullptr;
+    layer.sink->pullFrom(source);
+    return layer.sink.get();
 }
 
 // A switcher is no source of its own, nor is its preview: the sinks that follow the preview would
@@ -87,59 +85,34 @@ bool LSwitcher::isOwn(const LObject* source) const {
     return source == this || source == &preview;
 }
 
-// Puts another layer in the place of the program or the preview; the one that was there is in
-// `layer` then. False where that shows the same source: nothing is changed.
-bool LSwitcher::exchangeLayer(bool toProgram, std::unique_ptr<quol::SwitcherLayer>& layer) {
-    const std::lock_guard lock(*sceneMutex);
-    const int program = scene->programIndex();
-    auto& place = scene->layers[static_cast<std::size_t>(toProgram ? program : 1 - program)];
-    if (place->source == layer->source) return false;
-    if (layer->sink && layer->sink->sound().sampleRate() != scene->sampleRate())
-        layer->sink->sound().setSampleRate(scene->sampleRate());
-    place.swap(layer);
-    return true;
-}
-
-// Gives the program or the preview another source, and the sinks that follow the preview with it.
-// Throws std::bad_alloc with nothing changed.
 void LSwitcher::applySource(bool toProgram, LObject* source) {
-    const bool isNew = !isOwn(source) && !isAt(toProgram, source);
-    std::unique_ptr<quol::SwitcherLayer> layer = isNew ? makeLayer(source) : nullptr;
-    const quol::SwitcherLayer* const made = layer.get();
-    const bool isChanged = layer && exchangeLayer(toProgram, layer);
-    if (!toProgram) {
-        quol::logOut("[LSwitcher::setPreview] after applyLayer, real newSource=%p",
-                     quol::address(getCurrentPreviewSource()));
-    }
-    // Until they have moved, all can go back.
-    const bool isFollowed = preview.followSource(!toProgram, isChanged ? layer->source : nullptr);
-    const bool isRefused = isChanged && !toProgram && !isFollowed;
-    if (isRefused) {
+    if (isOwn(source)) return;
+    quol::DetachedSinks detached;
+    SwitcherSink* sink = nullptr;
+    {
         const std::lock_guard lock(*sceneMutex);
-        for (auto& each : scene->layers) { // they may have changed places meanwhile
-            if (each.get() == made) each.swap(layer);
-        }
+        sink = exchangeSource(toProgram ? scene->program() : scene->preview(), source, detached);
     }
-    if (layer) quol::detachSink(layer->source, std::move(layer->sink));
-    if (isRefused) throw std::bad_alloc();
-}
-
-// Whether the program, or the preview, shows this source.
-bool LSwitcher::isAt(bool program, const LObject* source) {
-    const std::lock_guard lock(*sceneMutex);
-    return (program ? scene->program() : scene->preview()).source == source;
-}
-
-// Whether any of the two layers shows it.
-bool LSwitcher::isShown(const LObject* source) {
-    const std::lock_guard lock(*sceneMutex);
-    return std::any_of(scene->layers.begin(), scene->layers.end(),
-                       [source](const auto& layer) { return layer->source == source; });
+    detached.release();
+    if (sink == nullptr) return;
+    try {
+        source->addSink(sink);
+    } catch (...) { // it never had one, so that it can be asked for again
+        std::unique_ptr<SwitcherSink> gone;
+        const std::lock_guard lock(*sceneMutex);
+        for (auto& layer : scene->layers) {
+            if (layer->sink.get() != sink) continue;
+            gone = std::move(layer->sink);
+            layer->source = nullptr;
+        }
+        throw;
+    }
 }
 
 void LSwitcher::setProgram(LObject* source) {
     const std::lock_guard control(controlMutex);
     applySource(true, source);
+    preview.followSource(false); // the layers may have changed places meanwhile
     ensureRunning();
 }
 
@@ -148,6 +121,9 @@ void LSwitcher::setPreview(LObject* source) {
     quol::logOut("[LSwitcher::setPreview] oldSource=%p newSource=%p",
                  quol::address(getCurrentPreviewSource()), quol::address(source));
     applySource(false, source);
+    quol::logOut("[LSwitcher::setPreview] after applyLayer, real newSource=%p",
+                 quol::address(getCurrentPreviewSource()));
+    preview.followSource(true);
     ensureRunning();
 }
 
@@ -155,16 +131,14 @@ void LSwitcher::removeSource(LObject* source) {
     if (source == nullptr) return;
     const std::lock_guard control(controlMutex);
     bool isExternal = false;
-    std::array<std::unique_ptr<SwitcherSink>, 2> gone;
     {
+        quol::DetachedSinks detached;
         const std::lock_guard lock(*sceneMutex);
-        for (std::size_t i = 0; i < gone.size(); ++i) {
-            if (scene->layers[i]->source == source) gone[i] = scene->layers[i]->letGo();
+        for (auto& layer : scene->layers) {
+            if (layer->source == source) exchangeSource(*layer, nullptr, detached);
         }
         isExternal = scene->externalSource == source;
     }
-    for (auto& sink : gone)
-        quol::detachSink(source, std::move(sink));
     preview.followSource(false);
     if (isExternal) setExtAudioObject(nullptr);
 }
@@ -212,14 +186,10 @@ void LSwitcher::getAudioFormat(audioFormatProps& format) {
 // ---------------------------------------------------------------------------------- position
 
 void LSwitcher::setTransitionType(const std::string& type, const std::string& parameter) {
-    std::string newType = type; // all that takes memory before anything is changed
-    std::string newParameter = parameter;
-    const bool isDip = type == "dip";
-    const quol::DipColor dipColor = isDip ? quol::dipColorOf(parameter) : quol::DipColor();
     const std::lock_guard lock(*sceneMutex);
-    scene->transitionType = std::move(newType);
-    scene->transitionParameter = std::move(newParameter);
-    if (isDip) scene->dipColor = dipColor;
+    scene->transitionType = type;
+    scene->transitionParameter = parameter;
+    if (type == "dip") scene->dipColor = quol::dipColorOf(parameter);
 }
 
 void LSwitcher::setTransition(float position) {
@@ -276,18 +246,8 @@ void LSwitcher::setExtAudioObject(LObject* source) {
         before = std::exchange(scene->externalSource, source);
         sink = scene->externalSink.get();
     }
-    // One at a time: they would be heard at once. Nothing else may fail.
     if (before != nullptr) before->removeSink(sink);
-    const auto attach = [sink](LObject* to) {
-        return to == nullptr || quol::hadMemory([&] { to->addSink(sink); });
-    };
-    if (attach(source)) return;
-    const bool isBack = attach(before); // which has left the room that it had
-    {
-        const std::lock_guard lock(*sceneMutex);
-        scene->externalSource = isBack ? before : nullptr;
-    }
-    throw std::bad_alloc();
+    if (source != nullptr) source->addSink(sink);
 }
 
 void LSwitcher::flushExtAudio() {

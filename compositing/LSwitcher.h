@@ -178,18 +178,14 @@ public:
     void removePullConsumer() override; ///< the last one starts the clock again
 
 private:
-    friend class SwitcherPreviewObject;
-
     struct AutoTransition {
         std::thread thread;
         std::atomic<bool> isDone{false};
     };
 
     bool isOwn(const LObject* source) const;
-    bool isAt(bool program, const LObject* source);
-    bool isShown(const LObject* source);
-    std::unique_ptr<quol::SwitcherLayer> makeLayer(LObject* source);
-    bool exchangeLayer(bool toProgram, std::unique_ptr<quol::SwitcherLayer>& layer);
+    SwitcherSink* exchangeSource(quol::SwitcherLayer& layer, LObject* source,
+                                 quol::DetachedSinks& detached);
     void applySource(bool toProgram, LObject* source);
     void changeScene(const std::function<void(quol::SwitcherScene&)>& change);
 

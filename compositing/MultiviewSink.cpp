@@ -49,7 +49,7 @@ bool isForwardingBy(const LObject* owner) {
 void MultiviewSink::pushAudioFrame(AVFrame* frame) {
     if (frame == nullptr || !quol::isReadableSound(*frame)) return;
     meter(*frame);
-    if (forwards_ && isStarted_ && owner_ != nullptr) forward(frame);
+    if (forwards_ && owner_ != nullptr) forward(frame);
 }
 
 void MultiviewSink::meter(const AVFrame& frame) {

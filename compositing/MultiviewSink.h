@@ -1,7 +1,6 @@
 // The private sink of a multiview's tile.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -23,12 +22,10 @@ class WallClock;
 // Written by the source's thread, read by the multiview's.
 class MultiviewSink final : public LSink {
 public:
-    // With `forwards` the sound goes on to all sinks of `owner` from `start` on, in the source's
-    // thread. With a clock it goes on in the times of that; without, in its own.
+    // With `forwards` the sound goes on to all sinks of `owner`, in the source's thread. With a
+    // clock it goes on in the times of that; without, in its own.
     MultiviewSink(LObject* owner, bool forwards, const quol::WallClock* clock = nullptr)
         : owner_(owner), forwards_(forwards), clock_(clock) {}
-
-    void start() { isStarted_ = true; }
 
     void pushVideoFrame(AVFrame* frame) override { picture_.put(frame); }
     // Sound that cannot be read is neither metered nor handed on.
@@ -50,7 +47,6 @@ private:
 
     LObject* const owner_;
     const bool forwards_;
-    std::atomic<bool> isStarted_{false};
     const quol::WallClock* const clock_;
     quol::PictureSlot picture_;
 

@@ -1,7 +1,5 @@
 #include "quolsdk/SwitcherPreviewObject.h"
 
-#include <iterator>
-
 #include "core/HadMemory.h"
 #include "core/Log.h"
 #include "quolsdk/LSwitcher.h"
@@ -37,49 +35,22 @@ bool SwitcherPreviewObject::isWatched() {
     return !sinks.empty();
 }
 
-// Moves the followers to the source that is on preview now, one after another: none of them is with
-// two at a time. Where there is no memory for one all go back to where they were, for the next
-// change to take them along; but only to a source that the switcher still shows, or to `old`: any
-// other may be gone by then. False in that case. `told`: with a line for each.
-bool SwitcherPreviewObject::followSource(bool told, const LObject* old) {
+// The followers move to the source that is on preview now. Once this has returned, none of them is
+// attached to another; one that there was no memory for waits for the next. `told`: with a line for
+// each.
+void SwitcherPreviewObject::followSource(bool told) {
     const std::lock_guard lock(followMutex);
     LObject* const newSource = parent.getCurrentPreviewSource();
     LObject* const oldSource = followedSource;
-    if (newSource == oldSource) return true;
+    if (newSource == oldSource) return;
     if (told) {
         quol::logOut("[LSwitcher::setPreview] shifting preview sinks oldSource=%p -> newSource=%p",
                      quol::address(oldSource), quol::address(newSource));
     }
-    auto refused = followers.begin();
-    for (; refused != followers.end(); ++refused) {
-        if (told) quol::logOut("[LSwitcher::setPreview]   - sink=%p", quol::address(*refused));
-        if (oldSource != nullptr) oldSource->removeSink(*refused);
-        if (!attachTo(newSource, *refused)) break;
-    }
     followedSource = newSource;
-    if (refused == followers.end()) return true;
-    for (auto each = followers.begin(); each != refused; ++each)
-        newSource->removeSink(*each);
-    goBack(oldSource == old || parent.isShown(oldSource), oldSource, std::next(refused));
-    return false;
-}
-
-// Those before `left` have none any more. They join the others at the old source, or all leave it.
-void SwitcherPreviewObject::goBack(bool mayStay, LObject* oldSource, Followers::iterator left) {
-    followedSource = oldSource;
-    auto each = followers.begin();
-    while (mayStay && each != left && attachTo(oldSource, *each))
-        ++each;
-    if (mayStay && each == left) return;
-    followedSource = nullptr;
-    if (oldSource == nullptr) return;
-    for (auto gone = followers.begin(); gone != each; ++gone)
-        oldSource->removeSink(*gone);
-    for (auto gone = left; gone != followers.end(); ++gone)
-        oldSource->removeSink(*gone);
-}
-
-// Null is no source. False where there is no memory for it.
-bool SwitcherPreviewObject::attachTo(LObject* source, LSink* sink) {
-    return source == nullptr || quol::hadMemory([&] { source->addSink(sink); });
+    for (LSink* const sink : followers) {
+        if (told) quol::logOut("[LSwitcher::setPreview]   - sink=%p", quol::address(sink));
+        if (oldSource != nullptr) oldSource->removeSink(sink);
+        if (newSource != nullptr) quol::hadMemory([&] { newSource->addSink(sink); });
+    }
 }

@@ -26,18 +26,15 @@ public:
 
 private:
     friend class LSwitcher;
-    using Followers = std::set<LSink*>;
     explicit SwitcherPreviewObject(LSwitcher& switcher) : parent(switcher) {}
 
     bool isWatched();
-    bool followSource(bool told, const LObject* old = nullptr);
-    void goBack(bool mayStay, LObject* oldSource, Followers::iterator left);
-    static bool attachTo(LObject* source, LSink* sink);
+    void followSource(bool told);
 
     LSwitcher& parent;
 
     /// One change at a time; taken before the switcher's scene lock and before the lists of sinks.
     std::mutex followMutex;
-    Followers followers;               ///< not owned; guarded by `followMutex`
+    std::set<LSink*> followers;        ///< not owned; guarded by `followMutex`
     LObject* followedSource = nullptr; ///< what they are attached to; guarded by `followMutex`
 };

@@ -29,15 +29,6 @@ struct SwitcherLayer {
     FramePtr lastFrame;                 // the last picture that came; stands while none comes
     PictureFit fit;
     float peak = 0.0F;
-
-    // Leaves it without a source; the sink is to be detached from that.
-    std::unique_ptr<SwitcherSink> letGo() {
-        source = nullptr;
-        lastFrame.reset();
-        fit.clear();
-        peak = 0.0F;
-        return std::move(sink);
-    }
 };
 
 // Titles over the program.

@@ -183,10 +183,8 @@ TEST(MultiviewSink, ForwardsItsSoundToTheSinksOfItsOwner) {
     test::CollectingSink out(4);
     owner.addSink(&out);
     MultiviewSink forwards(&owner, true);
-    forwards.start();
     MultiviewSink keeps(&owner, false);
     MultiviewSink nobodys(nullptr, true);
-    nobodys.start();
     const quol::FramePtr sound = plainSound(960, 1000, 2000);
     keeps.pushAudioFrame(sound.get());
     nobodys.pushAudioFrame(sound.get());
@@ -206,9 +204,7 @@ TEST(MultiviewSink, SoundThatComesBackToItsForwarderStops) {
     LObject b;
     test::CollectingSink out;
     MultiviewSink intoA(&a, true);
-    intoA.start();
     MultiviewSink intoB(&b, true);
-    intoB.start();
     a.addSink(&intoB);
     b.addSink(&intoA);
     a.addSink(&out);
@@ -229,7 +225,6 @@ TEST(MultiviewSink, SoundThatCannotBeReadIsNeitherMeteredNorHandedOn) {
     test::CollectingSink out;
     owner.addSink(&out);
     MultiviewSink sink(&owner, true);
-    sink.start();
     const auto push = [&sink](AVSampleFormat format, int sampleRate) {
         const quol::FramePtr empty(av_frame_alloc());
         empty->format = format;
@@ -255,7 +250,6 @@ TEST(MultiviewSink, ForwardedSoundTellsTheTimeOfTheWall) {
     quol::WallClock clock;
     clock.set(7.0, quol::steadyNow(), 0.0); // stands at 7 seconds
     MultiviewSink sink(&owner, true, &clock);
-    sink.start();
     const auto pushed = [&](std::int64_t pts) {
         sink.pushAudioFrame(plainSound(960, 1000, 1000, pts).get());
         return out.latestSound()->pts;

@@ -21,8 +21,8 @@ inline constexpr double heapGrowth = 12.0;
 inline constexpr double residentGrowth = 36.0;
 
 // Of the programme's pictures, how many may come a whole period late, when the next one is due
-// already, where no crowded machine explains it; and how many in all, where the machine was crowded for less than a fifth of
-// the time.
+// already, where no crowded machine explains it; and how many in all, where the machine was crowded
+// for less than a fifth of the time.
 inline constexpr double lateShare = 0.0002;
 inline constexpr double lateShareInAll = 0.005;
 inline constexpr double quietShare = 0.2;
