@@ -12,6 +12,7 @@
 #include "support/LottieTemplates.h"
 #include "support/MemoryShortage.h"
 #include "support/PlainFrames.h"
+#include "support/SteppedTitles.h"
 
 namespace {
 
@@ -32,20 +33,6 @@ protected:
     CountingSink sink;
 };
 
-// What the sinks of a character see, sample by sample.
-std::vector<std::uint8_t> samplesOf(const AVFrame& picture) {
-    std::vector<std::uint8_t> all;
-    for (int plane = 0; plane < 4; ++plane) {
-        const int shift = plane == 1 || plane == 2 ? 1 : 0;
-        for (int row = 0; row < picture.height >> shift; ++row) {
-            const std::uint8_t* const begin =
-                picture.data[plane] + static_cast<std::ptrdiff_t>(row) * picture.linesize[plane];
-            all.insert(all.end(), begin, begin + (picture.width >> shift));
-        }
-    }
-    return all;
-}
-
 // Titles that stand still.
 void putStill(LCharacter& character) {
     LCGRectProps panel;
@@ -65,7 +52,7 @@ std::vector<std::uint8_t> stillPicture() {
     character.addSink(&sink);
     sink.waitForPictures(3);
     character.removeSink(&sink);
-    return samplesOf(*sink.latestPicture());
+    return test::samplesShown(*sink.latestPicture());
 }
 
 // Panels move, texts change: everything is told, drawn and converted anew at each picture. Pango
@@ -93,7 +80,7 @@ TEST_F(LCharacterMemory, APictureShortOfItIsLateAndAllOfItComes) {
     EXPECT_TRUE(last.waitForPictures(3));
     character.removeSink(&last);
     ASSERT_NE(last.latestPicture(), nullptr);
-    EXPECT_TRUE(samplesOf(*last.latestPicture()) == stillPicture());
+    EXPECT_TRUE(test::samplesShown(*last.latestPicture()) == stillPicture());
 }
 
 // One shortage strikes the very picture that has to draw it, at each of its allocations in turn.
@@ -165,7 +152,7 @@ TEST(SceneMemory, WhatALostPictureHasLeftHidesNothingOfTheNext) {
     const Items wanted = textAndPanel(newText, "#00FF00");
     quol::SceneRenderer whole(sceneWidth, sceneHeight);
     whole.render(wanted, sceneTime());
-    const std::vector<std::uint8_t> expected = samplesOf(*whole.frame());
+    const std::vector<std::uint8_t> expected = test::samplesShown(*whole.frame());
 
     std::optional<quol::SceneRenderer> scene;
     Items items;
@@ -182,7 +169,7 @@ TEST(SceneMemory, WhatALostPictureHasLeftHidesNothingOfTheNext) {
                                        static_cast<LCGRectItem&>(*items[1]).props.bgColor =
                                            "#00FF00";
                                        scene->render(items, sceneTime());
-                                       EXPECT_TRUE(samplesOf(*scene->frame()) == expected);
+                                       EXPECT_TRUE(test::samplesShown(*scene->frame()) == expected);
                                        begin();
                                    });
     EXPECT_GT(refused, 10);
