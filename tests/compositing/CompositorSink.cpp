@@ -13,15 +13,14 @@ namespace {
 
 using quol::AudioInput;
 using quol::CompositorSink;
+using test::bright;
+using test::grey;
 using test::Levels;
 using test::plainPicture;
 using test::plainSound;
 using test::PulledSource;
 using test::WatchedSource;
 using namespace std::chrono_literals;
-
-constexpr Levels grey{100, 90, 160};
-constexpr Levels bright{200, 140, 110};
 
 // What the slot gives when it was filled a moment ago. A machine that is away for a second in
 // between makes any picture old: then once more.

@@ -25,7 +25,6 @@ using test::levelsOf;
 using test::packedAt;
 using test::plainPicture;
 using test::RunningMixer;
-using namespace std::chrono_literals;
 
 } // namespace
 

@@ -14,16 +14,14 @@
 namespace {
 
 using test::blackLevels;
-using test::customVideo;
+using test::bright;
+using test::grey;
 using test::Levels;
 using test::plainPicture;
 using test::PulledSource;
 using test::RunningMixer;
 using test::WatchedSource;
 using namespace std::chrono_literals;
-
-constexpr Levels grey{100, 90, 160};
-constexpr Levels bright{200, 140, 110};
 
 // A sink that keeps its source inside a push until it is let go.
 class HoldingSink : public LSink {

@@ -12,16 +12,15 @@
 namespace {
 
 using test::blackLevels;
+using test::bright;
 using test::customVideo;
+using test::grey;
 using test::HandSource;
 using test::Levels;
 using test::plainPicture;
 using test::PulledSource;
 using test::RunningMixer;
 using namespace std::chrono_literals;
-
-constexpr Levels grey{100, 90, 160};
-constexpr Levels bright{200, 140, 110};
 
 // A registered consumer of a mixer.
 class Consumer {

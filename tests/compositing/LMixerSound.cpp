@@ -20,6 +20,7 @@ extern "C" {
 namespace {
 
 using test::customVideo;
+using test::grey;
 using test::HandSource;
 using test::plainPicture;
 using test::plainSound;
@@ -27,7 +28,6 @@ using test::PulledSource;
 using test::RunningMixer;
 using namespace std::chrono_literals;
 
-constexpr test::Levels grey{100, 90, 160};
 constexpr std::size_t all = 100000; // blocks to keep: more than any test waits for
 
 // All samples of the left (0) or right (1) channel of the blocks in their order.

@@ -18,6 +18,7 @@ namespace {
 
 using test::CollectingSink;
 using test::customVideo;
+using test::grey;
 using test::HandSource;
 using test::Levels;
 using test::LiveSource;
@@ -26,8 +27,6 @@ using test::PulledSource;
 using test::residentKiB;
 using test::RunningMixer;
 using namespace std::chrono_literals;
-
-constexpr Levels grey{100, 90, 160};
 
 // Instrumented programs keep what is freed for a while, and need memory for their own records.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)

@@ -19,9 +19,11 @@
 
 namespace {
 
+using test::bright;
 using test::CollectingSink;
 using test::customVideo;
 using test::firstDifference;
+using test::grey;
 using test::HandSource;
 using test::Levels;
 using test::panelOf;
@@ -32,8 +34,6 @@ using test::waitUntil;
 
 constexpr int width = 64;
 constexpr int height = 48;
-constexpr Levels grey{100, 90, 160};
-constexpr Levels bright{200, 140, 110};
 
 // What a blend of the processor path makes of one sample.
 int blended(int under, int over, int alpha) {

@@ -12,8 +12,10 @@
 
 namespace {
 
+using test::bright;
 using test::CapturedStream;
 using test::customVideo;
+using test::grey;
 using test::HandSource;
 using test::Levels;
 using test::MultiviewConsumer;
@@ -24,9 +26,6 @@ using test::PulledSource;
 using test::RunningMultiview;
 using test::wallBlack;
 using namespace std::chrono_literals;
-
-constexpr Levels grey{100, 90, 160};
-constexpr Levels bright{200, 140, 110};
 
 // The middle of a large window in a picture of 192 by 108, grid below.
 constexpr int previewX = 48;

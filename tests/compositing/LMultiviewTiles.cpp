@@ -8,7 +8,9 @@
 
 namespace {
 
+using test::bright;
 using test::CapturedStream;
+using test::grey;
 using test::HandSource;
 using test::Levels;
 using test::onWall;
@@ -16,9 +18,6 @@ using test::plainPicture;
 using test::RunningMultiview;
 using test::wallBlack;
 using test::WatchedSource;
-
-constexpr Levels grey{100, 90, 160};
-constexpr Levels bright{200, 140, 110};
 
 std::vector<std::string> keysOf(LMultiview& multiview) {
     std::vector<std::string> keys;

@@ -23,9 +23,11 @@
 
 namespace {
 
+using test::bright;
 using test::CollectingSink;
 using test::customVideo;
 using test::endsWithThreads;
+using test::grey;
 using test::Levels;
 using test::LiveSource;
 using test::plainPicture;
@@ -38,8 +40,6 @@ using test::waitUntil;
 using test::WatchedSource;
 using namespace std::chrono_literals;
 
-constexpr Levels grey{100, 90, 160};
-constexpr Levels bright{200, 140, 110};
 constexpr int width = test::runningWidth;
 constexpr int height = test::runningHeight;
 

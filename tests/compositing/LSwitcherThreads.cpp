@@ -14,9 +14,11 @@
 
 namespace {
 
+using test::bright;
 using test::CollectingSink;
 using test::customVideo;
 using test::endsWithThreads;
+using test::grey;
 using test::Levels;
 using test::plainPicture;
 using test::PulledSource;
@@ -26,8 +28,6 @@ using test::threadsWhenIdle;
 using test::waitUntil;
 using namespace std::chrono_literals;
 
-constexpr Levels grey{100, 90, 160};
-constexpr Levels bright{200, 140, 110};
 constexpr int width = test::runningWidth;
 constexpr int height = test::runningHeight;
 

@@ -19,12 +19,11 @@ namespace {
 
 using quol::Canvas;
 using quol::LayerLook;
+using test::bright;
 using test::LayerScene;
 using test::Levels;
 using test::lookAt;
 using test::plainPicture;
-
-constexpr Levels bright{200, 140, 110};
 
 TEST(CanvasFormat, FollowsThePixelFormatOfTheMixer) {
     const std::vector<std::pair<int, AVPixelFormat>> known{

@@ -23,6 +23,7 @@ namespace {
 using quol::Canvas;
 using quol::LayerLook;
 using test::blackLevels;
+using test::bright;
 using test::LayerScene;
 using test::Levels;
 using test::levelsAt;
@@ -30,7 +31,6 @@ using test::lookAt;
 using test::plainPicture;
 using test::scaledByHand;
 
-constexpr Levels bright{200, 140, 110};
 constexpr Levels brightBlended{199, 139, 109}; // at full opacity
 
 // ------------------------------------------------------------------------------------- any layers

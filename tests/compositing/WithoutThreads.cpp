@@ -21,7 +21,6 @@ namespace {
 using test::CapturedStream;
 using test::CollectingSink;
 using test::NoThreads;
-using testing::HasSubstr;
 using testing::StartsWith;
 
 TEST(WithoutThreads, AMixerCannotBeMade) {

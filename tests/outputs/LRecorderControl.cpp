@@ -26,7 +26,6 @@ using test::statsOf;
 using test::statusOf;
 using test::temporaryPath;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
 
 const Encoding quick{"mov", "mpeg4", "pcm_s16le", ""};

@@ -11,7 +11,6 @@
 namespace {
 
 using test::CountingSink;
-using test::refuseInTurn;
 
 // Has none for anything; counts what it was asked to take.
 class PoorSink : public CountingSink {

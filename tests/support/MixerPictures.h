@@ -1,5 +1,4 @@
-// What the tests of a mixer's pictures share: levels to tell sources by, and images made on the
-// spot.
+// What the tests of a mixer's pictures share: samples looked at, and images made on the spot.
 #pragma once
 
 #include <array>
@@ -12,10 +11,6 @@
 #include "support/PlainFrames.h"
 
 namespace test {
-
-constexpr Levels grey{100, 90, 160};
-constexpr Levels bright{200, 140, 110};
-constexpr Levels dark{50, 120, 130};
 
 // Four components of a pixel of a packed picture.
 inline std::array<int, 4> packedAt(const AVFrame& picture, int x, int y) {

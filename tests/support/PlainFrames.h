@@ -19,6 +19,10 @@ struct Levels {
 std::ostream& operator<<(std::ostream& out, const Levels& levels);
 
 constexpr Levels blackLevels{0, 128, 128}; // of a canvas that nothing lies on
+// To tell sources by.
+constexpr Levels grey{100, 90, 160};
+constexpr Levels bright{200, 140, 110};
+constexpr Levels dark{50, 120, 130};
 
 // A planar 8-bit picture; `alpha` counts where the format has a plane of it.
 quol::FramePtr plainPicture(int width, int height, const Levels& levels,
