@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "core/FormatNumber.h"
 #include "core/Handles.h"
 
 extern "C" {
@@ -12,6 +13,7 @@ extern "C" {
 namespace quol {
 
 bool isReadablePicture(const AVFrame& frame) {
+    if (!isFormatNumber(frame.format, AV_PIX_FMT_NB)) return false;
     const auto format = static_cast<AVPixelFormat>(frame.format);
     const AVPixFmtDescriptor* const description = av_pix_fmt_desc_get(format);
     if (description == nullptr || (description->flags & AV_PIX_FMT_FLAG_HWACCEL) != 0) return false;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/FormatNumber.h"
 #include "core/Handles.h"
 
 namespace quol {
@@ -13,6 +14,7 @@ bool isSoundRate(int sampleRate) {
 }
 
 bool isReadableSound(const AVFrame& frame) {
+    if (!isFormatNumber(frame.format, AV_SAMPLE_FMT_NB)) return false;
     const auto format = static_cast<AVSampleFormat>(frame.format);
     const int channels = frame.ch_layout.nb_channels;
     if (frame.nb_samples < 1 || !isSoundRate(frame.sample_rate) || channels < 1) return false;

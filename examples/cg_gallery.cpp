@@ -242,7 +242,8 @@ std::vector<Cell> textCells() {
         {"Left", "Top"}, {"Center", "Center"}, {"Right", "Bottom"}};
     for (const auto& [across, down] : alignments) {
         cells.push_back(textCell(std::string("hAlign \"") + across + "\", vAlign \"" + down + "\"",
-                                 "Two lines\nof a title", 30, [=](LCGTextProps& props) {
+                                 "Two lines\nof a title", 30,
+                                 [across = across, down = down](LCGTextProps& props) {
                                      props.hAlign = across;
                                      props.vAlign = down;
                                  }));

@@ -403,7 +403,7 @@ TEST(LMixerPull, PicturesThatNobodyTakesAreFreed) {
     class Counted : public HoldingSource {
     public:
         AVFrame* renderVideoFrame() override {
-            quol::FramePtr(HoldingSource::renderVideoFrame());
+            quol::FramePtr{HoldingSource::renderVideoFrame()};
             quol::FramePtr picture = plainPicture(64, 48, grey);
             AVBufferRef* const inner = picture->buf[0];
             const auto release = [](void* opaque, std::uint8_t* /*data*/) {

@@ -11,6 +11,7 @@
 
 #include "support/CapturedStream.h"
 #include "support/Frames.h"
+#include "support/Instrumented.h"
 #include "support/RunningMixer.h"
 #include "support/ThisProcess.h"
 
@@ -20,6 +21,7 @@ using test::CollectingSink;
 using test::customVideo;
 using test::grey;
 using test::HandSource;
+using test::isInstrumented;
 using test::Levels;
 using test::LiveSource;
 using test::plainPicture;
@@ -27,13 +29,6 @@ using test::PulledSource;
 using test::residentKiB;
 using test::RunningMixer;
 using namespace std::chrono_literals;
-
-// Instrumented programs keep what is freed for a while, and need memory for their own records.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool isInstrumented = true;
-#else
-constexpr bool isInstrumented = false;
-#endif
 
 // A source as live as can be made: it changes size and format, falls silent and comes back.
 class MovingSource {

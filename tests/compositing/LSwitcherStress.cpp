@@ -17,6 +17,7 @@
 #include "quolsdk/LMixer.h"
 #include "support/CapturedStream.h"
 #include "support/ClipFile.h"
+#include "support/Instrumented.h"
 #include "support/RunningSwitcher.h"
 #include "support/SteppedTitles.h"
 #include "support/ThisProcess.h"
@@ -28,6 +29,7 @@ using test::CollectingSink;
 using test::customVideo;
 using test::endsWithThreads;
 using test::grey;
+using test::isInstrumented;
 using test::Levels;
 using test::LiveSource;
 using test::plainPicture;
@@ -43,16 +45,8 @@ using namespace std::chrono_literals;
 constexpr int width = test::runningWidth;
 constexpr int height = test::runningHeight;
 
-// Instrumented programs are many times slower, and keep what is freed for a while.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool isInstrumented = true;
-constexpr std::int64_t stressNanos = 2 * quol::nanosPerSecond;
-constexpr int lives = 40;
-#else
-constexpr bool isInstrumented = false;
-constexpr std::int64_t stressNanos = 5 * quol::nanosPerSecond;
-constexpr int lives = 200;
-#endif
+constexpr std::int64_t stressNanos = (isInstrumented ? 2 : 5) * quol::nanosPerSecond;
+constexpr int lives = isInstrumented ? 40 : 200;
 
 } // namespace
 

@@ -26,7 +26,7 @@ using testing::StartsWith;
 TEST(WithoutThreads, AMixerCannotBeMade) {
     const NoThreads none;
     ASSERT_TRUE(none.works());
-    EXPECT_THROW(LMixer(LMixer::Renderer::processor), std::system_error);
+    EXPECT_THROW(LMixer{LMixer::Renderer::processor}, std::system_error);
 }
 
 TEST(WithoutThreads, ASwitcherCannotBeMade) {
@@ -38,7 +38,7 @@ TEST(WithoutThreads, ASwitcherCannotBeMade) {
 TEST(WithoutThreads, AMultiviewCannotBeMade) {
     const NoThreads none;
     ASSERT_TRUE(none.works());
-    EXPECT_THROW(LMultiview(LMultiview::Renderer::processor), std::system_error);
+    EXPECT_THROW(LMultiview{LMultiview::Renderer::processor}, std::system_error);
 }
 
 TEST(WithoutThreads, AnAudioMixerCannotBeMade) {

@@ -445,12 +445,7 @@ TEST_P(RandomScenes, LookAsIfDrawnFromNothing) {
     }
 }
 
-// The scenes are of one thread: the thread sanitizer has little to see there, and is slow.
-#if defined(__SANITIZE_THREAD__)
-constexpr unsigned seeds = 4;
-#else
 constexpr unsigned seeds = 40;
-#endif
 INSTANTIATE_TEST_SUITE_P(Seeds, RandomScenes, testing::Range(1U, seeds + 1U));
 
 // Where a change cuts an item, cairo must not smooth and sample it in another way.

@@ -31,7 +31,10 @@ public:
         std::int64_t moment = 0; // steady nanoseconds
     };
 
-    quol::SurfaceSize size() override { return size_; }
+    quol::SurfaceSize size() override {
+        const std::lock_guard lock(mutex_);
+        return size_;
+    }
     bool isGone() override { return gone_; }
     void show(std::vector<std::uint8_t>& rgba, const quol::SurfaceSize& size) override {
         std::unique_lock lock(mutex_);
@@ -54,7 +57,10 @@ public:
         closed_ = false;
         opened_.notify_all();
     }
-    void resize(int width, int height) { size_ = {width, height}; }
+    void resize(int width, int height) {
+        const std::lock_guard lock(mutex_);
+        size_ = {width, height};
+    }
     void close() override {}
     void goAway() { gone_ = true; }
 
@@ -63,7 +69,7 @@ private:
     std::condition_variable opened_;
     std::vector<Shown> shown_;
     bool closed_ = false;
-    std::atomic<quol::SurfaceSize> size_{{64, 36}};
+    quol::SurfaceSize size_{64, 36};
     std::atomic<bool> gone_{false};
 };
 

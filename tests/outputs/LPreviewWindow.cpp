@@ -459,7 +459,7 @@ TEST_F(LPreviewWindow, FollowsTheWindowsSizeWithoutANewPicture) {
     EXPECT_TRUE(showsAt(0, 0, {150, 0, 0}));
     for (const auto& [width, height] : {std::pair{800, 600}, {200, 100}, {1, 1}, {1000, 540}}) {
         window->resize(width, height);
-        EXPECT_TRUE(shows([&](const Screenshot& seen) {
+        EXPECT_TRUE(shows([&, width = width, height = height](const Screenshot& seen) {
             return seen.width == width && isNear(seen.at(width - 1, height - 1), {150, 0, 0}) &&
                    seen.count(hostGround) == 0;
         })) << width;

@@ -257,6 +257,7 @@ TEST(LReplayPlay, HostileSpeedsGoToOneEndOrStand) {
         EXPECT_TRUE(waitUntil([&] { return playback.replay.getPos() == 0; }));
     }
     playback.replay.setSpeed(std::nan(""));
+    playback.shown(7); // whatever was on its way has come
     EXPECT_EQ(playback.shown(7)->number, 7);
     playback.replay.setSpeed(0.0);
     EXPECT_EQ(playback.replay.getPos(), 7);
@@ -485,7 +486,8 @@ TEST(LReplaySound, ASeekUpToFiveFramesOnPlaysWhatLiesBetween) {
         ASSERT_TRUE(waitUntil([&] { return !playback.sink.blocks().empty(); }));
         playback.sink.clear();
         playback.shown(10 + frames);
-        ASSERT_TRUE(waitUntil([&] { return playback.sink.blocks().size() >= count; }));
+        ASSERT_TRUE(
+            waitUntil([&, least = count] { return playback.sink.blocks().size() >= least; }));
         playback.replay.setSpeed(5.0); // no sound with the next one
         playback.shown(0);
         const auto blocks = playback.sink.blocks();

@@ -1,16 +1,14 @@
 // What a run is judged by.
 #pragma once
 
+#include "support/Instrumented.h"
+
 namespace soak {
 
 // Under a sanitizer everything takes many times as long, and freed memory is kept: clock and memory
 // are shown, not judged. So they are in a short run, which would judge the machine more than the
 // library: a minute is not long enough for a slow one to come to rest.
-#ifdef QUOLSDK_SOAK_IS_SLOW
-inline constexpr bool isInstrumented = true;
-#else
-inline constexpr bool isInstrumented = false;
-#endif
+using test::isInstrumented;
 
 inline constexpr double longRunSeconds = 600.0;
 // Growth is looked for over the last two thirds.

@@ -9,6 +9,7 @@
 #include "compositing/CompositorSink.h"
 #include "support/CapturedStream.h"
 #include "support/FilePlayer.h"
+#include "support/Instrumented.h"
 #include "support/LocalPort.h"
 #include "support/Program.h"
 #include "support/RtmpServer.h"
@@ -19,6 +20,7 @@ namespace {
 using test::ByteServer;
 using test::CapturedStream;
 using test::FullServer;
+using test::isInstrumented;
 using test::made;
 using test::mediaPath;
 using test::Program;
@@ -31,14 +33,9 @@ using testing::HasSubstr;
 using namespace std::chrono_literals;
 
 // What a host may wait; an instrumented player is no measure of it.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool instrumented = true;
-#else
-constexpr bool instrumented = false;
-#endif
-constexpr double longestStop = instrumented ? 5.0 : 1.0;
-constexpr auto longestReturn = instrumented ? 5000ms : 2000ms;
-constexpr double longestToTheFirstPicture = instrumented ? 20.0 : 3.0;
+constexpr double longestStop = isInstrumented ? 5.0 : 1.0;
+constexpr auto longestReturn = isInstrumented ? 5000ms : 2000ms;
+constexpr double longestToTheFirstPicture = isInstrumented ? 20.0 : 3.0;
 
 void expectQuickStop(LStreamPlay& stream) {
     const Stopwatch watch;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "quolsdk/LConvert.h"
+#include "support/Instrumented.h"
 
 namespace test {
 
@@ -31,11 +32,7 @@ std::string toldBy(const std::string& path, const std::vector<std::string>& inpu
 
 // A stop must not take longer, in seconds: the second that is promised, and some more for a machine
 // that does other things too.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr double longestStop = 10.0;
-#else
-constexpr double longestStop = 2.0;
-#endif
+constexpr double longestStop = isInstrumented ? 10.0 : 2.0;
 
 // More input than any test waits for: minutes of work.
 std::vector<std::string> endlessInputs();

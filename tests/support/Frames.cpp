@@ -52,7 +52,7 @@ quol::FramePtr makeSound(int samples, int sampleRate, int channels, AVSampleForm
     const bool planar = av_sample_fmt_is_planar(format) != 0;
     const bool floating = format == AV_SAMPLE_FMT_FLT || format == AV_SAMPLE_FMT_FLTP;
     for (int i = 0; i < samples; ++i) {
-        const double seconds = static_cast<double>(pts + i) / sampleRate;
+        const double seconds = (static_cast<double>(pts) + i) / sampleRate;
         const double value =
             hertz > 0 ? 0.1 * std::sin(2 * std::numbers::pi * hertz * seconds) : 0.0;
         for (int channel = 0; channel < channels; ++channel) {

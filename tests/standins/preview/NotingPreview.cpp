@@ -40,11 +40,11 @@ public:
 
 #define EXPORTED extern "C" __attribute__((visibility("default")))
 
-EXPORTED const char* previewNotes() {
+EXPORTED void* previewNotes() {
     const std::lock_guard lock(mutex);
     given.swap(notes);
     notes.clear();
-    return given.c_str();
+    return given.data();
 }
 
 #ifdef NULL_PREVIEW
