@@ -94,7 +94,7 @@ bool Graph::startRecording(const Files& files) {
     recorder.source = &mixer;
     recorder.setFilePath(files.recording);
     recorder.setVideoFormat(format());
-    recorder.customSet("preset=veryfast g=25");
+    recorder.customSet("preset=superfast g=25"); // leaves a slow pair of processors some air
     recorder.setProps("timecode", "true");
     if (!recorder.Record()) {
         std::printf("  CANNOT RECORD to %s: the error above says why\n", files.recording.c_str());
