@@ -368,7 +368,7 @@ TEST_F(VisionMixer, FinishesTheRecordingWhenTheDisplayGoes) {
 }
 
 TEST_F(VisionMixer, FinishesTheRecordingWhenInterrupted) {
-    start("0.5 space\n");
+    start("3.0 space\n"); // a slow one has recorded something by then, too
     ASSERT_TRUE(says("cut to 2 Green")) << host->output();
     host->signal(SIGINT);
     EXPECT_EQ(host->wait(patience), 0) << host->output();

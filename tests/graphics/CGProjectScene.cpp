@@ -7,6 +7,7 @@
 
 #include "quolsdk/LCharacter.h"
 #include "support/CapturedStream.h"
+#include "support/Instrumented.h"
 
 namespace {
 
@@ -410,7 +411,7 @@ TEST(ReloadedProject, HasNeitherDriftNorTheGroupsState) {
 
 // --------------------------------------------------------------------------------- many items
 
-constexpr int many = 100000;
+constexpr int many = test::isInstrumented ? 10000 : 100000;
 
 // Rectangles that draw nothing: the scene is about the file.
 template <typename IdOf>
@@ -426,12 +427,12 @@ TEST(ProjectOfManyItems, OfDistinctIdsIsLoadedSavedAndLoadedAgain) {
     const std::string path = fileOf(manyItems([](int i) { return "item" + std::to_string(i); }));
     scene.loadFromXMLFile(path);
     ASSERT_EQ(scene.getItemCount(), many);
-    EXPECT_EQ(scene.getItemByIndex(many - 1)->id, "item99999");
+    EXPECT_EQ(scene.getItemByIndex(many - 1)->id, "item" + std::to_string(many - 1));
     const std::string saved = fileOf("");
     scene.saveToXMLFile(saved);
     scene.loadFromXMLFile(saved);
     ASSERT_EQ(scene.getItemCount(), many);
-    EXPECT_EQ(scene.getItem("item77777"), scene.getItemByIndex(77777));
+    EXPECT_EQ(scene.getItem("item7777"), scene.getItemByIndex(7777));
 }
 
 TEST(ProjectOfManyItems, OfOneIdIsNumbered) {
@@ -440,11 +441,11 @@ TEST(ProjectOfManyItems, OfOneIdIsNumbered) {
     scene.loadFromXMLFile(path);
     ASSERT_EQ(scene.getItemCount(), many);
     EXPECT_EQ(scene.getItemByIndex(0)->id, "same");
-    for (const int i : {1, 2, 50000, many - 1})
+    for (const int i : {1, 2, many / 2, many - 1})
         EXPECT_EQ(scene.getItemByIndex(i)->id, "same_" + std::to_string(i));
     scene.insertFromXMLFile(path);
     ASSERT_EQ(scene.getItemCount(), 2 * many);
-    EXPECT_EQ(scene.getItemByIndex(many)->id, "same_100000");
+    EXPECT_EQ(scene.getItemByIndex(many)->id, "same_" + std::to_string(many));
 }
 
 TEST(ProjectOfManyItems, InOneGroupIsLoadedAndSaved) {
@@ -475,7 +476,7 @@ TEST(ProjectOfManyItems, EachInAGroupOfItsOwnIsLoadedAndSaved) {
     scene.saveToXMLFile(saved);
     scene.loadFromXMLFile(saved);
     EXPECT_EQ(scene.getGroupCount(), many);
-    EXPECT_EQ(scene.getGroup("12345"), "g12345");
+    EXPECT_EQ(scene.getGroup("1234"), "g1234");
 }
 
 } // namespace
