@@ -2,8 +2,8 @@
 # are used under somebody else's lock. The thread sanitizer has nothing to find in them and leaves
 # them out; the ordinary build makes sure that they start none.
 set(single_threaded
-    compositing/LayerLook compositing/LayerPaint
-    compositing/LayerShape compositing/MixRows compositing/MultiviewLayout
+    compositing/LayerLook compositing/LayerPaint compositing/LayerShape
+    compositing/MixRows compositing/MultiviewLayout
     compositing/MultiviewSink compositing/OverlayBlend compositing/PictureFit
     compositing/PlaneBlend compositing/RecentPicture compositing/RenderPace
     compositing/SamplePicker compositing/StingerClip compositing/SwitcherScene
