@@ -56,8 +56,9 @@
  * with a number and does not raises the C++ exception `std::invalid_argument`, and one that is out
  * of range `std::out_of_range`. Memory that the system refuses raises `std::bad_alloc`. They pass
  * through these functions; a host that cannot catch them checks its values before. A property that
- * raises keeps its value. A thread that the system refuses raises nothing: the `create` of what
- * runs from then on gives NULL, a start 0.
+ * raises keeps its value. A thread that the system refuses raises nothing: a start gives 0, and the
+ * `create` of what runs from then on NULL. A replay is made without one; its next recording asks
+ * again.
  *
  * @section properties Properties
  * `set_props` takes a key and a value as texts. Keys are compared exactly, unknown ones ignored. A

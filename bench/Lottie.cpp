@@ -109,8 +109,8 @@ struct Cost {
 // All frames of all of them, one layer each, over and over.
 Cost measure(const std::vector<const Template*>& shown) {
     quol::LottieEngine engine;
-    quol::LottieCanvas canvas;
     std::vector<std::unique_ptr<quol::LottieTemplate>> loaded;
+    quol::LottieCanvas canvas; // goes before the templates that lie on it
     std::vector<quol::LottieTemplate*> layers;
     for (const Template* each : shown) {
         const auto drawable = quol::DrawableTemplate::of(each->json);

@@ -146,12 +146,12 @@ private:
     void draw(const RenderedLayer& layer) {
         const AVFrame& picture = normalized(*layer.picture, layer.state->picture.scaled);
         const bool keyed = layer.look.isKeyed && layer.key != nullptr;
-        const AVFrame* const key =
-            keyed ? &normalized(*layer.key, layer.state->key.scaled) : nullptr;
+        const AVFrame* key = keyed ? &normalized(*layer.key, layer.state->key.scaled) : nullptr;
         const PictureSize target = targetSize(layer.look, picture);
         if (target.width <= 0 || target.height <= 0) return;
-        // A format that nothing converts cannot be drawn either.
-        if (!isUploadable(picture.format) || (key != nullptr && !isUploadable(key->format))) return;
+        // A format that nothing converts cannot be drawn, nor be a key.
+        if (!isUploadable(picture.format)) return;
+        if (key != nullptr && !isUploadable(key->format)) key = nullptr;
         uploadLayer(picture, key, layer.state->textures);
         setUniforms(layer.look, target, picture, key);
         drawQuad(layer.look, target);

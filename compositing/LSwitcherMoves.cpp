@@ -164,7 +164,7 @@ void LSwitcher::endStingerLoad() {
 
 // The body of the loader thread. What is on air comes first.
 void LSwitcher::loadStinger(const std::string& path, int width, int height, double fps) {
-    quol::lowerThreadPriority();
+    quol::lowerThreadPriority(quol::ThreadPriority::spareTime);
     bool isLoaded = false;
     quol::hadMemory([&] { isLoaded = stinger->load(path, width, height, fps); });
     if (!isLoaded) {

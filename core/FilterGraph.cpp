@@ -1,11 +1,11 @@
 #include "core/FilterGraph.h"
 
 #include <array>
-#include <clocale>
 #include <cstdio>
 
 #include "core/ErrorText.h"
 #include "core/Log.h"
+#include "core/NumericLocale.h"
 
 extern "C" {
 #include <libavfilter/buffersink.h>
@@ -16,33 +16,6 @@ extern "C" {
 namespace quol {
 
 namespace {
-
-// Numbers in a chain have a decimal point, whatever the host's locale says, and filters read some
-// of them as late as the graph is configured. Set for this thread only: the process's locale
-// belongs to the host.
-class NumericLocaleC {
-public:
-    NumericLocaleC() {
-        const locale_t current = duplocale(uselocale(locale_t{}));
-        numeric_ = newlocale(LC_NUMERIC_MASK, "C", current);
-        if (numeric_ == locale_t{}) {
-            if (current != locale_t{}) freelocale(current);
-            return;
-        }
-        previous_ = uselocale(numeric_);
-    }
-    NumericLocaleC(const NumericLocaleC&) = delete;
-    NumericLocaleC& operator=(const NumericLocaleC&) = delete;
-    ~NumericLocaleC() {
-        if (numeric_ == locale_t{}) return;
-        uselocale(previous_);
-        freelocale(numeric_);
-    }
-
-private:
-    locale_t numeric_{};
-    locale_t previous_{};
-};
 
 const char* scalingFlags(int quality) {
     switch (quality) {
@@ -111,7 +84,7 @@ bool FilterGraph::buildVideo(const VideoInput& input, const std::string& chain,
     // Scale filters take these as they are parsed, so they stand before the chain is read.
     const std::string flags = std::string("flags=") + scalingFlags(scalingQuality);
     av_opt_set(graph_.get(), "scale_sws_opts", flags.c_str(), 0);
-    const NumericLocaleC locale;
+    const NumericLocaleC locale; // some numbers are read as late as the graph is configured
     const bool built = source_ != nullptr && sink_ != nullptr && parse(chain, true) &&
                        avfilter_graph_config(graph_.get(), nullptr) >= 0;
     if (!built) {

@@ -6,6 +6,7 @@
 
 #include "core/Clock.h"
 #include "core/PlainFile.h"
+#include "core/Protocols.h"
 
 namespace quol {
 
@@ -35,10 +36,12 @@ bool MediaInput::open(const std::string& path, const char* format, Dictionary* o
     if (context == nullptr) return false;
     context->interrupt_callback = {&MediaInput::isInterrupted, this};
     const AVInputFormat* demuxer = format != nullptr ? av_find_input_format(format) : nullptr;
+    Dictionary none;
+    Dictionary& all = options != nullptr ? *options : none;
+    completeProtocolOptions(path, all);
     startWaiting();
     // On failure FFmpeg frees the context itself.
-    const int result = avformat_open_input(&context, path.c_str(), demuxer,
-                                           options != nullptr ? options->address() : nullptr);
+    const int result = avformat_open_input(&context, path.c_str(), demuxer, all.address());
     if (!finishWaiting(result)) return false;
     context_.reset(context);
     return true;

@@ -33,9 +33,10 @@ bool PicturePool::learnLayout(int width, int height, AVPixelFormat format) {
     // All of the new layout or nothing of it, whatever memory there is.
     decltype(buffers_) buffers;
     for (int i = 0; i < AV_NUM_DATA_POINTERS && sample->buf[i] != nullptr; ++i) {
-        BufferPool pool(av_buffer_pool_init(sample->buf[i]->size, nullptr));
+        const std::size_t size = sample->buf[i]->size;
+        BufferPool pool(av_buffer_pool_init(size, nullptr));
         if (!pool) return false;
-        buffers.push_back(std::move(pool));
+        buffers.push_back({std::move(pool), size});
     }
     buffers_ = std::move(buffers);
     for (std::size_t i = 0; i < planes_.size(); ++i) {
@@ -49,6 +50,16 @@ bool PicturePool::learnLayout(int width, int height, AVPixelFormat format) {
     return true;
 }
 
+// What is out stays with its pictures, and goes with them. Without memory for a change nothing
+// changes.
+void PicturePool::renew() {
+    given_ = 0;
+    for (Buffers& buffers : buffers_) {
+        BufferPool fresh(av_buffer_pool_init(buffers.size, nullptr));
+        if (fresh) buffers.pool = std::move(fresh);
+    }
+}
+
 FramePtr PicturePool::get(int width, int height, AVPixelFormat format) {
     const std::lock_guard lock(mutex_);
     const bool known =
@@ -57,13 +68,14 @@ FramePtr PicturePool::get(int width, int height, AVPixelFormat format) {
         buffers_.clear();
         return nullptr;
     }
+    if (++given_ >= renewal) renew();
     FramePtr frame = makeFrame();
     if (!frame) return nullptr;
     frame->width = width;
     frame->height = height;
     frame->format = format;
     for (std::size_t i = 0; i < buffers_.size(); ++i) {
-        frame->buf[i] = av_buffer_pool_get(buffers_[i].get());
+        frame->buf[i] = av_buffer_pool_get(buffers_[i].pool.get());
         if (frame->buf[i] == nullptr) return nullptr;
     }
     for (std::size_t i = 0; i < planes_.size(); ++i) {

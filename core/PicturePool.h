@@ -18,10 +18,13 @@ namespace quol {
 // and alignment. A buffer comes back by itself when the last reference to its picture goes, also
 // after the pool has gone. Pictures hold whatever was last written there.
 //
-// The pool keeps the memory of one size and format, as many pictures as were ever out at once; a
-// request for another drops what is kept. Any thread.
+// The pool keeps the memory of one size and format, as many pictures as were out at once; a request
+// for another drops what is kept, and so does every `renewal`th picture: what a stall has piled up
+// is given back, however long the programme runs. Any thread.
 class PicturePool {
 public:
+    static constexpr int renewal = 1000;
+
     // Null for a size or format that no picture can have, and when memory is short.
     FramePtr get(int width, int height, AVPixelFormat format);
 
@@ -40,14 +43,21 @@ private:
 
     using BufferPool = std::unique_ptr<AVBufferPool, PoolDeleter>;
 
+    struct Buffers {
+        BufferPool pool;
+        std::size_t size = 0; // bytes of each
+    };
+
     bool learnLayout(int width, int height, AVPixelFormat format);
+    void renew();
 
     std::mutex mutex_; // guards all below
     int width_ = 0;
     int height_ = 0;
     AVPixelFormat format_ = AV_PIX_FMT_NONE;
     std::array<Plane, AV_NUM_DATA_POINTERS> planes_{};
-    std::vector<BufferPool> buffers_;
+    std::vector<Buffers> buffers_;
+    int given_ = 0; // pictures, since the last renewal
 };
 
 } // namespace quol

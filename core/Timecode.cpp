@@ -91,7 +91,10 @@ std::string clipTimecodeText(const std::string& start, double seconds, double fp
 }
 
 Timecode wallClockTimecode(double fps) {
-    const auto now = std::chrono::system_clock::now();
+    return wallClockTimecode(fps, std::chrono::system_clock::now());
+}
+
+Timecode wallClockTimecode(double fps, std::chrono::system_clock::time_point now) {
     const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
     const auto sinceEpoch =
         std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count();

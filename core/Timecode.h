@@ -1,6 +1,7 @@
 // Time code text and what it counts. No drop-frame anywhere: 29.97 counts 29 frames a second.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -60,5 +61,6 @@ std::string clipTimecodeText(const std::string& start, double seconds, double fp
 
 // Local time of day, frames = milliseconds of the current second * fps / 1000, truncated.
 Timecode wallClockTimecode(double fps);
+Timecode wallClockTimecode(double fps, std::chrono::system_clock::time_point now);
 
 } // namespace quol

@@ -2,7 +2,7 @@
 //
 //     contact_sheet FILE SHEET.png
 //
-// Exit status: 0 done, 1 the file shows no picture, 2 wrong use.
+// Exit status: 0 done, 1 the file shows no picture or the sheet cannot be written, 2 wrong use.
 #include <algorithm>
 #include <chrono>
 #include <cstdint>

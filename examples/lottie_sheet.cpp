@@ -5,7 +5,7 @@
 //
 // A change is made between the second moment and the third: text:LAYER=TEXT, color:LAYER=#RRGGBB or
 // image:NAME=FILE. Texts want a font: see LAnimation.h for where one is looked for. Exit status: 0
-// done, 1 nothing could be drawn, 2 wrong use.
+// done, 1 nothing could be drawn or written, 2 wrong use.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>

@@ -5,7 +5,7 @@
 //     mixer_scene BACKGROUND PICTURE LOGO MASK OUTPUT_PREFIX
 //
 // The first four are image files; LOGO has alpha, MASK is white where the key shows its colour.
-// Exit status: 0 done, 1 no picture came, 2 wrong use.
+// Exit status: 0 done, 1 no picture came or none can be written, 2 wrong use.
 #include <chrono>
 #include <cstdio>
 #include <string>

@@ -3,7 +3,7 @@
 //
 //     multiview_scene OUTPUT [ORIENTATION] [GRID_SIZE] [WIDTH] [HEIGHT] [graphics]
 //
-// Exit status: 0 done, 1 no picture came, 2 wrong use.
+// Exit status: 0 done, 1 no picture came or none can be written, 2 wrong use.
 #include <algorithm>
 #include <atomic>
 #include <chrono>

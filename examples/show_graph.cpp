@@ -2,11 +2,9 @@
 
 #include <stdlib.h>
 
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
-#include <thread>
 
 #include "show_script.h"
 
@@ -73,6 +71,7 @@ void Graph::openReplay() {
     }
     replayFolder_ = folder;
     replay.setVideoFormat(format());
+    replay.setProps("quality", "30"); // 60 Mbit/s, in the programme's own thread
     replay.setRecordPath(folder, "clean");
     if (replay.startRecording()) switcher.addSink(&replay);
 }
@@ -88,13 +87,14 @@ void Graph::openMixer() {
 // recording's clock is set going, by a pause, so that they arrive well before the middle between
 // two ticks: one that is late by less than most of a period still finds its own.
 bool Graph::startRecording(const Files& files) {
-    constexpr auto headStart = std::chrono::milliseconds(12);
-    constexpr double latestStart = 0.016; // seconds behind a picture
-    constexpr int tries = 50;
+    constexpr double headStart = 0.015; // seconds
+    constexpr int watched = picturesPerSecond;
     recorder.source = &mixer;
     recorder.setFilePath(files.recording);
     recorder.setVideoFormat(format());
-    recorder.customSet("preset=superfast g=25"); // leaves a slow pair of processors some air
+    // Bits in place of the encoder's pains: these would be the programme's processors.
+    recorder.setVideoBitrate(12000);
+    recorder.customSet("preset=ultrafast g=25");
     recorder.setProps("timecode", "true");
     if (!recorder.Record()) {
         std::printf("  CANNOT RECORD to %s: the error above says why\n", files.recording.c_str());
@@ -103,10 +103,7 @@ bool Graph::startRecording(const Files& files) {
     recorder.Pause(true);
     switcher.addSink(&cleanFeed);
     mixer.addSink(&programme);
-    for (int i = 0; i == 0 || (i < tries && programme.sinceLatest() > latestStart); ++i) {
-        programme.waitForNext();
-        std::this_thread::sleep_for(headStart);
-    }
+    programme.waitUntilDue(watched, 1.0 / picturesPerSecond, headStart);
     recorder.Pause(false);
     return true;
 }

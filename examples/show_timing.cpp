@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
+#include <thread>
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -23,13 +25,24 @@ double startBy(const Arrival& arrival, std::int64_t first, double period) {
 
 } // namespace
 
+double startOf(const std::vector<Arrival>& arrivals, double period) {
+    if (arrivals.empty()) return 0.0;
+    double start = arrivals.front().seconds;
+    for (const Arrival& arrival : arrivals)
+        start = std::min(start, startBy(arrival, arrivals.front().number, period));
+    return start;
+}
+
+double nextDue(const std::vector<Arrival>& arrivals, double period, double behind, double now) {
+    const double moment = startOf(arrivals, period) + behind;
+    return moment + std::ceil((now - moment) / period) * period;
+}
+
 Punctuality judge(const std::vector<Arrival>& arrivals, double period) {
     Punctuality result;
     if (arrivals.empty()) return result;
     const std::int64_t first = arrivals.front().number;
-    double start = arrivals.front().seconds;
-    for (const Arrival& arrival : arrivals)
-        start = std::min(start, startBy(arrival, first, period));
+    const double start = startOf(arrivals, period);
     bool wasLate = false;
     for (const Arrival& arrival : arrivals) {
         const double behind = startBy(arrival, first, period) - start;
@@ -59,15 +72,17 @@ void ArrivalSink::pushVideoFrame(AVFrame* frame) {
 
 void ArrivalSink::pushAudioFrame(AVFrame* /*frame*/) {}
 
-void ArrivalSink::waitForNext() {
-    std::unique_lock lock(mutex_);
-    const std::size_t before = arrivals_.size();
-    arrived_.wait_for(lock, std::chrono::seconds(1), [&] { return arrivals_.size() > before; });
-}
-
-double ArrivalSink::sinceLatest() const {
-    const std::lock_guard lock(mutex_);
-    return arrivals_.empty() ? 0.0 : steadySeconds() - arrivals_.back().seconds;
+void ArrivalSink::waitUntilDue(int pictures, double period, double behind) {
+    constexpr double patience = 4.0; // times the time that the pictures take
+    {
+        std::unique_lock lock(mutex_);
+        const std::size_t wanted = arrivals_.size() + static_cast<std::size_t>(pictures);
+        arrived_.wait_for(lock, std::chrono::duration<double>(patience * period * pictures),
+                          [&] { return arrivals_.size() >= wanted; });
+    }
+    const double now = steadySeconds();
+    const double next = nextDue(arrivals(), period, behind, now);
+    std::this_thread::sleep_for(std::chrono::duration<double>(next - now));
 }
 
 std::vector<Arrival> ArrivalSink::arrivals() const {

@@ -33,6 +33,14 @@ struct Punctuality {
     std::vector<Delay> delays; // in their order
 };
 
+// When the first of the pictures was due, on their clock: the one that was earliest, by its number,
+// was on time. 0 without a picture.
+double startOf(const std::vector<Arrival>& arrivals, double period);
+
+// The next moment, from `now` on, that is so many seconds behind one at which a picture is due; by
+// the same clock.
+double nextDue(const std::vector<Arrival>& arrivals, double period, double behind, double now);
+
 // Picture n is due n periods behind the first one. The earliest, by that, was on time; the others
 // are held against it.
 Punctuality judge(const std::vector<Arrival>& arrivals, double period);
@@ -43,10 +51,9 @@ public:
     void pushVideoFrame(AVFrame* frame) override;
     void pushAudioFrame(AVFrame* frame) override;
 
-    // Waits for a picture, a second at most.
-    void waitForNext();
-    // Seconds since the latest one came.
-    double sinceLatest() const;
+    // Watches so many pictures come, for four times as long as they take at the most, and comes
+    // back so many seconds behind a moment at which one is due.
+    void waitUntilDue(int pictures, double period, double behind);
     std::vector<Arrival> arrivals() const;
 
 private:

@@ -3,7 +3,7 @@
 //
 //     transition_sheet CLIP_A CLIP_B OUTPUT.png
 //
-// Exit status: 0 done, 1 no picture came, 2 wrong use.
+// Exit status: 0 done, 1 no picture came or none can be written, 2 wrong use.
 #include <array>
 #include <chrono>
 #include <cstddef>

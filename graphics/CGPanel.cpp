@@ -42,6 +42,9 @@ void addRoundedRectangle(cairo_t* cr, const Box& box, double percent) {
     cairo_close_path(cr);
 }
 
+// Of a line of eight million pixels cairo 1.18 draws nothing, nor anything behind it.
+constexpr int widestBorder = 1'000'000;
+
 void drawPanel(cairo_t* cr, const Box& box, const PanelLook& look, double itemAlpha) {
     if (!look.isDrawn()) return;
     if (look.shadowAlpha > 0) {
@@ -61,7 +64,7 @@ void drawPanel(cairo_t* cr, const Box& box, const PanelLook& look, double itemAl
     if (look.borderSize < 1) return;
     addRoundedRectangle(cr, box, look.radius);
     setColor(cr, look.borderColor, look.borderAlpha / 255.0 * itemAlpha);
-    cairo_set_line_width(cr, look.borderSize);
+    cairo_set_line_width(cr, std::min(look.borderSize, widestBorder));
     cairo_stroke(cr);
 }
 

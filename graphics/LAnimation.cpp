@@ -128,15 +128,16 @@ LAnimation::Impl::Layer* LAnimation::Impl::find(int id) {
     return nullptr;
 }
 
-// Under `layerMutex`. Later layers lie on top. Where memory is short nothing stays on it, least of
-// all what is about to go, and the next picture tries again.
+// Under `layerMutex`. Later layers lie on top. Where memory or a thread is wanting nothing stays on
+// it, least of all what is about to go, and the next picture tries again.
 void LAnimation::Impl::rebuildCanvas() {
-    isCanvasWhole = quol::hadMemory([this] {
+    isCanvasWhole = false;
+    quol::hadMemory([this] {
         std::vector<quol::LottieTemplate*> templates;
         for (auto& [id, layer] : layers) {
             if (layer.animation) templates.push_back(layer.animation.get());
         }
-        canvas.setTemplates(templates);
+        isCanvasWhole = canvas.setTemplates(templates);
     });
     if (!isCanvasWhole) canvas.setTemplates({});
 }

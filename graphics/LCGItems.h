@@ -48,7 +48,7 @@ public:
     quol::SharedText moveType{"None"};  ///< "Horizontal" or "Vertical": the item drifts
     std::atomic<float> moveSpeed{0.0F}; ///< pixels a picture, signed
     /// Beyond the edge of the picture: come in at the other side (true), or hide and go home. Also
-    /// whether a crawl and a video begin again.
+    /// whether a video begins again, and whether a separator follows the last entry of a crawl.
     std::atomic<bool> moveLoop{true};
 
     /// What was drawn last: the generator's own.

@@ -7,9 +7,11 @@
 #include <mutex>
 #include <optional>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <vector>
 
+#include "core/CallThread.h"
 #include "core/FairMutex.h"
 #include "core/PlainFile.h"
 
@@ -63,6 +65,27 @@ bool canHaveThreads(unsigned count) {
     return canHave;
 }
 
+// Where canvases are made; under the engine's mutex. A thread that makes one is given memory to
+// draw with, which the engine keeps until its end and frees then. If another thread has ended it,
+// that memory is still taken for the first one's when it makes a canvas after the next beginning.
+// So all are made on one thread that ends with the engine.
+std::optional<CallThread>& canvasThread() {
+    static std::optional<CallThread>& thread = *new std::optional<CallThread>;
+    return thread;
+}
+
+// Null where there is no thread to be had. Under the engine's mutex.
+std::unique_ptr<tvg::SwCanvas> makeCanvas() {
+    try {
+        if (!canvasThread()) canvasThread().emplace();
+    } catch (const std::system_error&) {
+        return nullptr;
+    }
+    std::unique_ptr<tvg::SwCanvas> canvas;
+    canvasThread()->call([&] { canvas.reset(tvg::SwCanvas::gen(tvg::EngineOption::Default)); });
+    return canvas;
+}
+
 } // namespace
 
 // The first of those that live at a time brings the engine's threads; without any it works on the
@@ -78,8 +101,8 @@ LottieEngine::LottieEngine() {
 
 LottieEngine::~LottieEngine() {
     const std::lock_guard lock(engineMutex());
+    if (--livingEngines == 0) canvasThread().reset();
     tvg::Initializer::term();
-    --livingEngines;
 }
 
 bool LottieEngine::loadFont(const std::string& path) {
@@ -167,7 +190,7 @@ struct LottieCanvas::Engine {
 
 LottieCanvas::LottieCanvas() : engine_(std::make_unique<Engine>()) {
     const std::lock_guard lock(engineMutex());
-    engine_->canvas.reset(tvg::SwCanvas::gen(tvg::EngineOption::Default));
+    engine_->canvas = makeCanvas();
 }
 
 LottieCanvas::~LottieCanvas() {
@@ -176,12 +199,14 @@ LottieCanvas::~LottieCanvas() {
     engine_->canvas.reset();
 }
 
-void LottieCanvas::setTemplates(const std::vector<LottieTemplate*>& templates) {
+bool LottieCanvas::setTemplates(const std::vector<LottieTemplate*>& templates) {
     const std::lock_guard lock(engineMutex());
-    if (!engine_->canvas) return;
+    if (!engine_->canvas && !templates.empty()) engine_->canvas = makeCanvas();
+    if (!engine_->canvas) return templates.empty();
     engine_->canvas->remove();
     for (LottieTemplate* each : templates)
         engine_->canvas->add(each->engine_->animation->picture());
+    return true;
 }
 
 bool LottieCanvas::draw(std::uint32_t* pixels, const LottieArea& area) {
@@ -221,7 +246,9 @@ void LottieTemplate::showFrame(float /*frame*/) {}
 struct LottieCanvas::Engine {};
 LottieCanvas::LottieCanvas() : engine_(std::make_unique<Engine>()) {}
 LottieCanvas::~LottieCanvas() = default;
-void LottieCanvas::setTemplates(const std::vector<LottieTemplate*>& /*templates*/) {}
+bool LottieCanvas::setTemplates(const std::vector<LottieTemplate*>& /*templates*/) {
+    return false;
+}
 bool LottieCanvas::draw(std::uint32_t* /*pixels*/, const LottieArea& /*area*/) {
     return false;
 }

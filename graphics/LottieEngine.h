@@ -61,7 +61,8 @@ struct LottieArea {
     int stride = 0;
 };
 
-// Draws templates over each other. A template must not go while it is on a canvas.
+// Draws templates over each other. A template must not go while it is on a canvas, nor may the last
+// engine.
 class LottieCanvas {
 public:
     LottieCanvas();
@@ -69,8 +70,9 @@ public:
     LottieCanvas& operator=(const LottieCanvas&) = delete;
     ~LottieCanvas();
 
-    // These from now on, the first at the bottom.
-    void setTemplates(const std::vector<LottieTemplate*>& templates);
+    // These from now on, the first at the bottom. False where there is no thread to make the canvas
+    // on: none of them is drawn, and the next call tries again.
+    bool setTemplates(const std::vector<LottieTemplate*>& templates);
 
     // Draws all of them as they stand, in premultiplied ARGB, into pixels that the caller has
     // cleared. False when nothing could be drawn.

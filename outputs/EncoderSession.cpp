@@ -9,6 +9,9 @@
 #include <vector>
 
 #include "core/FFmpegCompat.h"
+#include "core/NumericLocale.h"
+#include "core/Protocols.h"
+#include "core/ThreadPriority.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -174,7 +177,13 @@ CodecContextPtr EncoderSession::openVideoContext(const AVCodec& codec,
     context->pix_fmt = choosePixelFormat(codec, encoding.format);
     context->bit_rate = encoding.bitRate;
     if (encoding.constantBitRate) setConstantBitRate(*context, codec, options);
-    if (avcodec_open2(context.get(), &codec, options.address()) < 0) return nullptr;
+    // Encoders start their threads as they are opened, and these keep their priority.
+    int result = 0;
+    runAtPriority(ThreadPriority::behindAir, [&] {
+        const NumericLocaleC locale;
+        result = avcodec_open2(context.get(), &codec, options.address());
+    });
+    if (result < 0) return nullptr;
     return context;
 }
 
@@ -212,6 +221,7 @@ bool EncoderSession::openAudio(const AVCodec& codec, const AudioEncoding& encodi
     av_channel_layout_default(&context->ch_layout, encoding.channels);
     context->bit_rate = encoding.bitRate;
     context->time_base = {1, encoding.sampleRate};
+    const NumericLocaleC locale;
     if (avcodec_open2(context.get(), &codec, options.address()) < 0) return false;
     audioStream_ = addStream(*context);
     if (audioStream_ == nullptr) return false;
@@ -226,6 +236,7 @@ bool EncoderSession::openFile(const std::string& path) {
 
 bool EncoderSession::openFile(const std::string& path, Dictionary& options) {
     if ((output_->oformat->flags & AVFMT_NOFILE) != 0) return true;
+    completeProtocolOptions(path, options);
     return avio_open2(&output_->pb, path.c_str(), AVIO_FLAG_WRITE, &output_->interrupt_callback,
                       options.address()) >= 0;
 }
@@ -252,6 +263,7 @@ bool EncoderSession::takesHeader() const {
 }
 
 bool EncoderSession::writeHeader(Dictionary& options) {
+    const NumericLocaleC locale;
     headerWritten_ = avformat_write_header(output_.get(), options.address()) >= 0;
     return headerWritten_;
 }

@@ -1,6 +1,9 @@
 // The converter's operations on host threads.
 #include "quolsdk/LConvert.h"
 
+#include <exception>
+
+#include "core/Log.h"
 #include "core/ModeTables.h"
 #include "outputs/ConvertInput.h"
 #include "outputs/ConvertOutput.h"
@@ -104,10 +107,11 @@ bool LConvert::Start() {
     status = 1;
     try {
         thread = std::thread(&LConvert::convertLoop, this);
-    } catch (...) {
+    } catch (const std::exception& error) { // no thread to be had, or no memory for one
+        quol::logError("LConvert: Could not start: %s", error.what());
         status = 0;
         running = false;
-        throw;
+        return false;
     }
     return true;
 }

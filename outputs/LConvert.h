@@ -26,6 +26,9 @@ struct ConvertSettings;
 /// of the inputs play no part. An input that cannot be read is left out. So are streams that there
 /// is no decoder for.
 ///
+/// A conversion takes what is left of the machine: its threads give way to those that make pictures
+/// (nice value 5).
+///
 /// Properties (setProps), for the next `Start`, are options of the video encoder: "preset", "tune",
 /// "g" (pictures from one key picture to the next) and "bf" (B pictures in a row). An encoder that
 /// does not know one ignores it; a value that it refuses fails the conversion.
@@ -66,8 +69,9 @@ public:
     /// Sets a property of the list above; other keys are ignored.
     void setProps(const std::string& key, const std::string& value);
 
-    /// Starts. False when it is converting, and without a file path or an input file. Whether the
-    /// output could be opened is told by `statusGet`, and by the error stream.
+    /// Starts. False when it is converting, without a file path or an input file, and where there
+    /// is no thread to be had. Whether the output could be opened is told by `statusGet`, and by
+    /// the error stream.
     bool Start();
     /// Ends the conversion where it is and waits for it; the file can be played as far as it goes.
     /// One that is stopped before its first picture and sound are written may be unreadable.

@@ -5,6 +5,7 @@
 
 #include "core/HadMemory.h"
 #include "core/Log.h"
+#include "core/ThreadPriority.h"
 #include "outputs/ConvertInput.h"
 #include "outputs/ConvertOutput.h"
 #include "outputs/ConvertSettings.h"
@@ -14,6 +15,7 @@ using quol::hadMemory;
 
 // Where memory runs short the conversion ends as it does when the disk is full.
 void LConvert::convertLoop() {
+    quol::lowerThreadPriority(quol::ThreadPriority::behindAir);
     bool opened = false;
     if (!hadMemory([&] { opened = initFFmpeg(); })) {
         opened = false;

@@ -24,6 +24,9 @@ class LObject;
 /// A library that cannot be loaded leaves a line on the error stream, and the X window is what
 /// there is. Once chosen the property may be set again: everything set so far is handed on anew.
 ///
+/// The thread that draws in a window of the X server gives way to those that make pictures (nice
+/// value 5): on a full machine the preview is the first to leave pictures out.
+///
 /// Threads: any, but no call from inside a push of the source shown. The toolkits' implementations
 /// want `previewEnable` on the toolkit's own thread, and "ui_framework" too where `previewEnable`
 /// has come before it.

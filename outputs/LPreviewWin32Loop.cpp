@@ -8,6 +8,7 @@
 #include "core/FrameTime.h"
 #include "core/HadMemory.h"
 #include "core/Log.h"
+#include "core/ThreadPriority.h"
 #include "outputs/LPreviewWin32Impl.h"
 #include "outputs/PreviewDrawing.h"
 #include "outputs/PreviewLook.h"
@@ -55,6 +56,7 @@ struct LPreviewWin32Impl::Stage {
 };
 
 void LPreviewWin32Impl::renderLoop() {
+    quol::lowerThreadPriority(quol::ThreadPriority::behindAir);
     blockBrokenPipe();
     Stage stage;
     for (;;) {

@@ -36,6 +36,10 @@ struct QueuedPicture;
 /// A recording that runs out of disk, or whose file cannot be written, ends by itself while there
 /// is room to finish the file, and says so on the error stream.
 ///
+/// What is made for the air comes first: the encoding thread and those of the picture's encoder
+/// give way to ordinary threads (nice value 5). On a full machine the queue grows before a picture
+/// of the programme is late.
+///
 /// Properties (setProps), for the next `Record`:
 ///
 /// | Key | Value | Effect |

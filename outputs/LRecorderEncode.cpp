@@ -5,6 +5,7 @@
 #include "core/HadMemory.h"
 #include "core/Log.h"
 #include "core/ScalingQuality.h"
+#include "core/ThreadPriority.h"
 #include "outputs/DiskReserve.h"
 #include "outputs/EncoderPictures.h"
 #include "outputs/EncoderQueue.h"
@@ -25,6 +26,7 @@ constexpr AVRational microseconds{1, 1000000};
 // Ends when the recording has ended and the queue is empty, so that every picture that was taken
 // before is in the file.
 void LRecorder::encodeLoop() {
+    quol::lowerThreadPriority(quol::ThreadPriority::behindAir);
     const auto overdue = [this](std::int64_t elapsed) {
         return job.durationMs > 0.0 && static_cast<double>(elapsed) / 1000.0 >= job.durationMs;
     };
@@ -68,10 +70,11 @@ void LRecorder::encodePicture(const quol::QueuedPicture& record) {
     picture->pts = pts;
     picture->pict_type = AV_PICTURE_TYPE_NONE; // or the encoder repeats the source's choices
     lastVideoPts = pts;
+    const double tick = av_q2d(timeBase);
+    // Before the count: whoever looks in between finds it long enough for that.
+    secondsRecorded = static_cast<double>(pts + 1) * tick;
     ++framesEncoded;
     session->encodeVideo(picture.get());
-    const double tick = av_q2d(timeBase);
-    secondsRecorded = static_cast<double>(pts + 1) * tick;
     const double mediaTime = ownTime.value_or(static_cast<double>(record.elapsed) / 1e6);
     if (sound->track() != nullptr)
         sound->track()->advance(mediaTime, static_cast<double>(pts) * tick);

@@ -45,6 +45,10 @@ struct QueuedPicture;
 /// `Start` begin again. A server that takes no data for five seconds counts as gone; what the
 /// source delivers meanwhile is dropped, in the copy too, as far as the queue does not hold it.
 ///
+/// The streaming thread and those of the picture's encoder give way to the threads that make
+/// pictures (nice value 5): on a full machine the stream drops pictures before the programme is
+/// late.
+///
 /// Threads: any. Start and Stop wait for each other and must not be called from inside a push.
 class QUOLSDK_API LStream : public LSink {
 public:

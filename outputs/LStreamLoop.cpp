@@ -4,6 +4,7 @@
 #include "core/HadMemory.h"
 #include "core/Log.h"
 #include "core/PictureCheck.h"
+#include "core/ThreadPriority.h"
 #include "outputs/EncoderPictures.h"
 #include "outputs/EncoderQueue.h"
 #include "outputs/EncoderSession.h"
@@ -26,6 +27,7 @@ constexpr std::int64_t lead = 60000; // microseconds: pictures are stamped ahead
 // Ends when the stream has ended and the queue is empty. Where memory is short for a picture it is
 // that picture that is lost.
 void LStream::streamLoop() {
+    quol::lowerThreadPriority(quol::ThreadPriority::behindAir);
     bool more = true;
     while (more) {
         if (!quol::hadMemory([&] { more = streamNext(); })) queue->countLost();

@@ -3,6 +3,7 @@
 
 #include "core/Clock.h"
 #include "core/Log.h"
+#include "core/NumericLocale.h"
 #include "core/Timecode.h"
 #include "outputs/EncoderPictures.h"
 #include "outputs/EncoderSession.h"
@@ -29,6 +30,7 @@ constexpr std::int64_t longestSend = 5 * quol::nanosPerSecond; // of one packet
 void dropRefused(const AVCodec& codec, std::initializer_list<const char*> names,
                  std::map<std::string, std::string>& options) {
     const quol::CodecContextPtr trial(avcodec_alloc_context3(&codec));
+    const quol::NumericLocaleC locale;
     for (const char* name : names) {
         const auto found = options.find(name);
         if (!trial || found == options.end()) continue;

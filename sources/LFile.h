@@ -60,8 +60,9 @@ public:
     void fileNameSet(const std::string& path);
 
     /// Opens the file and starts, or resumes when it plays already. False when the file cannot be
-    /// opened or it has pictures or sound but none that can be decoded. Starts at the beginning, or
-    /// where `setPos` has pointed since the last `stop`; not at the in point.
+    /// opened. Pictures or sound of a codec without a decoder are left out: a file that has nothing
+    /// else runs and shows nothing. Starts at the beginning, or where `setPos` has pointed since
+    /// the last `stop`; not at the in point.
     bool play();
 
     /// Opens the file and stands paused; no picture is forced.

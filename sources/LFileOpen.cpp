@@ -6,6 +6,14 @@
 #include "quolsdk/LFile.h"
 #include "sources/LFileDecoders.h"
 
+namespace {
+
+bool hasDecoder(const AVStream* stream) {
+    return stream != nullptr && avcodec_find_decoder(stream->codecpar->codec_id) != nullptr;
+}
+
+} // namespace
+
 void LFile::Decoders::discardUnused() {
     formatContext.readOnly(videoStreamIndex, audioStreamIndex);
 }
@@ -25,10 +33,12 @@ bool LFile::openFile() {
     open.audioStreamIndex =
         open.formatContext.bestStream(AVMEDIA_TYPE_AUDIO, open.videoStreamIndex);
     readTimecode(opened);
-    const bool anyStream = open.videoStreamIndex >= 0 || open.audioStreamIndex >= 0;
+    // What nobody knows how to decode is passed over, and is no reason to refuse the file.
+    const bool decodable = hasDecoder(open.formatContext.stream(open.videoStreamIndex)) ||
+                           hasDecoder(open.formatContext.stream(open.audioStreamIndex));
     const bool video = openVideo(opened);
     const bool audio = openAudio();
-    if (anyStream && !video && !audio) {
+    if (decodable && !video && !audio) {
         closeFile();
         return false;
     }

@@ -101,6 +101,11 @@ make -f lavfi -i "$(picture 320x180 25 2)" -vf "select='lt(n,25)+not(mod(n,3))'"
 make -f lavfi -i "$(picture 320x180 25 2)" -vf "setpts=PTS+gte(N\,25)*2.5/TB" \
     -fps_mode passthrough "${x264[@]}" -pix_fmt yuv420p "${exact[@]}" gap.mkv
 
+# Pictures that stand for nearly a second, and for more than one.
+make -f lavfi -i "$(picture 64x48 10/9 9.9)" "${x264[@]}" -pix_fmt yuv420p "${exact[@]}" slow.mkv
+make -f lavfi -i "$(picture 64x48 10/12 13.2)" "${x264[@]}" -pix_fmt yuv420p "${exact[@]}" \
+    slower.mkv
+
 # As it was sent, without a word about its length.
 make -i h264_aac.mp4 -map 0:v -map 0:a -c copy -f matroska -live 1 "${exact[@]}" no_duration.mkv
 
@@ -136,6 +141,10 @@ make -f lavfi -i "$(tone 2)" -i still.png -map 0:a -map 1:v -c:a libmp3lame -b:a
     -c:v mjpeg -disposition:v attached_pic -id3v2_version 3 "${exact[@]}" cover.mp3
 mkdir -p seq
 make -f lavfi -i "$(picture 160x90 25 1)" -frames:v 10 "${exact[@]}" seq/seq_%04d.png
+
+# Too long and too narrow for its shape to be told in small numbers.
+make -f lavfi -i "testsrc=size=2003x1001:rate=1:duration=1" -frames:v 1 -update 1 "${exact[@]}" \
+    odd_shape.png
 
 # ---------------------------------------------------------------------------- picture on sound
 
@@ -196,6 +205,13 @@ make -f lavfi -i "anoisesrc=sample_rate=48000:duration=2:seed=7:amplitude=1" -c:
 make -i h264_aac.mp4 -map 0:v -map 0:a -c copy -bsf:v noise=amount=200 -bsf:a noise=amount=300 \
     "${exact[@]}" bitflips.mp4
 rm whole.mp4
+# Codecs that nobody knows: that of the picture, that of the sound, both.
+make -f lavfi -i "$(picture 320x180 25 1)" -f lavfi -i "$(tone 1)" -c:v mjpeg -q:v 4 \
+    -c:a pcm_s16le "${exact[@]}" known.mkv
+LC_ALL=C sed 's/V_MJPEG/V_XJPEG/' known.mkv > unknown_picture.mkv
+LC_ALL=C sed 's/A_PCM/A_XCM/' known.mkv > unknown_sound.mkv
+LC_ALL=C sed 's/A_PCM/A_XCM/' unknown_picture.mkv > unknown.mkv
+rm known.mkv
 # A picture that claims 2147483647 pixels a side, checksums and all, and holds a hundred bytes.
 {
     printf '\x89PNG\r\n\x1a\n'

@@ -58,10 +58,10 @@ void Listener::stop() {
     interface_.reset();
 }
 
-std::vector<vtp_source_record> Listener::sources() {
+std::vector<vtp_source_record> Listener::sources(std::size_t maximum) {
     const std::lock_guard lock(mutex_);
     table_.forget(Clock::now());
-    return table_.records();
+    return table_.records(maximum);
 }
 
 void Listener::run() {

@@ -25,7 +25,7 @@ public:
     void setNetwork(const vtp_network& network);
     void start();
     void stop();
-    std::vector<vtp_source_record> sources();
+    std::vector<vtp_source_record> sources(std::size_t maximum = maxSources);
 
 private:
     void run();

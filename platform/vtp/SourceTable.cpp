@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <set>
+#include <tuple>
 
 namespace quol::vtp {
 
@@ -82,12 +83,16 @@ void SourceTable::forget(Clock::time_point now) {
                   [now](const Source& source) { return now - source.heard > forgetTime; });
 }
 
-std::vector<vtp_source_record> SourceTable::records() const {
+std::vector<vtp_source_record> SourceTable::records(std::size_t maximum) const {
     std::vector<const Source*> ordered;
     for (const Source& source : sources_)
         ordered.push_back(&source);
-    std::stable_sort(ordered.begin(), ordered.end(), [](const Source* a, const Source* b) {
-        return a->announcement.name < b->announcement.name;
+    std::stable_partition(ordered.begin(), ordered.end(),
+                          [](const Source* source) { return isLoopback(source->address); });
+    ordered.resize(std::min(ordered.size(), maximum));
+    // Where they lie is the order they were first heard in.
+    std::sort(ordered.begin(), ordered.end(), [](const Source* a, const Source* b) {
+        return std::tie(a->announcement.name, a) < std::tie(b->announcement.name, b);
     });
 
     // A name that a sender has itself is not taken from it by one with a number.

@@ -35,8 +35,10 @@ public:
 
     void clear() { sources_.clear(); }
 
-    // In the order of names; equal names in the order they were first heard in.
-    std::vector<vtp_source_record> records() const;
+    // In the order of names; equal names in the order they were first heard in. Of more than
+    // `maximum`, those of this machine come before others, whatever their names, and then who was
+    // heard first.
+    std::vector<vtp_source_record> records(std::size_t maximum = maxSources) const;
 
 private:
     struct Source {

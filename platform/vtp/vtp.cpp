@@ -178,9 +178,9 @@ void vtp_listener_stop(vtp_listener* listener) {
 int vtp_listener_get_sources(vtp_listener* listener, vtp_source_record* records, int maximum) {
     if (listener == nullptr || records == nullptr || maximum <= 0) return 0;
     return guarded(0, [&] {
-        const std::vector<vtp_source_record> sources = listener->sources();
-        const std::size_t count = std::min(sources.size(), static_cast<std::size_t>(maximum));
-        std::copy_n(sources.begin(), count, records);
-        return static_cast<int>(count);
+        const std::vector<vtp_source_record> sources =
+            listener->sources(static_cast<std::size_t>(maximum));
+        std::copy(sources.begin(), sources.end(), records);
+        return static_cast<int>(sources.size());
     });
 }

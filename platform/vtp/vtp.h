@@ -143,5 +143,6 @@ void vtp_listener_start(vtp_listener* listener);
 void vtp_listener_stop(vtp_listener* listener);
 
 // Writes the senders heard of lately, in the order of their names, at most `maximum`; returns how
-// many. Names differ: of those that clash all but the first get a number, as in "Name (2)".
+// many. Where there are more, those of this machine come before others. Names differ: of those that
+// clash all but the first get a number, as in "Name (2)".
 int vtp_listener_get_sources(vtp_listener* listener, vtp_source_record* records, int maximum);

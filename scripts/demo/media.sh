@@ -8,11 +8,11 @@ make_once() {
     mv "${file%.*}.part.${file##*.}" "$file"
 }
 
-# Moving picture, sound and a time code.
+# Moving picture, sound and a time code; easy to decode, as what comes from a camera is.
 make_clip() {
     make_once "$out/clip.mov" -f lavfi -i testsrc2=size=1280x720:rate=25 \
         -f lavfi -i 'aevalsrc=0.2*sin(2*PI*440*t)*lt(mod(t\,1)\,0.2)|0.2*sin(2*PI*660*t)*lt(mod(t\,1)\,0.2):s=48000' \
-        -t 12 -c:v libx264 -preset veryfast -pix_fmt yuv420p -c:a aac -b:a 128k \
+        -t 12 -c:v libx264 -preset veryfast -tune fastdecode -pix_fmt yuv420p -c:a aac -b:a 128k \
         -timecode 10:00:00:00
 }
 
@@ -20,7 +20,7 @@ make_clip() {
 make_second_clip() {
     make_once "$out/second.mp4" -f lavfi -i mandelbrot=size=960x540:rate=25 \
         -f lavfi -i 'aevalsrc=0.15*sin(2*PI*330*t)|0.15*sin(2*PI*330*t):s=48000' \
-        -t 8 -c:v libx264 -preset veryfast -pix_fmt yuv420p -c:a aac -b:a 128k
+        -t 8 -c:v libx264 -preset veryfast -tune fastdecode -pix_fmt yuv420p -c:a aac -b:a 128k
 }
 
 make_logo() {

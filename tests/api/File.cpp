@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstring>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include "quolsdk/LFile.h"
 #include "quolsdk/quolsdk_c_api.h"
@@ -48,11 +50,27 @@ TEST_F(FileApi, PlaysPausesResumesAndStops) {
     EXPECT_EQ(statusOf(file), 0);
 }
 
-TEST_F(FileApi, ATimedPauseEndsByItself) {
+TEST_F(FileApi, APauseHoldsThePictureAndTheSinksAreTold) {
     quolsdk_file_play(file);
     ASSERT_TRUE(sink.waitForPictures(3));
-    quolsdk_file_pause(file, 300.0);
-    EXPECT_TRUE(sink.waitForPictures(sink.pictureCount() + 5));
+    quolsdk_file_pause(file, 0.0);
+    EXPECT_EQ(sink.events().back(), "paused");
+    const std::size_t count = sink.pictureCount();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_LE(sink.pictureCount(), count + 1); // one may have been on its way
+}
+
+TEST_F(FileApi, ATimedPauseEndsByItselfAndNotBefore) {
+    quolsdk_file_play(file);
+    ASSERT_TRUE(sink.waitForPictures(3));
+    const auto begun = std::chrono::steady_clock::now().time_since_epoch();
+    quolsdk_file_pause(file, 700.0);
+    EXPECT_EQ(sink.events().back(), "paused");
+    const std::size_t count = sink.pictureCount();
+    ASSERT_TRUE(sink.waitForPictures(count + 5));
+    const std::chrono::nanoseconds arrived(sink.pictures()[count + 1].arrived);
+    EXPECT_GE(arrived - begun, std::chrono::milliseconds(700));
+    EXPECT_EQ(sink.events().back(), "running");
 }
 
 TEST_F(FileApi, TellsSizeRateAndDuration) {
@@ -73,6 +91,15 @@ TEST_F(FileApi, ThePositionIsTheFrameOverTheSourceRate) {
     EXPECT_LT(quolsdk_file_pos_get(file), 4001.0);
     quolsdk_file_stop(file);
     EXPECT_EQ(quolsdk_file_pos_get(file), 0.0);
+}
+
+TEST_F(FileApi, ThePositionOfAFormatsPicturesIsOverTheSourceRateToo) {
+    const quolsdk_video_format fifty = {4, 0, 0, 0.0, 0};
+    quolsdk_file_set_video_format(file, &fifty);
+    quolsdk_file_in_out_set(file, 0.0, 400.0);
+    quolsdk_file_play(file);
+    ASSERT_TRUE(test::waitUntil([&] { return statusOf(file) == 0; }));
+    EXPECT_DOUBLE_EQ(quolsdk_file_pos_get(file), 800.0); // frame 20 over 25 a second
 }
 
 TEST_F(FileApi, ANullNameIsTheEmptyName) {

@@ -7,6 +7,7 @@
 
 #include "quolsdk/LObject.h"
 #include "quolsdk/LPreview.h"
+#include "quolsdk/quolsdk_c_api.h"
 #include "support/CapturedStream.h"
 #include "support/StandinLibrary.h"
 
@@ -46,6 +47,19 @@ TEST(PreviewPlugins, ALibraryThatTheLoaderFindsBringsTheImplementation) {
     EXPECT_EQ(notesOf("libquolsdk_qt.so"), "end\n");
     EXPECT_EQ(output.text(), "");
     EXPECT_EQ(errors.text(), "");
+}
+
+TEST(PreviewPlugins, SoundIsSwitchedThroughTheHandle) {
+    quolsdk_handle preview = quolsdk_preview_create();
+    quolsdk_preview_set_props(preview, "ui_framework", "qt");
+    notesOf("libquolsdk_qt.so"); // the beginning
+    quolsdk_preview_set_audio(preview, 1);
+    quolsdk_preview_set_audio(preview, 0);
+    quolsdk_preview_mute(preview, 2);
+    quolsdk_preview_mute(preview, 0);
+    EXPECT_EQ(notesOf("libquolsdk_qt.so"), "audio 1\naudio 0\nmute 1\nmute 0\n");
+    quolsdk_preview_destroy(preview);
+    EXPECT_EQ(notesOf("libquolsdk_qt.so"), "end\n");
 }
 
 TEST(PreviewPlugins, TheWorkingFolderIsTheSecondPlace) {

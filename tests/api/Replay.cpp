@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <string>
+#include <thread>
 
 #include "quolsdk/LReplay.h"
 #include "quolsdk/quolsdk_c_api.h"
@@ -36,6 +38,11 @@ protected:
 
     LObject& source() { return *static_cast<LObject*>(signal); }
     LReplay& object() { return *static_cast<LReplay*>(static_cast<LObject*>(replay)); }
+    int status() {
+        int value = -7;
+        object().statusGet(value);
+        return value;
+    }
     std::string timecode() {
         char text[16] = "before";
         quolsdk_replay_timecode_get(replay, text, sizeof text);
@@ -87,6 +94,40 @@ TEST_F(ReplayApi, RecordsASignalSeeksStepsAndPlays) {
     quolsdk_replay_clear_recording(replay);
     EXPECT_EQ(quolsdk_replay_total_frames_get(replay), 0);
     EXPECT_TRUE(std::filesystem::is_empty(folder));
+}
+
+TEST_F(ReplayApi, PlaysAtTheSpeedSetUntilItIsPaused) {
+    record(30);
+    quolsdk_replay_pos_set(replay, 0);
+    quolsdk_replay_set_speed(replay, 0.1);
+    const auto begun = std::chrono::steady_clock::now();
+    quolsdk_replay_play(replay);
+    EXPECT_EQ(status(), 1);
+    ASSERT_TRUE(test::waitUntil([&] { return quolsdk_replay_current_frame_get(replay) >= 4; }));
+    // At five pictures a second.
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(500));
+    quolsdk_replay_pause(replay);
+    EXPECT_EQ(status(), 0);
+    const int frame = quolsdk_replay_current_frame_get(replay);
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    EXPECT_EQ(quolsdk_replay_current_frame_get(replay), frame);
+}
+
+TEST_F(ReplayApi, TheModesSayWhetherItFollowsWhatIsRecorded) {
+    const auto total = [&] { return quolsdk_replay_total_frames_get(replay); };
+    const auto frame = [&] { return quolsdk_replay_current_frame_get(replay); };
+    ASSERT_EQ(quolsdk_replay_start_recording(replay), 1);
+    source().addSink(&object());
+    quolsdk_replay_set_mode_live(replay);
+    EXPECT_TRUE(test::waitUntil([&] { return frame() >= 10; }, std::chrono::seconds(60)));
+    quolsdk_replay_set_mode_trim(replay);
+    const int stands = frame();
+    EXPECT_TRUE(test::waitUntil([&] { return total() >= stands + 10; }, std::chrono::seconds(60)));
+    EXPECT_EQ(frame(), stands);
+    quolsdk_replay_set_mode_live(replay);
+    EXPECT_TRUE(test::waitUntil([&] { return frame() > stands; }, std::chrono::seconds(60)));
+    source().removeSink(&object());
+    quolsdk_replay_stop_recording(replay);
 }
 
 TEST_F(ReplayApi, ExportsByFramesAndByTimes) {

@@ -241,6 +241,20 @@ TEST_F(SwitcherApi, AWipeChangesThePictureAtOnceWhateverItsPattern) {
     }
 }
 
+TEST_F(SwitcherApi, AFadeBehindAWipeIsAFade) {
+    load();
+    quolsdk_switcher_wipe(switcher, 100, 1);
+    EXPECT_TRUE(isOver());
+    EXPECT_TRUE(sink.isDark());
+    quolsdk_switcher_cut(switcher);
+    EXPECT_TRUE(sink.isBright());
+    EXPECT_EQ(sink.between(), 0);
+    quolsdk_switcher_fade(switcher, 1000);
+    EXPECT_TRUE(isOver());
+    EXPECT_TRUE(sink.isDark());
+    EXPECT_GT(sink.between(), 3);
+}
+
 TEST_F(SwitcherApi, TheSoundFadesWithAWipe) {
     LObject loud;
     quolsdk_switcher_set_program(switcher, &loud);

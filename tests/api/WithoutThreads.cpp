@@ -25,6 +25,20 @@ TEST(WithoutThreadsApi, ASignalDoesNotStartAndDoesSoLater) {
     quolsdk_signal_destroy(signal);
 }
 
+TEST(WithoutThreadsApi, AConversionDoesNotStart) {
+    quolsdk_handle convert = quolsdk_convert_create();
+    quolsdk_convert_set_file_path(convert, "never_made.mp4");
+    quolsdk_convert_add_input_file(convert, "never_read.mp4");
+    {
+        const test::NoThreads none;
+        EXPECT_EQ(quolsdk_convert_start(convert), 0);
+    }
+    int status = -7;
+    quolsdk_convert_status_get(convert, &status);
+    EXPECT_EQ(status, 0);
+    quolsdk_convert_destroy(convert);
+}
+
 // What is made without one and does nothing by itself.
 TEST(WithoutThreadsApi, TheOthersAreMade) {
     const test::NoThreads none;

@@ -89,12 +89,12 @@ TEST(CompositorSink, APictureOlderThanASecondIsNoneAnyMore) {
     EXPECT_NE(afterPushing(sink, pictures(plainPicture(16, 16, bright))), nullptr);
 }
 
-TEST(CompositorSink, APictureOfHalfASecondAgoIsStillCurrent) {
+TEST(CompositorSink, APictureOfNearlyASecondAgoIsStillCurrent) {
     CompositorSink sink(48000);
     const quol::FramePtr picture = plainPicture(16, 16, grey);
     EXPECT_TRUE(test::waitUntil([&] {
         sink.pushVideoFrame(picture.get());
-        std::this_thread::sleep_for(500ms);
+        std::this_thread::sleep_for(900ms);
         return sink.newestFrame() != nullptr;
     }));
 }
@@ -214,6 +214,24 @@ TEST(CompositorSink, ASourceThatCannotRenderForNowIsShownByWhatItPushes) {
     const quol::FramePtr newest = afterPushing(sink, pictures(plainPicture(16, 16, bright)));
     EXPECT_EQ(test::levelsAt(newest.get(), 3, 3), bright);
     EXPECT_EQ(source.renders, 0);
+}
+
+TEST(CompositorSink, ASourceThatRendersNothingIsShownByWhatItPushedBefore) {
+    PulledSource source;
+    CompositorSink sink(48000);
+    sink.pullFrom(&source);
+    const quol::FramePtr pushed = plainPicture(16, 16, bright);
+    int asked = 0;
+    quol::FramePtr newest;
+    test::waitUntil([&] { // a machine that is away for a second makes any picture old
+        source.pulled = false;
+        sink.pushVideoFrame(pushed.get());
+        source.pulled = true;
+        ++asked;
+        return (newest = sink.newestFrame()) != nullptr;
+    });
+    EXPECT_EQ(test::levelsAt(newest.get(), 3, 3), bright);
+    EXPECT_EQ(source.renders, asked);
 }
 
 TEST(CompositorSink, TheDestructorSignsOff) {

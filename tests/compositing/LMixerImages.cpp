@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "compositing/LayerRenderer.h"
+#include "support/ClipFile.h"
 #include "support/Frames.h"
 #include "support/MixerPictures.h"
 #include "support/RunningMixer.h"
@@ -67,6 +68,14 @@ TEST(LMixerPictures, AnImageTakesTheFirstPictureOfAFileWithMore) {
     EXPECT_EQ(levelsOf(first.get()), (Levels{-1, -1, -1})); // a pattern
     std::this_thread::sleep_for(200ms);
     EXPECT_EQ(test::fingerprint(*running.nextPicture()), test::fingerprint(*first));
+}
+
+TEST(LMixerPictures, AnImageOfAFileWithSeveralStreamsIsOfTheFirst) {
+    RunningMixer running;
+    running.mixer.addImage("i", test::twoStreamClip());
+    const quol::FramePtr picture = running.nextPicture();
+    EXPECT_NEAR(test::levelsAt(picture.get(), 4, 4).y, dark.y, 2);
+    EXPECT_EQ(test::levelsAt(picture.get(), test::firstStreamWidth + 2, 4), blackLevels);
 }
 
 TEST(LMixerPictures, TheCoverOfASoundFileIsAnImage) {

@@ -14,11 +14,18 @@
 #include <thread>
 
 #include "compositing/CompositorSink.h"
+#include "core/MediaInput.h"
+#include "core/Scaler.h"
 #include "support/CapturedStream.h"
 #include "support/ClipFile.h"
 #include "support/FilePlayer.h"
 #include "support/Frames.h"
+#include "support/LayerScene.h"
 #include "support/PlainFrames.h"
+
+extern "C" {
+#include <libswscale/swscale.h>
+}
 
 namespace {
 
@@ -147,6 +154,25 @@ TEST(LStinger, HoldsEveryPictureInTheSizeAskedFor) {
         EXPECT_EQ(picture->height, 75);
         EXPECT_EQ(alphaOfAll(picture.get()), alphaOf(i));
     }
+}
+
+TEST(LStinger, PicturesAreScaledBicubically) {
+    std::vector<quol::FramePtr> pictures;
+    pictures.push_back(test::makePicture(40, 30, AV_PIX_FMT_RGBA));
+    const std::string path = alphaClip("scaled", pictures);
+    const quol::FramePtr decoded = quol::decodeFirstPicture(path, 1);
+    ASSERT_NE(decoded, nullptr);
+    const auto scaled = [&](int flags) {
+        quol::FramePtr picture = test::plainPicture(64, 48, {}, AV_PIX_FMT_YUVA420P);
+        EXPECT_TRUE(quol::Scaler().scale(*decoded, *picture, flags));
+        return picture;
+    };
+    LStinger stinger;
+    ASSERT_TRUE(stinger.load(path, 64, 48, 25.0));
+    const quol::FramePtr picture(stinger.getFrameByProgress(0.0));
+    ASSERT_NE(picture, nullptr);
+    EXPECT_EQ(test::firstDifference(*picture, *scaled(SWS_BICUBIC)), "");
+    EXPECT_NE(test::firstDifference(*picture, *scaled(SWS_BILINEAR)), "");
 }
 
 TEST(LStinger, PicturesCarryNoTime) {

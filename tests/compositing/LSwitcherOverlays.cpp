@@ -47,6 +47,12 @@ std::string difference(const FramePtr& picture, const FramePtr& expected) {
     return picture && expected ? firstDifference(*picture, *expected) : "no picture";
 }
 
+bool isOneOf(const std::vector<FramePtr>& pictures, const FramePtr& picture) {
+    return std::any_of(pictures.begin(), pictures.end(), [&picture](const FramePtr& each) {
+        return difference(picture, each).empty();
+    });
+}
+
 // One sample from the one below, the one on top, and the alpha at its place.
 using Formula = std::function<int(int, int, int)>;
 
@@ -137,6 +143,16 @@ protected:
         return differenceFrom([&] {
             return composed(*under, *titles.pictureOf(under->width, under->height), titleFormula);
         });
+    }
+
+    // A picture on air under a title that is seen.
+    void showUnderTitle(FramePtr& picture) {
+        one.character.addItem("solid", 0, 0, 1920, 1080, panelOf("#FFFFFF"));
+        ASSERT_TRUE(one.haveInk(200, 200));
+        picture = noisePicture(1);
+        show(picture);
+        switcher.addCG(&one.character);
+        EXPECT_EQ(differenceFromTitles(one), "");
     }
 
     Titles one;
@@ -254,6 +270,15 @@ TEST_F(LSwitcherTitles, ThatAreHiddenOrEmptyChangeNothing) {
     EXPECT_TRUE(waitUntil([&] { return sharesMemory(stepped.tick(), picture); }));
 }
 
+TEST_F(LSwitcherTitles, OfWhichNoneHasComeForASecondAreNotSeen) {
+    FramePtr picture;
+    ASSERT_NO_FATAL_FAILURE(showUnderTitle(picture));
+    one.character.setFPS(0.001);
+    EXPECT_TRUE(waitUntil([&] { return sharesMemory(stepped.tick(), picture); }));
+    one.character.setFPS(50.0);
+    EXPECT_EQ(differenceFromTitles(one), "");
+}
+
 TEST_F(LSwitcherTitles, AreAddedAndTakenAwayOneByOne) {
     EXPECT_EQ(switcher.getCGCount(), 0);
     EXPECT_EQ(switcher.getCGByIndex(0), nullptr);
@@ -277,12 +302,8 @@ TEST_F(LSwitcherTitles, AreAddedAndTakenAwayOneByOne) {
 }
 
 TEST_F(LSwitcherTitles, ThatAreTakenAwayLeaveThePictureAlone) {
-    one.character.addItem("solid", 0, 0, 1920, 1080, panelOf("#FFFFFF"));
-    ASSERT_TRUE(one.haveInk(200, 200));
-    const FramePtr picture = noisePicture(1);
-    show(picture);
-    switcher.addCG(&one.character);
-    EXPECT_EQ(differenceFromTitles(one), "");
+    FramePtr picture;
+    ASSERT_NO_FATAL_FAILURE(showUnderTitle(picture));
     switcher.removeCG(&one.character);
     EXPECT_TRUE(sharesMemory(stepped.tick(), picture));
 }
@@ -349,11 +370,19 @@ protected:
     static std::string tenClip() { return alphaClip("ten", countingPictures(10)); }
 
     // The picture with one of a clip over it. The clip's own pictures are taken as they are.
-    FramePtr underClip(const FramePtr& picture, const std::string& path, double progress) const {
+    static FramePtr underClip(const FramePtr& picture, const std::string& path, double progress) {
         LStinger clip;
         EXPECT_TRUE(clip.load(path, width, height, 50.0));
         const FramePtr over(clip.getFrameByProgress(progress));
         return over ? composed(*picture, *over, stingerFormula) : nullptr;
+    }
+
+    // The picture under each of the first pictures of the clip of ten.
+    static std::vector<FramePtr> underTheFirst(int count, const FramePtr& picture) {
+        std::vector<FramePtr> covered;
+        for (int i = 0; i < count; ++i)
+            covered.push_back(underClip(picture, tenClip(), (i + 0.5) / 9.0));
+        return covered;
     }
 
     // What a tick shows: a layer, with the plain clip over it or not.
@@ -428,6 +457,32 @@ TEST_F(LSwitcherStinger, OnlyItsTypeIsMovedByHand) {
     EXPECT_EQ(difference(stepped.tick(), underClip(pictureA, plainClip(), 0.0)), "");
 }
 
+TEST_F(LSwitcherStinger, LiesBelowTheTitles) {
+    Titles titles;
+    titles.character.addItem("glass", 0, 0, 1920, 1080, glassOf("#FF8000", 128));
+    ASSERT_TRUE(titles.haveInk(200, 200));
+    loadPlain();
+    switcher.setTransitionType("stinger");
+    switcher.setTransition(0.3F);
+    switcher.addCG(&titles.character);
+    const FramePtr covered = underClip(pictureA, plainClip(), 0.0);
+    const FramePtr expected = composed(*covered, *titles.pictureOf(width, height), titleFormula);
+    EXPECT_TRUE(waitUntil([&] { return difference(stepped.tick(), expected).empty(); }))
+        << difference(stepped.tick(), expected);
+    switcher.removeCG(&titles.character);
+}
+
+TEST_F(LSwitcherStinger, IsNotInTheRenderedPreview) {
+    loadPlain();
+    switcher.setTransitionType("stinger");
+    switcher.setTransition(0.3F);
+    CollectingSink watcher(1);
+    switcher.getPreviewObject()->LObject::addSink(&watcher);
+    EXPECT_EQ(seen(), aCovered);
+    EXPECT_TRUE(sharesMemory(watcher.latestPicture(), pictureB));
+    switcher.getPreviewObject()->LObject::removeSink(&watcher);
+}
+
 TEST_F(LSwitcherStinger, BlendsSampleBySampleAndLeavesTheSourcesPictureAlone) {
     FramePtr clip = test::makeRgba(width, height, 0);
     for (int y = 0; y < height; ++y) {
@@ -499,15 +554,12 @@ TEST_F(LSwitcherStinger, WhileItPlaysTheHandDoesNotMoveIt) {
     switcher.setTransitionType("stinger");
     switcher.triggerStinger();
     switcher.setTransition(0.95F); // the ninth picture, over b
-    std::vector<FramePtr> firstHalf;
-    for (int i = 0; i < 5; ++i)
-        firstHalf.push_back(underClip(pictureB, tenClip(), (i + 0.5) / 9.0));
+    const std::vector<FramePtr> firstHalf = underTheFirst(5, pictureB);
     const FramePtr byHand = underClip(pictureB, tenClip(), 0.95);
     EXPECT_TRUE(waitUntil([&] {
         const FramePtr picture = stepped.tick();
         EXPECT_NE(difference(picture, byHand), "");
-        return std::any_of(firstHalf.begin(), firstHalf.end(),
-                           [&](const FramePtr& each) { return difference(picture, each).empty(); });
+        return isOneOf(firstHalf, picture);
     }));
 }
 
@@ -524,15 +576,9 @@ TEST_F(LSwitcherStinger, WithoutAPictureBelowItsCutIsMadeAllTheSame) {
 TEST_F(LSwitcherStinger, CutsBeforeItsLastPicture) {
     load(tenClip());
     switcher.setStingerDuration(4000);
-    std::vector<FramePtr> early;
-    for (int i = 0; i < 9; ++i)
-        early.push_back(underClip(pictureB, tenClip(), (i + 0.5) / 9.0));
+    const std::vector<FramePtr> early = underTheFirst(9, pictureB);
     switcher.triggerStinger();
-    EXPECT_TRUE(waitUntil([&] {
-        const FramePtr picture = stepped.tick();
-        return std::any_of(early.begin(), early.end(),
-                           [&](const FramePtr& each) { return difference(picture, each).empty(); });
-    }));
+    EXPECT_TRUE(waitUntil([&] { return isOneOf(early, stepped.tick()); }));
 }
 
 TEST_F(LSwitcherStinger, OfAnotherSizeThanTheCanvasIsNotSeenButCuts) {
@@ -651,6 +697,29 @@ TEST_F(LSwitcherStinger, WithoutADurationItCutsAtHalfASecond) {
         return switcher.getCurrentPreviewSource() == &a;
     }));
     EXPECT_GE(Clock::now() - start, 500ms);
+}
+
+TEST_F(LSwitcherStinger, WithoutADurationItCutsWellBeforeItsEnd) {
+    load(tenClip());
+    switcher.setStingerDuration(0); // each picture has a tenth of a second
+    const std::vector<FramePtr> early = underTheFirst(8, pictureB);
+    const auto cutsEarly = [&] {
+        bool isEarly = false;
+        switcher.triggerStinger();
+        EXPECT_TRUE(waitUntil([&] {
+            const FramePtr picture = stepped.tick();
+            isEarly = isOneOf(early, picture);
+            return isEarly || sharesMemory(picture, pictureB);
+        }));
+        return isEarly;
+    };
+    // On a machine that stood still for as long as there was to see, again.
+    bool isEarly = cutsEarly();
+    for (int more = 0; more < 4 && !isEarly; ++more) {
+        switcher.setCutTransition();
+        isEarly = cutsEarly();
+    }
+    EXPECT_TRUE(isEarly);
 }
 
 TEST_F(LSwitcherStinger, ADurationThatWasSetBeforeTheClipHoldsForIt) {

@@ -89,6 +89,18 @@ TEST_F(LSwitcherPictures, NearItsEndsOneLayerIsHandedThroughAlone) {
         EXPECT_TRUE(sharesMemory(tickAt(position), pictureB)) << position;
 }
 
+TEST_F(LSwitcherPictures, TheStatisticsNameTheLayerThatIsSeenAlone) {
+    const std::vector<std::pair<float, const char*>> curve = {
+        {0.0F, "SubA"},         {0.005F, "SubA"},     {0.01F, "SubA"},
+        {0.011F, "Transition"}, {0.5F, "Transition"}, {0.989F, "Transition"},
+        {0.99F, "SubB"},        {0.995F, "SubB"},     {1.0F, "SubB"}};
+    for (const auto& [position, name] : curve) {
+        switcher.setTransition(position);
+        EXPECT_EQ(stepped.stats().activeSource, name) << position;
+        EXPECT_NEAR(stepped.position(), 100.0 * static_cast<double>(position), 1.0e-4);
+    }
+}
+
 TEST_F(LSwitcherPictures, BetweenItsEndsBothAreSeen) {
     fillBoth();
     for (const float position : {0.011F, 0.25F, 0.5F, 0.75F, 0.989F})
@@ -150,6 +162,41 @@ TEST_F(LSwitcherPictures, AnAutomaticTransitionFromTheOtherEndGoesBackAndEndsThe
     ASSERT_TRUE(waitUntil(
         [&] { return switcher.getCurrentPreviewSource() == &b && stepped.position() == 100.0; }));
     EXPECT_EQ(difference(stepped.tick(), pictureA), "");
+}
+
+TEST_F(LSwitcherPictures, AnAutomaticTransitionFromTheMiddleEndsWhereItBegan) {
+    fillBoth();
+    for (const float begin : {0.3F, 0.7F}) {
+        EXPECT_EQ(difference(tickAt(begin), transition("fade", begin)), "") << begin;
+        const double position = stepped.position();
+        const LObject* const preview = switcher.getCurrentPreviewSource();
+        switcher.setAutoTransition(100.0);
+        ASSERT_TRUE(waitUntil([&] {
+            return switcher.getCurrentPreviewSource() != preview && stepped.position() == position;
+        })) << begin;
+        std::swap(pictureA, pictureB); // the layers have changed places
+        EXPECT_EQ(difference(stepped.tick(), transition("fade", begin)), "") << begin;
+    }
+}
+
+TEST_F(LSwitcherPictures, AnAutomaticTransitionGivesEachOfItsStepsTheTimeOfAPicture) {
+    struct Case {
+        double fps;
+        double duration;
+        std::chrono::milliseconds least; // one step more than fit: it begins with one at its start
+    };
+    for (const Case& each :
+         {Case{50.0, 600.0, 620ms}, Case{10.0, 600.0, 700ms}, Case{10.0, 0.0, 200ms},
+          Case{0.0, 600.0, 620ms}, Case{0.0, 1.0, 40ms}}) {
+        switcher.setVideoFormat(customVideo(width, height, each.fps, 1));
+        switcher.setProgram(&a);
+        switcher.setPreview(&b);
+        const auto start = std::chrono::steady_clock::now();
+        switcher.setAutoTransition(each.duration);
+        ASSERT_TRUE(waitUntil(
+            [&] { return switcher.getCurrentPreviewSource() == &a && stepped.position() == 0.0; }));
+        EXPECT_GE(std::chrono::steady_clock::now() - start, each.least) << each.fps;
+    }
 }
 
 TEST_F(LSwitcherPictures, ThePictureStaysWhereTheHandLeavesIt) {
@@ -389,6 +436,35 @@ TEST_F(LSwitcherPictures, AnotherCanvasCountsFromTheNextTickOn) {
     ASSERT_NE(between, nullptr);
     EXPECT_EQ(between->width, 40);
     EXPECT_EQ(between->height, 30);
+}
+
+TEST_F(LSwitcherPictures, ACanvasOfTheTableHasItsSizeAndRate) {
+    videoFormatProps format;
+    switcher.setVideoFormat({3, 1, 2, 3.0, 1});
+    switcher.getVideoFormat(format);
+    EXPECT_EQ(format.mode, 3U);
+    EXPECT_EQ(format.width, 720);
+    EXPECT_EQ(format.height, 576);
+    EXPECT_EQ(format.fps, 25.0);
+    EXPECT_EQ(format.pixelFormat, 1);
+    fillBoth();
+    const FramePtr picture = stepped.tick();
+    ASSERT_NE(picture, nullptr);
+    EXPECT_EQ(picture->width, 720);
+    EXPECT_EQ(picture->height, 576);
+    EXPECT_EQ(picture->time_base.den, 25);
+    for (const std::uint32_t mode : {0U, 1U}) {
+        switcher.setVideoFormat({mode, 40, 30, 12.5, 1});
+        switcher.getVideoFormat(format);
+        EXPECT_EQ(format.width, 40);
+        EXPECT_EQ(format.height, 30);
+        EXPECT_EQ(format.fps, 12.5);
+    }
+    switcher.setVideoFormat({39, 40, 30, 12.5, 1}); // there is none
+    switcher.getVideoFormat(format);
+    EXPECT_EQ(format.width, 0);
+    EXPECT_EQ(format.height, 0);
+    EXPECT_EQ(format.fps, 0.0);
 }
 
 // ------------------------------------------------------------------------------------- time stamps

@@ -169,6 +169,21 @@ TEST(LSwitcherSound, AVolumeOfNothingAndBelowIsNotHeard) {
     EXPECT_EQ(stepped.level(), (Level{5000, 5000}));
 }
 
+TEST(LSwitcherSound, AVolumeOfAThousandthAndBelowIsNotHeard) {
+    Speaker a;
+    Speaker b;
+    SteppedSwitcher stepped;
+    stepped.switcher.setProgram(&a);
+    stepped.switcher.setPreview(&b);
+    a.sayLong({32767, -32767});
+    stepped.switcher.setTransition(0.9995F);
+    EXPECT_EQ(stepped.level(), silence) << "it would be 16";
+    stepped.switcher.setTransition(0.998F);
+    const Level heard = stepped.level().value_or(silence);
+    EXPECT_NEAR(heard.left, 65, 1);
+    EXPECT_NEAR(heard.right, -65, 1);
+}
+
 TEST(LSwitcherSound, GainsOfAnySizeDoNoHarm) {
     Speaker a;
     Speaker b;

@@ -139,6 +139,7 @@ TEST(LSwitcherThreads, TheClockStandsFromTheFirstConsumerToTheLast) {
     running.switcher.removePullConsumer();
     ASSERT_TRUE(running.goesOn());
     EXPECT_EQ(running.sink.sounds().front().seconds, 0.0) << "counted anew";
+    EXPECT_NEAR(statsOf(running.switcher).drift, 0.0, 1.0e-6) << "the sound too";
     EXPECT_TRUE(running.shows(grey));
 }
 

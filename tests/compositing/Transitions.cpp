@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
+#include <map>
 #include <random>
 #include <string>
 #include <utility>
@@ -38,45 +39,31 @@ struct Pick {
     int x;
     int y;
 };
+using Formula = Pick (*)(const Plane& plane, float p, int x, int y);
 
-Pick wipe(const std::string& type, const Plane& plane, float p, int x, int y) {
-    const auto [W, H, half] = plane;
-    bool isB = false;
-    if (type == "wipe_lr") isB = x < static_cast<int>(W * p) / half;
-    if (type == "wipe_rl") isB = x >= static_cast<int>((1 - p) * W) / half;
-    if (type == "wipe_tb") isB = y < static_cast<int>(H * p) / half;
-    if (type == "wipe_bt") isB = y >= static_cast<int>((1 - p) * H) / half;
-    if (type == "wipe_diagonal") isB = half * x + half * y < static_cast<int>((W + H) * p);
-    if (type == "wipe_box") {
-        const int dx = static_cast<int>((W / 2) * p) / half;
-        const int dy = static_cast<int>((H / 2) * p) / half;
-        const int cx = half == 1 ? W / 2 : W / 4;
-        const int cy = half == 1 ? H / 2 : H / 4;
-        isB = x >= cx - dx && x < cx + dx && y >= cy - dy && y < cy + dy;
-    }
-    if (type == "wipe_circle") {
-        const double R = std::sqrt(static_cast<double>((W / 2) * (W / 2) + (H / 2) * (H / 2)));
-        const int r = static_cast<int>(p * R) / half;
-        const int cx = half == 1 ? W / 2 : W / 4;
-        const int cy = half == 1 ? H / 2 : H / 4;
-        const int d = std::abs(y - cy);
-        if (d * d < r * r) {
-            const int reach = static_cast<int>(std::sqrt(static_cast<double>(r * r - d * d)));
-            isB = x >= cx - reach && x < cx + reach;
-        }
-    }
-    return {isB, x, y};
+// Of a canvas' length, on the plane.
+int middle(int length, int half) {
+    return half == 1 ? length / 2 : length / 4;
 }
 
-Pick slide(const std::string& type, const Plane& plane, float p, int x, int y) {
-    const bool isVertical = type == "slide_tb" || type == "slide_bt";
-    const int s = static_cast<int>((isVertical ? plane.H : plane.W) * p) / plane.half;
-    if (s == 0) return {false, x, y};
-    if (type == "slide_lr") return x < s ? Pick{true, plane.w() - s + x, y} : Pick{false, x - s, y};
-    if (type == "slide_tb") return y < s ? Pick{true, x, plane.h() - s + y} : Pick{false, x, y - s};
-    if (type == "slide_rl")
-        return x < plane.w() - s ? Pick{false, x + s, y} : Pick{true, x - (plane.w() - s), y};
-    return y < plane.h() - s ? Pick{false, x, y + s} : Pick{true, x, y - (plane.h() - s)};
+bool isInBox(const Plane& plane, float p, int x, int y) {
+    const auto [W, H, half] = plane;
+    const int dx = static_cast<int>((W / 2) * p) / half;
+    const int dy = static_cast<int>((H / 2) * p) / half;
+    const int cx = middle(W, half);
+    const int cy = middle(H, half);
+    return x >= cx - dx && x < cx + dx && y >= cy - dy && y < cy + dy;
+}
+
+bool isInCircle(const Plane& plane, float p, int x, int y) {
+    const auto [W, H, half] = plane;
+    const double R = std::sqrt(static_cast<double>((W / 2) * (W / 2) + (H / 2) * (H / 2)));
+    const int r = static_cast<int>(p * R) / half;
+    const int cx = middle(W, half);
+    const int d = std::abs(y - middle(H, half));
+    if (d * d >= r * r) return false;
+    const int reach = static_cast<int>(std::sqrt(static_cast<double>(r * r - d * d)));
+    return x >= cx - reach && x < cx + reach;
 }
 
 // One picture in the first c of n samples, the other in the rest: which of them (true for the
@@ -87,15 +74,88 @@ std::pair<bool, int> squeezed(int i, int c, int n) {
     return i < c ? std::pair{true, i * n / c} : std::pair{false, (i - c) * n / (n - c)};
 }
 
-Pick squeeze(const std::string& type, const Plane& plane, float p, int x, int y) {
-    const bool isVertical = type == "squeeze_tb" || type == "squeeze_bt";
-    const bool isReversed = type == "squeeze_rl" || type == "squeeze_bt";
-    const int length = isVertical ? plane.H : plane.W;
-    const int c = static_cast<int>(isReversed ? (1 - p) * length : length * p) / plane.half;
-    const auto [isFirst, from] =
-        squeezed(isVertical ? y : x, c, isVertical ? plane.h() : plane.w());
-    return {isFirst != isReversed, isVertical ? x : from, isVertical ? from : y};
+Pick squeezedAcross(const Plane& plane, int c, int x, int y) {
+    const auto [isFirst, from] = squeezed(x, c, plane.w());
+    return {isFirst, from, y};
 }
+
+Pick squeezedDown(const Plane& plane, int c, int x, int y) {
+    const auto [isFirst, from] = squeezed(y, c, plane.h());
+    return {isFirst, x, from};
+}
+
+// With the other picture first.
+Pick swapped(const Pick& pick) {
+    return {!pick.isB, pick.x, pick.y};
+}
+
+// Samples of the plane that a part of the canvas' length makes.
+int part(float share, int length, const Plane& plane) {
+    return static_cast<int>(share * static_cast<float>(length)) / plane.half;
+}
+
+using In = const Plane&;
+const std::map<std::string, Formula> formulas{
+    {"wipe_lr",
+     [](In in, float p, int x, int y) {
+         return Pick{x < part(p, in.W, in), x, y};
+     }},
+    {"wipe_rl",
+     [](In in, float p, int x, int y) {
+         return Pick{x >= part(1 - p, in.W, in), x, y};
+     }},
+    {"wipe_tb",
+     [](In in, float p, int x, int y) {
+         return Pick{y < part(p, in.H, in), x, y};
+     }},
+    {"wipe_bt",
+     [](In in, float p, int x, int y) {
+         return Pick{y >= part(1 - p, in.H, in), x, y};
+     }},
+    {"wipe_diagonal",
+     [](In in, float p, int x, int y) {
+         const bool isB = in.half * x + in.half * y < static_cast<int>((in.W + in.H) * p);
+         return Pick{isB, x, y};
+     }},
+    {"wipe_box",
+     [](In in, float p, int x, int y) {
+         return Pick{isInBox(in, p, x, y), x, y};
+     }},
+    {"wipe_circle",
+     [](In in, float p, int x, int y) {
+         return Pick{isInCircle(in, p, x, y), x, y};
+     }},
+    {"slide_lr",
+     [](In in, float p, int x, int y) {
+         const int s = part(p, in.W, in);
+         return x < s ? Pick{true, in.w() - s + x, y} : Pick{false, x - s, y};
+     }},
+    {"slide_rl",
+     [](In in, float p, int x, int y) {
+         const int left = in.w() - part(p, in.W, in);
+         return x < left || left == in.w() ? Pick{false, x + in.w() - left, y}
+                                           : Pick{true, x - left, y};
+     }},
+    {"slide_tb",
+     [](In in, float p, int x, int y) {
+         const int s = part(p, in.H, in);
+         return y < s ? Pick{true, x, in.h() - s + y} : Pick{false, x, y - s};
+     }},
+    {"slide_bt",
+     [](In in, float p, int x, int y) {
+         const int left = in.h() - part(p, in.H, in);
+         return y < left || left == in.h() ? Pick{false, x, y + in.h() - left}
+                                           : Pick{true, x, y - left};
+     }},
+    {"squeeze_lr",
+     [](In in, float p, int x, int y) { return squeezedAcross(in, part(p, in.W, in), x, y); }},
+    {"squeeze_rl", [](In in, float p, int x,
+                      int y) { return swapped(squeezedAcross(in, part(1 - p, in.W, in), x, y)); }},
+    {"squeeze_tb",
+     [](In in, float p, int x, int y) { return squeezedDown(in, part(p, in.H, in), x, y); }},
+    {"squeeze_bt", [](In in, float p, int x,
+                      int y) { return swapped(squeezedDown(in, part(1 - p, in.H, in), x, y)); }},
+};
 
 int faded(float A, float B, float p) {
     return static_cast<int>(B * p + A * (1 - p));
@@ -160,38 +220,45 @@ private:
 
 constexpr quol::DipColor dipColor{90, 30, 220};
 
-int expectedAt(const std::string& type, float p, const Picture& a, const Picture& b,
-               std::size_t index, int x, int y) {
-    const std::array<u8, 3> levels{dipColor.y, dipColor.u, dipColor.v};
-    if (type == "fade")
-        return faded(static_cast<float>(a.at(index, x, y)), static_cast<float>(b.at(index, x, y)),
-                     p);
-    if (type == "dip")
-        return dipped(static_cast<float>(a.at(index, x, y)), static_cast<float>(b.at(index, x, y)),
-                      levels[index], p);
-    const auto formula = type.starts_with("wipe")    ? wipe
-                         : type.starts_with("slide") ? slide
-                                                     : squeeze;
-    const Pick pick = formula(type, a.planeAt(index), p, x, y);
-    return (pick.isB ? b : a).at(index, pick.x, pick.y);
-}
-
-testing::AssertionResult isDrawn(const std::string& type, float p, const Picture& a,
-                                 const Picture& b, const Picture& out) {
+// `expected` tells the sample of a plane from a place.
+template <typename Expected>
+testing::AssertionResult isEverywhere(const Picture& out, const Expected& expected) {
     for (std::size_t index = 0; index < 3; ++index) {
         const Plane plane = out.planeAt(index);
         for (int y = 0; y < plane.rows(); ++y) {
             for (int x = 0; x < plane.columns(); ++x) {
-                const int expected = expectedAt(type, p, a, b, index, x, y);
-                if (out.at(index, x, y) == expected) continue;
+                const int wanted = expected(index, x, y);
+                if (out.at(index, x, y) == wanted) continue;
                 return testing::AssertionFailure()
-                       << type << " of " << plane.W << " by " << plane.H << " at " << p
-                       << ", plane " << index << ", " << x << ' ' << y << ": "
-                       << out.at(index, x, y) << " in place of " << expected;
+                       << plane.W << " by " << plane.H << ", plane " << index << ", " << x << ' '
+                       << y << ": " << out.at(index, x, y) << " in place of " << wanted;
             }
         }
     }
     return testing::AssertionSuccess();
+}
+
+testing::AssertionResult isDrawn(const std::string& type, float p, const Picture& a,
+                                 const Picture& b, const Picture& out) {
+    const auto levels = [](const Picture& picture, std::size_t index, int x, int y) {
+        return static_cast<float>(picture.at(index, x, y));
+    };
+    if (type == "fade") {
+        return isEverywhere(out, [&](std::size_t index, int x, int y) {
+            return faded(levels(a, index, x, y), levels(b, index, x, y), p);
+        });
+    }
+    if (type == "dip") {
+        const std::array<u8, 3> color{dipColor.y, dipColor.u, dipColor.v};
+        return isEverywhere(out, [&](std::size_t index, int x, int y) {
+            return dipped(levels(a, index, x, y), levels(b, index, x, y), color[index], p);
+        });
+    }
+    const Formula formula = formulas.at(type);
+    return isEverywhere(out, [&](std::size_t index, int x, int y) {
+        const Pick pick = formula(a.planeAt(index), p, x, y);
+        return (pick.isB ? b : a).at(index, pick.x, pick.y);
+    });
 }
 
 bool draw(const std::string& type, float p, const Picture& a, const Picture& b,
@@ -214,7 +281,7 @@ TEST_P(EveryTransition, IsItsFormulaAtEveryThousandthOnSmallCanvases) {
         for (int step = 0; step <= 1000; ++step) {
             const float p = static_cast<float>(step) / 1000.0F;
             ASSERT_TRUE(draw(GetParam(), p, a, b, out));
-            ASSERT_TRUE(isDrawn(GetParam(), p, a, b, out));
+            ASSERT_TRUE(isDrawn(GetParam(), p, a, b, out)) << "at " << p;
         }
         EXPECT_TRUE(out.isPaddingUntouched());
         EXPECT_TRUE(a.isUntouched());
@@ -228,7 +295,7 @@ TEST_P(EveryTransition, IsItsFormulaOnWholePictures) {
     for (const float p : {0.011F, 1.0F / 3.0F, 0.5F, 0.7501F, 0.9899F}) {
         const Picture out(1920, 1080, 32, 6);
         ASSERT_TRUE(draw(GetParam(), p, a, b, out));
-        EXPECT_TRUE(isDrawn(GetParam(), p, a, b, out));
+        EXPECT_TRUE(isDrawn(GetParam(), p, a, b, out)) << "at " << p;
         EXPECT_TRUE(out.isPaddingUntouched());
     }
     EXPECT_TRUE(a.isUntouched());
@@ -242,7 +309,7 @@ TEST_P(EveryTransition, IsItsFormulaOnAWideCanvas) {
     for (const float p : {0.0F, 0.0001F, 0.13F, 0.5F, 0.77F, 0.9999F, 1.0F}) {
         const Picture out(8191, 5, 1, 9);
         ASSERT_TRUE(draw(GetParam(), p, a, b, out));
-        EXPECT_TRUE(isDrawn(GetParam(), p, a, b, out));
+        EXPECT_TRUE(isDrawn(GetParam(), p, a, b, out)) << "at " << p;
         EXPECT_TRUE(out.isPaddingUntouched());
     }
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support/CapturedStream.h"
+#include "support/DecimalComma.h"
 #include "support/Frames.h"
 
 extern "C" {
@@ -252,6 +253,20 @@ TEST(FilterGraph, BuildingLeavesTheLocaleOfTheThreadAndOfTheHostAlone) {
     uselocale(threads);
     freelocale(own);
     EXPECT_EQ(std::setlocale(LC_ALL, nullptr), before);
+}
+
+TEST(FilterGraph, NumbersInAChainHaveAPointWhereTheHostsHaveAComma) {
+    const std::string scaling = "scale=w=iw*1.5:h=ih/1.5";
+    const quol::FramePtr sound = test::makeSound(480, 48000, 2, AV_SAMPLE_FMT_FLTP);
+    const std::string expected = lumaThrough(scaling, 0);
+    ASSERT_EQ(expected.size(), 96U * 32U);
+
+    const test::DecimalComma locale;
+    ASSERT_TRUE(locale.isSet());
+    EXPECT_EQ(lumaThrough(scaling, 0), expected);
+    FilterGraph graph;
+    EXPECT_TRUE(graph.buildAudio(*sound, "volume=0.5*1.5"));
+    EXPECT_TRUE(locale.isSet());
 }
 
 TEST(FilterGraph, SoundKeepsItsSamplesThroughAnull) {

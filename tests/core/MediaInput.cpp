@@ -12,8 +12,10 @@
 #include <thread>
 
 #include "support/CapturedStream.h"
+#include "support/ClipFile.h"
 #include "support/FilePlayer.h"
 #include "support/LocalPort.h"
+#include "support/PlainFrames.h"
 
 namespace {
 
@@ -62,6 +64,18 @@ TEST(MediaInput, ClipWithoutSoundOrPictureHasNoSuchStream) {
     ASSERT_TRUE(input.open(mediaPath("flac.flac")) && input.findStreamInfo());
     EXPECT_EQ(input.bestStream(AVMEDIA_TYPE_VIDEO), -1);
     EXPECT_EQ(input.bestStream(AVMEDIA_TYPE_AUDIO), 0);
+}
+
+TEST(MediaInput, TheFirstStreamOfATypeNeedNotBeTheBest) {
+    MediaInput input;
+    EXPECT_EQ(input.firstStream(AVMEDIA_TYPE_VIDEO), -1);
+    ASSERT_TRUE(input.open(test::twoStreamClip()) && input.findStreamInfo());
+    EXPECT_EQ(input.firstStream(AVMEDIA_TYPE_VIDEO), 0);
+    EXPECT_EQ(input.bestStream(AVMEDIA_TYPE_VIDEO), 1);
+    EXPECT_EQ(input.firstStream(AVMEDIA_TYPE_AUDIO), -1);
+    ASSERT_TRUE(input.open(mediaPath("h264_aac.mp4")) && input.findStreamInfo());
+    EXPECT_EQ(input.stream(input.firstStream(AVMEDIA_TYPE_AUDIO))->codecpar->codec_type,
+              AVMEDIA_TYPE_AUDIO);
 }
 
 TEST(MediaInput, WhatIsNoMediaFileDoesNotOpenAndLeavesNothingOpen) {
@@ -300,6 +314,18 @@ TEST(DecodeFirstPicture, IsTheClipsFirstPicture) {
         ASSERT_NE(first, nullptr) << clip;
         EXPECT_EQ(test::fingerprint(*first), test::fingerprint(*all.front())) << clip;
     }
+}
+
+TEST(DecodeFirstPicture, IsOfTheStreamThatIsChosen) {
+    const std::string clip = test::twoStreamClip();
+    const quol::FramePtr best = quol::decodeFirstPicture(clip, 100);
+    ASSERT_NE(best, nullptr);
+    EXPECT_EQ(best->width, test::bestStreamWidth);
+    EXPECT_EQ(test::levelsAt(best.get(), 5, 5), test::bright);
+    const quol::FramePtr first = quol::decodeFirstPicture(clip, 100, quol::StreamChoice::first);
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(first->width, test::firstStreamWidth);
+    EXPECT_EQ(test::levelsAt(first.get(), 5, 5), test::dark);
 }
 
 TEST(DecodeFirstPicture, StillNeedsOnePacketOnly) {

@@ -10,6 +10,8 @@
 #include <thread>
 #include <vector>
 
+#include "support/ThisProcess.h"
+
 extern "C" {
 #include <libavutil/pixdesc.h>
 }
@@ -136,7 +138,7 @@ TEST(PicturePool, MemoryStaysWithThePictureUntilItsLastReferenceGoes) {
     EXPECT_NE(other->data[0], reference->data[0]);
 }
 
-TEST(PicturePool, KeepsAsManyPicturesAsWereEverOutAtOnce) {
+TEST(PicturePool, KeepsAsManyPicturesAsWereOutAtOnce) {
     quol::PicturePool pool;
     std::set<const std::uint8_t*> seen;
     for (int round = 0; round < 50; ++round) {
@@ -147,6 +149,34 @@ TEST(PicturePool, KeepsAsManyPicturesAsWereEverOutAtOnce) {
         }
     }
     EXPECT_EQ(seen.size(), 5U);
+}
+
+TEST(PicturePool, WhatAStallHasPiledUpIsGivenBackInTime) {
+    constexpr std::size_t picture = 1280 * 720 * 3 / 2;
+    quol::PicturePool pool;
+    std::vector<quol::FramePtr> stalled;
+    const std::size_t before = test::heapOfThisProcess();
+    for (int i = 0; i < 60; ++i)
+        stalled.push_back(pool.get(1280, 720, AV_PIX_FMT_YUV420P));
+    stalled.clear();
+    EXPECT_GT(test::heapOfThisProcess(), before + 59 * picture);
+    for (int i = 0; i < quol::PicturePool::renewal; ++i)
+        ASSERT_NE(pool.get(1280, 720, AV_PIX_FMT_YUV420P), nullptr);
+    EXPECT_LT(test::heapOfThisProcess(), before + 2 * picture);
+}
+
+TEST(PicturePool, ARenewalLeavesPicturesThatAreOutAlone) {
+    quol::PicturePool pool;
+    const quol::FramePtr held = pool.get(64, 48, AV_PIX_FMT_YUV420P);
+    std::memset(held->buf[0]->data, 0x33, held->buf[0]->size);
+    for (int i = 0; i < 2 * quol::PicturePool::renewal + 1; ++i) {
+        const quol::FramePtr other = pool.get(64, 48, AV_PIX_FMT_YUV420P);
+        ASSERT_NE(other, nullptr);
+        ASSERT_NE(other->buf[0]->data, held->buf[0]->data);
+        std::memset(other->buf[0]->data, 0x44, other->buf[0]->size);
+    }
+    EXPECT_EQ(held->data[0][0], 0x33);
+    expectSameLayout(*held, *plainPicture(64, 48, AV_PIX_FMT_YUV420P));
 }
 
 TEST(PicturePool, PicturesOutAtOnceDoNotShareMemory) {

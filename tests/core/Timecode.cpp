@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -267,6 +268,22 @@ TEST(WallClockTimecode, IsTheLocalTimeOfDay) {
         EXPECT_LE((told - expected + 86400) % 86400, 1) << fps;
         EXPECT_GE(now.frames, 0) << fps;
         EXPECT_LT(now.frames, fps) << fps;
+    }
+}
+
+TEST(WallClockTimecode, FramesAreTheFractionOfTheSecondTimesTheRate) {
+    struct Case {
+        int milliseconds;
+        double fps;
+        int frames;
+    };
+    for (const Case& one : {Case{0, 25.0, 0}, Case{39, 25.0, 0}, Case{40, 25.0, 1},
+                            Case{500, 25.0, 12}, Case{999, 25.0, 24}, Case{500, 29.97, 14},
+                            Case{999, 29.97, 29}, Case{500, 60.0, 30}, Case{999, 60.0, 59}}) {
+        const auto at = std::chrono::system_clock::from_time_t(1000000000) +
+                        std::chrono::milliseconds(one.milliseconds);
+        EXPECT_EQ(quol::wallClockTimecode(one.fps, at).frames, one.frames)
+            << one.milliseconds << " ms at " << one.fps;
     }
 }
 

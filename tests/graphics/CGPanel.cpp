@@ -213,8 +213,14 @@ TEST(PanelBounds, OfNumbersThatAreNoneAreAllOfThePicture) {
     }
 }
 
-TEST(PanelLooks, AreTakenFromRecordsFieldByField) {
-    LCGRectProps props;
+template <typename Props>
+class PanelLooks : public testing::Test {};
+
+using Records = testing::Types<LCGTextProps, LCGCrawlProps, LCGTickerProps, LCGRectProps>;
+TYPED_TEST_SUITE(PanelLooks, Records);
+
+TYPED_TEST(PanelLooks, AreTakenFromRecordsFieldByField) {
+    TypeParam props;
     props.bgType = "Gradient";
     props.bgColor = "#000001";
     props.bgGradientStartColor = "#000002";

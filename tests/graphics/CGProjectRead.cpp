@@ -1,11 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <clocale>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <cerrno>
+#include <cmath>
 #include <random>
 #include <regex>
 #include <sstream>
@@ -13,7 +9,7 @@
 
 #include "graphics/CGProject.h"
 #include "graphics/ItemPicture.h"
-#include "support/CapturedStream.h"
+#include "support/DecimalComma.h"
 
 namespace {
 
@@ -635,41 +631,9 @@ TEST(ProjectRecords, ColorsAreReadAsColorsAre) {
 
 // ------------------------------------------------------------------------------------- locales
 
-// A locale of the C library whose decimal point is a comma, made from the one that is always there:
-// no other need be installed.
-class DecimalComma {
-public:
-    DecimalComma() {
-        const std::string folder = test::temporaryPath("locales");
-        std::filesystem::create_directories(folder + "/comma");
-        std::ifstream plain("/usr/lib/locale/C.utf8/LC_NUMERIC", std::ios::binary);
-        std::string bytes{std::istreambuf_iterator<char>(plain), {}};
-        // A table of offsets: the decimal point is the first entry, and the fourth as a wide one.
-        for (const std::size_t entry : {0U, 3U}) {
-            std::uint32_t offset = 0;
-            if (bytes.size() < 12 + entry * 4) return;
-            std::memcpy(&offset, bytes.data() + 8 + entry * 4, 4);
-            if (offset >= bytes.size() || bytes[offset] != '.') return;
-            bytes[offset] = ',';
-        }
-        std::ofstream(folder + "/comma/LC_NUMERIC", std::ios::binary) << bytes;
-        setenv("LOCPATH", folder.c_str(), 1);
-        isSet_ = std::setlocale(LC_NUMERIC, "comma") != nullptr;
-        unsetenv("LOCPATH");
-    }
-    ~DecimalComma() { std::setlocale(LC_NUMERIC, "C"); }
-    DecimalComma(const DecimalComma&) = delete;
-    DecimalComma& operator=(const DecimalComma&) = delete;
-    bool isSet() const { return isSet_; }
-
-private:
-    bool isSet_ = false;
-};
-
 TEST(ProjectRecords, FractionsAreReadTheSameWhereADecimalPointIsAComma) {
-    const DecimalComma locale;
+    const test::DecimalComma locale;
     ASSERT_TRUE(locale.isSet());
-    ASSERT_EQ(std::strtof("2,5", nullptr), 2.5F); // as the host's own code reads it
     const auto props =
         readAs<LCGTextItem>({{"letterSpacing", "-2.5"}, {"bgShadowOffsetX", "0.125"}});
     EXPECT_EQ(props.letterSpacing, -2.5F);

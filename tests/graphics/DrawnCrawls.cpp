@@ -140,6 +140,31 @@ TEST(Tickers, WithOneLineNeverSlide) {
         EXPECT_EQ(difference(ticker.after(time), wanted), "") << time.count();
 }
 
+const char* const wideLine = "a line of text that is wider than its box";
+
+// All that would change how it looks if it counted.
+template <typename Props>
+void setWhatDoesNotCount(Props& props) {
+    props.autoShrink = true;
+    props.outlineSize = 9;
+    props.outlineColor = "#FF0000";
+    props.textShadowAlpha = 255;
+    props.textShadowOffsetX = 9.0F;
+    props.textShadowOffsetY = 9.0F;
+    props.textShadowColor = "#00FF00";
+}
+
+TEST(Tickers, AreNeitherShrunkNorOutlinedNorShadowed) {
+    Ticker plain;
+    plain.item.props.text = wideLine;
+    const Page wanted = plain.after(0ms);
+    EXPECT_FALSE(isBlank(wanted));
+    Ticker ticker;
+    ticker.item.props.text = wideLine;
+    setWhatDoesNotCount(ticker.item.props);
+    EXPECT_EQ(difference(ticker.after(0ms), wanted), "");
+}
+
 // ----------------------------------------------------------------------------------- crawls
 
 // Text and font of a crawl, and what the plain drawing of it needs.
@@ -365,6 +390,68 @@ TEST(Crawls, KeepTheirLookUntilTheirTextChanges) {
     show(other, crawl.item);
     EXPECT_NE(difference(other, before), "");
     EXPECT_EQ(other.channelAt(50, 90, 16), 0); // no red in blue letters
+}
+
+TEST(Crawls, AreNeitherShrunkNorOutlinedNorShadowed) {
+    for (const bool vertical : {false, true}) {
+        Page pages[2];
+        for (const bool dressed : {false, true}) {
+            Crawl crawl(vertical);
+            crawl.item.props.text = wideLine;
+            if (dressed) setWhatDoesNotCount(crawl.item.props);
+            crawl.item.scrollX = 45.0F;
+            crawl.item.scrollY = 35.0F;
+            show(pages[dressed ? 1 : 0], crawl.item);
+        }
+        EXPECT_FALSE(isBlank(pages[0]));
+        EXPECT_EQ(difference(pages[1], pages[0]), "") << vertical;
+    }
+}
+
+TEST(Crawls, GoWithTheirGroupTextAndBox) {
+    for (const bool vertical : {false, true}) {
+        Crawl alone(vertical);
+        alone.item.x = 65.0F;
+        alone.item.y = 23.0F;
+        alone.item.scrollX = 72.0F;
+        alone.item.scrollY = 30.0F;
+        Page wanted;
+        show(wanted, alone.item);
+        EXPECT_FALSE(isBlank(wanted));
+        LCGGroup group;
+        group.x = 25.0F;
+        group.y = -7.0F;
+        Crawl member(vertical);
+        member.item.group = &group;
+        member.item.scrollX = 47.0F;
+        member.item.scrollY = 37.0F;
+        Page drawn;
+        show(drawn, member.item);
+        EXPECT_EQ(difference(drawn, wanted), "") << vertical;
+    }
+}
+
+TEST(Crawls, BeginAgainByTheirOwnPlaceAndNotTheirGroups) {
+    for (const bool vertical : {false, true}) {
+        LCGGroup group;
+        group.x = 25.0F;
+        group.y = 25.0F;
+        Crawl crawl(vertical);
+        crawl.item.group = &group;
+        show(Page(), crawl.item);
+        const auto length = static_cast<float>(crawl.item.state->strip->length());
+        const float start = vertical ? 30.0F : 40.0F;
+        const float size = vertical ? 120.0F : 300.0F;
+        auto& scroll = vertical ? crawl.item.scrollY : crawl.item.scrollX;
+        crawl.item.props.textSpeed = -5.0F;
+        scroll = start - length + 10.0F; // still to be seen, and 5 pixels from it
+        const float before = scroll;
+        show(Page(), crawl.item);
+        EXPECT_EQ(scroll, before - 5.0F) << vertical;
+        scroll = start - length - 2.0F;
+        show(Page(), crawl.item);
+        EXPECT_EQ(scroll, start + size) << vertical;
+    }
 }
 
 TEST(Crawls, WithNothingToSayRunOn) {

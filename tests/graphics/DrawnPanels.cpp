@@ -1,6 +1,7 @@
 // Panels as items draw them, and how items drift.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <numbers>
 
 #include "support/Page.h"
@@ -34,8 +35,8 @@ struct Panel {
     LCGRectItem item;
 };
 
-TEST(Panels, LieWhereTheyWerePutToThePixel) {
-    const Page page = Panel().page();
+// Red from the first pixel of the box to the last, nothing beside it.
+void expectWholeBox(const Page& page) {
     for (const int x : {40, 139}) {
         for (const int y : {30, 79})
             EXPECT_EQ(page.at(x, y), 0xFFFF0000U) << x << "," << y;
@@ -44,6 +45,10 @@ TEST(Panels, LieWhereTheyWerePutToThePixel) {
         EXPECT_EQ(page.at(x, 50), 0U) << x;
     for (const int y : {29, 80})
         EXPECT_EQ(page.at(60, y), 0U) << y;
+}
+
+TEST(Panels, LieWhereTheyWerePutToThePixel) {
+    expectWholeBox(Panel().page());
 }
 
 TEST(Panels, OfOtherTypesAreNotDrawn) {
@@ -166,6 +171,84 @@ TEST(Panels, OfRadius100ArePills) {
     EXPECT_EQ(page.alphaAt(66, 30), 255); // the straight side begins 25 pixels from the corner
     EXPECT_LT(page.alphaAt(60, 30), 255);
     EXPECT_GT(page.alphaAt(40, 55), 240);
+}
+
+TEST(Panels, RoundTheirShadowAndTheirBorderAlike) {
+    Panel panel;
+    panel.item.props.bgRadius = 40;
+    panel.item.props.borderSize = 1;
+    panel.item.props.borderColor = "#00FF00";
+    panel.item.props.bgShadowAlpha = 204;
+    panel.item.props.bgShadowColor = "#0000FF";
+    panel.item.props.bgShadowOffsetX = 10.0F;
+    panel.item.props.bgShadowOffsetY = 7.0F;
+    const Page wanted;
+    cairo_t* const cr = wanted.cr.get();
+    cairo_set_source_rgba(cr, 0.0, 0.0, 1.0, 204.0 / 255.0);
+    roundedPath(cr, 50.0, 37.0, 100.0, 50.0, 10.0);
+    cairo_fill(cr);
+    cairo_set_source_rgba(cr, 1.0, 0.0, 0.0, 1.0);
+    roundedPath(cr, 40.0, 30.0, 100.0, 50.0, 10.0);
+    cairo_fill(cr);
+    cairo_set_source_rgba(cr, 0.0, 1.0, 0.0, 1.0);
+    roundedPath(cr, 40.0, 30.0, 100.0, 50.0, 10.0);
+    cairo_set_line_width(cr, 1.0);
+    cairo_stroke(cr);
+    EXPECT_EQ(difference(panel.page(), wanted), "");
+}
+
+// ------------------------------------------------------------------------- panels behind texts
+
+// What a text of that class needs to show inside its padded box.
+void settle(LCGTextItem& /*item*/) {}
+void settle(LCGCrawlItem& item) {
+    item.props.textSpeed = 0.0F;
+    item.scrollX = 60.0F;
+}
+void settle(LCGTickerItem& /*item*/) {}
+
+template <typename Item>
+class PanelsBehind : public testing::Test {
+protected:
+    PanelsBehind() {
+        placed(item, 40.0F, 30.0F, 100, 50);
+        item.props.font = "DejaVu Sans";
+        item.props.fontSize = 30;
+        item.props.padding = 20;
+        item.props.bgType = "Color";
+        item.props.bgColor = "#FF0000";
+        settle(item);
+    }
+    Page page() {
+        Page drawn;
+        show(drawn, item);
+        return drawn;
+    }
+    Item item;
+};
+
+using InkedItems = testing::Types<LCGTextItem, LCGCrawlItem, LCGTickerItem>;
+TYPED_TEST_SUITE(PanelsBehind, InkedItems);
+
+// How many pixels of a page have that colour.
+int countOf(const Page& page, std::uint32_t pixel) {
+    int count = 0;
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            count += page.at(x, y) == pixel ? 1 : 0;
+    return count;
+}
+
+TYPED_TEST(PanelsBehind, FillTheWholeBoxBelowTheText) {
+    this->item.props.text = "M";
+    const Page page = this->page();
+    expectWholeBox(page);
+    EXPECT_GT(countOf(page, 0xFFFFFFFFU), 10);
+}
+
+TYPED_TEST(PanelsBehind, StayWithoutAText) {
+    this->item.props.text = "";
+    EXPECT_EQ(countOf(this->page(), 0xFFFF0000U), 100 * 50);
 }
 
 // ------------------------------------------------------------------------------------ drift

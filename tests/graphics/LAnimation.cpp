@@ -11,6 +11,7 @@
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "graphics/LottieEngine.h"
@@ -141,6 +142,21 @@ TEST_F(LAnimationStart, TheFirstFontThatCanBeReadIsLoaded) {
     EXPECT_EQ(told([] { const LAnimation animation; }),
               "LAnimation: Font basariyla yuklendi: template/Roboto-Bold.ttf\n");
     std::filesystem::remove_all("template");
+}
+
+TEST_F(LAnimationStart, EachFontIsLookedForBeforeThoseBehindIt) {
+    const std::filesystem::path font = anyFont();
+    if (font.empty()) GTEST_SKIP() << "no font on this machine";
+    const OtherFolder folder("each font");
+    std::filesystem::create_directories("template");
+    for (const char* const file :
+         {"Roboto-Regular.ttf", "Roboto-Bold.ttf", "template/Roboto-Regular.ttf",
+          "template/Roboto-Bold.ttf", "RobotoCondensed-Regular.ttf", "RobotoCondensed-Bold.ttf",
+          "template/RobotoCondensed-Regular.ttf", "template/RobotoCondensed-Bold.ttf"}) {
+        std::filesystem::copy_file(font, file, std::filesystem::copy_options::overwrite_existing);
+        EXPECT_EQ(told([] { const LAnimation animation; }),
+                  std::string("LAnimation: Font basariyla yuklendi: ") + file + "\n");
+    }
 }
 
 TEST_F(LAnimationStart, IsToldWhereThereIsNoFont) {
@@ -505,6 +521,7 @@ TEST_F(LAnimationText, ALayerWhoseFileWasNoTemplateIsKnownByItsText) {
     EXPECT_EQ(change("Title", "A"), "LAnimation: Katman bulunamadi: Title\n");
     EXPECT_FALSE(stepped.load(1, ""));
     EXPECT_EQ(change("Title", "A"), "");
+    EXPECT_EQ(told([&] { stepped.animation.updateColor(1, "Title", "#0000FF"); }), "");
 }
 
 TEST_F(LAnimationText, AChangeKeepsTheFrameThatIsShown) {
@@ -579,6 +596,32 @@ TEST_F(LAnimationImage, IsReplacedAgainAndAgain) {
     EXPECT_EQ(middleOf(stepped.step()), pixelOf(255, 0, 0));
     change("Logo", green);
     EXPECT_EQ(middleOf(stepped.step()), pixelOf(0, 255, 0));
+}
+
+// What a template of a text has beside its layers, and its layer.
+std::pair<std::string, std::string> partsOf(const std::string& text) {
+    const std::size_t fonts = text.find(R"(,"fonts")");
+    const std::string before = R"(,"layers":[)";
+    const std::size_t layers = text.find(before);
+    const std::size_t layer = layers + before.size();
+    return {text.substr(fonts, layers - fonts), text.substr(layer, text.rfind("]}") - layer)};
+}
+
+TEST_F(LAnimationImage, ABreakIsCarriedIntoTheNextChangeOfAnImage) {
+    std::string both = imageTemplate("Logo", "image_0", "images/", "blue.png");
+    const auto [fonts, title] = partsOf(textTemplate("Title", "B"));
+    both.insert(both.rfind("]}"), ',' + title); // below the image
+    both.insert(both.find(R"(,"layers")"), fonts);
+    ASSERT_TRUE(load(both));
+    EXPECT_EQ(middleOf(stepped.picture()), pixelOf(0, 0, 255));
+    EXPECT_EQ(told([&] { stepped.animation.update(1, "Title", "\""); }),
+              "LAnimation: Metin guncellendi ama ThorVG bellekten yukleyemedi!\n");
+    EXPECT_EQ(change("Logo", green),
+              "LAnimation: Katman adindan Asset ID bulundu: Logo -> image_0\n"
+              "LAnimation: Resim kopyalandi: " +
+                  temporaryPath("show/temp_image_0.png") +
+                  "\nLAnimation: Bellekten resim yukleme basarisiz!\n");
+    EXPECT_EQ(middleOf(stepped.step()), pixelOf(0, 0, 255));
 }
 
 TEST_F(LAnimationImage, UnknownNamesAreTold) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <mutex>
 #include <random>
 #include <set>
@@ -21,6 +22,7 @@
 #include "support/CollectingSink.h"
 #include "support/LottieTemplates.h"
 #include "support/SteppedAnimation.h"
+#include "support/ThisProcess.h"
 
 namespace {
 
@@ -445,6 +447,17 @@ TEST_F(LAnimationPictures, AFormatThatIsNoneIsReplaced) {
     }
 }
 
+TEST_F(LAnimationPictures, ARateThatIsNoneCountsAsFifty) {
+    for (const double rate : {0.0, -5.0}) {
+        SteppedAnimation stepped(rate);
+        ASSERT_TRUE(stepped.load(1, columnsTemplate("", {20, 50.0})));
+        // A picture is a frame of a template that plays at fifty.
+        EXPECT_EQ(columnOf(stepped.picture()), 0) << rate;
+        for (int frame = 1; frame < 4; ++frame)
+            EXPECT_EQ(columnOf(stepped.step()), frame) << rate;
+    }
+}
+
 TEST_F(LAnimationPictures, MayHaveOddEdges) {
     videoFormatProps format = lottieFormat();
     format.width = 81;
@@ -588,6 +601,48 @@ TEST_F(LAnimationThreads, SeveralOfThemPlayAtOnce) {
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(good, 20);
+}
+
+// A player's first picture of a red box; false when it shows something else.
+bool showsItsTemplate(LAnimation& animation, const std::string& path) {
+    CollectingSink sink(1);
+    animation.setVideoFormat(lottieFormat());
+    animation.addSink(&sink);
+    const bool isShown = animation.loadTemplate(1, path) && sink.waitForPictures(1) &&
+                         middleOf(sink.latestPicture()) == pixelOf(255, 0, 0);
+    animation.removeSink(&sink);
+    return isShown;
+}
+
+// The engine comes with the first and goes with the last, wherever those are: a thread that has
+// made one finds nothing of the engine that was when it makes the next.
+TEST_F(LAnimationThreads, TheLastMayEndOnAnotherThreadThanMadeIt) {
+    const std::string path = writeFile("box.json", boxTemplate(red));
+    for (int i = 0; i < 20; ++i) {
+        auto animation = std::make_unique<LAnimation>();
+        EXPECT_TRUE(showsItsTemplate(*animation, path)) << i;
+        std::thread([&] { animation.reset(); }).join();
+    }
+}
+
+// While one stays on air others come and go, each on a thread of its own.
+TEST_F(LAnimationThreads, ThreadsThatMadeOneLeaveNoMemoryBehind) {
+    const std::string path = writeFile("box.json", boxTemplate(red));
+    LAnimation stays;
+    ASSERT_TRUE(showsItsTemplate(stays, path));
+    const auto comeAndGo = [&](int times) {
+        for (int i = 0; i < times; ++i) {
+            std::thread([&] {
+                LAnimation animation;
+                EXPECT_TRUE(showsItsTemplate(animation, path));
+            }).join();
+        }
+        return test::heapOfThisProcess();
+    };
+    const std::size_t before = comeAndGo(100); // the allocator's own share has grown by then
+    const std::size_t after = comeAndGo(100);
+    constexpr std::size_t each = 20 * 1024; // what the engine draws with takes 50 and more
+    EXPECT_LT(after, before + 100 * each);
 }
 
 // Whatever there is to do, at random, for a second.

@@ -8,6 +8,7 @@
 
 #include "graphics/TickerInk.h"
 #include "support/CapturedStream.h"
+#include "support/ClipFile.h"
 #include "support/SteppedTitles.h"
 
 namespace {
@@ -262,6 +263,10 @@ TEST_F(LCharacterItems, ASizeOfZeroOrBelowIsTheVideosOwn) {
     const LCGVideoProps clip = videoOf(test::mediaPath("h264_aac.mp4"));
     EXPECT_EQ(sizeOf(character.addItem("1", 0, 0, 0, 0, clip)), "320x180");
     EXPECT_EQ(sizeOf(character.addItem("2", 0, 0, -7, 30, clip)), "320x30");
+}
+
+TEST_F(LCharacterItems, AVideoOfAFileWithSeveralStreamsIsTheFirst) {
+    EXPECT_EQ(sizeOf(character.addItem("1", 0, 0, 0, 0, videoOf(test::twoStreamClip()))), "32x24");
 }
 
 TEST_F(LCharacterItems, AVideoThatCannotBePlayedIsNotAdded) {

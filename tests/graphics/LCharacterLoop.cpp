@@ -305,6 +305,29 @@ TEST(LCharacterTags, ACrawlIsLaidOutAnewWhenItsCountShowsAnotherValueAndOnlyThen
     }));
 }
 
+// It is the name that is counted for, whatever bears it.
+TEST(LCharacterTags, ACountGoesOnForAnItemOfTheSameNameAndBeginsForAnother) {
+    SteppedTitles titles;
+    LCGCrawlProps props;
+    props.text = "tUp::mm:ss::59:00";
+    const auto add = [&](const char* id) {
+        return dynamic_cast<LCGCrawlItem*>(titles.character.addItem(id, 0, 0, 600, 100, props));
+    };
+    const LCGCrawlItem* crawl = add("crawl");
+    ASSERT_TRUE(test::waitUntil([&] {
+        titles.step();
+        return crawl->state->strip->text() != "00:00";
+    }));
+    titles.character.remove("crawl");
+    titles.step();
+    crawl = add("crawl");
+    titles.step();
+    EXPECT_NE(crawl->state->strip->text(), "00:00");
+    crawl = add("other");
+    titles.step();
+    EXPECT_EQ(crawl->state->strip->text(), "00:00");
+}
+
 // ------------------------------------------------------------------------------------ the queue
 
 class OpenTitles : public LCharacter {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <bitset>
 #include <cmath>
 #include <limits>
 #include <ostream>
@@ -24,29 +26,22 @@ using quol::touchedPixels;
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double none = std::numeric_limits<double>::quiet_NaN();
 
-// A set of pixels, the plain way.
+constexpr PixelRect canvas{0, 0, 100, 50};
+
+// A set of pixels of the canvas, the plain way.
 class Pixels {
 public:
-    Pixels(int width, int height) : width_(width), height_(height), set_(size(), false) {}
     void add(const PixelRect& rect) {
-        for (int y = std::max(0, rect.top); y < std::min(height_, rect.bottom); ++y) {
-            for (int x = std::max(0, rect.left); x < std::min(width_, rect.right); ++x)
-                set_[static_cast<std::size_t>(y * width_ + x)] = true;
+        for (int y = std::max(0, rect.top); y < std::min(canvas.bottom, rect.bottom); ++y) {
+            for (int x = std::max(0, rect.left); x < std::min(canvas.right, rect.right); ++x)
+                set_.set(static_cast<std::size_t>(y * canvas.right + x));
         }
     }
     // Whether all pixels of the other are of this one too.
-    bool covers(const Pixels& other) const {
-        for (std::size_t i = 0; i < size(); ++i) {
-            if (other.set_[i] && !set_[i]) return false;
-        }
-        return true;
-    }
+    bool covers(const Pixels& other) const { return (other.set_ & ~set_).none(); }
 
 private:
-    std::size_t size() const { return static_cast<std::size_t>(width_ * height_); }
-    int width_;
-    int height_;
-    std::vector<bool> set_;
+    std::bitset<static_cast<std::size_t>(canvas.right* canvas.bottom)> set_;
 };
 
 PixelRect randomRect(std::mt19937& random, int around, int largest) {
@@ -87,8 +82,6 @@ TEST(PixelRectangle, AroundBothIsTheSmallestThatHoldsThem) {
 
 // --------------------------------------------------------------------------------- touched ones
 
-constexpr PixelRect canvas{0, 0, 100, 50};
-
 TEST(TouchedPixels, AreOneMoreAllAround) {
     EXPECT_EQ(touchedPixels(10.0, 20.0, 30.0, 40.0, canvas), (PixelRect{9, 19, 31, 41}));
     EXPECT_EQ(touchedPixels(10.1, 20.9, 29.1, 39.9, canvas), (PixelRect{9, 19, 31, 41}));
@@ -128,12 +121,12 @@ TEST(TouchedPixels, OfNumbersThatAreNoneAreAll) {
 // -------------------------------------------------------------------------------------- regions
 
 // "" for a region that covers all that was added and whose rectangles are as they have to be.
-std::string faultOf(const DirtyRegion& region, const Pixels& added, const PixelRect& bounds) {
-    Pixels covered(bounds.right, bounds.bottom);
+std::string faultOf(const DirtyRegion& region, const Pixels& added) {
+    Pixels covered;
     const auto& rects = region.rects();
     for (std::size_t i = 0; i < rects.size(); ++i) {
         if (rects[i].empty()) return "an empty rectangle";
-        if (intersection(rects[i], bounds) != rects[i]) return "a rectangle beyond the bounds";
+        if (intersection(rects[i], canvas) != rects[i]) return "a rectangle beyond the bounds";
         for (std::size_t other = 0; other < i; ++other) {
             if (!intersection(rects[i], rects[other]).empty()) return "two rectangles meet";
         }
@@ -215,13 +208,13 @@ TEST(DirtyPixels, CoverRandomRectanglesWithoutMeeting) {
     std::size_t several = 0;
     for (int run = 0; run < 2000; ++run) {
         DirtyRegion region(canvas);
-        Pixels added(canvas.right, canvas.bottom);
+        Pixels added;
         const int largest = 2 + static_cast<int>(random() % 24);
         for (std::size_t count = random() % 40; count > 0; --count) {
             const PixelRect rect = randomRect(random, 110, largest);
             region.add(rect);
             added.add(rect);
-            ASSERT_EQ(faultOf(region, added, canvas), "") << "run " << run;
+            ASSERT_EQ(faultOf(region, added), "") << "run " << run;
             several = std::max(several, region.rects().size());
         }
     }
@@ -233,14 +226,14 @@ TEST(DirtyPixels, CoverAnotherRegionThatIsAdded) {
     for (int run = 0; run < 1000; ++run) {
         DirtyRegion region(canvas);
         DirtyRegion other(canvas);
-        Pixels added(canvas.right, canvas.bottom);
+        Pixels added;
         for (int i = 0; i < 8; ++i) {
             const PixelRect rect = randomRect(random, 110, 16);
             (i % 2 == 0 ? region : other).add(rect);
             added.add(rect);
         }
         region.add(other);
-        ASSERT_EQ(faultOf(region, added, canvas), "") << "run " << run;
+        ASSERT_EQ(faultOf(region, added), "") << "run " << run;
     }
 }
 

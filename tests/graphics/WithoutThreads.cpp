@@ -12,6 +12,7 @@
 #include "support/CollectingSink.h"
 #include "support/LottieTemplates.h"
 #include "support/NoThreads.h"
+#include "support/SteppedAnimation.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ TEST(WithoutThreads, ACharacterCannotBeMade) {
 TEST(WithoutThreads, AnAnimationLoadsNothingAndDoesSoLater) {
     if (!quol::hasLottieEngine()) GTEST_SKIP() << "built without templates";
     const std::string path = test::writeFile("box.json", test::boxTemplate("1,0,0,1"));
-    test::CollectingSink sink;
+    test::CollectingSink sink(1);
     test::CapturedStream errors(test::CapturedStream::Stream::error);
     std::unique_ptr<LAnimation> animation;
     {
@@ -36,10 +37,12 @@ TEST(WithoutThreads, AnAnimationLoadsNothingAndDoesSoLater) {
         EXPECT_FALSE(animation->loadTemplate(1, path));
     }
     EXPECT_THAT(errors.text(), testing::StartsWith("LAnimation: No thread: "));
+    animation->setVideoFormat(test::lottieFormat());
     animation->addSink(&sink);
     EXPECT_TRUE(animation->loadTemplate(1, path));
     EXPECT_TRUE(sink.waitForPictures(3));
     animation->removeSink(&sink);
+    EXPECT_EQ(test::middleOf(sink.latestPicture()), test::pixelOf(255, 0, 0));
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 // The preview in a widget of a GTK host.
 #include <gtest/gtest.h>
 #include <gtk/gtk.h>
-#include <malloc.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -13,12 +12,20 @@
 #include "quolsdk/LPreview.h"
 #include "support/CapturedStream.h"
 #include "support/Frames.h"
+#include "support/ThisProcess.h"
 #include "support/XServer.h"
 
 // Xlib has macros of everyday names: behind everything else.
 #include <gdk/x11/gdkx.h>
 
 namespace {
+
+// Newer versions of GTK advise against asking, as not every surface is an X window; here they are.
+G_GNUC_BEGIN_IGNORE_DEPRECATIONS
+xcb_window_t numberOf(GdkSurface* surface) {
+    return static_cast<xcb_window_t>(gdk_x11_surface_get_xid(surface));
+}
+G_GNUC_END_IGNORE_DEPRECATIONS
 
 constexpr test::Pixel grey{128, 128, 128};
 constexpr test::Pixel white{255, 255, 255};
@@ -61,8 +68,7 @@ protected:
         return comes([&] {
             GdkSurface* const surface = gtk_native_get_surface(GTK_NATIVE(window));
             if (surface == nullptr) return false;
-            shot = test::takeScreenshot(
-                connection, static_cast<xcb_window_t>(gdk_x11_surface_get_xid(surface)));
+            shot = test::takeScreenshot(connection, numberOf(surface));
             return shot.count(wanted) >= pixels;
         });
     }
@@ -176,12 +182,6 @@ TEST_F(GtkPreview, IsDestroyedAtAnyTime) {
     comes([] { return g_main_context_pending(nullptr) == FALSE; });
 }
 
-// In use on the heap, large blocks included.
-std::size_t heapInUse() {
-    const struct mallinfo2 heap = mallinfo2();
-    return heap.uordblks + heap.hblkhd;
-}
-
 // A picture's memory goes to GTK and comes back: as many previews as one likes leave none behind,
 // nor does one preview keep a second picture for each that it shows.
 TEST_F(GtkPreview, LeavesNoPicturesMemoryBehind) {
@@ -202,14 +202,14 @@ TEST_F(GtkPreview, LeavesNoPicturesMemoryBehind) {
         EXPECT_TRUE(comes([&] { return gtk_window_get_child(GTK_WINDOW(window)) == nullptr; }));
     };
     showSome(); // with what GTK and OpenGL make once
-    const std::size_t showing = heapInUse();
+    const std::size_t showing = test::heapOfThisProcess();
     end();
-    const std::size_t gone = heapInUse();
+    const std::size_t gone = test::heapOfThisProcess();
     for (int i = 0; i < 3; ++i) {
         showSome();
-        EXPECT_LT(heapInUse(), showing + 6 * pictureBytes) << i;
+        EXPECT_LT(test::heapOfThisProcess(), showing + 6 * pictureBytes) << i;
         end();
-        EXPECT_LT(heapInUse(), gone + 6 * pictureBytes) << i;
+        EXPECT_LT(test::heapOfThisProcess(), gone + 6 * pictureBytes) << i;
     }
 }
 

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <thread>
 
+#include "support/Instrumented.h"
+
 namespace {
 
 constexpr int rate = 48000;
@@ -416,8 +418,10 @@ TEST(AudioTrack, SourceThatRunsALittleSlowStaysWithinTwoPictures) {
     EXPECT_LE(worstDistance(0.995, 60.0), 2 * pictureLength);
 }
 
+// A calculation on one thread: what a sanitizer could find in it the first minute shows.
 TEST(AudioTrack, SourceAtTheWallClocksSpeedIsExactForTenMinutes) {
-    EXPECT_LE(worstDistance(1.0, 600.0), 1.0 / rate);
+    constexpr double seconds = test::isInstrumented ? 60.0 : 600.0;
+    EXPECT_LE(worstDistance(1.0, seconds), 1.0 / rate);
 }
 
 TEST(AudioTrack, SourceAtTwiceTheSpeedStaysWithTheTimeOfThePictures) {

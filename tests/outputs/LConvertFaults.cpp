@@ -77,7 +77,7 @@ TEST_P(LConvertStop, InTheMiddleLeavesAFileThatCanBePlayed) {
     convert.setProps("preset", "medium"); // looks some fifty pictures ahead
     ASSERT_TRUE(convert.Start());
     // Five seconds of the clip, far more than the encoder holds.
-    ASSERT_TRUE(waitUntil([&] { return convert.progress > 5.0 / (500 * 20); }, 90s));
+    ASSERT_TRUE(waitUntil([&] { return convert.progress > test::progressAfter(5.0); }, 90s));
     expectQuickStop(convert);
     EXPECT_EQ(statusOf(convert), 0);
     EXPECT_EQ(convert.progress, 1.0);

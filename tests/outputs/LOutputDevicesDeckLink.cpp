@@ -293,6 +293,8 @@ TEST_F(LOutputDeckLink, CardThatIsRefusedStaysTakenWithoutWorkers) {
     EXPECT_TRUE(output->startDeckLink());
     EXPECT_EQ(out.text().find("thread started"), std::string::npos);
     EXPECT_EQ(out.text().find("Output started"), std::string::npos);
+    push(levelPicture(9));
+    EXPECT_EQ(statsOf(*output).framesQueued, 0) << "not before it is enabled";
     output->setEnabled(true); // now frames are taken, and go nowhere
     for (int i = 0; i < 7; ++i)
         push(levelPicture(i));
@@ -381,6 +383,24 @@ TEST_F(LOutputDeckLink, RowsThatTheCardDoesNotTellAreComputed) {
     ASSERT_TRUE(waitForShown(3));
     EXPECT_EQ(latest().rowBytes, 2880);
     EXPECT_EQ(error.text(), line + line);
+}
+
+TEST_F(LOutputDeckLink, RowsOfNothingAndLessAreComputed) {
+    for (const std::int32_t told : {0, -4}) {
+        CapturedStream error(errorStream);
+        output = std::make_unique<LOutput>();
+        DeckLinkCard card = test::deckLinkMachine()[0];
+        card.rowBytesTold = told;
+        setCard(card);
+        startPal();
+        push(levelPicture(5, 720, 576));
+        ASSERT_TRUE(waitForShown(1)) << told;
+        EXPECT_EQ(latest().rowBytes, 1440) << told;
+        EXPECT_THAT(*latest().bytes, testing::Each(5)) << told;
+        EXPECT_EQ(error.text(),
+                  "[LOutput] RowBytesForPixelFormat failed! Defaulting to calculated stride.\n");
+        output->setEnabled(false);
+    }
 }
 
 TEST_F(LOutputDeckLink, TimecodeGoesOutWithThePicture) {

@@ -150,6 +150,32 @@ TEST_F(LOutputNdi, WithoutAThreadItIsEnabledAndNothingRuns) {
     EXPECT_TRUE(waitForVideo(1));
 }
 
+TEST_F(LOutputNdi, StartedButNotEnabledItTakesNothing) {
+    output->DeviceFormatVideoSet(format576i);
+    ndi.holdVideoSends(true); // what were taken would be queued
+    ASSERT_TRUE(output->startNDI());
+    const auto early = levelPicture(9, 720, 576);
+    for (int i = 0; i < 3; ++i)
+        push(early);
+    pushSound(1920, 5, 5);
+    EXPECT_EQ(statsOf(*output).framesQueued, 0);
+    EXPECT_EQ(statsOf(*output).framesSent, 0);
+    EXPECT_EQ(statsOf(*output).framesDropped, 0);
+    EXPECT_EQ(av_buffer_get_ref_count(early->buf[0]), 1);
+    ndi.holdVideoSends(false);
+    output->setEnabled(true);
+    push(levelPicture(77, 720, 576));
+    pushSound(1920, 16384, 16384);
+    ASSERT_TRUE(waitForVideo(1));
+    ASSERT_TRUE(waitForAudio(1));
+    const NdiState state = ndi.state();
+    ASSERT_EQ(state.senders.size(), 1U) << "it has run all the time";
+    EXPECT_THAT(*state.senders.back().video.front().bytes, testing::Each(77));
+    float first = 0.0F;
+    std::memcpy(&first, state.senders.back().audio.front().bytes->data(), sizeof first);
+    EXPECT_EQ(first, 0.5F);
+}
+
 TEST_F(LOutputNdi, PictureGoesOutAsTheRecordSays) {
     output->DeviceFormatVideoSet(8); // 1080p29
     output->setEnabled(true);

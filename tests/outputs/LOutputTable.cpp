@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "quolsdk/LOutput.h"
 #include "support/CapturedStream.h"
@@ -137,6 +138,18 @@ TEST(LOutputTable, ChoicesArePrinted) {
               "[LOutput] Video Format set to: 0x0 @ 0 FPS\n");
     EXPECT_EQ(statsOf(output).width, 0);
     EXPECT_EQ(statsOf(output).frameRate, 0.0);
+}
+
+TEST(LOutputTable, FormatsBehindTheCountMayBeChosen) {
+    CapturedStream out(outputStream);
+    LOutput output;
+    output.setDevice(1);
+    for (const auto& [index, rate] : {std::pair(35, 50.0), std::pair(36, 60.0)}) {
+        output.DeviceFormatVideoSet(index);
+        EXPECT_EQ(statsOf(output).width, 4096) << index;
+        EXPECT_EQ(statsOf(output).height, 2160) << index;
+        EXPECT_EQ(statsOf(output).frameRate, rate);
+    }
 }
 
 TEST(LOutputTable, SoundFormatIsTheRecordsOrTheModes) {

@@ -229,6 +229,22 @@ TEST(LRecorderControl, StatsInEveryState) {
     EXPECT_EQ(stats.secondsRecorded, 0.0);
 }
 
+// Whoever looks while a picture is being encoded finds it in both numbers or in neither.
+TEST(LRecorderControl, LengthIsNeverShortOfThePicturesCounted) {
+    LRecorder recorder;
+    test::configure(recorder, temporaryPath("length.mov"), quick);
+    test::setPictures(recorder, 1280, 720, 25);
+    ASSERT_TRUE(recorder.Record());
+    recorder.pushVideoFrame(test::makePicture(1280, 720, AV_PIX_FMT_YUV420P, 0, {1, 25}, 1).get());
+    LRecorder::Stats stats;
+    const auto begin = std::chrono::steady_clock::now();
+    while (stats.framesWritten == 0 && std::chrono::steady_clock::now() - begin < 60s)
+        recorder.getStats(stats);
+    EXPECT_EQ(stats.framesWritten, 1);
+    EXPECT_GE(stats.secondsRecorded, 0.04 - 1e-9);
+    recorder.Stop();
+}
+
 TEST(LRecorderControl, FileSizeGrowsWhileItRecords) {
     LRecorder recorder;
     test::configure(recorder, temporaryPath("growing.ts"), {"mpegts", "mpeg2video", "mp2", ""});
@@ -317,6 +333,11 @@ TEST(LRecorderControl, FullQueueOf61LosesTheNewestPictureAndCountsIt) {
     stopping.join();
     EXPECT_EQ(statsOf(recorder).framesWritten, static_cast<std::int64_t>(accepted.size()));
     EXPECT_EQ(statsOf(recorder).framesDropped, full.framesDropped);
+    // A start counts anew, one that leads to nothing too.
+    recorder.setFilePath(test::temporaryPath("no such folder/full.raw"));
+    EXPECT_FALSE(recorder.Record());
+    EXPECT_EQ(statsOf(recorder).framesWritten, 0);
+    EXPECT_EQ(statsOf(recorder).framesDropped, 0);
 }
 
 // Until the encoder stands still behind a full queue: nothing has been taken for so long.

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <iterator>
@@ -9,6 +10,7 @@
 
 #include "quolsdk/LRecorder.h"
 #include "support/CapturedStream.h"
+#include "support/DecimalComma.h"
 #include "support/Frames.h"
 #include "support/LiveSource.h"
 #include "support/RecordedFile.h"
@@ -143,9 +145,14 @@ TEST_P(LRecorderContainer, SecondOfPictureAndSoundIsReadBackWhole) {
     // It counts pictures, too, so that one which found its tick taken moves all those behind it.
     if (mxf) return;
     EXPECT_NEAR(file.soundSeconds(), file.pictureSeconds(), 0.15 + source.largestLateness());
-    for (const double apart : test::distances(test::beeps(file), test::flashes(file))) {
-        EXPECT_LE(std::fabs(apart), 0.08 + source.largestLateness());
-    }
+    // Behind a stall several pictures come within one tick, of which one is taken: it may be a
+    // flash that is lost, for each tick that has none.
+    const auto ticksWithout = std::lround(file.pictureSeconds() * 25.0) + 1 - pictures;
+    const double near = 0.08 + source.largestLateness();
+    const std::vector<double> apart = test::distances(test::beeps(file), test::flashes(file));
+    EXPECT_LE(std::count_if(apart.begin(), apart.end(),
+                            [near](double seconds) { return std::fabs(seconds) > near; }),
+              ticksWithout);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, LRecorderContainer, testing::ValuesIn(cases),
@@ -210,6 +217,31 @@ TEST(LRecorderFiles, BitratesReachTheEncoders) {
     EXPECT_THAT(bytesOf(path), HasSubstr(" bitrate=321 ")); // the encoder notes down its settings
     ASSERT_NE(readRecordedFile(path).audio(), nullptr);
     EXPECT_EQ(readRecordedFile(path).audio()->bitRate, 96000);
+}
+
+TEST(LRecorderFiles, BitratesOfANewRecorderAre5000And128) {
+    const std::string path = temporaryPath("default_bitrates.mkv");
+    LiveSource source;
+    LRecorder recorder;
+    test::configure(recorder, path, {"matroska", "libx264", "libmp3lame", "preset=ultrafast"});
+    ASSERT_NO_FATAL_FAILURE(record(recorder, source, 10));
+    EXPECT_THAT(bytesOf(path), HasSubstr(" bitrate=5000 "));
+    ASSERT_NE(readRecordedFile(path).audio(), nullptr);
+    EXPECT_EQ(readRecordedFile(path).audio()->bitRate, 128000);
+}
+
+// A host in a country that writes 23,5 gives the options that FFmpeg's users know.
+TEST(LRecorderFiles, OptionsHaveADecimalPointWhateverTheHostsLocaleSays) {
+    const std::string path = temporaryPath("decimal.mkv");
+    const test::DecimalComma comma;
+    ASSERT_TRUE(comma.isSet());
+    LiveSource source;
+    LRecorder recorder;
+    test::configure(recorder, path,
+                    {"matroska", "libx264", "libmp3lame", "preset=ultrafast crf=23.5"});
+    ASSERT_NO_FATAL_FAILURE(record(recorder, source, 10));
+    EXPECT_THAT(bytesOf(path), HasSubstr(" crf=23.5 "));
+    EXPECT_TRUE(comma.isSet());
 }
 
 TEST(LRecorderFiles, ExistingFileIsReplaced) {

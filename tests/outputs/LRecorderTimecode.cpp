@@ -126,9 +126,13 @@ testing::AssertionResult isNow(const std::string& text) {
 }
 
 TEST(LRecorderTimecode, ClockIsTheLocalTime) {
-    for (const char* source : {"0", "3", "-1"}) {
-        const Timecoded result = recordTimecode("clock.mov", [source](LRecorder& recorder) {
-            recorder.setProps("timecodeSource", source);
+    HandSource other; // whose own does not count
+    other.timecode = "10:11:12:13";
+    for (const char* source : {"", "0", "3", "-1"}) {
+        const Timecoded result = recordTimecode("clock.mov", [&](LRecorder& recorder) {
+            recorder.source = &other;
+            // A new recorder goes by the clock.
+            if (*source != '\0') recorder.setProps("timecodeSource", source);
         });
         const std::string text = result.file.timecode().value_or("none");
         EXPECT_TRUE(isNow(text));
@@ -140,7 +144,8 @@ TEST(LRecorderTimecode, ClockIsTheLocalTime) {
 TEST(LRecorderTimecode, SourceWithoutOneLeadsToTheLocalTimeInWholeSeconds) {
     HandSource empty;
     empty.timecode = "";
-    LObject* sources[] = {nullptr, &empty};
+    HandSource zero; // as a source that has none says it
+    LObject* sources[] = {nullptr, &empty, &zero};
     for (LObject* source : sources) {
         const Timecoded result = recordTimecode("whole.mov", [source](LRecorder& recorder) {
             recorder.setProps("timecodeSource", "1");

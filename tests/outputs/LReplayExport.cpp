@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cmath>
@@ -172,6 +173,20 @@ TEST_F(LReplayExport, WithoutAFileNameIsCalledAfterItsTimes) {
     EXPECT_TRUE(std::filesystem::exists(station.folder + "/export_0s_3s.mov"));
 }
 
+TEST(LReplayExportPath, OfANewReplayIsTheFolderForTemporaryFiles) {
+    const std::string name = "quol_" + std::to_string(getpid()); // nobody else's
+    const std::string exported = "/tmp/" + name + "_0s_0s.mov";
+    std::filesystem::remove(exported); // of a process that had the number and was killed
+    LReplay replay;
+    replay.setRecordPath(test::newFolder("default_export"), "replay");
+    replay.setProps("name", name);
+    ASSERT_TRUE(replay.startRecording());
+    replay.pushVideoFrame(test::numberedPicture(1, 0, {1, 50}).get());
+    ASSERT_EQ(replay.getTotalFrames(), 1);
+    EXPECT_TRUE(replay.exportRange(0, 0, ""));
+    EXPECT_TRUE(std::filesystem::remove(exported));
+}
+
 TEST_F(LReplayExport, WithoutSoundHasSilence) {
     record(100, false);
     ASSERT_TRUE(station.replay.exportRange(0, 99, path));
@@ -196,11 +211,11 @@ TEST_F(LReplayExport, ThatCannotBeWrittenFails) {
     EXPECT_FALSE(station.replay.exportRange(0, 9, "/nowhere/out.mov"));
     EXPECT_FALSE(station.replay.exportRange(0, 9, station.folder + "/out.no_such_ending"));
     EXPECT_FALSE(station.replay.exportRange(0, 9, station.folder)); // a folder
-    // No MP4 takes this sound: what was made for it goes.
-    EXPECT_FALSE(station.replay.exportRange(0, 9, station.folder + "/out.mp4"));
-    EXPECT_FALSE(std::filesystem::exists(station.folder + "/out.mp4"));
-    EXPECT_FALSE(station.replay.exportRange(0, 9, station.folder + "/out.webm")); // nor any WebM
-    EXPECT_FALSE(std::filesystem::exists(station.folder + "/out.webm"));
+    // None of these takes this sound: what was made for it goes.
+    for (const char* name : {"/out.3gp", "/out.webm"}) {
+        EXPECT_FALSE(station.replay.exportRange(0, 9, station.folder + name)) << name;
+        EXPECT_FALSE(std::filesystem::exists(station.folder + name)) << name;
+    }
     const std::string pipe = station.folder + "/pipe.mov";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     EXPECT_FALSE(station.replay.exportRange(0, 9, pipe));

@@ -2,12 +2,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <limits>
 #include <memory>
+#include <sstream>
 #include <thread>
 
 #include "outputs/ReplayFiles.h"
@@ -122,6 +124,21 @@ TEST(LReplayRecord, DoesNothingBeforeItIsStarted) {
     station.replay.pushVideoFrame(nullptr);
     station.replay.pushAudioFrame(nullptr);
     EXPECT_EQ(station.replay.getTotalFrames(), 0);
+}
+
+TEST(LReplayRecord, FlushAndPauseOfItsSourceAreNothingToIt) {
+    ReplayStation station;
+    ASSERT_TRUE(station.replay.startRecording());
+    station.record(3);
+    station.replay.flush();
+    EXPECT_EQ(station.replay.getTotalFrames(), 3);
+    station.replay.setPaused(true);
+    station.push(3, {1, 50});
+    EXPECT_EQ(station.replay.getTotalFrames(), 4);
+    station.replay.setPaused(false);
+    station.push(4, {1, 50});
+    EXPECT_EQ(station.replay.getTotalFrames(), 5);
+    EXPECT_EQ(station.shown(3)->number, 3);
 }
 
 TEST(LReplayRecord, AtHalfTheRateTwoEntriesShareAPicture) {
@@ -332,15 +349,35 @@ TEST(LReplayRecord, TimesThatGoBackAreDroppedUntilTheyAreBack) {
     EXPECT_EQ(station.shown(2)->number, 12);
 }
 
-TEST(LReplayRecord, APictureWithoutATimeBehindOthersHoldsOrFills) {
+// Its time is the time since the start, which is the earlier one here: it counts as 0.
+TEST(LReplayRecord, APictureWithoutATimeBehindLaterOnesHolds) {
     ReplayStation station;
     ASSERT_TRUE(station.replay.startRecording());
-    station.record(3);
-    auto untimed = test::numberedPicture(50, AV_NOPTS_VALUE, {1, 50});
+    station.push(50000, {1, 50}); // at 1000 s
+    station.push(50001, {1, 50});
+    ASSERT_EQ(station.replay.getTotalFrames(), 2);
+    const auto untimed = test::numberedPicture(7, AV_NOPTS_VALUE, {1, 50});
+    station.replay.pushVideoFrame(untimed.get());
+    EXPECT_EQ(station.replay.getTotalFrames(), 2);
+    station.push(50002, {1, 50});
+    EXPECT_EQ(station.replay.getTotalFrames(), 3);
+    EXPECT_EQ(station.shown(1)->number, 50001);
+    EXPECT_EQ(station.shown(2)->number, 50002);
+}
+
+TEST(LReplayRecord, APictureWithoutATimeBehindEarlierOnesFills) {
+    ReplayStation station;
+    ASSERT_TRUE(station.replay.startRecording());
+    station.push(0, {1, 50});
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    const auto untimed = test::numberedPicture(77, AV_NOPTS_VALUE, {1, 50});
     station.replay.pushVideoFrame(untimed.get());
     const int total = station.replay.getTotalFrames();
-    EXPECT_GE(total, 3); // the time since the start, less the first picture's
-    station.push(static_cast<int>(total) + 100, {1, 50});
+    ASSERT_GE(total, 11); // slots 0 to 10, or more where the machine is busy
+    EXPECT_EQ(station.shown(0)->number, 0);
+    EXPECT_EQ(station.shown(5)->number, 77);
+    EXPECT_EQ(station.shown(total - 1)->number, 77);
+    station.push(total + 100, {1, 50});
     EXPECT_EQ(station.replay.getTotalFrames(), total + 101);
 }
 
@@ -681,7 +718,7 @@ TEST(LReplayControl, ClearForgetsAndRemoves) {
     ReplayStation station;
     ASSERT_TRUE(station.replay.startRecording());
     station.record(10);
-    station.replay.posSet(5);
+    station.shown(5);
     station.replay.clearRecording();
     EXPECT_EQ(test::statusOf(station.replay), 0);
     EXPECT_EQ(station.replay.getTotalFrames(), 0);
@@ -764,6 +801,30 @@ TEST(LReplayControl, QualityIsTheBitRateOfTheNextRecording) {
     EXPECT_GT(best, 2 * worst);
     EXPECT_EQ(sizeWith("-5"), worst); // clamped
     EXPECT_EQ(sizeWith("1000"), best);
+}
+
+// The bit rate is one a second: so many pictures in it that each has few bits, small as it is.
+std::string storedWith(const char* quality) {
+    ReplayStation station(500.0);
+    if (quality != nullptr) station.replay.setProps("quality", quality);
+    EXPECT_TRUE(station.replay.startRecording());
+    for (int number = 0; number < 30; ++number) {
+        const auto picture = test::makePicture(320, 180, AV_PIX_FMT_YUV422P, number, {1, 500},
+                                               static_cast<unsigned>(number));
+        station.replay.pushVideoFrame(picture.get());
+    }
+    EXPECT_EQ(station.replay.getTotalFrames(), 30);
+    const std::ifstream file(station.videoPath(), std::ios::binary);
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    return std::move(bytes).str();
+}
+
+TEST(LReplayControl, QualityIs86UnlessItIsSet) {
+    const std::string stored = storedWith(nullptr);
+    EXPECT_FALSE(stored.empty());
+    EXPECT_TRUE(stored == storedWith("86"));
+    EXPECT_FALSE(stored == storedWith("60")); // were it held down by anything else
 }
 
 } // namespace

@@ -87,6 +87,12 @@ TEST(LStreamControl, StatsInEveryState) {
     EXPECT_EQ(stats.framesSent, static_cast<std::int64_t>(file.pictures.size()));
     EXPECT_NEAR(static_cast<double>(stats.bytesSent), static_cast<double>(bytes),
                 static_cast<double>(bytes) * 0.02); // start codes and lengths differ
+    // A start counts anew, one that leads to nothing too.
+    stream.setStreamUrl(temporaryPath("no such folder/stats.flv"));
+    EXPECT_FALSE(stream.Start());
+    stats = statsOf(stream);
+    EXPECT_EQ(stats.framesSent, 0);
+    EXPECT_EQ(stats.bytesSent, 0);
 }
 
 TEST(LStreamControl, FullQueueOf11LosesTheNewestPictureAndCountsIt) {
@@ -127,6 +133,10 @@ TEST(LStreamControl, FullQueueOf11LosesTheNewestPictureAndCountsIt) {
     file.letGo();
     stream.Stop();
     EXPECT_EQ(av_buffer_get_ref_count(picture->buf[0]), 1);
+    EXPECT_EQ(statsOf(stream).framesDropped, dropped + 1);
+    stream.setStreamUrl(temporaryPath("no such folder/full.yuv"));
+    EXPECT_FALSE(stream.Start());
+    EXPECT_EQ(statsOf(stream).framesDropped, 0);
 }
 
 TEST(LStreamControl, WithoutAThreadStartIsFalseAndTheSourceIsLeft) {

@@ -148,7 +148,7 @@ TEST(OutputPicture, WhatCannotBeConvertedLeavesTheStalePicture) {
     EXPECT_EQ(bytesOf(picture), stale);
 
     const auto none = test::makePicture(64, 36, AV_PIX_FMT_BAYER_BGGR8);
-    none->format = AV_PIX_FMT_XVMC; // a format of the hardware's
+    none->format = AV_PIX_FMT_VAAPI; // a format of the hardware's
     EXPECT_TRUE(picture.draw(*none, form, SWS_BILINEAR));
     EXPECT_EQ(bytesOf(picture), stale);
 

@@ -1,5 +1,5 @@
-// A device for sound that is refused, or is lost while it plays. SDL's own functions stand behind
-// those of this program.
+// What device is asked for, and one that is refused, or is lost while it plays. SDL's own functions
+// stand behind those of this program.
 #include <SDL.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -22,6 +22,7 @@ std::atomic<bool> isLost{false};
 std::atomic<int> closed{0};
 std::mutex mutex;
 std::vector<std::int64_t> askedAt; // guarded by mutex: steady nanoseconds
+SDL_AudioSpec askedFor{};          // guarded by mutex: the latest
 
 template <typename Function>
 Function* behind(const char* name) {
@@ -36,6 +37,7 @@ extern "C" SDL_AudioDeviceID SDL_OpenAudioDevice(const char* device, int capture
     {
         const std::lock_guard lock(mutex);
         askedAt.push_back(quol::steadyNow());
+        askedFor = *wanted;
     }
     if (refuses) return 0;
     return behind<decltype(SDL_OpenAudioDevice)>("SDL_OpenAudioDevice")(device, capture, wanted,
@@ -77,6 +79,16 @@ protected:
     quol::PreviewSound sound;
     std::size_t pushed = 0;
 };
+
+TEST_F(PreviewSoundLost, ADeviceIsAskedForInAFormOfItsOwnAtTheRateOfTheSound) {
+    push(44100);
+    ASSERT_EQ(asked().size(), 1U);
+    const std::lock_guard lock(mutex);
+    EXPECT_EQ(askedFor.freq, 44100);
+    EXPECT_EQ(askedFor.format, AUDIO_S16SYS);
+    EXPECT_EQ(askedFor.channels, 2);
+    EXPECT_EQ(askedFor.samples, 1024);
+}
 
 TEST_F(PreviewSoundLost, ADeviceThatIsLostIsClosedAndAskedForAnew) {
     push();

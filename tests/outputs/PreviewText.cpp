@@ -105,6 +105,9 @@ TEST(PreviewText, AVeryLongTextIsCut) {
     const TextPlate plate = drawTextPlate(std::string(200000, 'W'), red, 30, "Arial");
     EXPECT_EQ(plate.width, 4096);
     EXPECT_EQ(plate.rgba.size(), static_cast<std::size_t>(4096) * plate.height * 4);
+    // What there is room for is there, as if there were no more.
+    EXPECT_EQ(plate.rgba, drawTextPlate(std::string(1000, 'W'), red, 30, "Arial").rgba);
+    EXPECT_GT(inkOf(plate)[2], 4000);
 }
 
 } // namespace

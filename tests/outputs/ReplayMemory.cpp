@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <vector>
 
 #include "outputs/ReplayDecoder.h"

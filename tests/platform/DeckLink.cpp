@@ -269,7 +269,8 @@ TEST(ComRef, CopiesCountAndMovesDoNot) {
     EXPECT_EQ(object.references, 2U);
     second = third;
     EXPECT_EQ(object.references, 2U);
-    second = std::move(second);
+    Ref& itself = second;
+    second = std::move(itself);
     EXPECT_TRUE(second);
     EXPECT_EQ(object.references, 2U);
     second = Ref();

@@ -124,9 +124,9 @@ TEST_F(DeckLinkDevices, NoIteratorIsNoCards) {
 }
 
 TEST_F(DeckLinkDevices, ACardWithoutANameHasAnEmptyOne) {
-    test::DeckLinkCard card;
-    card.model = std::nullopt;
-    standin.setCards({card});
+    std::vector<test::DeckLinkCard> one(1);
+    one.front().model.reset();
+    standin.setCards(one);
     EXPECT_EQ(modelName(cards().at(0).get()), "");
 }
 

@@ -183,6 +183,24 @@ TEST(VtpSources, aFloodOfSendersIsBounded) {
     EXPECT_TRUE(names.contains("flood (256)"));
 }
 
+// Early names are no way to hide what runs here.
+TEST(VtpSources, thisMachinesSendersAreShownBeforeStrangers) {
+    SourceTable table;
+    for (std::uint8_t i = 0; i < 10; ++i)
+        table.hear(announcement("a" + std::to_string(i), i, 10), there + i, start);
+    table.hear(announcement("studio", 100, 20), here, start);
+    table.hear(announcement("a0", 101, 30), here, start);
+    std::vector<std::string> shown;
+    for (const vtp_source_record& record : table.records(4))
+        shown.push_back(std::string(record.name) + "@" + record.host);
+    EXPECT_EQ(shown, (std::vector<std::string>{"a0@192.168.1.5", "a0 (2)@127.0.0.1",
+                                               "a1@192.168.1.6", "studio@127.0.0.1"}));
+    EXPECT_EQ(table.records(1).size(), 1u);
+    EXPECT_STREQ(table.records(1).at(0).host, "127.0.0.1");
+    EXPECT_TRUE(table.records(0).empty());
+    EXPECT_EQ(table.records(12).size(), 12u);
+}
+
 TEST(VtpSources, nobodyOutsideSpeaksForThisMachine) {
     EXPECT_TRUE(mayComeThrough(here, false));
     EXPECT_TRUE(mayComeThrough(0x7fffffff, false));

@@ -2,12 +2,17 @@
 // contact sheet.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <cmath>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "show_movie.h"
 #include "show_sheet.h"
 #include "show_timing.h"
+#include "support/MachineWatch.h"
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -105,6 +110,72 @@ TEST(Repeats, AreNotMistakenWhereMemoryIsUsedAgain) {
     for (int i = 0; i < 10; ++i)
         sink.pushVideoFrame(picture().get());
     EXPECT_EQ(sink.repeated(), 0);
+}
+
+TEST(NextDue, GoesByTheEarliestPicture) {
+    const auto late = arrivals({0.02, 0.0, 0.02, 0.0}); // each but the odd ones
+    EXPECT_NEAR(show::nextDue(late, period, 0.01, 100.2), 100.21, 1e-9);
+    EXPECT_NEAR(show::nextDue(late, period, 0.01, 100.2099), 100.21, 1e-9);
+    EXPECT_NEAR(show::nextDue(late, period, 0.01, 100.2101), 100.25, 1e-9);
+}
+
+TEST(NextDue, IsLaterOnHoweverMuchTimeHasPassed) {
+    const auto onTime = arrivals({0.0, 0.0});
+    EXPECT_NEAR(show::nextDue(onTime, period, 0.01, 3700.0), 3700.01, 1e-6);
+}
+
+TEST(NextDue, WithoutAPictureIsWithinAPeriod) {
+    EXPECT_NEAR(show::nextDue({}, period, 0.01, 100.02), 100.05, 1e-9);
+}
+
+// Pictures half a second apart, each but the odd ones late by 0.2 s.
+class LateSource {
+public:
+    explicit LateSource(show::ArrivalSink& sink) : thread_([this, &sink] { push(sink); }) {}
+    ~LateSource() {
+        isDone_ = true;
+        thread_.join();
+    }
+    static constexpr double period = 0.5;
+
+private:
+    void push(show::ArrivalSink& sink) const {
+        const auto begin = std::chrono::steady_clock::now();
+        for (int number = 0; !isDone_; ++number) {
+            const double delay = number % 2 == 0 ? 0.2 : 0.0;
+            std::this_thread::sleep_until(begin +
+                                          std::chrono::duration<double>(number * period + delay));
+            const quol::FramePtr frame = picture();
+            frame->pts = number;
+            sink.pushVideoFrame(frame.get());
+        }
+    }
+
+    std::atomic<bool> isDone_{false};
+    std::thread thread_;
+};
+
+TEST(Arrivals, ThatAreWaitedForGoByTheEarliest) {
+    test::measured([](test::MachineWatch& watch) {
+        watch.begin();
+        show::ArrivalSink sink;
+        const LateSource source(sink);
+        sink.waitUntilDue(4, LateSource::period, 0.1);
+        const double now =
+            std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
+                .count();
+        EXPECT_GE(sink.arrivals().size(), 4U);
+        const double start = show::startOf(sink.arrivals(), LateSource::period);
+        const double behind = std::fmod(now - start, LateSource::period);
+        EXPECT_GE(behind, 0.1);
+        EXPECT_LT(behind, 0.3); // as it is by those that are late
+    });
+}
+
+TEST(Arrivals, WithoutAPictureAreWaitedForAWhile) {
+    show::ArrivalSink sink;
+    sink.waitUntilDue(1, period, 0.01);
+    EXPECT_EQ(show::startOf({}, period), 0.0);
 }
 
 TEST(Arrivals, AreNotedByNumber) {

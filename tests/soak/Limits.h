@@ -19,14 +19,12 @@ inline constexpr double heapGrowth = 12.0;
 inline constexpr double residentGrowth = 36.0;
 
 // Of the programme's pictures, how many may come a whole period late, when the next one is due
-// already, where no crowded machine explains it; and how many in all, where the machine was crowded
-// for less than a fifth of the time.
+// already, though nothing that makes them has waited for a processor for what they are late beyond
+// that; and how many in all, where something or other had to wait for less than a fifth of the
+// time.
 inline constexpr double lateShare = 0.0002;
 inline constexpr double lateShareInAll = 0.005;
 inline constexpr double quietShare = 0.2;
-// A second is crowded when, for that share of it, something that was ready to run had to wait for a
-// processor.
-inline constexpr double crowdedShare = 0.5;
 
 // Of the machine's processors, what the library may take in the mean: on a machine that has no more
 // than this programme takes, no deadline says anything.

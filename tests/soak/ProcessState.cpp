@@ -1,28 +1,19 @@
 #include "soak/ProcessState.h"
 
 #include <dirent.h>
-#include <malloc.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <fstream>
 #include <string>
 
-// There only where a sanitizer has replaced the C library's allocator.
-extern "C" __attribute__((weak)) std::size_t __sanitizer_get_current_allocated_bytes();
+#include "support/ThisProcess.h"
 
 namespace soak {
 
 namespace {
 
 constexpr double megabyte = 1024.0 * 1024.0;
-
-double heapNow() {
-    if (__sanitizer_get_current_allocated_bytes != nullptr)
-        return static_cast<double>(__sanitizer_get_current_allocated_bytes()) / megabyte;
-    const struct mallinfo2 info = mallinfo2();
-    return static_cast<double>(info.uordblks + info.hblkhd) / megabyte;
-}
 
 int entriesOf(const char* folder) {
     DIR* const opened = opendir(folder);
@@ -43,7 +34,7 @@ double cpuNow() {
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-double machineNow() {
+void tellMachine(ProcessState& state) {
     std::ifstream file("/proc/stat");
     std::string name;
     double user = 0.0;
@@ -53,9 +44,12 @@ double machineNow() {
     double waiting = 0.0;
     double interrupts = 0.0;
     double softInterrupts = 0.0;
-    file >> name >> user >> nice >> system >> idle >> waiting >> interrupts >> softInterrupts;
-    return (user + nice + system + interrupts + softInterrupts) /
-           static_cast<double>(sysconf(_SC_CLK_TCK));
+    double stolen = 0.0;
+    file >> name >> user >> nice >> system >> idle >> waiting >> interrupts >> softInterrupts >>
+        stolen;
+    const auto ticks = static_cast<double>(sysconf(_SC_CLK_TCK));
+    state.machineSeconds = (user + nice + system + interrupts + softInterrupts) / ticks;
+    state.stolenSeconds = stolen / ticks;
 }
 
 double residentNow() {
@@ -78,14 +72,20 @@ double crowdedNow() {
 ProcessState processState() {
     ProcessState state;
     state.residentMb = residentNow();
-    state.heapMb = heapNow();
+    state.heapMb = static_cast<double>(test::heapOfThisProcess()) / megabyte;
     state.threads = entriesOf("/proc/self/task");
     state.descriptors = entriesOf("/proc/self/fd") - 1; // the folder itself was open
     state.cpuSeconds = cpuNow();
-    state.machineSeconds = machineNow();
+    tellMachine(state);
     std::ifstream("/proc/loadavg") >> state.load;
     state.crowdedSeconds = crowdedNow();
     return state;
+}
+
+double stolenSeconds() {
+    ProcessState state;
+    tellMachine(state);
+    return state.stolenSeconds;
 }
 
 } // namespace soak

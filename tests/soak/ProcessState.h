@@ -14,12 +14,16 @@ struct ProcessState {
     int descriptors = 0;
     double cpuSeconds = 0.0;     // of all threads since the start, the system's part included
     double machineSeconds = 0.0; // the same of all that runs on the machine, since it was started
-    double load = 0.0;           // average of the last minute
+    // Of processors, since then, in which somebody else's machine on the same computer ran in place
+    // of this one.
+    double stolenSeconds = 0.0;
+    double load = 0.0; // average of the last minute
     // Seconds, since the machine was started, in which something that was ready to run had to wait
     // for a processor. 0 where the system does not tell.
     double crowdedSeconds = 0.0;
 };
 
 ProcessState processState();
+double stolenSeconds(); // that alone, which is quick
 
 } // namespace soak

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <utility>
 
 #include "core/FrameTime.h"
+#include "soak/ProcessState.h"
 #include "soak/SteadyTime.h"
 
 namespace soak {
@@ -13,18 +13,6 @@ namespace soak {
 namespace {
 
 constexpr int silentPairs = 48; // a millisecond at 48 kHz; a tone passes zero faster
-
-// Seconds that the calling thread has waited for a processor while it was ready to run; 0 where
-// the system does not tell.
-double waitedForProcessor() {
-    std::FILE* const file = std::fopen("/proc/thread-self/schedstat", "re");
-    if (file == nullptr) return 0.0;
-    long long ran = 0;
-    long long waited = 0;
-    const int got = std::fscanf(file, "%lld %lld", &ran, &waited);
-    std::fclose(file);
-    return got == 2 ? static_cast<double>(waited) * 1e-9 : 0.0;
-}
 
 } // namespace
 
@@ -35,24 +23,23 @@ ProgrammeCount ProgrammeWatch::take() {
 
 void ProgrammeWatch::pushVideoFrame(AVFrame* frame) {
     const double now = static_cast<double>(steadyNanos()) * 1e-9;
-    const double waited = waitedForProcessor();
     const std::lock_guard lock(mutex_);
+    const double stolen = stolenSeconds();
+    const double waited = waits_.longest() + stolen - std::exchange(stolen_, stolen);
     ++count_.pictures;
     const std::int64_t number = frame->pts;
     if (number <= lastNumber_) { // the clock was started anew
         origin_ = std::numeric_limits<double>::max();
+        lateness_ = {};
     } else if (lastNumber_ >= 0) {
         count_.missing += number - lastNumber_ - 1;
     }
     lastNumber_ = number;
     origin_ = std::min(origin_, now - static_cast<double>(number) * period_);
-    const double behind = now - origin_ - static_cast<double>(number) * period_;
-    count_.worst = std::max(count_.worst, behind * 1000.0);
-    if (behind >= period_) {
-        ++count_.late;
-        if (waited - waited_ >= behind / 2) ++count_.crowdedOut;
-    }
-    waited_ = waited;
+    lateness_.add(now - origin_ - static_cast<double>(number) * period_, waited);
+    count_.worst = std::max(count_.worst, lateness_.behind() * 1000.0);
+    count_.late += lateness_.behind() >= period_ ? 1 : 0;
+    count_.explained += lateness_.behind() >= period_ && lateness_.own() < period_ ? 1 : 0;
 }
 
 void ProgrammeWatch::pushAudioFrame(AVFrame* frame) {

@@ -6,6 +6,8 @@
 #include <mutex>
 
 #include "quolsdk/LSink.h"
+#include "soak/Lateness.h"
+#include "soak/ThreadWaits.h"
 
 namespace soak {
 
@@ -15,9 +17,9 @@ struct ProgrammeCount {
     std::int64_t late = 0;    // a period or more behind their time
     std::int64_t missing = 0; // numbers that were left out: ticks without a picture
     double worst = 0.0;       // milliseconds behind their time
-    // Of the late ones: those of which the thread that made them was kept from a processor for at
-    // least half of what they were late.
-    std::int64_t crowdedOut = 0;
+    // Of the late ones: those that would not have been, had nothing that makes what is on air
+    // waited for a processor.
+    std::int64_t explained = 0;
     std::int64_t blocks = 0; // of sound
     std::int64_t gaps = 0;   // blocks that do not follow the one before
 };
@@ -37,7 +39,9 @@ private:
     ProgrammeCount count_;
     std::int64_t lastNumber_ = -1;
     double origin_ = std::numeric_limits<double>::max(); // steady seconds of number 0
-    double waited_ = 0.0;     // seconds that the pushing thread has waited for a processor
+    ThreadWaits waits_;
+    double stolen_ = 0.0; // seconds, by other machines
+    Lateness lateness_;
     double nextSound_ = -1.0; // seconds
 };
 

@@ -96,7 +96,7 @@ void judgeProgramme(Writer& writer, const Outcome& outcome) {
     const Totals& totals = outcome.totals;
     const ProgrammeCount& programme = totals.programme;
     const auto pictures = static_cast<double>(std::max<std::int64_t>(programme.pictures, 1));
-    const std::int64_t unexplained = programme.late - totals.explained;
+    const std::int64_t unexplained = programme.late - programme.explained;
     writer.judge(programme.pictures > 0,
                  text("%lld pictures of the programme in %.0f s",
                       static_cast<long long>(programme.pictures), totals.seconds));
@@ -117,7 +117,7 @@ void judgeProgramme(Writer& writer, const Outcome& outcome) {
              programme.worst));
     writer.judgeIf(outcome.isMeasured(),
                    static_cast<double>(unexplained) <= std::max(1.0, pictures * lateShare),
-                   text("%lld of them without a crowded machine (limit 1 in %.0f)",
+                   text("%lld of them not for want of a processor (limit 1 in %.0f)",
                         static_cast<long long>(unexplained), 1.0 / lateShare));
     writer.judge(programme.gaps == 0, text("%lld gaps in the times of %lld blocks of sound",
                                            static_cast<long long>(programme.gaps),
@@ -127,8 +127,9 @@ void judgeProgramme(Writer& writer, const Outcome& outcome) {
     const double seconds = std::max(totals.seconds, 1.0);
     const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
     writer.judgeIf(outcome.isMeasured(), totals.cpuSeconds <= processorShare * processors * seconds,
-                   text("%.2f of %u processors taken, %.2f by others", totals.cpuSeconds / seconds,
-                        processors, totals.otherSeconds / seconds));
+                   text("%.2f of %u processors taken, %.2f by others, %.2f by other machines",
+                        totals.cpuSeconds / seconds, processors, totals.otherSeconds / seconds,
+                        totals.stolenSeconds / seconds));
     writer.line(text("        load up to %.1f; processors short for %.0f %% of the time",
                      totals.highestLoad, 100.0 * totals.crowdedSeconds / seconds));
 }

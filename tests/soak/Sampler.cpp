@@ -25,7 +25,7 @@ Sampler::Sampler(const std::string& folder, std::int64_t startNanos, CallTimes& 
       samples_(folder + "/samples.csv"),
       callFile_(folder + "/calls.csv") {
     samples_ << "seconds,resident_mb,heap_mb,threads,descriptors,cpu_percent,others_percent,load,"
-                "crowded_percent,"
+                "crowded_percent,stolen_percent,"
                 "pictures,late,explained,missing,worst_ms,sound_blocks,sound_gaps,tone_gaps,"
                 "operations,lines,unexpected\n";
     callFile_ << "seconds,quick,quick_median_ms,quick_p99_ms,quick_worst_ms,slow,slow_median_ms,"
@@ -65,18 +65,14 @@ void Sampler::sample(double seconds) {
     const double cpu = state.cpuSeconds - before_.cpuSeconds;
     const double others = std::max(0.0, state.machineSeconds - before_.machineSeconds - cpu);
     const double crowded = state.crowdedSeconds - before_.crowdedSeconds;
-    // What was held up in one second may arrive in the next.
-    const bool isCrowded = crowded >= crowdedShare * passed;
-    const std::int64_t explained = isCrowded || wasCrowded_ ? count.late : count.crowdedOut;
-    wasCrowded_ = isCrowded;
-
+    const double stolen = state.stolenSeconds - before_.stolenSeconds;
     samples_ << seconds << ',' << state.residentMb << ',' << state.heapMb << ',' << state.threads
              << ',' << state.descriptors << ',' << 100.0 * cpu / passed << ','
              << 100.0 * others / passed << ',' << state.load << ',' << 100.0 * crowded / passed
-             << ',' << count.pictures << ',' << count.late << ',' << explained << ','
-             << count.missing << ',' << count.worst << ',' << count.blocks << ',' << count.gaps
-             << ',' << toneGaps << ',' << operations_.exchange(0) << ',' << log_.lines() << ','
-             << log_.unexpectedLines() << std::endl;
+             << ',' << 100.0 * stolen / passed << ',' << count.pictures << ',' << count.late << ','
+             << count.explained << ',' << count.missing << ',' << count.worst << ',' << count.blocks
+             << ',' << count.gaps << ',' << toneGaps << ',' << operations_.exchange(0) << ','
+             << log_.lines() << ',' << log_.unexpectedLines() << std::endl;
 
     totals_.programme.pictures += count.pictures;
     totals_.programme.late += count.late;
@@ -84,12 +80,13 @@ void Sampler::sample(double seconds) {
     totals_.programme.worst = std::max(totals_.programme.worst, count.worst);
     totals_.programme.blocks += count.blocks;
     totals_.programme.gaps += count.gaps;
-    totals_.explained += explained;
+    totals_.programme.explained += count.explained;
     totals_.toneGaps += toneGaps;
     totals_.seconds += passed;
     totals_.cpuSeconds += cpu;
     totals_.otherSeconds += others;
     totals_.crowdedSeconds += crowded;
+    totals_.stolenSeconds += stolen;
     totals_.highestLoad = std::max(totals_.highestLoad, state.load);
     totals_.highestResident = std::max(totals_.highestResident, state.residentMb);
     before_ = state;

@@ -17,12 +17,12 @@ namespace soak {
 // Of the whole time that was counted.
 struct Totals {
     ProgrammeCount programme;
-    std::int64_t explained = 0; // late pictures that a crowded machine explains
     std::int64_t toneGaps = 0;
     double seconds = 0.0;
     double cpuSeconds = 0.0;
     double otherSeconds = 0.0; // of other processes
     double crowdedSeconds = 0.0;
+    double stolenSeconds = 0.0; // of processors
     double highestLoad = 0.0;
     double highestResident = 0.0; // MB
 };
@@ -56,7 +56,6 @@ private:
     std::ofstream callFile_;
     ProcessState before_; // the thread's own, as all up to the totals
     double sampledAt_ = 0.0;
-    bool wasCrowded_ = false;
     int samplesTaken_ = 0;
     Totals totals_;
     std::atomic<int> operations_{0};

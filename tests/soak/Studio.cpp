@@ -158,8 +158,8 @@ void Studio::setPictureFormat(const videoFormatProps& format) {
     replay.setVideoFormat(format);
 }
 
-// Compositors keep the memory of as many pictures as were ever out at once, which tells how crowded
-// the machine has been, not what has been lost. Another size makes them give it back.
+// Compositors keep the memory of as many pictures as were out at once of late, which tells how
+// crowded the machine has been, not what has been lost. Another size makes them give it back.
 void Studio::emptyPools() {
     setPictureFormat({0, 640, 360, programmeRate, 1});
     std::this_thread::sleep_for(500ms);

@@ -99,10 +99,10 @@ def calls(table, folder):
 
 def pictures(samples, folder):
     width = max(samples["seconds"]) / 60.0 / 60.0  # sixty bars, whatever the length
-    at, (seconds, late, explained, crowded, own, others) = binned(
-        samples, width, "late", "explained", "crowded_percent", "cpu_percent", "others_percent")
+    at, (seconds, late, explained, own, others, stolen) = binned(
+        samples, width, "late", "explained", "cpu_percent", "others_percent", "stolen_percent")
     drawing, axes = figure("Pictures late by a period or more", "pictures")
-    axes.bar(at, late, width * 0.9, color=GREY, label="late, processors short")
+    axes.bar(at, late, width * 0.9, color=GREY, label="late for want of a processor")
     axes.bar(at, [a - b for a, b in zip(late, explained)], width * 0.9, color=RED,
              label="late otherwise")
     second = axes.twinx()
@@ -112,6 +112,8 @@ def pictures(samples, folder):
                 label="this process")
     second.plot(at, [a / b for a, b in zip(others, seconds)], color=ORANGE, linewidth=1,
                 label="others")
+    second.plot(at, [a / b for a, b in zip(stolen, seconds)], color=GREEN, linewidth=1,
+                label="other machines")
     second.set_ylim(bottom=0)
     keep(drawing, axes, folder, "soak-pictures.png", second)
 

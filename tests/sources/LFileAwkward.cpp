@@ -1,7 +1,9 @@
 // What hosts, filters and clips do to a file player that nobody means well with.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <thread>
+#include <utility>
 
 #include "quolsdk/LFilter.h"
 #include "support/CapturedStream.h"
@@ -37,6 +39,11 @@ TEST_P(EndlessFilter, DoesNotKeepStopWaiting) {
     player.file.stop();
     EXPECT_LT(watch.seconds(), stopLimit);
     EXPECT_EQ(player.status(), 0);
+    // Of all that it would still give some goes out, behind what was paced.
+    const auto pictures = player.sink.pictures();
+    EXPECT_LE(std::count_if(pictures.begin(), pictures.end(),
+                            [](const auto& picture) { return picture.timecode.empty(); }),
+              100);
 }
 
 TEST_P(EndlessFilter, DoesNotKeepPauseFromHolding) {
@@ -85,6 +92,34 @@ TEST(LFileAwkward, BehindAGapTheRestPlaysInItsTime) {
     EXPECT_GT(rest, 0.8); // 24 pictures of 40 ms
 }
 
+// ------------------------------------------------------------------------- pictures far apart
+
+TEST(LFileAwkward, PicturesNearlyASecondApartAreWaitedFor) {
+    for (const auto& [clip, rate] : {std::pair{"slow.mkv", "1"}, {"slower.mkv", "1.3"}}) {
+        FilePlayer player(clip);
+        player.file.setProps("rate", rate);
+        const Stopwatch watch;
+        ASSERT_TRUE(player.file.play());
+        ASSERT_TRUE(player.sink.waitForPictures(3));
+        const test::PictureSeen third = player.sink.pictures()[2];
+        EXPECT_GE(watch.at(third.arrived), third.seconds / player.file.rate - 0.01) << clip;
+    }
+}
+
+// It is the time on the clock that counts. A machine that is away for long enough between two of
+// them waits for the rest of the second.
+TEST(LFileAwkward, PicturesMoreThanASecondApartAreNotWaitedFor) {
+    for (const auto& [clip, rate] : {std::pair{"slower.mkv", "1"}, {"slow.mkv", "0.75"}}) {
+        FilePlayer player(clip);
+        player.file.setProps("rate", rate);
+        ASSERT_TRUE(player.file.play());
+        ASSERT_TRUE(player.sink.waitForPictures(11));
+        const auto pictures = player.sink.pictures();
+        const double all = static_cast<double>(pictures[10].arrived - pictures[0].arrived) / 1e9;
+        EXPECT_LT(all, 9.0) << clip; // 12 seconds of clock
+    }
+}
+
 // ------------------------------------------------------------------- jumps and pauses in a row
 
 TEST(LFileAwkward, AJumpBeforeAPauseShowsItsPicture) {
@@ -102,6 +137,22 @@ TEST(LFileAwkward, AJumpBeforeAPauseShowsItsPicture) {
     const std::size_t before = player.sink.pictureCount();
     std::this_thread::sleep_for(300ms);
     EXPECT_EQ(player.sink.pictureCount(), before);
+}
+
+TEST(LFileAwkward, AJumpBeforeAPauseShowsOnePicture) {
+    FilePlayer player("h264_aac.mp4");
+    ASSERT_TRUE(player.file.play());
+    ASSERT_TRUE(player.sink.waitForPictures(3));
+    // A player that is quicker than these two calls plays on in between: then once more.
+    EXPECT_TRUE(waitUntil([&] {
+        const std::size_t flushes = player.sink.flushCount();
+        player.file.setPos(2500.0);
+        player.file.pause();
+        EXPECT_TRUE(waitUntil([&] { return player.sink.flushCount() > flushes; }));
+        EXPECT_TRUE(waitUntil([&] { return !player.sink.picturesSinceFlush().empty(); }));
+        std::this_thread::sleep_for(300ms);
+        return player.sink.picturesSinceFlush().size() == 1;
+    }));
 }
 
 TEST(LFileAwkward, AJumpBeforeAPauseHoldsSoundAloneToo) {

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "support/CapturedStream.h"
+#include "support/DecimalComma.h"
 #include "support/FilePlayer.h"
 #include "support/NoThreads.h"
 #include "support/Raised.h"
@@ -269,6 +270,18 @@ TEST(LFileName, AnImageSequencePlaysAtTheRateOfTheFormat) {
     EXPECT_EQ(player.sink.pictureCount(), 10U);
     EXPECT_EQ(test::irregularity(player.sink.pictures(), 0.08), "");
     EXPECT_EQ(player.file.getFPS(), 12.5);
+}
+
+TEST(LFileName, AnImageSequencePlaysAtItsRateWhereADecimalPointIsAComma) {
+    const test::DecimalComma locale;
+    ASSERT_TRUE(locale.isSet());
+    for (const double fps : {12.5, 29.97}) {
+        FilePlayer player("seq/seq_%04d.png");
+        player.file.setVideoFormat(customVideo(0, 0, fps));
+        ASSERT_TRUE(player.playToEnd()) << fps;
+        EXPECT_EQ(player.sink.pictureCount(), 10U);
+        EXPECT_EQ(test::irregularity(player.sink.pictures(), 1.0 / fps), "");
+    }
 }
 
 TEST(LFileName, AnImageSequenceThatIsNotThereDoesNotOpen) {

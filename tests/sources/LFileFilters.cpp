@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -445,6 +446,17 @@ TEST(LFileFilter, MirrorsThePictureToThePixel) {
     }
 }
 
+TEST(LFileFilter, WithGpuItIsAppliedHereAllTheSame) {
+    LFilter filter(LFilter::Type::video);
+    filter.setProps("crop", "w=100:h=50");
+    FilePlayer player("silent.mp4");
+    player.file.setVideoFilter(&filter);
+    player.file.setProps("gpu", "true");
+    player.file.setProps("rate", "8");
+    ASSERT_TRUE(player.playOut());
+    EXPECT_EQ(player.sink.pictures()[0].width, 100);
+}
+
 TEST(LFileFilter, AnEmptyOneBringsTheAutomaticSize) {
     LFilter filter(LFilter::Type::video);
     FilePlayer player("sar.mp4");
@@ -496,6 +508,23 @@ TEST(LFileFilter, OneThatKeepsPicturesBackGivesThemAllUpAtTheEnd) {
     std::this_thread::sleep_for(100ms);
     EXPECT_EQ(player.sink.pictureCount(), 25U);
     EXPECT_EQ(irregularity(player.sink.pictures(), tick), "");
+}
+
+TEST(LFileFilter, WhatOneStillHoldsAtStopGoesOutAtOnceAndWithoutATimecode) {
+    LFilter filter(LFilter::Type::video);
+    filter.setProps("atadenoise", "s=9"); // looks at four pictures ahead
+    FilePlayer player("h264_aac.mp4");
+    player.file.setVideoFilter(&filter);
+    player.file.setProps("rate", "0.2"); // far from its end
+    ASSERT_TRUE(player.file.play());
+    ASSERT_TRUE(player.sink.waitForPictures(3));
+    player.file.stop();
+    const auto pictures = player.sink.pictures();
+    EXPECT_EQ(irregularity(pictures, tick), "");
+    const auto isHeld = [](const auto& picture) { return picture.timecode.empty(); };
+    const auto firstHeld = std::find_if(pictures.begin(), pictures.end(), isHeld);
+    EXPECT_GE(pictures.end() - firstHeld, 4);
+    EXPECT_TRUE(std::all_of(firstHeld, pictures.end(), isHeld));
 }
 
 TEST(LFileFilter, ABrokenOneIsToldOfOnceAndThePictureIsBackWhenItIsMended) {

@@ -2,7 +2,9 @@
 // the byte as the decoder gave it.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <ostream>
+#include <thread>
 
 #include "support/CapturedStream.h"
 #include "support/FilePlayer.h"
@@ -84,6 +86,36 @@ INSTANTIATE_TEST_SUITE_P(LFileFormats, EachClip,
                                          Clip{"size_change.ts", 320, 180, AV_PIX_FMT_YUV420P, 50},
                                          Clip{"still.png", 160, 90, AV_PIX_FMT_RGB24, 1},
                                          Clip{"seq/seq_%04d.png", 160, 90, AV_PIX_FMT_RGB24, 10}));
+
+// ------------------------------------------------------------------- codecs that nobody knows
+
+TEST(LFileFormats, OfSoundThatNobodyKnowsThePictureIsPlayedAndTheOtherWayRound) {
+    FilePlayer pictures("unknown_sound.mkv");
+    ASSERT_TRUE(pictures.playOut());
+    EXPECT_EQ(pictures.sink.pictureCount(), 25U);
+    EXPECT_EQ(pictures.sink.soundCount(), 0U);
+    FilePlayer sound("unknown_picture.mkv");
+    ASSERT_TRUE(sound.playOut());
+    EXPECT_EQ(sound.sink.pictureCount(), 0U);
+    EXPECT_GT(sound.sink.soundCount(), 0U);
+}
+
+TEST(LFileFormats, AFileOfWhichNothingCanBeDecodedOpensAndHasNothingToShow) {
+    FilePlayer player("unknown.mkv");
+    ASSERT_TRUE(player.file.play());
+    EXPECT_NEAR(player.file.getDurationMs(), 1000.0, 100.0);
+    EXPECT_EQ(player.file.getWidth(), 0);
+    EXPECT_TRUE(player.waitForEnd());
+    player.file.setProps("eof_hold", "true");
+    ASSERT_TRUE(player.file.play());
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(player.status(), 1);
+    player.file.stop();
+    EXPECT_EQ(player.sink.pictureCount(), 0U);
+    EXPECT_EQ(player.sink.soundCount(), 0U);
+}
+
+// ------------------------------------------------------------------------------------- together
 
 TEST(LFileFormats, FlashAndBeepFallTogether) {
     FilePlayer player("flash_beep.mov", 1000);

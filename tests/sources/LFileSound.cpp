@@ -189,6 +189,16 @@ TEST(LFileSound, TheCountChangesWhileItPlays) {
     EXPECT_EQ(hole(player.sink.sounds()), "");
 }
 
+TEST(LFileSound, AGainAndATrackAreStoredAndChangeNothing) {
+    const auto expected = test::decodeAll(mediaPath("mjpeg.avi"), AVMEDIA_TYPE_AUDIO);
+    FilePlayer player("mjpeg.avi", all);
+    player.file.setProps("audio_gain", "50");
+    player.file.setProps("audio_track", "7");
+    ASSERT_TRUE(player.playOut());
+    for (int channel = 0; channel < 2; ++channel)
+        EXPECT_EQ(channelOf(player.sink.keptSounds(), channel), channelOf(expected, channel));
+}
+
 // ------------------------------------------------------------------------------------ resampling
 
 TEST(LFileSound, ARateResamples) {

@@ -226,6 +226,14 @@ TEST_F(LLiveTest, ATimecodeSourceThatIsNoNumberLeavesTheOneThereWas) {
     EXPECT_EQ(sink.pictures()[0].timecode.substr(0, 3), "50:");
 }
 
+TEST_F(LLiveTest, ATimecodeRunsFromOneOClockUnlessToldOtherwise) {
+    live.setProps("timecode", "1");
+    live.setProps("timecodeSource", "2");
+    ASSERT_TRUE(startTest());
+    ASSERT_TRUE(sink.waitForPictures(1));
+    EXPECT_EQ(sink.pictures()[0].timecode.substr(0, 6), "01:00:");
+}
+
 TEST_F(LLiveTest, WithoutAThreadStartIsFalseAndNothingRuns) {
     live.DeviceSet(testDevice);
     {

@@ -150,6 +150,15 @@ INSTANTIATE_TEST_SUITE_P(LReader, NoMedia,
                          testing::Values("missing.mp4", "empty.mp4", "random.mp4", "text.mp4",
                                          "truncated_no_moov.mp4", "seq", "no/such/folder.mp4"));
 
+TEST(LReader, TheLengthOfAFileThatDoesNotOpenIsKnown) {
+    const std::string path = mediaPath("text.mp4");
+    LReader reader;
+    EXPECT_FALSE(reader.open(path));
+    EXPECT_EQ(reader.getFileLen(), static_cast<std::int64_t>(std::filesystem::file_size(path)));
+    reader.close();
+    EXPECT_EQ(reader.getFileLen(), 0);
+}
+
 TEST(LReader, AnEmptyNameDoesNotOpen) {
     LReader reader;
     EXPECT_FALSE(reader.open(""));
@@ -162,6 +171,19 @@ TEST(LReader, DamagedPayloadDoesNotKeepAFileFromOpening) {
         EXPECT_EQ(reader.getWidth(), 320) << clip;
         EXPECT_DOUBLE_EQ(reader.getDurationMs(), 4000.0) << clip;
     }
+}
+
+TEST(LReader, OfCodecsThatNobodyKnowsTheContainersWordIsTold) {
+    const Opened reader("unknown.mkv");
+    EXPECT_EQ(reader.getVideoCodec(), "Unknown");
+    EXPECT_EQ(reader.getAudioCodec(), "Unknown");
+    EXPECT_EQ(reader.getWidth(), 320);
+    EXPECT_EQ(reader.getHeight(), 180);
+    EXPECT_EQ(reader.getAspectRatio(), "16:9");
+    EXPECT_EQ(reader.getAudioChannels(), 2);
+    EXPECT_EQ(reader.getChromaSubsampling(), "Unknown");
+    EXPECT_EQ(reader.getBitDepth(), 8);
+    EXPECT_EQ(reader.getScanType(), "Progressive");
 }
 
 TEST(LReader, APictureOfImpossibleSizeIsToldAsNone) {
@@ -194,6 +216,13 @@ TEST(LReader, AspectRatioCountsThePixelsOwn) {
 TEST(LReader, AspectRatioIsInLowestTerms) {
     EXPECT_EQ(Opened("odd_size.mkv").getAspectRatio(), "107:61");
     EXPECT_EQ(Opened("flash_beep.mov").getAspectRatio(), "16:9");
+}
+
+TEST(LReader, AspectRatioIsRoundedToSmallNumbers) {
+    const Opened reader("odd_shape.png");
+    EXPECT_EQ(reader.getWidth(), 2003);
+    EXPECT_EQ(reader.getHeight(), 1001);
+    EXPECT_EQ(reader.getAspectRatio(), "1023:511");
 }
 
 TEST(LReader, ChromaSubsamplingOfEachKind) {

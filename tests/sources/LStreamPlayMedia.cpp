@@ -167,6 +167,23 @@ TEST(LStreamPlay, ScalingQualityChangesThePictures) {
     EXPECT_NE(printOf(""), bicubic); // never set, it is the fast one
 }
 
+TEST(LStreamPlay, TheScaleTypeIsOnlyStored) {
+    const auto printOf = [](const char* type) {
+        StreamPlayer player(mediaPath("silent.mp4"), 1000);
+        videoFormatProps format{};
+        format.mode = 3;
+        player.stream.setVideoFormat(format);
+        player.stream.setProps("scale_type", type);
+        player.stream.play();
+        EXPECT_TRUE(player.sink.waitForPictures(1));
+        player.stream.stop();
+        return test::fingerprint(*player.sink.keptPictures().front());
+    };
+    const auto letterBox = printOf("letter-box");
+    EXPECT_EQ(printOf("crop"), letterBox);
+    EXPECT_EQ(printOf(""), letterBox);
+}
+
 // ------------------------------------------------------------------------------------ sound
 
 TEST(LStreamPlay, SoundIsStereoOfSixteenBitsAtItsOwnRate) {

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <ctime>
 #include <limits>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "core/Timecode.h"
@@ -197,6 +199,55 @@ TEST_F(LivePicturesTest, AFilterIsAppliedAndTakenOffAgain) {
     setFilter(&filter); // with the text that it had: it works again
     EXPECT_EQ(through(frame.get()).at(0)->data[0][0],
               frame->data[0][(keptHeight - 1) * frame->linesize[0]]);
+}
+
+TEST_F(LivePicturesTest, AFilterIsGivenTheTimeBaseOfThePictureElseThatOfTwentyFive) {
+    LFilter filter(LFilter::Type::video);
+    filter.setProps("hflip", "true");
+    setFilter(&filter);
+    const quol::FramePtr told = uyvy();
+    EXPECT_EQ(through(told.get()).at(0)->time_base.den, 1000000);
+    pictures.reset();
+    const quol::FramePtr untold =
+        test::makePicture(keptWidth, keptHeight, AV_PIX_FMT_YUV420P, 3, {0, 1});
+    const auto out = through(untold.get());
+    ASSERT_EQ(out.size(), 1U);
+    EXPECT_EQ(out[0]->pts, 3);
+    EXPECT_EQ(out[0]->time_base.num, 1);
+    EXPECT_EQ(out[0]->time_base.den, 25);
+}
+
+TEST_F(LivePicturesTest, AFilterIsToldTheShapeOfThePixelsElseThatTheyAreSquare) {
+    LFilter filter(LFilter::Type::video);
+    filter.setProps("scale", "w=iw*2*sar:h=ih");
+    setFilter(&filter);
+    for (const auto& [shape, width] :
+         {std::pair{AVRational{2, 1}, 256}, {AVRational{0, 1}, 128}, {AVRational{-1, 1}, 128}}) {
+        pictures.reset();
+        const quol::FramePtr frame = test::makePicture(64, keptHeight, AV_PIX_FMT_YUV420P, 1);
+        frame->sample_aspect_ratio = shape;
+        EXPECT_EQ(through(frame.get()).at(0)->width, width) << shape.num;
+    }
+}
+
+TEST_F(LivePicturesTest, AFilterThatScalesDoesSoBicubically) {
+    LFilter filter(LFilter::Type::video);
+    setFilter(&filter);
+    const quol::FramePtr frame = test::makePicture(keptWidth, keptHeight, AV_PIX_FMT_YUV420P, 1);
+    const auto lumaBy = [&](const std::string& flags) {
+        filter.setProps("scale", "w=100:h=30" + flags);
+        const auto out = through(frame.get());
+        std::string luma;
+        for (int y = 0; y < out.at(0)->height; ++y) {
+            const std::uint8_t* const row = out[0]->data[0] + y * out[0]->linesize[0];
+            luma.append(row, row + out[0]->width);
+        }
+        return luma;
+    };
+    const std::string luma = lumaBy("");
+    EXPECT_EQ(luma.size(), 3000U);
+    EXPECT_EQ(luma, lumaBy(":flags=bicubic"));
+    EXPECT_NE(luma, lumaBy(":flags=bilinear"));
 }
 
 TEST_F(LivePicturesTest, AFilterNeverWritesIntoThePictureThatCameIn) {

@@ -23,6 +23,10 @@ ChildProcess::~ChildProcess() {
     kill();
 }
 
+void ChildProcess::signal(int number) const {
+    if (pid_ > 0 && !result_) ::kill(pid_, number);
+}
+
 void ChildProcess::kill() {
     if (pid_ <= 0 || result_) return;
     ::kill(pid_, SIGKILL);

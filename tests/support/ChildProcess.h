@@ -18,6 +18,7 @@ public:
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
+    void signal(int number) const;
     // By SIGKILL, and waits for it.
     void kill();
 

@@ -5,8 +5,10 @@
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <utility>
 
 #include "support/CapturedStream.h"
+#include "support/PlainFrames.h"
 
 namespace test {
 
@@ -69,32 +71,75 @@ std::vector<quol::FramePtr> countingPictures(int count, int width, int height) {
     return pictures;
 }
 
-void writeClip(const std::string& path, AVCodecID codec,
-               const std::vector<quol::FramePtr>& pictures, int fps) {
+namespace {
+
+// One of the streams of a file.
+struct ClipTrack {
+    const std::vector<quol::FramePtr>* pictures;
+    int disposition = 0;
+    quol::CodecContextPtr encoder = nullptr;
+    AVStream* stream = nullptr; // owned by the file
+};
+
+void writePictures(AVFormatContext& file, const ClipTrack& track) {
+    const auto write = [&](AVPacket& packet) {
+        packet.duration = 1; // a picture that lasts no time is none
+        av_packet_rescale_ts(&packet, track.encoder->time_base, track.stream->time_base);
+        packet.stream_index = track.stream->index;
+        check(av_interleaved_write_frame(&file, &packet) >= 0, "packet not written");
+    };
+    std::int64_t number = 0;
+    for (const quol::FramePtr& picture : *track.pictures) {
+        picture->pts = number++;
+        encode(*track.encoder, picture.get(), write);
+    }
+    encode(*track.encoder, nullptr, write);
+}
+
+void writeTracks(const std::string& path, AVCodecID codec, std::vector<ClipTrack> tracks, int fps) {
     AVFormatContext* context = nullptr;
     check(avformat_alloc_output_context2(&context, nullptr, nullptr, path.c_str()) >= 0,
           "no such container");
     const quol::OutputFormatPtr file(context);
     const bool globalHeader = (file->oformat->flags & AVFMT_GLOBALHEADER) != 0;
-    const quol::CodecContextPtr encoder = openEncoder(codec, *pictures.at(0), fps, globalHeader);
-    AVStream* const stream = avformat_new_stream(file.get(), nullptr);
-    check(stream != nullptr, "no stream");
-    stream->time_base = encoder->time_base;
-    check(avcodec_parameters_from_context(stream->codecpar, encoder.get()) >= 0, "no parameters");
+    for (ClipTrack& track : tracks) {
+        track.encoder = openEncoder(codec, *track.pictures->at(0), fps, globalHeader);
+        track.stream = avformat_new_stream(file.get(), nullptr);
+        check(track.stream != nullptr, "no stream");
+        track.stream->time_base = track.encoder->time_base;
+        track.stream->disposition = track.disposition;
+        AVCodecParameters* const parameters = track.stream->codecpar;
+        check(avcodec_parameters_from_context(parameters, track.encoder.get()) >= 0,
+              "no parameters");
+    }
     check(avio_open(&file->pb, path.c_str(), AVIO_FLAG_WRITE) >= 0, "file does not open");
     check(avformat_write_header(file.get(), nullptr) >= 0, "no header");
-    const auto write = [&](AVPacket& packet) {
-        packet.duration = 1; // a picture that lasts no time is none
-        av_packet_rescale_ts(&packet, encoder->time_base, stream->time_base);
-        check(av_interleaved_write_frame(file.get(), &packet) >= 0, "packet not written");
-    };
-    std::int64_t number = 0;
-    for (const quol::FramePtr& picture : pictures) {
-        picture->pts = number++;
-        encode(*encoder, picture.get(), write);
-    }
-    encode(*encoder, nullptr, write);
+    for (const ClipTrack& track : tracks)
+        writePictures(*file, track);
     check(av_write_trailer(file.get()) >= 0, "no trailer");
+}
+
+} // namespace
+
+void writeClip(const std::string& path, AVCodecID codec,
+               const std::vector<quol::FramePtr>& pictures, int fps) {
+    std::vector<ClipTrack> tracks;
+    tracks.push_back({&pictures});
+    writeTracks(path, codec, std::move(tracks), fps);
+}
+
+std::string twoStreamClip() {
+    std::vector<quol::FramePtr> first;
+    first.push_back(plainPicture(firstStreamWidth, firstStreamHeight, dark));
+    std::vector<quol::FramePtr> best;
+    for (int i = 0; i < 10; ++i)
+        best.push_back(plainPicture(bestStreamWidth, bestStreamHeight, bright));
+    std::vector<ClipTrack> tracks;
+    tracks.push_back({&first});
+    tracks.push_back({&best, AV_DISPOSITION_DEFAULT});
+    const std::string path = temporaryPath("two streams.mkv");
+    writeTracks(path, AV_CODEC_ID_FFV1, std::move(tracks), 25);
+    return path;
 }
 
 std::string alphaClip(const std::string& name, const std::vector<quol::FramePtr>& pictures) {

@@ -24,6 +24,14 @@ constexpr int alphaOf(int index) {
 void writeClip(const std::string& path, AVCodecID codec,
                const std::vector<quol::FramePtr>& pictures, int fps = 25);
 
+// A file of a test's own with two video streams: the first small, dark and of one picture, the
+// second the larger, bright one that players choose; the path.
+constexpr int firstStreamWidth = 32;
+constexpr int firstStreamHeight = 24;
+constexpr int bestStreamWidth = 64;
+constexpr int bestStreamHeight = 48;
+std::string twoStreamClip();
+
 // A clip of a test's own of these pictures, packed RGBA; the path.
 std::string alphaClip(const std::string& name, const std::vector<quol::FramePtr>& pictures);
 

@@ -1,6 +1,8 @@
 #include "support/ClipReceiver.h"
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 #include "core/Clock.h"
 #include "support/CollectingSink.h"
@@ -75,6 +77,19 @@ bool ClipReceiver::start(const std::string& name) {
 
 bool ClipReceiver::waitFor(int number) const {
     return waitUntil([&] { return sink.latest() >= number; }, std::chrono::seconds(60));
+}
+
+bool ClipReceiver::waitForSound(int number) const {
+    const NumberedClip clip;
+    const std::size_t wanted =
+        static_cast<std::size_t>(number) * static_cast<std::size_t>(NumberedClip::pairsPerPicture);
+    return waitUntil(
+        [&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20)); // looking takes a while
+            const auto pieces = piecesOf(clip, sink.sound());
+            return !pieces.empty() && pieces.back().inClip + pieces.back().pairs >= wanted;
+        },
+        std::chrono::seconds(60));
 }
 
 int ClipReceiver::lost() const {

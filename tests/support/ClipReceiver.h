@@ -62,6 +62,8 @@ public:
     bool start(const std::string& name);
     // Waits for that picture or a later one.
     bool waitFor(int number) const;
+    // Waits until its sound has come up to the beginning of that picture, or what is behind it.
+    bool waitForSound(int number) const;
 
     // Pictures between the first and the last that did not come.
     int lost() const;

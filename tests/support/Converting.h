@@ -37,4 +37,7 @@ constexpr double longestStop = isInstrumented ? 10.0 : 2.0;
 // More input than any test waits for: minutes of work.
 std::vector<std::string> endlessInputs();
 
+// How far a conversion of these has got when that much of them is done.
+double progressAfter(double seconds);
+
 } // namespace test

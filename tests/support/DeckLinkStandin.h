@@ -41,7 +41,8 @@ struct DeckLinkCard {
     std::optional<std::int64_t> outputLines = 3;
     std::optional<bool> formatDetection = true;
     std::vector<DeckLinkMode> modes = deckLinkModes();
-    std::int32_t rowAlignment = 1; // what RowBytesForPixelFormat rounds up to
+    std::int32_t rowAlignment = 1;            // what RowBytesForPixelFormat rounds up to
+    std::optional<std::int32_t> rowBytesTold; // what it says instead
 };
 
 // The machine that reset() makes: "Stand-in Duo" with input and output (SDI, HDMI), and "Stand-in

@@ -62,9 +62,9 @@ NumberedClip::NumberedClip() {
 }
 
 void SoundClock::add(std::size_t firstPair, double seconds) {
-    constexpr std::size_t window = 8; // pictures
     const std::size_t from = static_cast<std::size_t>(number_) * NumberedClip::pairsPerPicture;
-    if (firstPair < from || firstPair >= from + window * NumberedClip::pairsPerPicture) return;
+    if (firstPair < from || firstPair >= from + std::size_t{window} * NumberedClip::pairsPerPicture)
+        return;
     const double start = seconds - static_cast<double>(firstPair) / NumberedClip::soundRate;
     start_ = std::max(start_.value_or(start), start);
 }

@@ -38,6 +38,8 @@ private:
 // the latest block of the next third of a second makes it.
 class SoundClock {
 public:
+    static constexpr int window = 8; // pictures: a third of a second
+
     explicit SoundClock(int number) : number_(number) {}
     // A block that begins with that pair of the clip and came at that time.
     void add(std::size_t firstPair, double seconds);

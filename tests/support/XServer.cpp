@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -50,6 +51,15 @@ void XServer::kill() {
     program_.reset();
 }
 
+namespace {
+
+Pixel pixelOf(std::uint32_t packed) {
+    return {static_cast<int>(packed >> 16 & 0xFF), static_cast<int>(packed >> 8 & 0xFF),
+            static_cast<int>(packed & 0xFF)};
+}
+
+} // namespace
+
 bool isNear(const Pixel& pixel, const Pixel& wanted, int tolerance) {
     return std::abs(pixel.red - wanted.red) <= tolerance &&
            std::abs(pixel.green - wanted.green) <= tolerance &&
@@ -58,17 +68,30 @@ bool isNear(const Pixel& pixel, const Pixel& wanted, int tolerance) {
 
 Pixel Screenshot::at(int x, int y) const {
     const bool inside = x >= 0 && y >= 0 && x < width && y < height && !pixels.empty();
-    return inside ? pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
-                           static_cast<std::size_t>(x)]
+    return inside ? pixelOf(pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+                                   static_cast<std::size_t>(x)])
                   : Pixel{-1, -1, -1};
 }
 
 int Screenshot::count(const Pixel& wanted, int left, int top, int right, int bottom,
                       int tolerance) const {
+    if (pixels.empty()) return 0;
+    const auto near = [tolerance](std::uint32_t level, int wantedLevel) {
+        return std::abs(static_cast<int>(level & 0xFF) - wantedLevel) <= tolerance;
+    };
+    const int first = std::max(left, 0);
+    const int last = std::min(right, width);
     int found = 0;
-    for (int y = std::max(top, 0); y < std::min(bottom, height); ++y)
-        for (int x = std::max(left, 0); x < std::min(right, width); ++x)
-            found += isNear(at(x, y), wanted, tolerance) ? 1 : 0;
+    for (int y = std::max(top, 0); y < std::min(bottom, height); ++y) {
+        const std::uint32_t* const row =
+            pixels.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(width);
+        for (int x = first; x < last; ++x) {
+            const std::uint32_t packed = row[x];
+            const bool isFound = near(packed >> 16, wanted.red) &&
+                                 near(packed >> 8, wanted.green) && near(packed, wanted.blue);
+            found += isFound ? 1 : 0;
+        }
+    }
     return found;
 }
 
@@ -151,13 +174,12 @@ Screenshot takeScreenshot(xcb_connection_t* connection, xcb_window_t window) {
                                           static_cast<std::uint16_t>(shot.height), ~0U),
                             nullptr);
     if (image == nullptr) return shot;
-    const std::uint8_t* data = xcb_get_image_data(image);
-    const int bytes = xcb_get_image_data_length(image);
-    for (int at = 0; at + 3 < bytes; at += 4)
-        shot.pixels.push_back({data[at + 2], data[at + 1], data[at]});
-    std::free(image);
     shot.pixels.resize(static_cast<std::size_t>(shot.width) *
                        static_cast<std::size_t>(shot.height));
+    const auto bytes = static_cast<std::size_t>(xcb_get_image_data_length(image));
+    std::memcpy(shot.pixels.data(), xcb_get_image_data(image),
+                std::min(bytes, shot.pixels.size() * sizeof shot.pixels[0]));
+    std::free(image);
     return shot;
 }
 
@@ -180,9 +202,11 @@ void keepPicture(const Screenshot& screenshot, const std::string& name) {
     if (folder == nullptr) return;
     std::ofstream file(std::string(folder) + "/" + name + ".ppm", std::ios::binary);
     file << "P6\n" << screenshot.width << " " << screenshot.height << "\n255\n";
-    for (const Pixel& pixel : screenshot.pixels)
+    for (const std::uint32_t packed : screenshot.pixels) {
+        const Pixel pixel = pixelOf(packed);
         file << static_cast<char>(pixel.red) << static_cast<char>(pixel.green)
              << static_cast<char>(pixel.blue);
+    }
 }
 
 } // namespace test

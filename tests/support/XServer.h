@@ -43,7 +43,9 @@ bool isNear(const Pixel& pixel, const Pixel& wanted, int tolerance = 3);
 struct Screenshot {
     int width = 0;
     int height = 0;
-    std::vector<Pixel> pixels; // row by row; empty where there was none to be had
+    // 0xRRGGBB each, row by row; empty where there was none to be had. As they come from the
+    // server: a test that waits takes hundreds of screenshots, and reads all of each.
+    std::vector<std::uint32_t> pixels;
 
     Pixel at(int x, int y) const;
     // How many pixels of a rectangle are near a colour.

@@ -80,7 +80,7 @@ public:
         if (made.failure) return *made.failure;
         if (!tightRow(pixelFormat, width, *rowBytes)) return E_INVALIDARG;
         const std::int32_t to = card_->is.rowAlignment;
-        *rowBytes = (*rowBytes + to - 1) / to * to;
+        *rowBytes = card_->is.rowBytesTold.value_or((*rowBytes + to - 1) / to * to);
         return S_OK;
     }
     HRESULT CreateAncillaryData(std::uint32_t /*pixelFormat*/, void** /*ancillary*/) override {
