@@ -26,7 +26,7 @@ demo: deps ## A show of a minute and what came of it (FILE=clip.mov, FILE2=, SHO
 	cmake --build --preset release -j $(JOBS) --target quolsdk show
 	SHOW="$(SHOW)" scripts/demo.sh "$(FILE)" "$(FILE2)"
 
-hosts: deps ## Run the small hosts of examples/ one after the other (FILE=clip.mov)
+hosts: deps ## Run the small hosts in C of examples/ one after the other (FILE=clip.mov)
 	cmake --preset release
 	cmake --build --preset release -j $(JOBS) --target quolsdk examples
 	scripts/hosts.sh $(if $(FILE),"$(FILE)")

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Every small host of examples/, one after the other: each shows one thing.
+# The small hosts in C of examples/, one after the other: each shows one thing.
 #
 #   scripts/hosts.sh [FILE]
 #
@@ -91,6 +91,14 @@ show_lottie() {
     sheet lottie
 }
 
+repeat() {
+    echo "== a host in C: a replay of the last ten seconds at half speed, and exported as they were"
+    rm -f "$out/slow.mp4" "$out/slow.png" "$out/export.mov"
+    "$bin/replay_host" 12 "$out" "$main_clip"
+    sheet slow
+    echo "== and build/demo/export.mov"
+}
+
 # Waits for a program, by its number; where it has failed, what it said.
 finish() {
     local program=$1 log=$2
@@ -147,6 +155,7 @@ title
 switch
 mix_in_a_window
 show_lottie
+repeat
 send_and_receive
 parts=("$out/programme.mp4")
 go_live

@@ -18,7 +18,8 @@ LCharacter LAnimation LOutput LRecorder LStream LFrame LPreview LReplay LConvert
 FAULTS = ["Its source stops", "A sink blocks", "Its file vanishes", "Its server dies",
           "Its device goes", "Memory is refused", "No thread to be had"]
 
-FOLDERS = "api core sources outputs compositing graphics platform qt gtk examples show fuzz".split()
+FOLDERS = """api core sources outputs compositing graphics platform qt gtk examples show judging
+fuzz""".split()
 
 MACRO = re.compile(r"^(?:TYPED_)?TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\s*\)", re.MULTILINE)
 

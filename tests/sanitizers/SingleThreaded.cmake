@@ -10,17 +10,19 @@ set(single_threaded
     compositing/TileGamut compositing/TileInk compositing/TileScaler compositing/TransitionLooks
     compositing/Transitions
     core/AudioMix core/AudioPeak core/AudioQueue core/Color core/MappedPicture core/ModeTables
-    core/PauseTimer core/PictureCheck core/PlainFile core/Props core/Resampler
-    core/ScaledPicture core/ScalingQuality core/SoundBlock core/Timecode core/Utf8
+    core/PauseTimer core/PictureCheck core/PlainFile core/Props core/Protocols
+    core/Resampler core/ScaledPicture core/ScalingQuality core/SoundBlock core/SoundCheck core/Timecode
+    core/Utf8
     graphics/CGPanel graphics/CGProjectRead graphics/CGProjectWrite graphics/CGTags
     graphics/CGText graphics/CrawlInk graphics/DrawnCrawls graphics/DrawnPanels
     graphics/DrawnPictures graphics/DrawnTexts graphics/LCGColor graphics/LottieColor
     graphics/LottieImages graphics/LottiePlayhead graphics/LottieText graphics/PixelRect
     graphics/SceneRenderer graphics/TickerState graphics/VideoConverter
+    judging/Lateness
     outputs/ConvertSound outputs/DiskReserve outputs/OutputFormats outputs/OutputPicture
     outputs/PreviewLook outputs/PreviewMeter outputs/PreviewPacing outputs/PreviewText
     outputs/ReplayFiles outputs/ReplayForm outputs/ReplayIndex outputs/ReplayPacing
     outputs/ReplayView outputs/StreamAddress
     platform/VtpHandshake platform/VtpMessage platform/VtpStubs
-    show/Script show/Timing
+    show/Script
     sources/LiveDrawings sources/StreamPacing sources/StreamPictures sources/StreamSound)
