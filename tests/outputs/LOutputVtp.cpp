@@ -19,6 +19,7 @@
 #include "support/Frames.h"
 #include "support/LinkedMachines.h"
 #include "support/LiveSource.h"
+#include "support/MachineWatch.h"
 #include "support/PlainFrames.h"
 #include "support/RunningOutput.h"
 
@@ -307,28 +308,34 @@ TEST_F(LOutputVtp, OtherMachinesGetItCoded) {
 }
 
 TEST_F(LOutputVtp, LiveSourceGoesThroughInItsOrder) {
-    ASSERT_TRUE(connect(start()));
-    test::LiveSource source;
-    output->setSource(&source);
-    source.start();
-    int pictures = 0;
-    int sounds = 0;
-    std::int64_t latest = 0;
-    vtp_video_frame picture{};
-    vtp_audio_frame sound{};
-    EXPECT_TRUE(waitUntil([&] {
-        while (vtp_receiver_receive_frame(receiver.get(), &picture)) {
-            EXPECT_GT(picture.timestamp, latest);
-            latest = picture.timestamp;
-            ++pictures;
-        }
-        while (vtp_receiver_receive_audio(receiver.get(), &sound))
-            ++sounds;
-        return pictures >= 10 && sounds >= 5;
-    }));
-    EXPECT_EQ(statsOf(*output).framesDropped, 0);
-    output->setSource(nullptr);
-    source.stop();
+    test::measured([this](test::MachineWatch& watch) {
+        watch.begin();
+        ASSERT_TRUE(connect(start()));
+        const int dropped = statsOf(*output).framesDropped; // in all its life
+        test::LiveSource source;
+        output->setSource(&source);
+        source.start();
+        int pictures = 0;
+        int sounds = 0;
+        std::int64_t latest = 0;
+        vtp_video_frame picture{};
+        vtp_audio_frame sound{};
+        EXPECT_TRUE(waitUntil([&] {
+            while (vtp_receiver_receive_frame(receiver.get(), &picture)) {
+                EXPECT_GT(picture.timestamp, latest);
+                latest = picture.timestamp;
+                ++pictures;
+            }
+            while (vtp_receiver_receive_audio(receiver.get(), &sound))
+                ++sounds;
+            return pictures >= 10 && sounds >= 5;
+        }));
+        EXPECT_EQ(statsOf(*output).framesDropped, dropped);
+        output->setSource(nullptr);
+        source.stop();
+        output->setEnabled(false);
+        EXPECT_TRUE(waitForLoss());
+    });
 }
 
 TEST_F(LOutputVtp, DestroyedWhileASourcePushesAndAReceiverTakes) {

@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <ctime>
 #include <functional>
 #include <thread>
 
@@ -13,6 +12,7 @@
 #include "support/LiveSource.h"
 #include "support/RecordedFile.h"
 #include "support/Recording.h"
+#include "support/WallClock.h"
 
 namespace {
 
@@ -115,12 +115,8 @@ TEST(LRecorderTimecode, SourceGivesItsOwn) {
 testing::AssertionResult isNow(const std::string& text) {
     const auto timecode = quol::parseTimecode(text);
     if (!timecode) return testing::AssertionFailure() << text << " is no time code";
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    const int seconds = (local.tm_hour * 60 + local.tm_min) * 60 + local.tm_sec;
     const int said = (timecode->hours * 60 + timecode->minutes) * 60 + timecode->seconds;
-    const int apart = ((seconds - said) % 86400 + 86400) % 86400;
+    const int apart = ((test::secondOfDay() - said) % 86400 + 86400) % 86400;
     if (apart <= 60) return testing::AssertionSuccess();
     return testing::AssertionFailure() << text << " is " << apart << " s ago";
 }

@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <cmath>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -22,10 +21,12 @@
 #include "support/NoThreads.h"
 #include "support/PlainFrames.h"
 #include "support/Replays.h"
+#include "support/WallClock.h"
 
 namespace {
 
 using test::ReplayStation;
+using test::secondOfDay;
 using testing::ElementsAre;
 
 std::uintmax_t sizeOf(const std::string& path) {
@@ -574,21 +575,14 @@ int secondsOf(const std::string& timecode) {
     return hours * 3600 + minutes * 60 + seconds;
 }
 
-int localSeconds() {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    return local.tm_hour * 3600 + local.tm_min * 60 + local.tm_sec;
-}
-
 TEST(LReplayTimecode, OfTheClockIsTheLocalTimeAndCountsOnWithinAHole) {
     ReplayStation station;
     station.replay.setProps("timecodeSource", "0");
-    const int before = localSeconds();
+    const int before = secondOfDay();
     ASSERT_TRUE(station.replay.startRecording());
     station.push(0, {1, 50});
     station.push(100, {1, 50});
-    const int after = localSeconds();
+    const int after = secondOfDay();
     const int first = secondsOf(station.shown(0)->timecode);
     if (before <= after) { // not around midnight
         EXPECT_GE(first, before);
@@ -602,9 +596,9 @@ TEST(LReplayTimecode, OfTheClockIsTheLocalTimeAndCountsOnWithinAHole) {
 TEST(LReplayTimecode, OtherSourcesStartAtTheLocalTime) {
     ReplayStation station;
     station.replay.setProps("timecodeSource", "7");
-    const int before = localSeconds();
+    const int before = secondOfDay();
     ASSERT_TRUE(station.replay.startRecording());
-    const int after = localSeconds();
+    const int after = secondOfDay();
     station.record(1);
     const std::string timecode = station.shown(0)->timecode;
     EXPECT_EQ(timecode.substr(8), ":00");

@@ -190,7 +190,7 @@ TEST_F(LStreamServer, KilledServerEndsTheSendingButNotTheCopy) {
 TEST_F(LStreamServer, StopAndStartBeginAgainWhenTheServerIsBack) {
     for (int round = 0; round < 2; ++round) {
         ASSERT_TRUE(stream.Start()) << server->log();
-        ASSERT_TRUE(test::waitForSent(stream, 10));
+        ASSERT_TRUE(test::waitForSent(stream, 30));
         server->kill();
         ASSERT_TRUE(test::waitForStandstill(stream));
         EXPECT_LT(stopSeconds(stream), stopLimit);
@@ -200,7 +200,7 @@ TEST_F(LStreamServer, StopAndStartBeginAgainWhenTheServerIsBack) {
         ASSERT_TRUE(server->start()) << server->log();
     }
     ASSERT_TRUE(stream.Start()) << server->log();
-    EXPECT_LE(statsOf(stream).framesSent, 5); // counts anew
+    EXPECT_LT(statsOf(stream).framesSent, 20); // counts anew
     EXPECT_TRUE(test::waitForSent(stream, 10));
 }
 

@@ -9,6 +9,7 @@
 
 #include "support/CapturedStream.h"
 #include "support/FilePlayer.h"
+#include "support/WallClock.h"
 
 namespace {
 
@@ -530,14 +531,14 @@ TEST(LFileTimecode, NoStampRepeatsOrIsLeftOutAtABrokenRate) {
 TEST(LFileTimecode, SourceZeroStampsTheTimeOfDay) {
     FilePlayer player("h264_aac.mp4");
     player.file.setProps("timecodeSource", "0");
-    const std::time_t before = std::time(nullptr);
+    const std::time_t before = test::wallSecond();
     ASSERT_TRUE(player.file.play());
     ASSERT_TRUE(player.sink.waitForPictures(10));
-    const std::time_t after = std::time(nullptr);
+    const std::time_t after = test::wallSecond();
     player.file.stop();
     for (const PictureSeen& picture : player.sink.pictures()) {
         bool inside = false;
-        for (std::time_t second = before - 1; second <= after + 1 && !inside; ++second) {
+        for (std::time_t second = before; second <= after && !inside; ++second) {
             std::tm local{};
             localtime_r(&second, &local);
             char text[16];
