@@ -124,18 +124,23 @@ constexpr std::uint8_t defaultQuality = 50;
 // is found below this one, so loadImage is asked.
 constexpr std::string_view noFolder = "/dev/null";
 
-// The path of an image, relative to `folder` or absolute, as the engine asks for it.
-std::string imagePath(const std::string& folder, std::string_view asked) {
+// The bytes of an image that the engine asks for: absolute, or relative to `folder`. Where a
+// template was loaded by a relative path, its own asset folders have that folder before them
+// already.
+std::optional<std::string> readImage(const std::string& folder, std::string_view asked) {
     if (asked.substr(0, noFolder.size()) == noFolder) asked.remove_prefix(noFolder.size() + 1);
-    if (!asked.empty() && asked.front() == '/') return std::string(asked);
-    return folder + std::string(asked);
+    const std::string path(asked);
+    if (path.starts_with('/')) return readPlainFile(path);
+    std::optional<std::string> bytes = readPlainFile(folder + path);
+    if (!bytes && path.starts_with(folder)) bytes = readPlainFile(path);
+    return bytes;
 }
 
 // Called by the engine, on a thread of its own too.
 bool loadImage(tvg::Paint* paint, const char* asked, const std::string& folder) noexcept {
     if (paint == nullptr || asked == nullptr || paint->type() != tvg::Type::Picture) return false;
     try {
-        const std::optional<std::string> bytes = readPlainFile(imagePath(folder, asked));
+        const std::optional<std::string> bytes = readImage(folder, asked);
         return bytes && bytes->size() <= std::numeric_limits<std::uint32_t>::max() &&
                succeeded(static_cast<tvg::Picture*>(paint)->load(
                    bytes->data(), static_cast<std::uint32_t>(bytes->size()), "", nullptr, true));

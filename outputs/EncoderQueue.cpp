@@ -13,11 +13,13 @@ constexpr auto longestWait = std::chrono::milliseconds(10);
 
 } // namespace
 
-void EncoderQueue::push(const AVFrame& frame, std::int64_t elapsed) {
+void EncoderQueue::push(const AVFrame& frame, std::int64_t elapsed,
+                        const std::atomic<bool>& refusing) {
     QueuedPicture picture{cloneFrame(&frame), elapsed};
     if (!picture.frame) return countLost();
     {
         const std::lock_guard lock(mutex_);
+        if (refusing) return;
         if (queue_.size() >= limit_) {
             ++dropped_;
             return;

@@ -24,8 +24,9 @@ class EncoderQueue {
 public:
     explicit EncoderQueue(std::size_t limit) : limit_(limit) {}
 
-    // Keeps a reference to the picture.
-    void push(const AVFrame& frame, std::int64_t elapsed);
+    // Keeps a reference to the picture, but not while `refusing`: whoever sets that and then clears
+    // leaves nothing behind, whatever is on its way here.
+    void push(const AVFrame& frame, std::int64_t elapsed, const std::atomic<bool>& refusing);
 
     // The oldest picture. Waits a little for one while `running`; false without one.
     bool take(QueuedPicture& picture, const std::atomic<bool>& running);

@@ -39,10 +39,10 @@ void EncoderSound::close() {
     track_.reset();
 }
 
-void EncoderSound::push(const AVFrame& frame, double time) {
+void EncoderSound::push(const AVFrame& frame, double time, const std::atomic<bool>& refusing) {
     if (!isReadableSound(frame)) return;
     const std::lock_guard lock(mutex_);
-    if (!track_) return;
+    if (!track_ || refusing) return;
     hadMemory([&] {
         auto samples = resampler_.stereoS16(frame, rate_);
         if (samples) track_->push({frameTime(frame).value_or(time), std::move(*samples)});

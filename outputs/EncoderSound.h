@@ -1,6 +1,7 @@
 // Sound on its way from a source's thread to the encoder of a session.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -27,7 +28,8 @@ public:
 
     // Queues the sound as 16-bit stereo, with `time` where it has none of its own. The conversion
     // is made for the first block and never rebuilt: sound of another format or layout is dropped.
-    void push(const AVFrame& frame, double time);
+    // So is all while `refusing`, which is asked as by EncoderQueue.
+    void push(const AVFrame& frame, double time, const std::atomic<bool>& refusing);
     // Drops the sound that waits.
     void clear();
 

@@ -220,12 +220,12 @@ std::int64_t LRecorder::elapsedNow() {
 
 void LRecorder::pushVideoFrame(AVFrame* frame) {
     if (frame == nullptr || !recording || paused) return;
-    queue->push(*frame, elapsedNow());
+    queue->push(*frame, elapsedNow(), paused);
 }
 
 void LRecorder::pushAudioFrame(AVFrame* frame) {
     if (frame == nullptr || frame->nb_samples < 1 || !recording || paused) return;
-    sound->push(*frame, static_cast<double>(elapsedNow()) / 1e6);
+    sound->push(*frame, static_cast<double>(elapsedNow()) / 1e6, paused);
 }
 
 void LRecorder::flush() {

@@ -57,10 +57,13 @@ void LReplay::flush() {}
 void LReplay::setPaused(bool /*paused*/) {}
 
 void LReplay::pushVideoFrame(AVFrame* frame) {
-    if (!recording || frame == nullptr || !quol::isReadablePicture(*frame)) return;
+    if (!recording || frame == nullptr) return;
+    // A picture in a host's own memory is copied into memory like that of all others.
+    const quol::FramePtr picture = quol::cloneFrame(frame);
+    if (!picture || !quol::isReadablePicture(*picture)) return;
     try {
         const std::lock_guard lock(captureMutex);
-        storePicture(*frame);
+        storePicture(*picture);
     } catch (const std::bad_alloc&) {
         // One picture less; the source knows nothing of this object's memory.
     }

@@ -214,10 +214,10 @@ std::int64_t LStream::elapsedNow() const {
 
 void LStream::pushVideoFrame(AVFrame* frame) {
     if (frame == nullptr || !running || paused) return;
-    queue->push(*frame, elapsedNow());
+    queue->push(*frame, elapsedNow(), paused);
 }
 
 void LStream::pushAudioFrame(AVFrame* frame) {
     if (frame == nullptr || frame->nb_samples < 1 || !running || paused) return;
-    sound->push(*frame, static_cast<double>(elapsedNow()) / 1e6);
+    sound->push(*frame, static_cast<double>(elapsedNow()) / 1e6, paused);
 }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "core/Log.h"
+#include "core/Props.h"
 #include "outputs/LPreviewWin32Impl.h"
 #include "platform/RuntimeLibrary.h"
 
@@ -73,6 +74,8 @@ void LoaderPreviewImpl::handOn() {
 void LoaderPreviewImpl::setProps(const std::string& key, const std::string& value) {
     const std::lock_guard lock(mutex_);
     props_[key] = value;
+    if (key == "audio" || key == "audio_enabled") audio_ = quol::parseBool(value);
+    if (key == "mute") audio_ = !quol::parseBool(value);
     if (real_) real_->setProps(key, value);
 }
 

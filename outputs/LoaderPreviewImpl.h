@@ -38,7 +38,7 @@ private:
     std::unique_ptr<LPreview::Impl> real_;
     bool enabled_ = false; // previewEnable was called
     void* window_ = nullptr;
-    bool audio_ = false;
+    bool audio_ = false; // as was asked for last, by whatever call or key
     bool video_ = false;
     LObject* object_ = nullptr; // not owned
     std::string name_;

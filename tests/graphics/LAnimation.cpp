@@ -313,6 +313,42 @@ TEST_F(LAnimationLoad, ImagesAreLookedForBesideTheTemplate) {
     EXPECT_EQ(middleOf(stepped.step()), pixelOf(0, 0, 255));
 }
 
+// Where the program runs may be anywhere beside it, and changes load it anew.
+TEST_F(LAnimationLoad, ImagesOfATemplateWithARelativePathStayThroughChanges) {
+    writeFile("beside/inner/x", "");
+    ASSERT_TRUE(writePng(temporaryPath("beside/inner/blue.png"), 0, 0, 255));
+    std::string json = imageTemplate("Logo", "image_0", "inner/", "blue.png");
+    const std::string layers = R"("layers":[)";
+    json.insert(json.find(layers) + layers.size(),
+                aeLayer("box", plainFill(red), {0, 0, 8, 8}) + ',');
+    const std::filesystem::path file(writeFile("beside/image.json", json));
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(file.parent_path().parent_path());
+    SteppedAnimation stepped;
+    EXPECT_TRUE(stepped.animation.loadTemplate(1, "beside/image.json"));
+    EXPECT_EQ(middleOf(stepped.picture()), pixelOf(0, 0, 255));
+    EXPECT_EQ(told([&] { stepped.animation.updateColor(1, "box", "#00FF00"); }),
+              "LAnimation: Katman 1 rengi guncellendi: box (AE Style) -> #00FF00 (Bellekten)\n");
+    EXPECT_EQ(middleOf(stepped.step()), pixelOf(0, 0, 255));
+    std::filesystem::current_path(before);
+}
+
+// ---------------------------------------------------------------------------------------- fonts
+
+// The letter is of one family and the text asks for another, written so that it stays as it is.
+TEST_F(LAnimationLoad, LettersOfEveryFamilyAreThoseOfOne) {
+    const auto lettersSeen = [](const std::string& asked) {
+        std::string json = textTemplate("Name", "B");
+        const std::string own = R"("fFamily":"Any Family")";
+        json.replace(json.find(own), own.size(), R"("fFamily": ")" + asked + '"');
+        SteppedAnimation stepped;
+        EXPECT_TRUE(stepped.load(1, json));
+        return test::alphaAt(stepped.picture(), 30, 24) > 200;
+    };
+    EXPECT_TRUE(lettersSeen("DejaVu Sans"));
+    EXPECT_FALSE(lettersSeen("Any Family"));
+}
+
 // -------------------------------------------------------------------------------------- colours
 
 class LAnimationColor : public LAnimationTest {

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <filesystem>
@@ -606,6 +607,23 @@ TEST(LReplayTimecode, OtherSourcesStartAtTheLocalTime) {
         EXPECT_GE(secondsOf(timecode), before);
         EXPECT_LE(secondsOf(timecode), after);
     }
+}
+
+TEST(LReplayPictures, InAHostsOwnMemoryAreStoredToo) {
+    ReplayStation station;
+    ASSERT_TRUE(station.replay.startRecording());
+    const auto picture = test::makePicture(64, 36, AV_PIX_FMT_YUV420P, 0, {1, 50}, 90);
+    const quol::FramePtr own = quol::makeFrame();
+    own->width = picture->width;
+    own->height = picture->height;
+    own->format = picture->format;
+    own->pts = 0;
+    own->time_base = {1, 50};
+    std::copy_n(picture->data, 3, own->data);
+    std::copy_n(picture->linesize, 3, own->linesize);
+    station.replay.pushVideoFrame(own.get());
+    EXPECT_EQ(station.replay.getTotalFrames(), 1);
+    ASSERT_TRUE(station.shown(0));
 }
 
 // ------------------------------------------------------------------ start, stop and clear

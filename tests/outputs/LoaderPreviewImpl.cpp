@@ -104,6 +104,20 @@ TEST_F(LoaderPreview, TheSoundIsWhatWasAskedForLast) {
     EXPECT_EQ(calls, (Calls{"end", "name ", "audio on", "enable 77 audio video"}));
 }
 
+TEST_F(LoaderPreview, TheSoundIsWhatAKeyAskedForLast) {
+    loader.previewEnable(window, true, true);
+    loader.setProps("mute", "true");
+    choose();
+    EXPECT_EQ(calls, (Calls{"name ", "audio off", "mute=true", "enable 77 video"}));
+    for (const char* key : {"audio", "audio_enabled"}) {
+        loader.mute(true);
+        loader.setProps(key, "true");
+        calls.clear();
+        choose();
+        EXPECT_EQ(calls.back(), "enable 77 audio video") << key;
+    }
+}
+
 TEST_F(LoaderPreview, FromThenOnEveryCallIsForwarded) {
     choose();
     calls.clear();

@@ -112,11 +112,12 @@ TEST_F(OutputMemory, APushThatAnEncoderHasNoneForIsCounted) {
     test::refusesFFmpeg = true;
     const quol::FramePtr picture = test::makePicture(64, 48, AV_PIX_FMT_YUV420P);
     quol::EncoderQueue queue(1000);
+    const std::atomic<bool> never{false};
     int pushed = 0;
     int refused = 0;
     for (; pushed < 200; ++pushed) {
         test::failAfter = pushed % 8;
-        queue.push(*picture, pushed);
+        queue.push(*picture, pushed, never);
         if (test::failAfter < 0) ++refused;
         test::failAfter = -1;
     }
@@ -124,9 +125,8 @@ TEST_F(OutputMemory, APushThatAnEncoderHasNoneForIsCounted) {
     EXPECT_EQ(queue.dropped(), refused);
     EXPECT_EQ(queue.size() + static_cast<std::size_t>(queue.dropped()), 200U);
     quol::QueuedPicture taken;
-    const std::atomic<bool> running{false};
     std::int64_t last = -1;
-    while (queue.take(taken, running)) {
+    while (queue.take(taken, never)) {
         EXPECT_GT(taken.elapsed, last);
         last = taken.elapsed;
         EXPECT_TRUE(taken.frame);
