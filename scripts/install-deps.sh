@@ -28,8 +28,9 @@ packages=(
     luajit
     # the Python module, built where these are there, and its tests
     python3-dev pybind11-dev python3-numpy python3-pytest
-    # fuzz targets: the compiler that has them, and its run-time library
-    clang libclang-rt-dev
+    # fuzz targets and sanitizers: the compiler that has them, its run-time library, and what finds
+    # the names of functions, by which leaks of other libraries are told from ours
+    clang libclang-rt-dev llvm
     # Debian packages, and what reads their manual pages
     dpkg-dev file man-db
     # style, static analysis, reference manual
