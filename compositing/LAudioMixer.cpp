@@ -89,7 +89,12 @@ void LAudioMixer::addChannel(const std::string& name, LObject* source) {
         sink = &channel->sink;
         channels[name] = std::move(channel);
     }
-    source->addSink(sink);
+    try {
+        source->addSink(sink);
+    } catch (...) { // it never had one, and the channel would leave it later
+        takeChannel(name);
+        throw;
+    }
 }
 
 void LAudioMixer::removeChannel(const std::string& name) {

@@ -99,12 +99,14 @@ void LSwitcher::applySource(bool toProgram, LObject* source) {
         source->addSink(sink);
     } catch (...) { // it never had one, so that it can be asked for again
         std::unique_ptr<SwitcherSink> gone;
-        const std::lock_guard lock(*sceneMutex);
+        std::unique_lock lock(*sceneMutex);
         for (auto& layer : scene->layers) {
             if (layer->sink.get() != sink) continue;
             gone = std::move(layer->sink);
             layer->source = nullptr;
         }
+        lock.unlock();
+        preview.followSource(false); // it may be the one before, which nobody here keeps from going
         throw;
     }
 }
@@ -190,6 +192,7 @@ void LSwitcher::setTransitionType(const std::string& type, const std::string& pa
     scene->transitionType = type;
     scene->transitionParameter = parameter;
     if (type == "dip") scene->dipColor = quol::dipColorOf(parameter);
+    scene->updateVolumes(); // a stinger's sound changes at once, that of the others bit by bit
 }
 
 void LSwitcher::setTransition(float position) {
@@ -247,7 +250,14 @@ void LSwitcher::setExtAudioObject(LObject* source) {
         sink = scene->externalSink.get();
     }
     if (before != nullptr) before->removeSink(sink);
-    if (source != nullptr) source->addSink(sink);
+    if (source == nullptr) return;
+    try {
+        source->addSink(sink);
+    } catch (...) { // it never had one
+        const std::lock_guard lock(*sceneMutex);
+        scene->externalSource = nullptr;
+        throw;
+    }
 }
 
 void LSwitcher::flushExtAudio() {

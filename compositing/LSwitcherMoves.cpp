@@ -71,19 +71,20 @@ AutoSteps planSteps(const quol::SwitcherScene& scene, double durationMs) {
 // The steps have their times from the start on, so that a busy machine does not stretch it.
 void LSwitcher::runAutoTransition(double durationMs) {
     AutoSteps steps;
+    bool isJump = false;
     {
         const std::lock_guard lock(*sceneMutex);
         if (scene->transitionType == "cut") scene->transitionType = "fade";
         if (scene->transitionType == "stinger") {
             if (startStinger()) return;
-            scene->setPosition(scene->programIndex() == 0 ? 1.0F : 0.0F);
-            steps.count = 0;
+            isJump = true;
         } else {
             steps = planSteps(*scene, durationMs);
         }
     }
-    if (steps.count == 0) {
-        changeScene([](quol::SwitcherScene&) {});
+    if (isJump) {
+        changeScene(
+            [](quol::SwitcherScene& s) { s.setPosition(s.programIndex() == 0 ? 1.0F : 0.0F); });
         quol::logOut("LSwitcher: Stinger not loaded, falling back to Cut.");
         return;
     }

@@ -64,7 +64,8 @@ std::string audioChainText(const AudioChain& chain) {
     }
     if (chain.format.sampleRate > 0) {
         text = text == "anull" ? std::string{} : text + ',';
-        text += "aresample=sample_rate=" + std::to_string(chain.format.sampleRate);
+        text += "aresample=sample_rate=" +
+                std::to_string(std::min(chain.format.sampleRate, maxSampleRate));
     }
     if (chain.hasFilter) text += ',' + chain.filter;
     return text;

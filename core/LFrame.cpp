@@ -6,6 +6,7 @@
 #include "core/Handles.h"
 #include "core/Resampler.h"
 #include "core/Scaler.h"
+#include "core/SoundCheck.h"
 #include "quolsdk/LObject.h"
 
 namespace {
@@ -36,8 +37,10 @@ LFrame::~LFrame() {
 void LFrame::readerObject(LObject* newSource) {
     const std::lock_guard lock(sourceMutex);
     if (source != nullptr) source->removeSink(this);
+    source = nullptr;
+    if (newSource != nullptr)
+        newSource->addSink(this); // without memory it raises, and none is kept
     source = newSource;
-    if (source != nullptr) source->addSink(this);
 }
 
 LFrame::Video LFrame::getVideo() const {
@@ -60,13 +63,13 @@ void LFrame::pushVideoFrame(AVFrame* frame) {
     const auto row = static_cast<std::size_t>(frame->width) * 4;
     const auto paddedRow = static_cast<std::size_t>(paddedWidth) * 4;
     const auto rows = static_cast<std::size_t>(frame->height);
-    // Where the rows are whole groups already they are written in place.
-    std::vector<std::uint8_t>& target = row == paddedRow ? video.rgba : padded;
-    target.resize(paddedRow * rows);
-    std::uint8_t* const planes[4] = {target.data(), nullptr, nullptr, nullptr};
+    padded.resize(paddedRow * rows);
+    std::uint8_t* const planes[4] = {padded.data(), nullptr, nullptr, nullptr};
     const int strides[4] = {paddedWidth * 4, 0, 0, 0};
     if (!scaler->run(*frame, planes, strides)) return;
-    if (row != paddedRow) {
+    if (row == paddedRow) {
+        padded.swap(video.rgba); // the rows are whole groups already
+    } else {
         video.rgba.resize(row * rows);
         for (std::size_t y = 0; y < rows; ++y) {
             std::memcpy(&video.rgba[y * row], &padded[y * paddedRow], row);
@@ -80,7 +83,7 @@ void LFrame::pushVideoFrame(AVFrame* frame) {
 }
 
 void LFrame::pushAudioFrame(AVFrame* frame) {
-    if (frame == nullptr) return;
+    if (frame == nullptr || !quol::isReadableSound(*frame)) return;
     const std::lock_guard lock(mutex);
     if (!resampler->prepare(*frame, {2, AV_SAMPLE_FMT_S16, frame->sample_rate})) return;
     constexpr int room = audioBufferBytes / bytesPerPair;

@@ -78,6 +78,7 @@ void LFile::pause(double delayMs) {
     const std::lock_guard turn(pauseMutex);
     {
         const std::lock_guard lock(clockMutex);
+        resumeDue = false;
         const std::int64_t now = quol::steadyNow();
         if (!paused) pauseTimer->begin(now);
         paused = true;
@@ -102,8 +103,9 @@ void LFile::resumeClock() {
     pauseTimer->cancel();
 }
 
-// For the worker.
-void LFile::endTimedPause() {
+// For the worker: ends a timed pause, and one that a jump from inside a push has ended.
+void LFile::endPause() {
+    if (resumeDue.exchange(false)) resume();
     const std::lock_guard turn(pauseMutex);
     {
         const std::lock_guard lock(clockMutex);
@@ -117,10 +119,15 @@ void LFile::setPos(double ms) {
     {
         const std::lock_guard lock(clockMutex);
         seekTargetMs = ms;
+        seekIsOfLoop = false;
         seekPending = true;
     }
     eofReached = false;
-    if (paused) resume();
+    // Inside a push a host's pause may be waiting for the push to end.
+    if (paused && isWorker())
+        resumeDue = true;
+    else if (paused)
+        resume();
     clearFrameQueue();
 }
 
@@ -131,6 +138,7 @@ void LFile::loopTo(double ms) {
         const std::lock_guard lock(clockMutex);
         if (seekPending || paused || !playing) return;
         seekTargetMs = ms;
+        seekIsOfLoop = true;
         seekPending = true;
     }
     eofReached = false;
@@ -177,6 +185,11 @@ void LFile::stopLocked() {
     }
     flushSinks();
     if (thread.joinable()) thread.join();
+    resumeDue = false;
+    {
+        const std::lock_guard lock(clockMutex);
+        if (seekIsOfLoop) seekPending = false;
+    }
     clearFrameQueue();
     flushSinks();
     closeFile();

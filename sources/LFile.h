@@ -47,8 +47,9 @@ class Sleeper;
 /// Sound goes out while the rate is within 0.01 of 1.0 and is dropped at any other.
 ///
 /// Threads: any operation from any thread. From inside a push of this source none of `play`,
-/// `ready`, `pause`, `resume`, `stop`, `fileNameSet` and the destructor, nor `setPos` while it is
-/// paused. `play`, `ready`, `stop`, `fileNameSet` and the destructor wait for each other.
+/// `ready`, `pause`, `resume`, `stop`, `fileNameSet` and the destructor; a `setPos` from there ends
+/// a pause when the push is over. `play`, `ready`, `stop`, `fileNameSet` and the destructor wait
+/// for each other.
 class QUOLSDK_API LFile : public LObject {
 public:
     LFile();
@@ -151,7 +152,8 @@ private:
     };
 
     void decodeLoopInternal(bool scrub);
-    void endTimedPause();
+    bool isWorker() const;
+    void endPause();
     void loopTo(double ms);
     void resumeClock();
     bool playLocked();
@@ -188,16 +190,18 @@ private:
     /// a timed one: whoever changes it last tells them last. Behind `controlMutex`, before the
     /// others.
     std::mutex pauseMutex;
-    std::mutex clockMutex;       ///< guards the next three: hosts and worker
+    std::mutex clockMutex;       ///< guards the next four: hosts and worker
     std::int64_t clockStart = 0; ///< steady nanoseconds at which position 0 would have played
     const std::unique_ptr<quol::PauseTimer> pauseTimer;
     double seekTargetMs = -1.0;
+    bool seekIsOfLoop = false; ///< the pending jump is the worker's own: it ends with its file
 
     // Flags and numbers: hosts write, the worker reads, and the other way round where it says so.
     std::atomic<bool> playing{false}; ///< cleared by the worker too: end of file, out point
     std::atomic<bool> paused{false};
     std::atomic<int> stopsWaiting{0};     ///< calls of stop that have not got `controlMutex` yet
     std::atomic<bool> seekPending{false}; ///< cleared by the worker
+    std::atomic<bool> resumeDue{false};   ///< set inside a push, for the worker behind it
     std::atomic<bool> eofReached{false};  ///< set by the worker
     std::atomic<std::int32_t> currentFrame{0}; ///< written by the worker
     std::atomic<bool> loop{false};

@@ -28,9 +28,16 @@ double bounded(double seconds) {
     return std::isfinite(seconds) ? std::clamp(seconds, -longestSeconds, longestSeconds) : 0.0;
 }
 
+thread_local const LFile* workedFor = nullptr; // the player whose worker this thread is
+
 } // namespace
 
+bool LFile::isWorker() const {
+    return workedFor == this;
+}
+
 void LFile::decodeLoopInternal(bool scrub) {
+    workedFor = this;
     if (!quol::hadMemory([&] { DecodeLoop(*this, scrub).run(); })) playing = false;
 }
 
@@ -99,7 +106,7 @@ void LFile::DecodeLoop::step() {
 
 // True while the player is paused; ends a timed pause.
 bool LFile::DecodeLoop::idle() {
-    file.endTimedPause();
+    file.endPause();
     if (!file.paused) return false;
     // Also a jump that was just made, when the pause came before its picture.
     scrub = scrub || file.seekPending || firstSinceSeek;
@@ -133,7 +140,6 @@ void LFile::DecodeLoop::seek() {
     if (media.audioCodecContext) avcodec_flush_buffers(media.audioCodecContext.get());
     videoGraph.reset();
     audioGraph.reset();
-    audioChainTried = false;
     heldSound.clear();
     nextVideoPts = AV_NOPTS_VALUE;
     nextAudioPts = AV_NOPTS_VALUE;
@@ -144,6 +150,8 @@ void LFile::DecodeLoop::seek() {
     drained = false;
     seekUntold = true;
     firstSinceSeek = true;
+    pacedSound.reset();
+    soundJumped = false;
     file.flushSinks();
     anchor(std::max(seconds, mediaStart));
     anchorPending = true;
@@ -326,7 +334,12 @@ void LFile::DecodeLoop::paceSound(double seconds) {
         pace(seconds);
         scrub = false;
         firstSinceSeek = false;
-    } else if (!anchorPending && !scrub && seconds - lead > mediaTime()) {
-        pace(seconds - lead);
+        return;
     }
+    // Behind a gap, and after a change of rate, the next picture sets the clock anew.
+    constexpr double gap = 1.0; // seconds
+    if (pacedSound && std::fabs(seconds - *pacedSound) > gap) soundJumped = true;
+    pacedSound = seconds;
+    if (anchorPending || scrub || soundJumped || file.rateChanged) return;
+    if (seconds - lead > mediaTime()) pace(seconds - lead);
 }

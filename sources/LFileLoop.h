@@ -96,8 +96,10 @@ private:
     bool anchorPending = true;   // the first frame after a start or seek may set the clock back
     double mediaEnd = 0.0;       // seconds: where the latest frame ends
     bool firstSinceSeek = false; // no frame has gone out since a seek
-    bool seekUntold = false;     // a seek has been made and nothing has come of it yet
-    bool drained = false;        // the decoders have given their last frames
+    std::optional<double> pacedSound; // seconds: the latest block that may be held back
+    bool soundJumped = false;         // to behind a gap where no picture has gone out yet
+    bool seekUntold = false;          // a seek has been made and nothing has come of it yet
+    bool drained = false;             // the decoders have given their last frames
     // Sound that waits for the pictures beside it to come out of their decoder.
     struct HeldSound {
         quol::PacketPtr packet;

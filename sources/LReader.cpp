@@ -113,7 +113,9 @@ std::string LReader::getAspectRatio() const {
     if (stream == nullptr) return notApplicable;
     std::int64_t wide = stream->codecpar->width;
     std::int64_t high = stream->codecpar->height;
-    const AVRational pixel = stream->sample_aspect_ratio;
+    // The container's, or where it has none the stream's own.
+    const AVRational pixel =
+        av_guess_sample_aspect_ratio(formatContext->get(), const_cast<AVStream*>(stream), nullptr);
     if (pixel.num != 0) {
         wide *= pixel.num;
         high *= pixel.den;

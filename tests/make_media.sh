@@ -94,6 +94,8 @@ make -f lavfi -i "testsrc=size=321x183:rate=25:duration=1" -c:v ffv1 -pix_fmt yu
 # Pixels twice as wide as high: 160x180 is shown as 16:9.
 make -f lavfi -i "$(picture 160x180 25 1)" -vf setsar=2/1 "${x264[@]}" -pix_fmt yuv420p \
     "${exact[@]}" sar.mp4
+# The same where the container has no place for that: the stream alone says so.
+make -i sar.mp4 -c copy "${exact[@]}" sar.ts
 # A second at 25, then every third picture only.
 make -f lavfi -i "$(picture 320x180 25 2)" -vf "select='lt(n,25)+not(mod(n,3))'" \
     -fps_mode passthrough "${x264[@]}" -pix_fmt yuv420p "${exact[@]}" vfr.mkv

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "support/CapturedStream.h"
+#include "support/RefusingSource.h"
 #include "support/RunningAudioMixer.h"
 #include "support/RunningMixer.h"
 
@@ -210,4 +211,17 @@ TEST(LAudioMixer, AChannelJustAddedIsSilentUntilItIsUnmuted) {
     running.mixer.setChannelMute("a", false);
     EXPECT_TRUE(running.isSteady(1000, 1000));
     EXPECT_EQ(running.mixer.getChannelLevel("a"), 1000.0F / 32768.0F);
+}
+
+TEST(LAudioMixer, ASourceThatCouldNotBeHadIsNotLeftEither) {
+    test::RefusingSource source;
+    {
+        LAudioMixer mixer;
+        EXPECT_THROW(mixer.addChannel("one", &source), std::bad_alloc);
+        source.refuses = false;
+        mixer.addChannel("one", &source);
+        mixer.removeChannel("one");
+        EXPECT_EQ(source.left, 1);
+    }
+    EXPECT_EQ(source.left, 1);
 }

@@ -9,6 +9,7 @@
 #include "support/CollectingSink.h"
 #include "support/FilePlayer.h"
 #include "support/PlainFrames.h"
+#include "support/RefusingSource.h"
 #include "support/RunningMixer.h"
 #include "support/SteppedSwitcher.h"
 
@@ -273,4 +274,13 @@ TEST(LSwitcherSound, ASwitcherThatGoesLetsGoOfItsExternalSource) {
         EXPECT_EQ(outside.sinkCount(), 1U);
     }
     EXPECT_EQ(outside.sinkCount(), 0U);
+}
+
+TEST(LSwitcherSound, AnExternalSourceThatCouldNotBeHadIsNotLeftEither) {
+    test::RefusingSource source;
+    {
+        LSwitcher switcher;
+        EXPECT_THROW(switcher.setExtAudioObject(&source), std::bad_alloc);
+    }
+    EXPECT_EQ(source.left, 0);
 }

@@ -10,8 +10,10 @@
 
 #include "support/CapturedStream.h"
 #include "support/ClipFile.h"
+#include "support/Frames.h"
 #include "support/LayerScene.h"
 #include "support/PulledSwitcher.h"
+#include "support/RefusingSource.h"
 
 extern "C" {
 #include <libavutil/buffer.h>
@@ -532,4 +534,18 @@ TEST_F(LSwitcherRenderedPreview, NothingIsMadeToFitForItAtTheOtherEndEither) {
         EXPECT_EQ(av_buffer_get_ref_count(ofB->buf[0]), av_buffer_get_ref_count(ofA->buf[0]) + 1)
             << position;
     }
+}
+
+TEST(LSwitcherPreviewMemory, WhoFollowsLeavesTheSourceBeforeWhenTheNextCannotBeHad) {
+    LObject before;
+    test::RefusingSource next;
+    test::CollectingSink follower;
+    LSwitcher switcher;
+    switcher.setPreview(&before);
+    switcher.getPreviewObject()->addSink(&follower);
+    EXPECT_THROW(switcher.setPreview(&next), std::bad_alloc);
+    EXPECT_EQ(switcher.getCurrentPreviewSource(), nullptr);
+    before.distributeVideoFrame(test::makePicture(16, 16, AV_PIX_FMT_YUV420P).get());
+    EXPECT_EQ(follower.pictureCount(), 0U);
+    EXPECT_EQ(next.left, 0);
 }

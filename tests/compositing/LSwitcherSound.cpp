@@ -222,6 +222,23 @@ TEST(LSwitcherSound, TheTypeStingerChangesTheSoundAtTheMiddle) {
     }
 }
 
+TEST(LSwitcherSound, AnotherTypeChangesTheSoundWhereThePositionStands) {
+    Speaker a;
+    Speaker b;
+    SteppedSwitcher stepped;
+    stepped.switcher.setProgram(&a);
+    stepped.switcher.setPreview(&b);
+    a.sayLong({10000, 10000});
+    b.sayLong({2000, 2000});
+    stepped.switcher.setPrevAudioGain(0);
+    stepped.switcher.setTransition(0.25F);
+    EXPECT_EQ(stepped.level(), (Level{8000, 8000}));
+    stepped.switcher.setTransitionType("stinger");
+    EXPECT_EQ(stepped.level(), (Level{10000, 10000}));
+    stepped.switcher.setTransitionType("fade");
+    EXPECT_EQ(stepped.level(), (Level{8000, 8000}));
+}
+
 TEST(LSwitcherSound, ACutTakesTheSoundAlong) {
     Speaker a;
     Speaker b;

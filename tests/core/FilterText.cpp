@@ -180,6 +180,11 @@ TEST(AudioChain, RateReplacesAnullAndFollowsADelay) {
               "adelay=delays=40ms|40ms,aresample=sample_rate=44100");
 }
 
+// A block of it would take memory without end.
+TEST(AudioChain, RateIsNoHigherThanAnySound) {
+    EXPECT_EQ(quol::audioChainText(soundChain(0, 2'000'000'000)), "aresample=sample_rate=768000");
+}
+
 TEST(AudioChain, HostsFilterComesLast) {
     quol::AudioChain chain = soundChain(0, 0);
     chain.hasFilter = true;

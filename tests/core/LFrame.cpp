@@ -16,6 +16,7 @@
 #include "quolsdk/LObject.h"
 #include "support/CapturedStream.h"
 #include "support/Frames.h"
+#include "support/RefusingSource.h"
 
 // All memory of this program that is asked for with new has a fence behind it, which must stand
 // when it is given back. What FFmpeg's vector code writes, no sanitizer sees.
@@ -225,6 +226,26 @@ TEST(LFrame, NullFramesAreIgnored) {
     EXPECT_EQ(tap.getAudio().audio, audio.audio);
 }
 
+TEST(LFrame, SoundWithoutSamplesInMemoryIsDropped) {
+    LFrame tap;
+    const quol::FramePtr sound = quol::makeFrame();
+    sound->format = AV_SAMPLE_FMT_S16;
+    sound->sample_rate = 48000;
+    sound->nb_samples = 100;
+    av_channel_layout_default(&sound->ch_layout, 2);
+    tap.pushAudioFrame(sound.get());
+    EXPECT_EQ(tap.getAudio().samples, 0);
+}
+
+TEST(LFrame, SourceThatCouldNotBeHadIsNotLeftEither) {
+    test::RefusingSource source;
+    {
+        LFrame tap;
+        EXPECT_THROW(tap.readerObject(&source), std::bad_alloc);
+    }
+    EXPECT_EQ(source.left, 0);
+}
+
 TEST(LFrame, FrameThatCannotBeConvertedKeepsThePreviousPicture) {
     LFrame tap;
     const quol::FramePtr good = picture(32, 16);
@@ -252,6 +273,13 @@ TEST(LFrame, FrameThatCannotBeConvertedKeepsThePreviousPicture) {
         noSize->width = width;
         noSize->height = height;
         expectKept(noSize);
+    }
+    for (const int width : {32, 31}) {
+        const quol::FramePtr noData = quol::makeFrame();
+        noData->width = width;
+        noData->height = 8;
+        noData->format = AV_PIX_FMT_YUV420P;
+        expectKept(noData);
     }
     tap.pushVideoFrame(picture(64, 48).get()); // and a good one behind it shows again
     EXPECT_EQ(tap.getVideo().width, 64);

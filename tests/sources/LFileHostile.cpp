@@ -533,6 +533,33 @@ TEST(LFileThreads, ASinkMayJumpFromInsideAPush) {
     EXPECT_NEAR(pictures[5].seconds, 2.0, 0.001);
 }
 
+// The pause waits for the push, and the push must not wait for the pause.
+TEST(LFileThreads, ASinkMayJumpFromInsideAPushWhileAHostPauses) {
+    class Jumper : public test::CollectingSink {
+    public:
+        void pushVideoFrame(AVFrame* frame) override {
+            CollectingSink::pushVideoFrame(frame);
+            file->setPos(pictureCount() % 2 == 0 ? 500.0 : 1500.0);
+        }
+        LFile* file = nullptr;
+    };
+    Jumper jumper;
+    OpenFile file;
+    jumper.file = &file;
+    file.fileNameSet(mediaPath("h264_aac.mp4"));
+    file.addSink(&jumper);
+    ASSERT_TRUE(file.play());
+    for (int i = 0; i < 50; ++i) {
+        file.pause();
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        file.resume();
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    EXPECT_TRUE(jumper.waitForPictures(jumper.pictureCount() + 5));
+    file.stop();
+    file.removeSink(&jumper);
+}
+
 TEST(LFileThreads, SeveralPlayersDoNotDisturbEachOther) {
     std::vector<std::unique_ptr<FilePlayer>> players;
     for (const char* clip : {"silent.mp4", "odd_size.mkv", "tenbit.mp4", "hevc.mp4", "mjpeg.avi"}) {

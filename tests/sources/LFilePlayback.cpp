@@ -7,8 +7,10 @@
 #include <ctime>
 #include <thread>
 
+#include "core/Clock.h"
 #include "support/CapturedStream.h"
 #include "support/FilePlayer.h"
+#include "support/MachineWatch.h"
 #include "support/WallClock.h"
 
 namespace {
@@ -194,6 +196,24 @@ TEST(LFilePlayback, AChangeOfRateTakesEffectWithTheNextPictureAndLosesNone) {
     pictures = player.sink.pictures();
     EXPECT_EQ(pictures.size(), 100U);
     EXPECT_EQ(irregularity(pictures, tick), "");
+}
+
+// Sound that comes before the next picture is not held against a clock of another rate.
+TEST(LFilePlayback, AChangeOfRateDoesNotHoldTheNextPictureUp) {
+    test::measured([](test::MachineWatch& watch) {
+        for (int number = 0; number < 4; ++number) {
+            FilePlayer player("h264_aac.mp4");
+            watch.begin();
+            ASSERT_TRUE(player.file.play());
+            ASSERT_TRUE(player.sink.waitForPictures(static_cast<std::size_t>(69 + number)));
+            const std::int64_t changed = quol::steadyNow();
+            const std::size_t count = player.sink.pictureCount();
+            player.file.setProps("rate", "0.25");
+            ASSERT_TRUE(player.sink.waitForPictures(count + 2));
+            const auto next = player.sink.pictures()[count];
+            EXPECT_LT(static_cast<double>(next.arrived - changed) / 1e9, 0.2);
+        }
+    });
 }
 
 TEST(LFilePlayback, AHostMayWriteTheRateItself) {

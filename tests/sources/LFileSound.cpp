@@ -399,6 +399,11 @@ TEST(LFileSound, ABrokenFilterIsToldOfOnceAndTheSoundIsBackWhenItIsMended) {
         "LFile: Audio filter init FAILED for: "
         "adelay=delays=20ms|20ms,nosuchfilter=x=1\n";
     std::string text = errors.text();
+    for (int jump = 0; jump < 3; ++jump) {
+        player.file.setPos(200.0 * jump);
+        ASSERT_TRUE(player.sink.waitForPictures(player.sink.pictureCount() + 5));
+    }
+    text = errors.text();
     const std::size_t at = text.find(message);
     EXPECT_NE(at, std::string::npos) << text;
     EXPECT_EQ(text.find(message, at + 1), std::string::npos) << text;

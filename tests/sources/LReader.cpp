@@ -211,6 +211,7 @@ TEST(LReader, AStillHasNoDuration) {
 TEST(LReader, AspectRatioCountsThePixelsOwn) {
     EXPECT_EQ(Opened("sar.mp4").getAspectRatio(), "16:9");
     EXPECT_EQ(Opened("sar.mp4").getWidth(), 160);
+    EXPECT_EQ(Opened("sar.ts").getAspectRatio(), "16:9");
 }
 
 TEST(LReader, AspectRatioIsInLowestTerms) {
