@@ -291,6 +291,33 @@ TEST_F(LivePicturesTest, AFaultyFilterIsToldOfOnceAndThePicturesGoOn) {
     EXPECT_EQ(told.find("LLive:", 1), std::string::npos) << told;
 }
 
+// No description at all, as a host's own text may be: tried with every picture, as nothing stands.
+TEST_F(LivePicturesTest, AFilterThatBecomesEmptyIsBuiltAnewAndThePicturesGoOn) {
+    const int level = av_log_get_level();
+    av_log_set_level(AV_LOG_FATAL);
+    LFilter filter(LFilter::Type::video);
+    filter.setProps("hflip", "true");
+    setFilter(&filter);
+    const quol::FramePtr frame = test::makePicture(keptWidth, keptHeight, AV_PIX_FMT_YUV420P, 1);
+    EXPECT_EQ(through(frame.get()).at(0)->data[0][0], frame->data[0][keptWidth - 1]);
+    filter.setProps("hflip", "false");
+    filter.setProps("", "1");
+    ASSERT_EQ(filter.getFilterString(), "");
+    constexpr int pictures = 3;
+    int told = 0;
+    {
+        CapturedStream error(CapturedStream::Stream::error);
+        for (int i = 0; i < pictures; ++i)
+            EXPECT_EQ(through(frame.get()).at(0)->data[0], frame->data[0]);
+        const std::string text = error.text();
+        const std::string line = "LLive: AVFILTER PARSE ERROR: ";
+        for (auto at = text.find(line); at != std::string::npos; at = text.find(line, at + 1))
+            ++told;
+    }
+    av_log_set_level(level);
+    EXPECT_EQ(told, pictures);
+}
+
 TEST_F(LivePicturesTest, TheEndOfARunForgetsAFaultyFilter) {
     const int level = av_log_get_level();
     av_log_set_level(AV_LOG_FATAL);
