@@ -2,19 +2,14 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
-#include <cmath>
 #include <exception>
 #include <filesystem>
 #include <fstream>
-#include <limits>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <thread>
-#include <vector>
 
 #include "core/Clock.h"
 #include "core/FairMutex.h"
@@ -22,9 +17,8 @@
 #include "core/Log.h"
 #include "core/ModeTables.h"
 #include "core/PlainFile.h"
-#include "graphics/LottieCheck.h"
 #include "graphics/LottieEngine.h"
-#include "graphics/LottiePlayhead.h"
+#include "graphics/LottieLayers.h"
 #include "graphics/LottieRaster.h"
 #include "graphics/LottieText.h"
 
@@ -33,7 +27,6 @@ namespace {
 constexpr int defaultWidth = 1920;
 constexpr int defaultHeight = 1080;
 constexpr double defaultRate = 50.0;
-constexpr float defaultTemplateRate = 30.0F;
 constexpr std::uint32_t initialMode = 13; // 1920x1080 at 50
 
 // The only family there is, whatever file it comes from.
@@ -63,15 +56,6 @@ void loadFirstFont(quol::LottieEngine& engine) {
 } // namespace
 
 struct LAnimation::Impl {
-    struct Layer {
-        std::unique_ptr<quol::LottieTemplate> animation; // null where none could be loaded
-        std::string json;
-        // What of it is drawn; nothing while that is not known, or where nothing can be drawn.
-        std::optional<quol::DrawableTemplate> drawable;
-        std::string path;
-        quol::LottiePlayhead playhead;
-    };
-
     // What the thread draws at, fixed when it starts.
     struct Geometry {
         int width = 0;
@@ -81,24 +65,19 @@ struct LAnimation::Impl {
 
     explicit Impl(LAnimation& owner) : self(owner) {}
 
-    Layer* find(int id);
-    std::unique_ptr<quol::LottieTemplate> read(Layer& layer, const std::string& resourceFolder);
-    bool show(Layer& layer, std::unique_ptr<quol::LottieTemplate> loaded);
-    bool reload(Layer& layer);
-    void rebuildCanvas();
+    quol::LottieLayer* find(int id);
+    bool reload(quol::LottieLayer& layer);
     bool start();
     Geometry geometry() const;
     void animationLoop(const Geometry& size);
-    void step(double fps);
 
     LAnimation& self;
     quol::LottieEngine engine;
 
-    quol::FairMutex layerMutex; // guards the next five; held while a picture is drawn
+    quol::FairMutex layerMutex; // guards the next four; held while a picture is drawn
     videoFormatProps format;
-    std::map<int, Layer> layers; // by id: the order of drawing
     quol::LottieCanvas canvas;
-    bool isCanvasWhole = true; // all that `layers` hold lies on it
+    quol::LottieLayers layers{[this](const auto& each) { return canvas.setTemplates(each); }};
     std::thread thread;
 
     std::atomic<bool> running{false};
@@ -115,69 +94,21 @@ LAnimation::~LAnimation() {
     impl->running = false;
     impl->sleeper.wake();
     if (impl->thread.joinable()) impl->thread.join();
-    impl->canvas.setTemplates({}); // before the templates that lie on it
 }
 
 // ------------------------------------------------------------------------------------ templates
 
 // Under `layerMutex`. Null, with a line, for an unknown id.
-LAnimation::Impl::Layer* LAnimation::Impl::find(int id) {
-    const auto found = layers.find(id);
-    if (found != layers.end()) return &found->second;
-    quol::logOut("LAnimation: Katman bulunamadi: %d", id);
-    return nullptr;
+quol::LottieLayer* LAnimation::Impl::find(int id) {
+    quol::LottieLayer* const layer = layers.find(id);
+    if (layer == nullptr) quol::logOut("LAnimation: Katman bulunamadi: %d", id);
+    return layer;
 }
 
-// Under `layerMutex`. Later layers lie on top. Where memory or a thread is wanting nothing stays on
-// it, least of all what is about to go, and the next picture tries again.
-void LAnimation::Impl::rebuildCanvas() {
-    isCanvasWhole = false;
-    quol::hadMemory([this] {
-        std::vector<quol::LottieTemplate*> templates;
-        for (auto& [id, layer] : layers) {
-            if (layer.animation) templates.push_back(layer.animation.get());
-        }
-        isCanvasWhole = canvas.setTemplates(templates);
-    });
-    if (!isCanvasWhole) canvas.setTemplates({});
-}
-
-namespace {
-
-int wholeFrames(float frames) {
-    constexpr double most = std::numeric_limits<int>::max();
-    return std::isnan(frames) ? 0 : static_cast<int>(std::clamp<double>(frames, 0.0, most));
-}
-
-} // namespace
-
-// Puts a template in the place of that of a layer. False where there is no thread to draw it. Under
-// `layerMutex`.
-bool LAnimation::Impl::show(Layer& layer, std::unique_ptr<quol::LottieTemplate> loaded) {
-    quol::LottiePlayhead& playhead = layer.playhead;
-    playhead.totalFrames = wholeFrames(loaded->totalFrames());
-    const float duration = loaded->duration();
-    playhead.fps =
-        duration > 0.0F ? static_cast<float>(playhead.totalFrames) / duration : defaultTemplateRate;
-    layer.animation.swap(loaded);
-    rebuildCanvas(); // before the old one goes
-    return start();
-}
-
-// Null for a text that cannot be drawn. Under `layerMutex`.
-std::unique_ptr<quol::LottieTemplate> LAnimation::Impl::read(Layer& layer,
-                                                             const std::string& resourceFolder) {
-    if (!layer.drawable) layer.drawable = quol::DrawableTemplate::of(layer.json);
-    return layer.drawable ? quol::LottieTemplate::load(*layer.drawable, resourceFolder) : nullptr;
-}
-
-// Draws the text of a layer from now on. False, and the picture as before, when it cannot be read.
-// Under `layerMutex`.
-bool LAnimation::Impl::reload(Layer& layer) {
-    std::unique_ptr<quol::LottieTemplate> loaded = read(layer, quol::resourceFolderOf(layer.path));
-    if (!loaded) return false;
-    loaded->showFrame(layer.playhead.currentFrame);
-    show(layer, std::move(loaded));
+// Under `layerMutex`. A layer whose first text could not be drawn may be the one that starts.
+bool LAnimation::Impl::reload(quol::LottieLayer& layer) {
+    if (!layers.reload(layer)) return false;
+    start();
     return true;
 }
 
@@ -196,21 +127,12 @@ bool LAnimation::loadTemplate(int id, const std::string& path) {
     const quol::LottieMarkers markers = quol::readMarkers(json);
 
     const std::lock_guard lock(impl->layerMutex);
-    Impl::Layer& layer = impl->layers[id];
-    layer.json = std::move(json);
-    layer.drawable.reset();
-    layer.path = path;
-    std::unique_ptr<quol::LottieTemplate> loaded = impl->read(layer, "");
-    if (!loaded) {
+    if (!impl->layers.load(id, std::move(json), path, markers)) {
         quol::logOut("LAnimation: Lottie verisi yuklenemedi! Katman: %d", id);
         return false;
     }
-    quol::LottiePlayhead& playhead = layer.playhead;
-    playhead.markers = markers;
-    playhead.currentFrame = markers.in >= 0 ? static_cast<float>(markers.in) : 0.0F;
-    playhead.playing = true;
-    playhead.exiting = false;
-    if (!impl->show(layer, std::move(loaded))) return false;
+    if (!impl->start()) return false;
+    const quol::LottiePlayhead& playhead = impl->layers.find(id)->playhead;
     quol::logOut("LAnimation: Katman %d yuklendi. Toplam Kare: %d, FPS: %g", id,
                  playhead.totalFrames, static_cast<double>(playhead.fps));
     return true;
@@ -218,7 +140,7 @@ bool LAnimation::loadTemplate(int id, const std::string& path) {
 
 void LAnimation::update(int id, const std::string& layerName, const std::string& text) {
     const std::lock_guard lock(impl->layerMutex);
-    Impl::Layer* const layer = impl->find(id);
+    quol::LottieLayer* const layer = impl->find(id);
     if (layer == nullptr || layer->json.empty()) return;
     const auto piece = quol::findLayerText(layer->json, layerName);
     if (!piece) {
@@ -237,7 +159,7 @@ void LAnimation::update(int id, const std::string& layerName, const std::string&
 void LAnimation::updateColor(int id, const std::string& layerName, const std::string& color,
                              const std::string& color2, const std::string& param) {
     const std::lock_guard lock(impl->layerMutex);
-    Impl::Layer* const layer = impl->find(id);
+    quol::LottieLayer* const layer = impl->find(id);
     if (layer == nullptr || layer->json.empty()) return;
     const char* style = "";
     switch (quol::replaceColor(layer->json, layerName, {color, color2, param})) {
@@ -300,7 +222,7 @@ bool copyBeside(const std::string& folder, const std::string& imagePath,
 
 void LAnimation::updateImage(int id, const std::string& name, const std::string& imagePath) {
     const std::lock_guard lock(impl->layerMutex);
-    Impl::Layer* const layer = impl->find(id);
+    quol::LottieLayer* const layer = impl->find(id);
     if (layer == nullptr) return;
     const quol::LottieAsset asset = quol::assetOf(layer->json, name);
     if (asset.ofLayer) {
@@ -334,16 +256,16 @@ void LAnimation::updateImage(int id, const std::string& name, const std::string&
 
 void LAnimation::addMarker(int id, const std::string& name, int frame) {
     const std::lock_guard lock(impl->layerMutex);
-    const auto found = impl->layers.find(id);
-    if (found != impl->layers.end()) quol::setMarker(found->second.playhead.markers, name, frame);
+    quol::LottieLayer* const layer = impl->layers.find(id);
+    if (layer != nullptr) quol::setMarker(layer->playhead.markers, name, frame);
 }
 
 // ------------------------------------------------------------------------------------- playback
 
 void LAnimation::play(int id) {
     const std::lock_guard lock(impl->layerMutex);
-    const auto found = impl->layers.find(id);
-    if (found != impl->layers.end()) found->second.playhead.playing = true;
+    quol::LottieLayer* const layer = impl->layers.find(id);
+    if (layer != nullptr) layer->playhead.playing = true;
 }
 
 namespace {
@@ -359,27 +281,25 @@ void leave(quol::LottiePlayhead& playhead) {
 
 void LAnimation::stop(int id) {
     const std::lock_guard lock(impl->layerMutex);
-    const auto found = impl->layers.find(id);
-    if (found == impl->layers.end()) return;
+    quol::LottieLayer* const layer = impl->layers.find(id);
+    if (layer == nullptr) return;
     quol::logOut("LAnimation: stop() cagrildi. Estetik (Beklemeli) cikis yapiliyor. ID: %d", id);
-    leave(found->second.playhead);
+    leave(layer->playhead);
 }
 
 void LAnimation::close(int id) {
     const std::lock_guard lock(impl->layerMutex);
-    const auto found = impl->layers.find(id);
-    if (found == impl->layers.end()) return;
+    quol::LottieLayer* const layer = impl->layers.find(id);
+    if (layer == nullptr) return;
     quol::logOut("LAnimation: close() cagrildi. Acil cikis yapiliyor. ID: %d", id);
-    quol::LottiePlayhead& playhead = found->second.playhead;
-    if (playhead.markers.out < 0) {
+    if (layer->playhead.markers.out < 0) {
         quol::logOut("LAnimation: OUT bulunamadi, katman UNLOAD ediliyor. ID: %d", id);
-        const Impl::Layer gone = std::move(found->second);
-        impl->layers.erase(found);
-        impl->rebuildCanvas(); // before the template goes
+        impl->layers.remove(id);
         return;
     }
-    leave(playhead);
-    quol::logOut("LAnimation: OUT moduna gecildi. Baslangic karesi: %d", playhead.markers.out);
+    leave(layer->playhead);
+    quol::logOut("LAnimation: OUT moduna gecildi. Baslangic karesi: %d",
+                 layer->playhead.markers.out);
 }
 
 void LAnimation::setVideoFormat(const videoFormatProps& format) {
@@ -439,8 +359,8 @@ void LAnimation::Impl::animationLoop(const Geometry& size) {
         quol::hadMemory([&] {
             {
                 const std::lock_guard lock(layerMutex);
-                step(size.fps);
-                if (!isCanvasWhole) return;
+                layers.step(size.fps);
+                if (!layers.isCanvasWhole()) return;
                 raster.draw(canvas);
             }
             const quol::FramePtr picture = raster.picture();
@@ -448,20 +368,4 @@ void LAnimation::Impl::animationLoop(const Geometry& size) {
         });
         sleeper.sleepFor(start + period - quol::steadyNow());
     }
-}
-
-// Moves every layer on by one picture; those that have left are gone. Under `layerMutex`.
-void LAnimation::Impl::step(double fps) {
-    std::map<int, Layer> gone;
-    for (auto entry = layers.begin(); entry != layers.end();) {
-        Layer& layer = entry->second;
-        bool stays = true;
-        if (layer.animation && layer.playhead.playing) {
-            layer.animation->showFrame(layer.playhead.currentFrame);
-            stays = quol::step(layer.playhead, fps);
-        }
-        const auto here = entry++;
-        if (!stays) gone.insert(layers.extract(here));
-    }
-    if (!gone.empty() || !isCanvasWhole) rebuildCanvas(); // before they go
 }

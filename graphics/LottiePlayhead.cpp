@@ -1,10 +1,20 @@
 #include "graphics/LottiePlayhead.h"
 
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
 namespace quol {
 
 namespace {
 
 constexpr int notSet = LottieMarkers::unset;
+constexpr float defaultRate = 30.0F;
+
+int wholeFrames(float frames) {
+    constexpr double most = std::numeric_limits<int>::max();
+    return std::isnan(frames) ? 0 : static_cast<int>(std::clamp<double>(frames, 0.0, most));
+}
 
 // Whether there is still something to show. What is no number, of rates that are none, is past the
 // end: nothing would ever get such a layer there.
@@ -19,6 +29,12 @@ bool advance(LottiePlayhead& playhead, double loopFps) {
 }
 
 } // namespace
+
+void setLength(LottiePlayhead& playhead, float frames, float duration) {
+    playhead.totalFrames = wholeFrames(frames);
+    playhead.fps =
+        duration > 0.0F ? static_cast<float>(playhead.totalFrames) / duration : defaultRate;
+}
 
 bool step(LottiePlayhead& playhead, double loopFps) {
     if (!playhead.playing) return true;

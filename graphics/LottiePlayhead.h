@@ -14,6 +14,10 @@ struct LottiePlayhead {
     bool exiting = false; // on its way out, no longer held by STOP
 };
 
+// Takes over the length of another template, as the engine tells it: frames and seconds. Without a
+// duration it counts as one of 30 frames a second.
+void setLength(LottiePlayhead& playhead, float frames, float duration);
+
 // Goes on by one picture of a loop that makes `loopFps` of them a second. False when the layer has
 // left. A layer that is not playing stays.
 bool step(LottiePlayhead& playhead, double loopFps);

@@ -102,6 +102,10 @@ make -f lavfi -i "$(picture 320x180 25 2)" -vf "select='lt(n,25)+not(mod(n,3))'"
 # After a second the time stamps jump ahead by two and a half.
 make -f lavfi -i "$(picture 320x180 25 2)" -vf "setpts=PTS+gte(N\,25)*2.5/TB" \
     -fps_mode passthrough "${x264[@]}" -pix_fmt yuv420p "${exact[@]}" gap.mkv
+# The same with sound, whose stamps jump a little before those of the pictures.
+make -f lavfi -i "$(picture 320x180 25 2)" -f lavfi -i "$(tone 2)" \
+    -vf "setpts=PTS+gte(N\,25)*2.9/TB" -af "asetnsamples=960,asetpts=PTS+gte(T\,0.9)*2.9/TB" \
+    -fps_mode passthrough "${x264[@]}" -pix_fmt yuv420p -c:a pcm_s16le "${exact[@]}" gap_sound.mkv
 
 # Pictures that stand for nearly a second, and for more than one.
 make -f lavfi -i "$(picture 64x48 10/9 9.9)" "${x264[@]}" -pix_fmt yuv420p "${exact[@]}" slow.mkv

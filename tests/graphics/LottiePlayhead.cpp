@@ -31,6 +31,38 @@ constexpr LottieMarkers withLoop{-1, 20, -1, -1};
 constexpr LottieMarkers withStop{-1, -1, 50, -1};
 constexpr LottieMarkers withBoth{-1, 20, 50, 80};
 
+// ---------------------------------------------------------------------------------- length
+
+TEST(LottieLength, RateIsFramesByDuration) {
+    LottiePlayhead playhead;
+    quol::setLength(playhead, 100.0F, 4.0F);
+    EXPECT_EQ(playhead.totalFrames, 100);
+    EXPECT_EQ(playhead.fps, 25.0F);
+    quol::setLength(playhead, 99.9F, 2.0F);
+    EXPECT_EQ(playhead.totalFrames, 99);
+    EXPECT_EQ(playhead.fps, 49.5F) << "of the whole frames";
+}
+
+TEST(LottieLength, WithoutADurationTheRateIsThirty) {
+    for (const float duration : {0.0F, -1.0F, none}) {
+        LottiePlayhead playhead = at(10.0F, noMarkers);
+        quol::setLength(playhead, 50.0F, duration);
+        EXPECT_EQ(playhead.fps, 30.0F) << duration;
+        EXPECT_EQ(playhead.totalFrames, 50);
+        EXPECT_EQ(playhead.currentFrame, 10.0F) << "stays";
+    }
+}
+
+TEST(LottieLength, FramesThatNoIntHoldsAreClamped) {
+    LottiePlayhead playhead;
+    quol::setLength(playhead, infinity, 1.0F);
+    EXPECT_EQ(playhead.totalFrames, largest);
+    quol::setLength(playhead, -3.0F, 1.0F);
+    EXPECT_EQ(playhead.totalFrames, 0);
+    quol::setLength(playhead, none, 1.0F);
+    EXPECT_EQ(playhead.totalFrames, 0);
+}
+
 // -------------------------------------------------------------------------------- one step
 
 enum class After { stays, holds, gone };

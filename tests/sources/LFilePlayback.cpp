@@ -239,6 +239,24 @@ TEST(LFilePlayback, APictureTwoSecondsAheadOfTheClockIsNotWaitedFor) {
     EXPECT_LT(waited, 2.0);
 }
 
+// Sound from behind the gap is not held against the clock of before, which would hold the pictures
+// up for most of a second.
+TEST(LFilePlayback, SoundThatReachesAGapFirstHoldsNoPictureUp) {
+    test::measured([](test::MachineWatch& watch) {
+        FilePlayer player("gap_sound.mkv");
+        watch.begin();
+        ASSERT_TRUE(player.playToEnd());
+        const auto pictures = player.sink.pictures();
+        ASSERT_EQ(pictures.size(), 50U);
+        ASSERT_NEAR(pictures[25].seconds - pictures[24].seconds, 2.94, 0.05);
+        for (std::size_t i = 1; i < pictures.size(); ++i) {
+            const auto waited =
+                static_cast<double>(pictures[i].arrived - pictures[i - 1].arrived) / 1e9;
+            EXPECT_LT(waited, 0.5) << i;
+        }
+    });
+}
+
 TEST(LFilePlayback, ALateFirstTimeStampPlaysAtTheSpeedOfTheRest) {
     FilePlayer player("h264.ts");
     const Stopwatch watch;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <future>
 #include <limits>
 #include <thread>
 
@@ -113,6 +114,39 @@ TEST(LFileSeek, ThePictureUpInAGapIsShown) {
     const auto pictures = player.sink.picturesSinceFlush();
     EXPECT_NEAR(pictures[0].seconds, 0.96, 0.001);
     EXPECT_NEAR(pictures[1].seconds, 3.48, 0.001);
+}
+
+// The worker asks itself for a jump just before it hands the picture at the out point on.
+TEST(LFileSeek, ALoopThatWasAboutToJumpLeavesTheNextFileAlone) {
+    class Holder : public test::CollectingSink {
+    public:
+        void pushVideoFrame(AVFrame* frame) override {
+            CollectingSink::pushVideoFrame(frame);
+            if (pictures().back().seconds > 0.19) atOutPoint.wait_for(10s);
+        }
+        std::promise<void> goOn;
+        std::shared_future<void> atOutPoint = goOn.get_future().share();
+    };
+    Holder holder;
+    test::OpenFile file;
+    file.fileNameSet(mediaPath("h264_aac.mp4"));
+    file.setProps("loop", "true");
+    file.inPointMs = 1500.0;
+    file.outPointMs = 200.0;
+    file.addSink(&holder);
+    ASSERT_TRUE(file.play());
+    ASSERT_TRUE(holder.waitForPictures(6));
+    std::thread changer([&] { file.fileNameSet(mediaPath("long_gop.mp4")); });
+    EXPECT_TRUE(waitUntil([&] { return test::statusOf(file) == 0; }));
+    holder.goOn.set_value();
+    changer.join();
+    file.outPointMs = 0.0;
+    const std::size_t before = holder.pictureCount();
+    ASSERT_TRUE(file.play());
+    ASSERT_TRUE(holder.waitForPictures(before + 1));
+    EXPECT_EQ(holder.pictures()[before].seconds, 0.0);
+    file.stop();
+    file.removeSink(&holder);
 }
 
 TEST(LFileSeek, InAnImageSequence) {
