@@ -192,7 +192,6 @@ void LSwitcher::setTransitionType(const std::string& type, const std::string& pa
     scene->transitionType = type;
     scene->transitionParameter = parameter;
     if (type == "dip") scene->dipColor = quol::dipColorOf(parameter);
-    scene->updateVolumes(); // a stinger's sound changes at once, that of the others bit by bit
 }
 
 void LSwitcher::setTransition(float position) {

@@ -72,6 +72,9 @@ bool FilterGraph::parse(const std::string& chain, bool report) {
 bool FilterGraph::buildVideo(const VideoInput& input, const std::string& chain,
                              int scalingQuality) {
     reset();
+    format_ = input.format;
+    width_ = input.width;
+    height_ = input.height;
     graph_.reset(avfilter_graph_alloc());
     if (!graph_) return false;
     std::array<char, 256> arguments{};
@@ -87,18 +90,14 @@ bool FilterGraph::buildVideo(const VideoInput& input, const std::string& chain,
     const NumericLocaleC locale; // some numbers are read as late as the graph is configured
     const bool built = source_ != nullptr && sink_ != nullptr && parse(chain, true) &&
                        avfilter_graph_config(graph_.get(), nullptr) >= 0;
-    if (!built) {
-        reset();
-        return false;
-    }
-    format_ = input.format;
-    width_ = input.width;
-    height_ = input.height;
-    return true;
+    return built || drop();
 }
 
 bool FilterGraph::buildAudio(const AVFrame& frame, const std::string& chain) {
     reset();
+    if (!layout_.assign(frame.ch_layout)) return false;
+    format_ = frame.format;
+    sampleRate_ = frame.sample_rate;
     graph_.reset(avfilter_graph_alloc());
     if (!graph_) return false;
     std::array<char, 256> arguments{};
@@ -116,29 +115,28 @@ bool FilterGraph::buildAudio(const AVFrame& frame, const std::string& chain) {
     sink_ = makeEnd(*graph_, "abuffersink", "out", "all_channel_counts=1");
     const NumericLocaleC locale;
     const bool built = source_ != nullptr && sink_ != nullptr && parse(chain, false) &&
-                       avfilter_graph_config(graph_.get(), nullptr) >= 0 &&
-                       layout_.assign(frame.ch_layout);
-    if (!built) {
-        reset();
-        return false;
-    }
-    format_ = frame.format;
-    sampleRate_ = frame.sample_rate;
-    return true;
+                       avfilter_graph_config(graph_.get(), nullptr) >= 0;
+    return built || drop();
 }
 
-void FilterGraph::reset() {
+// Leaves the form of what could not be built. False, for those who fail.
+bool FilterGraph::drop() {
     graph_.reset();
     source_ = nullptr;
     sink_ = nullptr;
+    return false;
+}
+
+void FilterGraph::reset() {
+    drop();
     format_ = -1;
     width_ = 0;
     height_ = 0;
     sampleRate_ = 0;
 }
 
-bool FilterGraph::takes(const AVFrame& frame) const {
-    if (!graph_ || frame.format != format_) return false;
+bool FilterGraph::hasForm(const AVFrame& frame) const {
+    if (frame.format != format_) return false;
     if (sampleRate_ > 0) return frame.sample_rate == sampleRate_ && layout_.equals(frame.ch_layout);
     return frame.width == width_ && frame.height == height_;
 }

@@ -36,7 +36,10 @@ public:
     explicit operator bool() const { return graph_ != nullptr; }
 
     // True when `frame` has the form that the graph was built for.
-    bool takes(const AVFrame& frame) const;
+    bool takes(const AVFrame& frame) const { return graph_ && hasForm(frame); }
+
+    // True when `frame` has the form of the latest attempt to build one, whatever came of it.
+    bool hasForm(const AVFrame& frame) const;
 
     // Hands a frame to the input end, which takes a reference of its own; null says that no more
     // will come. False when it was refused.
@@ -54,12 +57,13 @@ public:
 
 private:
     bool parse(const std::string& chain, bool report);
+    bool drop();
 
     const char* tag_;
     FilterGraphPtr graph_;
     AVFilterContext* source_ = nullptr; // owned by the graph
     AVFilterContext* sink_ = nullptr;   // owned by the graph
-    // The form of the frames that the input end was told of.
+    // The form of the frames that the input end was to be told of.
     int format_ = -1;
     int width_ = 0;
     int height_ = 0;

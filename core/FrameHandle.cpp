@@ -1,6 +1,8 @@
 #include "quolsdk/FrameHandle.h"
 
 #include "core/Handles.h"
+#include "core/PictureCheck.h"
+#include "core/SoundCheck.h"
 
 namespace quol {
 
@@ -9,7 +11,11 @@ void FrameDeleter::operator()(AVFrame* frame) const noexcept {
 }
 
 FramePtr cloneFrame(const AVFrame* frame) {
-    return FramePtr(frame != nullptr ? av_frame_clone(frame) : nullptr);
+    if (frame == nullptr) return nullptr;
+    // What is copied is read to the end of what the record tells.
+    const bool isCopied = frame->buf[0] == nullptr;
+    if (isCopied && !hasReadablePlanes(*frame) && !isReadableSound(*frame)) return nullptr;
+    return FramePtr(av_frame_clone(frame));
 }
 
 } // namespace quol

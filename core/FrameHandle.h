@@ -20,8 +20,9 @@ struct QUOLSDK_API FrameDeleter {
 using FramePtr = std::unique_ptr<AVFrame, FrameDeleter>;
 
 /// Takes a reference of one's own to a borrowed frame (`av_frame_clone`): the record is new, the
-/// picture or sound data are shared and must not be changed. Null when `frame` is null or memory
-/// is short.
+/// picture or sound data are shared and must not be changed. Data that nobody counts references to,
+/// a host's own, are copied. Null when `frame` is null or memory is short, and for data to be
+/// copied that are not all there.
 QUOLSDK_API FramePtr cloneFrame(const AVFrame* frame);
 
 } // namespace quol

@@ -94,9 +94,10 @@ void LFrame::pushAudioFrame(AVFrame* frame) {
     const AVFrame& block = cut ? *cut : *frame;
     const int count = resampler->convert(block, &plane, std::min(block.nb_samples, room));
     if (count <= 0) return;
+    const auto bytes = static_cast<std::ptrdiff_t>(count * bytesPerPair);
+    // What memory may be short for comes first: the record tells of what is there.
+    audio.audio.assign(audioBuffer.begin(), audioBuffer.begin() + bytes);
     audio.channels = 2;
     audio.sampleRate = frame->sample_rate;
     audio.samples = count;
-    const auto bytes = static_cast<std::ptrdiff_t>(count * bytesPerPair);
-    audio.audio.assign(audioBuffer.begin(), audioBuffer.begin() + bytes);
 }

@@ -70,7 +70,7 @@ private:
     std::vector<std::uint8_t> audioBuffer; ///< what a conversion writes into, 192000 bytes
     std::unique_ptr<quol::Resampler> resampler;
     std::unique_ptr<quol::Scaler> scaler;
-    std::vector<std::uint8_t> padded; ///< the picture with longer rows, where the scaler needs them
+    std::vector<std::uint8_t> padded; ///< what a conversion writes into, with rows rounded up
 
     std::mutex sourceMutex;    ///< guards `source`; never taken inside a push
     LObject* source = nullptr; ///< not owned

@@ -10,6 +10,7 @@
 #include <mutex>
 #include <optional>
 #include <thread>
+#include <vector>
 
 #include "core/Clock.h"
 #include "core/FairMutex.h"
@@ -53,6 +54,12 @@ void loadFirstFont(quol::LottieEngine& engine) {
     quol::logOut("LAnimation: UYARI - Hicbir sistem fontu yuklenemedi!");
 }
 
+quol::LottieLayers::Canvas onto(quol::LottieCanvas& canvas) {
+    return [&canvas](const std::vector<quol::LottieTemplate*>& templates) {
+        return canvas.setTemplates(templates);
+    };
+}
+
 } // namespace
 
 struct LAnimation::Impl {
@@ -77,7 +84,7 @@ struct LAnimation::Impl {
     quol::FairMutex layerMutex; // guards the next four; held while a picture is drawn
     videoFormatProps format;
     quol::LottieCanvas canvas;
-    quol::LottieLayers layers{[this](const auto& each) { return canvas.setTemplates(each); }};
+    quol::LottieLayers layers{onto(canvas)};
     std::thread thread;
 
     std::atomic<bool> running{false};

@@ -126,14 +126,14 @@ constexpr std::string_view noFolder = "/dev/null";
 
 // The bytes of an image that the engine asks for: absolute, or relative to `folder`. Where a
 // template was loaded by a relative path, its own asset folders have that folder before them
-// already.
+// already, and are found as they were when it was loaded.
 std::optional<std::string> readImage(const std::string& folder, std::string_view asked) {
     if (asked.substr(0, noFolder.size()) == noFolder) asked.remove_prefix(noFolder.size() + 1);
     const std::string path(asked);
     if (path.starts_with('/')) return readPlainFile(path);
-    std::optional<std::string> bytes = readPlainFile(folder + path);
-    if (!bytes && path.starts_with(folder)) bytes = readPlainFile(path);
-    return bytes;
+    std::optional<std::string> bytes;
+    if (!folder.empty() && path.starts_with(folder)) bytes = readPlainFile(path);
+    return bytes ? bytes : readPlainFile(folder + path);
 }
 
 // Called by the engine, on a thread of its own too.

@@ -59,8 +59,9 @@ LOutput::~LOutput() {
 void LOutput::setSource(LObject* newSource) {
     const std::lock_guard attaching(sourceMutex);
     if (source != nullptr) source->removeSink(this);
+    source = nullptr;
+    if (newSource != nullptr) newSource->addSink(this); // without memory it raises
     source = newSource;
-    if (source != nullptr) source->addSink(this);
 }
 
 LOutput::Row LOutput::rowOf(int index) const {

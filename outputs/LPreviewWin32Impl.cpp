@@ -159,8 +159,9 @@ void LPreviewWin32Impl::previewObject(LObject* object) {
         timecode_ = "";
         settingChanged();
     }
+    object_ = nullptr;
+    if (object != nullptr) object->addSink(this); // without memory it raises
     object_ = object;
-    if (object_ != nullptr) object_->addSink(this);
 }
 
 void LPreviewWin32Impl::clear() {

@@ -58,12 +58,10 @@ void LReplay::setPaused(bool /*paused*/) {}
 
 void LReplay::pushVideoFrame(AVFrame* frame) {
     if (!recording || frame == nullptr) return;
-    // A picture in a host's own memory is copied into memory like that of all others.
-    const quol::FramePtr picture = quol::cloneFrame(frame);
-    if (!picture || !quol::isReadablePicture(*picture)) return;
+    if (!quol::hasReadablePlanes(*frame)) return;
     try {
         const std::lock_guard lock(captureMutex);
-        storePicture(*picture);
+        storePicture(*frame);
     } catch (const std::bad_alloc&) {
         // One picture less; the source knows nothing of this object's memory.
     }
@@ -159,8 +157,10 @@ void LReplay::storePicture(const AVFrame& frame) {
     const Settings now = settingsNow();
     quol::ReplayPicture picture;
     picture.setTimecode(slotTimecode(frame, now, slot));
-    if (!prepareEncoder(frame, now, slot)) return;
-    const AVPacket* jpeg = encoder->encode(frame, slot.last);
+    // A picture in a host's own memory is copied into memory like that of all others.
+    const quol::FramePtr kept = quol::cloneFrame(&frame);
+    if (!kept || !prepareEncoder(frame, now, slot)) return;
+    const AVPacket* jpeg = encoder->encode(*kept, slot.last);
     if (jpeg == nullptr) return;
     std::shared_ptr<quol::ReplayWriter> writer;
     {

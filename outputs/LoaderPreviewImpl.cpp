@@ -90,8 +90,9 @@ void LoaderPreviewImpl::previewEnable(void* nativeWindow, bool audioEnabled, boo
 
 void LoaderPreviewImpl::previewObject(LObject* object) {
     const std::lock_guard lock(mutex_);
+    object_ = nullptr;
+    if (real_) real_->previewObject(object); // without memory it raises
     object_ = object;
-    if (real_) real_->previewObject(object);
 }
 
 void LoaderPreviewImpl::clear() {

@@ -1,6 +1,8 @@
 // The file player's operations on host threads; its worker is in LFileLoop.cpp.
 #include "quolsdk/LFile.h"
 
+#include <utility>
+
 #include "core/Clock.h"
 #include "core/ModeTables.h"
 #include "core/PauseTimer.h"
@@ -105,11 +107,11 @@ void LFile::resumeClock() {
 
 // For the worker: ends a timed pause, and one that a jump from inside a push has ended.
 void LFile::endPause() {
-    if (resumeDue.exchange(false)) resume();
     const std::lock_guard turn(pauseMutex);
     {
         const std::lock_guard lock(clockMutex);
-        if (!pauseTimer->isOver(quol::steadyNow())) return;
+        const bool isDue = std::exchange(resumeDue, false);
+        if (!isDue && !pauseTimer->isOver(quol::steadyNow())) return;
         resumeClock();
     }
     setSinksPaused(false);
@@ -121,13 +123,11 @@ void LFile::setPos(double ms) {
         seekTargetMs = ms;
         seekIsOfLoop = false;
         seekPending = true;
+        // Inside a push a host's pause may be waiting for the push to end.
+        resumeDue = paused && isWorker();
     }
     eofReached = false;
-    // Inside a push a host's pause may be waiting for the push to end.
-    if (paused && isWorker())
-        resumeDue = true;
-    else if (paused)
-        resume();
+    if (paused && !isWorker()) resume();
     clearFrameQueue();
 }
 
@@ -185,9 +185,9 @@ void LFile::stopLocked() {
     }
     flushSinks();
     if (thread.joinable()) thread.join();
-    resumeDue = false;
     {
         const std::lock_guard lock(clockMutex);
+        resumeDue = false;
         if (seekIsOfLoop) seekPending = false;
     }
     clearFrameQueue();

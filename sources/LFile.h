@@ -91,7 +91,8 @@ public:
     /// Output format. Below mode 2 it becomes the file's own size and rate at the next `play`.
     void setVideoFormat(const videoFormatProps& format);
     void getVideoFormat(videoFormatProps& format); ///< the format in use, expanded
-    /// Output format: a rate above 0 resamples, a channel count above 0 remixes.
+    /// Output format: a rate above 0 resamples (to 768000 Hz at the most), a channel count above 0
+    /// remixes.
     void setAudioFormat(const audioFormatProps& format);
     void getAudioFormat(audioFormatProps& format); ///< the format in use, expanded
 
@@ -190,18 +191,18 @@ private:
     /// a timed one: whoever changes it last tells them last. Behind `controlMutex`, before the
     /// others.
     std::mutex pauseMutex;
-    std::mutex clockMutex;       ///< guards the next four: hosts and worker
+    std::mutex clockMutex;       ///< guards the next five: hosts and worker
     std::int64_t clockStart = 0; ///< steady nanoseconds at which position 0 would have played
     const std::unique_ptr<quol::PauseTimer> pauseTimer;
     double seekTargetMs = -1.0;
     bool seekIsOfLoop = false; ///< the pending jump is the worker's own: it ends with its file
+    bool resumeDue = false;    ///< set inside a push, for the worker behind it
 
     // Flags and numbers: hosts write, the worker reads, and the other way round where it says so.
     std::atomic<bool> playing{false}; ///< cleared by the worker too: end of file, out point
     std::atomic<bool> paused{false};
     std::atomic<int> stopsWaiting{0};     ///< calls of stop that have not got `controlMutex` yet
     std::atomic<bool> seekPending{false}; ///< cleared by the worker
-    std::atomic<bool> resumeDue{false};   ///< set inside a push, for the worker behind it
     std::atomic<bool> eofReached{false};  ///< set by the worker
     std::atomic<std::int32_t> currentFrame{0}; ///< written by the worker
     std::atomic<bool> loop{false};

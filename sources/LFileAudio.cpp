@@ -104,7 +104,7 @@ void LFile::DecodeLoop::audioFrame() {
     chain.delayMs = file.audioDelayMs;
     if (!forceChannels(chain.format.channels)) return;
     mediaEnd = std::max(mediaEnd, start + length);
-    paceSound(start);
+    paceSound(start, length);
     if (!prepareAudioGraph(quol::audioChainText(chain)) || !audioGraph.send(&frame)) return;
     receiveAudio();
 }
@@ -121,20 +121,22 @@ void LFile::DecodeLoop::finishAudioGraph() {
     if (!audioGraph || file.seekPending || !audioGraph.finish(nextAudioPts)) return;
     receiveAudio();
     audioGraph.reset();
-    audioChainTried = false;
 }
 
-// Builds the graph when the chain or the form of the sound has changed. One that cannot be built
-// is told of once, and the sound is lost until the chain changes.
+// Builds the graph when the chain or the form of the sound has changed, and behind a jump. One that
+// cannot be built is told of once, and the sound is lost until the next of these.
 bool LFile::DecodeLoop::prepareAudioGraph(const std::string& chain) {
-    const bool same = audioChainTried && chain == audioChain;
-    if (same && (audioGraph.takes(*decoded) || audioChainFailed)) return audioGraph.takes(*decoded);
+    if (chain == audioChain && audioGraph.takes(*decoded)) return true;
+    const bool failed = chain == brokenAudioChain;
+    if (failed && audioGraph.hasForm(*decoded)) return false;
     audioChain = chain;
-    audioChainTried = true;
-    audioChainFailed = false;
-    audioChainFailed = !audioGraph.buildAudio(*decoded, chain);
-    if (audioChainFailed) quol::logError("LFile: Audio filter init FAILED for: %s", chain.c_str());
-    return !audioChainFailed;
+    if (audioGraph.buildAudio(*decoded, chain)) {
+        brokenAudioChain.clear();
+        return true;
+    }
+    brokenAudioChain = chain;
+    if (!failed) quol::logError("LFile: Audio filter init FAILED for: %s", chain.c_str());
+    return false;
 }
 
 // Makes the decoded block one of `channels` in their default layout; below 1 leaves it alone.

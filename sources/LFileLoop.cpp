@@ -150,8 +150,9 @@ void LFile::DecodeLoop::seek() {
     drained = false;
     seekUntold = true;
     firstSinceSeek = true;
-    pacedSound.reset();
+    soundEnd.reset();
     soundJumped = false;
+    soundFrom.reset();
     file.flushSinks();
     anchor(std::max(seconds, mediaStart));
     anchorPending = true;
@@ -326,7 +327,7 @@ void LFile::DecodeLoop::pace(double seconds) {
 
 // Sound goes out as it is read, just ahead of its pictures. Where there is no moving picture, or
 // none any more, it is held back itself.
-void LFile::DecodeLoop::paceSound(double seconds) {
+void LFile::DecodeLoop::paceSound(double seconds, double length) {
     constexpr double lead = 2.0; // seconds: farther apart than any container lays sound and picture
     if (pacedBySound) {
         if (file.rateChanged.exchange(false)) anchor(seconds);
@@ -336,10 +337,21 @@ void LFile::DecodeLoop::paceSound(double seconds) {
         firstSinceSeek = false;
         return;
     }
-    // Behind a gap, and after a change of rate, the next picture sets the clock anew.
     constexpr double gap = 1.0; // seconds
-    if (pacedSound && std::fabs(seconds - *pacedSound) > gap) soundJumped = true;
-    pacedSound = seconds;
-    if (anchorPending || scrub || soundJumped || file.rateChanged) return;
+    if (soundEnd && std::fabs(seconds - *soundEnd) > gap) {
+        soundJumped = true;
+        soundFrom.reset();
+    }
+    soundEnd = seconds + length;
+    if (scrub) return;
+    // Behind a jump, a gap and a change of rate the next picture sets the clock anew; where none
+    // comes, the sound itself.
+    if (anchorPending || soundJumped || file.rateChanged) {
+        if (!soundFrom) soundFrom = seconds;
+        if (seconds - lead < *soundFrom) return;
+        anchorPending = soundJumped = file.rateChanged = false;
+        anchor(*soundFrom);
+    }
+    soundFrom.reset();
     if (seconds - lead > mediaTime()) pace(seconds - lead);
 }

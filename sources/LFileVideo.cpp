@@ -149,6 +149,7 @@ void LFile::DecodeLoop::deliver(AVFrame& frame, AVRational timeBase) {
     checkOutPoint(seconds);
     if (!scrub) pace(seconds);
     soundJumped = false;
+    soundFrom.reset();
     const std::string timecode = timecodeOf(seconds, quol::fpsOrDefault(fps));
     distribute(frame, timeBase, &timecode);
     scrub = false;

@@ -120,6 +120,10 @@ make -f lavfi -i "$(tone 4)" -f lavfi -i "$(picture 320x180 25 2)" -map 1 -map 0
     -vf setpts=PTS+2/TB -fps_mode passthrough "${x264[@]}" -pix_fmt yuv420p "${aac[@]}" \
     "${exact[@]}" late_picture.mkv
 
+# The sound goes on when the last picture has long gone.
+make -f lavfi -i "$(picture 320x180 25 1)" -f lavfi -i "$(tone 9)" "${x264[@]}" -pix_fmt yuv420p \
+    -c:a pcm_s16le "${exact[@]}" long_sound.mkv
+
 # --------------------------------------------------------------------------- forms of sound
 
 # Nothing to see: the sound must keep the time by itself.

@@ -222,7 +222,7 @@ TEST(LSwitcherSound, TheTypeStingerChangesTheSoundAtTheMiddle) {
     }
 }
 
-TEST(LSwitcherSound, AnotherTypeChangesTheSoundWhereThePositionStands) {
+TEST(LSwitcherSound, AnotherTypeLeavesTheSoundUntilThePositionMoves) {
     Speaker a;
     Speaker b;
     SteppedSwitcher stepped;
@@ -234,8 +234,12 @@ TEST(LSwitcherSound, AnotherTypeChangesTheSoundWhereThePositionStands) {
     stepped.switcher.setTransition(0.25F);
     EXPECT_EQ(stepped.level(), (Level{8000, 8000}));
     stepped.switcher.setTransitionType("stinger");
+    EXPECT_EQ(stepped.level(), (Level{8000, 8000}));
+    stepped.switcher.setTransition(0.25F);
     EXPECT_EQ(stepped.level(), (Level{10000, 10000}));
     stepped.switcher.setTransitionType("fade");
+    EXPECT_EQ(stepped.level(), (Level{10000, 10000}));
+    stepped.switcher.setTransition(0.25F);
     EXPECT_EQ(stepped.level(), (Level{8000, 8000}));
 }
 

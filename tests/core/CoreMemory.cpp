@@ -248,16 +248,18 @@ TEST(LFrameMemory, AFrameForWhichThereIsNoneKeepsTheLastAndTheNextIsFetched) {
         source.distributeAudioFrame(sound.get());
     };
     push(width);
-    EXPECT_GT(refuseEach([&] { push(width += 64); },
-                         [&] {
-                             const LFrame::Video kept = frame.getVideo();
-                             EXPECT_EQ(kept.rgba.size(),
-                                       static_cast<std::size_t>(kept.width) * 16 * 4);
-                             push(width);
-                             EXPECT_EQ(frame.getVideo().width, width);
-                             EXPECT_EQ(frame.getAudio().samples, 48 + width);
-                         }),
-              0);
+    EXPECT_GT(
+        refuseEach([&] { push(width += 64); },
+                   [&] {
+                       const LFrame::Video kept = frame.getVideo();
+                       EXPECT_EQ(kept.rgba.size(), static_cast<std::size_t>(kept.width) * 16 * 4);
+                       const LFrame::Audio heard = frame.getAudio();
+                       EXPECT_EQ(heard.audio.size(), static_cast<std::size_t>(heard.samples) * 4);
+                       push(width);
+                       EXPECT_EQ(frame.getVideo().width, width);
+                       EXPECT_EQ(frame.getAudio().samples, 48 + width);
+                   }),
+        0);
     frame.readerObject(nullptr);
     test::refusesFFmpeg = true;
 }

@@ -358,6 +358,13 @@ TEST(FilterGraph, TakesSoundOfTheFormItWasBuiltForOnly) {
     EXPECT_FALSE(graph.takes(*test::makeSound(480, 48000, 1, AV_SAMPLE_FMT_FLTP)));
     EXPECT_FALSE(graph.takes(*test::makeSound(480, 48000, 6, AV_SAMPLE_FMT_FLTP)));
     EXPECT_FALSE(graph.takes(*test::makeSound(480, 48000, 2, AV_SAMPLE_FMT_S16)));
+    // Of one that could not be built the form is known.
+    ASSERT_FALSE(graph.buildAudio(*sound, "nosuchfilter"));
+    EXPECT_FALSE(graph.takes(*sound));
+    EXPECT_TRUE(graph.hasForm(*test::makeSound(1, 48000, 2, AV_SAMPLE_FMT_FLTP)));
+    EXPECT_FALSE(graph.hasForm(*test::makeSound(480, 48000, 1, AV_SAMPLE_FMT_FLTP)));
+    graph.reset();
+    EXPECT_FALSE(graph.hasForm(*sound));
     // And pictures again behind sound.
     const quol::FramePtr frame = picture();
     ASSERT_TRUE(graph.buildVideo(inputOf(*frame), "null", 0));

@@ -317,6 +317,8 @@ TEST_F(LAnimationLoad, ImagesAreLookedForBesideTheTemplate) {
 TEST_F(LAnimationLoad, ImagesOfATemplateWithARelativePathStayThroughChanges) {
     writeFile("beside/inner/x", "");
     ASSERT_TRUE(writePng(temporaryPath("beside/inner/blue.png"), 0, 0, 255));
+    writeFile("beside/beside/inner/x", ""); // where the path leads from the template's own folder
+    ASSERT_TRUE(writePng(temporaryPath("beside/beside/inner/blue.png"), 255, 255, 0));
     std::string json = imageTemplate("Logo", "image_0", "inner/", "blue.png");
     const std::string layers = R"("layers":[)";
     json.insert(json.find(layers) + layers.size(),

@@ -14,6 +14,7 @@
 #include "support/Frames.h"
 #include "support/LiveSource.h"
 #include "support/PlainFrames.h"
+#include "support/RefusingSource.h"
 #include "support/RunningOutput.h"
 
 namespace {
@@ -287,6 +288,17 @@ TEST(LOutputTable, SourceIsAttachedAndLeft) {
     first.distributeVideoFrame(test::levelPicture(1).get());
     second.distributeVideoFrame(test::levelPicture(1).get());
     EXPECT_EQ(out.text().find("FAILED"), std::string::npos);
+}
+
+TEST(LOutputTable, SourceThatCouldNotBeHadIsNotLeftEither) {
+    CapturedStream out(outputStream);
+    test::RefusingSource source;
+    {
+        LOutput output;
+        EXPECT_THROW(output.setSource(&source), std::bad_alloc);
+        output.setSource(nullptr);
+    }
+    EXPECT_EQ(source.left, 0);
 }
 
 // A sink beside the output that asks it for things with every picture, as a host's monitor does.

@@ -16,6 +16,7 @@
 #include "support/CollectingSink.h"
 #include "support/Frames.h"
 #include "support/NoThreads.h"
+#include "support/RefusingSource.h"
 
 namespace {
 
@@ -184,6 +185,13 @@ TEST_F(LPreviewQueue, AFifthPictureThatWaitsPushesOutTheOldest) {
     EXPECT_EQ(freed.get().count(7), 1U);
     push(numberedPicture(freed, 8)); // goes with the preview
     preview.previewObject(nullptr);
+}
+
+TEST_F(LPreviewQueue, ASourceThatCouldNotBeHadIsNotLeftEither) {
+    test::RefusingSource refusing;
+    EXPECT_THROW(preview.previewObject(&refusing), std::bad_alloc);
+    preview.previewObject(nullptr);
+    EXPECT_EQ(refusing.left, 0);
 }
 
 TEST_F(LPreviewQueue, WithoutASurfaceTheLimitHoldsToo) {

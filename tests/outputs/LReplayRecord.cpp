@@ -626,6 +626,24 @@ TEST(LReplayPictures, InAHostsOwnMemoryAreStoredToo) {
     ASSERT_TRUE(station.shown(0));
 }
 
+TEST(LReplayPictures, InAHostsOwnMemoryWithRowsThatAreTooShortAreRefused) {
+    ReplayStation station;
+    ASSERT_TRUE(station.replay.startRecording());
+    const auto picture = test::makePicture(64, 36, AV_PIX_FMT_YUV420P, 0, {1, 50}, 90);
+    const quol::FramePtr own = quol::makeFrame();
+    own->width = picture->width;
+    own->height = picture->height;
+    own->format = picture->format;
+    own->pts = 0;
+    own->time_base = {1, 50};
+    std::copy_n(picture->data, 3, own->data);
+    for (const int row : {0, 32, 63}) {
+        std::fill_n(own->linesize, 3, row);
+        station.replay.pushVideoFrame(own.get());
+    }
+    EXPECT_EQ(station.replay.getTotalFrames(), 0);
+}
+
 // ------------------------------------------------------------------ start, stop and clear
 
 TEST(LReplayControl, StartFailsWhereTheFilesCannotBeMade) {

@@ -199,9 +199,13 @@ TEST_F(LStreamServer, StopAndStartBeginAgainWhenTheServerIsBack) {
         EXPECT_EQ(error.text(), "[LStream] URL açılamadı: " + server->url() + "\n");
         ASSERT_TRUE(server->start()) << server->log();
     }
-    ASSERT_TRUE(stream.Start()) << server->log();
-    EXPECT_LT(statsOf(stream).framesSent, 20); // counts anew
-    EXPECT_TRUE(test::waitForSent(stream, 10));
+    test::measured([&](test::MachineWatch& watch) {
+        watch.begin();
+        ASSERT_TRUE(stream.Start()) << server->log();
+        EXPECT_LT(statsOf(stream).framesSent, 20); // counts anew
+        EXPECT_TRUE(test::waitForSent(stream, 30));
+        EXPECT_LT(stopSeconds(stream), stopLimit);
+    });
 }
 
 TEST_F(LStreamServer, StopOfAStreamWhoseServerStandsStill) {

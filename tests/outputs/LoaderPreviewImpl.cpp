@@ -10,6 +10,7 @@
 #include "quolsdk/LObject.h"
 #include "quolsdk/LPreview.h"
 #include "support/CapturedStream.h"
+#include "support/RefusingSource.h"
 
 namespace {
 
@@ -28,7 +29,10 @@ public:
         note("enable " + std::to_string(reinterpret_cast<std::uintptr_t>(window)) +
              (audio ? " audio" : "") + (video ? " video" : ""));
     }
-    void previewObject(LObject* object) override { note(object ? "object" : "no object"); }
+    void previewObject(LObject* object) override {
+        note(object ? "object" : "no object");
+        if (dynamic_cast<test::RefusingSource*>(object) != nullptr) throw std::bad_alloc();
+    }
     void clear() override { note("clear"); }
     void setName(const std::string& name) override { note("name " + name); }
     void setStatus(const std::string& status) override { note("status " + status); }
@@ -142,6 +146,16 @@ TEST_F(LoaderPreview, AnotherImplementationEndsTheOneBeforeAndGetsEverythingAnew
     calls.clear();
     choose();
     EXPECT_EQ(calls, (Calls{"end", "name n", "audio off", "key=value", "object"}));
+}
+
+TEST_F(LoaderPreview, ASourceThatCouldNotBeHadIsNotHandedOn) {
+    test::RefusingSource refusing;
+    loader.previewObject(&source);
+    choose();
+    EXPECT_THROW(loader.previewObject(&refusing), std::bad_alloc);
+    calls.clear();
+    choose();
+    EXPECT_EQ(calls, (Calls{"end", "name ", "audio off"}));
 }
 
 TEST(LPreviewFramework, AHostThatNeverChoosesHasNothing) {

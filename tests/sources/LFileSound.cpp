@@ -16,6 +16,7 @@ namespace {
 using test::FilePlayer;
 using test::mediaPath;
 using test::SoundSeen;
+using test::Stopwatch;
 using test::waitUntil;
 using namespace std::chrono_literals;
 
@@ -242,6 +243,23 @@ TEST(LFileSound, AChangeOfFormInTheFileIsFollowed) {
     EXPECT_EQ(sounds.back().channels, 1);
 }
 
+// A channel that only mono has.
+TEST(LFileSound, AChainThatTakesOneFormOnlyIsTriedWithTheNext) {
+    LFilter filter(LFilter::Type::audio);
+    filter.setProps("channelmap", "map=FC-FC");
+    FilePlayer player("sound_change.ts");
+    player.file.setAudioFilter(&filter);
+    test::CapturedStream errors(test::CapturedStream::Stream::error);
+    ASSERT_TRUE(player.playOut());
+    const std::string message = "LFile: Audio filter init FAILED for: anull,channelmap=map=FC-FC\n";
+    EXPECT_EQ(errors.text(), message);
+    const auto sounds = player.sink.sounds();
+    ASSERT_FALSE(sounds.empty());
+    EXPECT_EQ(sounds.front().channels, 1);
+    EXPECT_GT(sounds.front().seconds, 2.0) << "the stereo half is lost";
+    EXPECT_EQ(sounds.back().sampleRate, 44100);
+}
+
 TEST(LFileSound, AForcedFormHoldsThroughAChangeInTheFile) {
     FilePlayer player("sound_change.ts");
     player.file.setAudioFormat(sound(48000, 2));
@@ -253,6 +271,33 @@ TEST(LFileSound, AForcedFormHoldsThroughAChangeInTheFile) {
         EXPECT_EQ(block.sampleRate, 48000);
         EXPECT_EQ(block.channels, 2);
     }
+}
+
+// ----------------------------------------------------------------------------- without pictures
+
+// No picture comes that would set the clock anew: the sound does, and does not rush to its end.
+TEST(LFileSound, BehindTheLastPictureItKeepsItsTimeThroughAChangeOfRate) {
+    FilePlayer player("long_sound.mkv");
+    ASSERT_TRUE(player.file.play());
+    ASSERT_TRUE(player.sink.waitForSounds(1));
+    ASSERT_TRUE(waitUntil([&] { return player.sink.sounds().back().seconds > 3.2; }));
+    const Stopwatch watch;
+    player.file.setProps("rate", "1.005");
+    ASSERT_TRUE(player.waitForEnd());
+    // It is two seconds ahead of the clock, and once more of the new one.
+    EXPECT_GT(watch.seconds(), 2.5);
+    EXPECT_NEAR(player.sink.sounds().back().seconds, 9.0, 0.1);
+}
+
+TEST(LFileSound, BehindTheLastPictureItKeepsItsTimeThroughAJump) {
+    FilePlayer player("long_sound.mkv");
+    ASSERT_TRUE(player.file.play());
+    ASSERT_TRUE(player.sink.waitForPictures(5));
+    const Stopwatch watch;
+    player.file.setPos(3000.0);
+    ASSERT_TRUE(player.waitForEnd());
+    EXPECT_GT(watch.seconds(), 3.0);
+    EXPECT_NEAR(player.sink.sounds().back().seconds, 9.0, 0.1);
 }
 
 // ----------------------------------------------------------------------------------------- delay
@@ -398,12 +443,12 @@ TEST(LFileSound, ABrokenFilterIsToldOfOnceAndTheSoundIsBackWhenItIsMended) {
     const std::string message =
         "LFile: Audio filter init FAILED for: "
         "adelay=delays=20ms|20ms,nosuchfilter=x=1\n";
-    std::string text = errors.text();
+    EXPECT_NE(errors.text().find(message), std::string::npos) << errors.text();
     for (int jump = 0; jump < 3; ++jump) {
         player.file.setPos(200.0 * jump);
         ASSERT_TRUE(player.sink.waitForPictures(player.sink.pictureCount() + 5));
     }
-    text = errors.text();
+    std::string text = errors.text();
     const std::size_t at = text.find(message);
     EXPECT_NE(at, std::string::npos) << text;
     EXPECT_EQ(text.find(message, at + 1), std::string::npos) << text;
