@@ -271,9 +271,10 @@ QUOLSDK_C_API int64_t quolsdk_reader_audio_channels_get(quolsdk_handle reader);
 /** @} */
 
 /** @name Live: a card, an NDI source, a VTP sender or the test signal, a source
- *  Devices, channels and formats are numbered from 0; numbers outside a list give empty texts and
- *  change nothing. Ask for the count before the rows of a list. What is chosen while it runs counts
- *  from the next start. Without the vendors' runtimes the lists of cards and of NDI are empty. */
+ *  Devices, channels and formats are numbered from 0; numbers outside a list give empty texts, and
+ *  chosen they leave nothing to start. Ask for the count before the rows of a list. What is chosen
+ *  while it runs counts from the next start. Without the vendors' runtimes the lists of cards and
+ * of NDI are empty. */
 /** @{ */
 /** Makes a live input with nothing chosen. */
 QUOLSDK_C_API quolsdk_handle quolsdk_live_create(void);
@@ -292,7 +293,8 @@ QUOLSDK_C_API void quolsdk_live_device_set(quolsdk_handle live, int index);
  *  Waits for NDI sources, 100 ms. A null pointer ends the call. */
 QUOLSDK_C_API void quolsdk_live_device_channel_get_count(quolsdk_handle live, int device,
                                                          int* count);
-/** Returns the name of a channel as counted last; empty for a number that is none. */
+/** Returns the name of a channel as counted last; empty for a number that is none, but for the test
+ *  signal, whose one pattern has any. */
 QUOLSDK_C_API void quolsdk_live_device_channel_get_by_index(quolsdk_handle live, int device,
                                                             int index, char* name,
                                                             int32_t name_size);
@@ -449,7 +451,7 @@ QUOLSDK_C_API void quolsdk_switcher_fade(quolsdk_handle switcher, int duration);
  *  sound fades. Returns at once. */
 QUOLSDK_C_API void quolsdk_switcher_wipe(quolsdk_handle switcher, int duration, int pattern);
 /** Puts one character generator on top, instead of those there; NULL leaves none. It must be of the
- *  character family, and stays the host's. */
+ *  character family, and stays the host's. Not from two threads at once: both would be there. */
 QUOLSDK_C_API void quolsdk_switcher_set_cg(quolsdk_handle switcher, quolsdk_handle character);
 /** Sets a property: "timecode", "timecodeSource", "extAudio", "scaling_quality", "scale_mode",
  *  "masterMute", "extAudioMute", "masterGain", "extAudioGain", "audioGain"; LSwitcher tells what

@@ -150,6 +150,14 @@ LObject* LSwitcher::getCurrentPreviewSource() {
     return scene->preview().source;
 }
 
+// Both layers at one moment: they may be changing places.
+bool LSwitcher::hasSource(const LObject* source) {
+    const std::lock_guard lock(*sceneMutex);
+    return source != nullptr &&
+           std::any_of(scene->layers.begin(), scene->layers.end(),
+                       [source](const auto& layer) { return layer->source == source; });
+}
+
 SwitcherPreviewObject* LSwitcher::getPreviewObject() {
     return &preview;
 }

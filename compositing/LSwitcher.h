@@ -95,6 +95,7 @@ public:
     /// Once it has returned, the switcher does not touch the source any more.
     void removeSource(LObject* source);
     LObject* getCurrentPreviewSource();        ///< null for none
+    bool hasSource(const LObject* source);     ///< whether program or preview has it; null never
     SwitcherPreviewObject* getPreviewObject(); ///< the preview output; never null
 
     void setVideoFormat(const videoFormatProps& format); ///< of the canvas, from the next tick on

@@ -51,10 +51,10 @@ py::array bytesToArray(std::vector<std::uint8_t> bytes, const py::dtype& type,
 }
 
 void writePngFile(const std::string& path, const py::array& pixels) {
-    const bool isPixels = pixels.ndim() == 3 && pixels.dtype().is(py::dtype::of<std::uint8_t>()) &&
-                          (pixels.shape(2) == 3 || pixels.shape(2) == 4) && pixels.shape(0) > 0 &&
-                          pixels.shape(1) > 0 && pixels.shape(0) <= 32767 &&
-                          pixels.shape(1) <= 32767;
+    const bool isPixels =
+        pixels.ndim() == 3 && pixels.dtype().equal(py::dtype::of<std::uint8_t>()) &&
+        (pixels.shape(2) == 3 || pixels.shape(2) == 4) && pixels.shape(0) > 0 &&
+        pixels.shape(1) > 0 && pixels.shape(0) <= 32767 && pixels.shape(1) <= 32767;
     if (!isPixels) throw std::invalid_argument("not an array of uint8, height x width x 3 or 4");
     const auto view = pixels.unchecked<std::uint8_t, 3>();
     std::vector<std::uint8_t> rgb;

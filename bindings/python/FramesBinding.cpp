@@ -60,7 +60,9 @@ PlaneShape shapeOf(const AVFrame& frame, const AVPixFmtDescriptor& format, int p
     const int width = isChroma ? AV_CEIL_RSHIFT(frame.width, format.log2_chroma_w) : frame.width;
     const int height = isChroma ? AV_CEIL_RSHIFT(frame.height, format.log2_chroma_h) : frame.height;
     // Where components come at different distances, as in 4:2:2, several pixels make a unit.
-    const int units = (width * smallestStep + largestStep - 1) / largestStep;
+    const int units = smallestStep == largestStep
+                          ? width
+                          : AV_CEIL_RSHIFT(width, static_cast<int>(format.log2_chroma_w));
     PlaneShape result;
     result.type = sampleType(format, bytes);
     result.shape = {height, units};
@@ -171,7 +173,7 @@ void copyRows(AVFrame& frame, int plane, const Bytes& array) {
 }
 
 Bytes wantBytes(const py::array& array, py::ssize_t dimensions, const char* text) {
-    if (!array.dtype().is(py::dtype::of<std::uint8_t>()) || array.ndim() != dimensions)
+    if (!array.dtype().equal(py::dtype::of<std::uint8_t>()) || array.ndim() != dimensions)
         throw std::invalid_argument(text);
     return Bytes(array);
 }
@@ -209,7 +211,7 @@ std::shared_ptr<Frame> fromYuv(const py::array& y, const py::array& u, const py:
 }
 
 std::shared_ptr<Frame> fromSound(const py::array& array, int sampleRate) {
-    if (!array.dtype().is(py::dtype::of<std::int16_t>()) || array.ndim() != 2 ||
+    if (!array.dtype().equal(py::dtype::of<std::int16_t>()) || array.ndim() != 2 ||
         array.shape(1) != 2 || array.shape(0) < 1 || array.shape(0) > longestBlock)
         throw std::invalid_argument("not an array of int16, samples x 2");
     if (sampleRate < 1 || sampleRate > 768000) throw std::invalid_argument("no sample rate");
@@ -245,12 +247,12 @@ void setTimeBase(Frame& frame, std::pair<int, int> base) {
     frame.get()->time_base = {base.first, base.second};
 }
 
-std::map<std::string, Text> metadata(const Frame& frame) {
-    std::map<std::string, Text> entries;
+std::map<Text, Text> metadata(const Frame& frame) {
+    std::map<Text, Text> entries;
     const AVDictionaryEntry* entry = nullptr;
     while ((entry = av_dict_get(frame.get()->metadata, "", entry, AV_DICT_IGNORE_SUFFIX)) !=
            nullptr)
-        entries[entry->key] = Text(entry->value);
+        entries[Text(entry->key)] = Text(entry->value);
     return entries;
 }
 

@@ -135,6 +135,8 @@ std::shared_ptr<Held> findHeld(T& consumer, const void* address) {
 
 void attach(const std::shared_ptr<LObject>& source, const std::shared_ptr<LSink>& sink,
             bool direct);
+// The same where the source counts no second time, by its own addSink.
+void attachOnce(const std::shared_ptr<LObject>& source, const std::shared_ptr<LSink>& sink);
 void detach(const std::shared_ptr<LObject>& source, const std::shared_ptr<LSink>& sink,
             bool direct);
 

@@ -28,8 +28,7 @@ bool isOwn(LSwitcher& switcher, const LObject* source) {
     return source == &switcher || source == switcher.getPreviewObject();
 }
 
-// Puts a source on air by `call`. When the preview shows another one behind it, these two are all
-// there are, and what else was held goes; when it does not, the other layer may have any.
+// Puts a source on air by `call`; what no layer has any more goes.
 template <typename Call>
 void setSource(LSwitcher& switcher, const Source& source, Call call) {
     if (isOwn(switcher, source.get())) return; // as the switcher itself does
@@ -38,11 +37,9 @@ void setSource(LSwitcher& switcher, const Source& source, Call call) {
     const std::lock_guard lock(node->control);
     if (source) node->slots[layerSlot(source.get())] = source;
     call();
-    const LObject* other = switcher.getCurrentPreviewSource();
-    if (other == source.get()) return;
     std::erase_if(node->slots, [&](auto& entry) {
-        const bool isGone = isLayerSlot(entry.first) && entry.second.get() != source.get() &&
-                            entry.second.get() != other;
+        const bool isGone = isLayerSlot(entry.first) &&
+                            !switcher.hasSource(static_cast<LObject*>(entry.second.get()));
         if (isGone) gone.insert(entry);
         return isGone;
     });
@@ -224,7 +221,7 @@ void bindPreviewOutput(py::module_& module) {
                const std::shared_ptr<LSink>& sink) {
                 if (!sink) throw py::type_error("sink must not be None");
                 const Outside outside;
-                attach(self, sink, false);
+                attachOnce(self, sink);
             },
             py::arg("sink"), "A sink that is there already is left alone.")
         .def(

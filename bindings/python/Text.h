@@ -3,6 +3,7 @@
 
 #include <pybind11/pybind11.h>
 
+#include <compare>
 #include <filesystem>
 #include <string>
 #include <utility>
@@ -14,6 +15,7 @@ namespace quolpy {
 struct Text {
     Text() = default;
     Text(std::string text) : text(std::move(text)) {}
+    auto operator<=>(const Text&) const = default;
     std::string text;
 };
 

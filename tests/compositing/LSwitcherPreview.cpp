@@ -536,6 +536,24 @@ TEST_F(LSwitcherRenderedPreview, NothingIsMadeToFitForItAtTheOtherEndEither) {
     }
 }
 
+TEST(LSwitcherSources, ASourceIsHadWhileALayerShowsIt) {
+    LObject a;
+    LObject b;
+    LSwitcher switcher;
+    EXPECT_FALSE(switcher.hasSource(nullptr));
+    switcher.setProgram(&a);
+    switcher.setPreview(&b);
+    switcher.setCutTransition();
+    EXPECT_TRUE(switcher.hasSource(&a));
+    EXPECT_TRUE(switcher.hasSource(&b));
+    switcher.setPreview(&b); // in the place of a
+    EXPECT_FALSE(switcher.hasSource(&a));
+    switcher.setProgram(nullptr);
+    EXPECT_TRUE(switcher.hasSource(&b));
+    switcher.removeSource(&b);
+    EXPECT_FALSE(switcher.hasSource(&b));
+}
+
 TEST(LSwitcherPreviewMemory, WhoFollowsLeavesTheSourceBeforeWhenTheNextCannotBeHad) {
     LObject before;
     test::RefusingSource next;

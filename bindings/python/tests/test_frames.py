@@ -1,6 +1,7 @@
 """Frames as arrays: shapes, copies, who keeps whom."""
 
 import gc
+import pickle
 
 import numpy as np
 import pytest
@@ -62,6 +63,11 @@ def test_rgba_of_other_formats_is_converted():
     assert rgba.shape == (36, 64, 4) and rgba.dtype == np.uint8
     assert rgba[10, 10, 0] > 240 and rgba[10, 10, 1] < 16 and rgba[10, 10, 3] == 255
     rgba[0, 0] = 0  # a copy of one's own
+
+
+def test_an_array_that_came_by_pickle_is_taken():
+    pixels = np.zeros((36, 64, 4), np.uint8)
+    assert quolsdk.Frame.fromRgba(pickle.loads(pickle.dumps(pixels))).width == 64
 
 
 def test_views_with_strides_are_taken_as_they_look():

@@ -1,5 +1,6 @@
 """Each class at its work."""
 
+import os
 import time
 
 import numpy as np
@@ -161,13 +162,44 @@ def test_switcher_cuts_and_keeps_its_sources():
     wait_until(lambda: shows(tap, RED)())
     stats = wait_until(switcher.getStats)
     assert stats.activeSource in ("SubA", "SubB", "Transition") and stats.frameCount > 0
-    for index in range(8):  # each takes the place of the one before, which goes
+    for index in range(8):
         switcher.setPreview(signal("#00FF00"))
     switcher.setCutTransition()
     wait_until(shows(tap, GREEN))
     rendered = quolsdk.LFrame()
     quolsdk.LObject.addSink(switcher.getPreviewObject(), rendered)
     wait_until(lambda: rendered.getVideo().width == 64)
+
+
+def test_switcher_lets_go_of_what_no_layer_has():
+    def threads():
+        return len(os.listdir("/proc/self/task"))
+
+    switcher = quolsdk.LSwitcher()
+    switcher.setProgram(signal("#FF0000"))
+    switcher.setPreview(signal("#0000FF"))
+    two = threads()
+    for index in range(8):  # each takes the place of the one before, which goes with its thread
+        switcher.setPreview(signal("#00FF00"))
+        switcher.setCutTransition()
+    wait_until(lambda: threads() <= two)
+    assert isinstance(switcher.getCurrentPreviewSource(), quolsdk.LSignal)
+    switcher.setPreview(None)
+    switcher.setProgram(None)
+    wait_until(lambda: threads() <= two - 2)
+
+
+def test_preview_sink_attached_twice_is_there_once():
+    switcher, tap = quolsdk.LSwitcher(), quolsdk.LFrame()
+    switcher.setPreview(signal("#0000FF"))
+    output = switcher.getPreviewObject()
+    output.addSink(tap)
+    output.addSink(tap)
+    wait_until(shows(tap, BLUE))
+    output.removeSink(tap)
+    before = len(os.listdir("/proc/self/task"))
+    del output, switcher  # nothing of it is held by the sink
+    wait_until(lambda: len(os.listdir("/proc/self/task")) < before)
 
 
 def test_switcher_titles():
