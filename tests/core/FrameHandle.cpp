@@ -4,24 +4,12 @@
 
 #include <algorithm>
 
-#include "core/Handles.h"
 #include "support/Frames.h"
+#include "support/HostsOwnFrame.h"
 
 namespace {
 
-// A record that shows another frame's data in a host's own memory.
-quol::FramePtr hostsOwn(const AVFrame& frame) {
-    quol::FramePtr own = quol::makeFrame();
-    own->format = frame.format;
-    own->width = frame.width;
-    own->height = frame.height;
-    own->nb_samples = frame.nb_samples;
-    own->sample_rate = frame.sample_rate;
-    av_channel_layout_copy(&own->ch_layout, &frame.ch_layout);
-    std::copy_n(frame.data, AV_NUM_DATA_POINTERS, own->data);
-    std::copy_n(frame.linesize, AV_NUM_DATA_POINTERS, own->linesize);
-    return own;
-}
+using test::hostsOwn;
 
 TEST(CloneFrame, SharesDataThatReferencesAreCountedTo) {
     const quol::FramePtr picture = test::makePicture(64, 36, AV_PIX_FMT_YUV420P);
@@ -56,7 +44,8 @@ TEST(CloneFrame, IsNullForAHostsOwnThatAreNotAllThere) {
     const quol::FramePtr blind = hostsOwn(*picture);
     blind->data[2] = nullptr;
     EXPECT_EQ(quol::cloneFrame(blind.get()), nullptr);
-    const quol::FramePtr mute = hostsOwn(*test::makeSound(480, 48000, 2, AV_SAMPLE_FMT_FLTP));
+    const quol::FramePtr sound = test::makeSound(480, 48000, 2, AV_SAMPLE_FMT_FLTP);
+    const quol::FramePtr mute = hostsOwn(*sound);
     mute->data[1] = nullptr;
     EXPECT_EQ(quol::cloneFrame(mute.get()), nullptr);
 }

@@ -19,6 +19,7 @@
 #include "support/CollectingSink.h"
 #include "support/FilePlayer.h"
 #include "support/Frames.h"
+#include "support/HostsOwnFrame.h"
 #include "support/NoThreads.h"
 #include "support/PlainFrames.h"
 #include "support/Replays.h"
@@ -613,15 +614,7 @@ TEST(LReplayPictures, InAHostsOwnMemoryAreStoredToo) {
     ReplayStation station;
     ASSERT_TRUE(station.replay.startRecording());
     const auto picture = test::makePicture(64, 36, AV_PIX_FMT_YUV420P, 0, {1, 50}, 90);
-    const quol::FramePtr own = quol::makeFrame();
-    own->width = picture->width;
-    own->height = picture->height;
-    own->format = picture->format;
-    own->pts = 0;
-    own->time_base = {1, 50};
-    std::copy_n(picture->data, 3, own->data);
-    std::copy_n(picture->linesize, 3, own->linesize);
-    station.replay.pushVideoFrame(own.get());
+    station.replay.pushVideoFrame(test::hostsOwn(*picture).get());
     EXPECT_EQ(station.replay.getTotalFrames(), 1);
     ASSERT_TRUE(station.shown(0));
 }
@@ -630,13 +623,7 @@ TEST(LReplayPictures, InAHostsOwnMemoryWithRowsThatAreTooShortAreRefused) {
     ReplayStation station;
     ASSERT_TRUE(station.replay.startRecording());
     const auto picture = test::makePicture(64, 36, AV_PIX_FMT_YUV420P, 0, {1, 50}, 90);
-    const quol::FramePtr own = quol::makeFrame();
-    own->width = picture->width;
-    own->height = picture->height;
-    own->format = picture->format;
-    own->pts = 0;
-    own->time_base = {1, 50};
-    std::copy_n(picture->data, 3, own->data);
+    const quol::FramePtr own = test::hostsOwn(*picture);
     for (const int row : {0, 32, 63}) {
         std::fill_n(own->linesize, 3, row);
         station.replay.pushVideoFrame(own.get());
