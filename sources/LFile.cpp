@@ -111,6 +111,7 @@ void LFile::endPause() {
     {
         const std::lock_guard lock(clockMutex);
         const bool isDue = std::exchange(resumeDue, false);
+        if (!playing) return; // who ends it has the last word to the sinks
         if (!isDue && !pauseTimer->isOver(quol::steadyNow())) return;
         resumeClock();
     }

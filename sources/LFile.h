@@ -28,8 +28,8 @@ class Sleeper;
 ///
 /// One worker thread demuxes, decodes, filters, paces and distributes. Pictures are held back until
 /// their time on the steady clock; sound goes out as it is decoded, just ahead of the pictures it
-/// belongs to, or by its own time in a file that has no moving picture. Attach the sinks before
-/// `play`: with none attached the player stops after 15 pictures until the next `setPos`.
+/// belongs to, or by its own time where there are none. Attach the sinks before `play`: with none
+/// attached the player stops after 15 pictures until the next `setPos`.
 ///
 /// Properties (setProps):
 ///

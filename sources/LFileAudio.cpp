@@ -52,9 +52,9 @@ void LFile::DecodeLoop::releaseSound(bool all) {
     }
 }
 
-// Pictures may end before the sound does, or come a long time later.
+// Pictures may end before the sound does, or come a long time later than their decoder lets them.
 bool LFile::DecodeLoop::heldTooLong() const {
-    constexpr double longest = 2.0; // seconds
+    const double longest = 2.0 + pictureDelay() * pictureLength; // seconds
     const std::int64_t first = heldSound.front().packet->dts;
     const std::int64_t last = heldSound.back().packet->dts;
     if (first == AV_NOPTS_VALUE || last == AV_NOPTS_VALUE) return heldSound.size() > 200;

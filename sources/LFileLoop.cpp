@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "core/ClipInput.h"
 #include "core/Clock.h"
@@ -20,6 +21,9 @@ constexpr std::int64_t idleSleep = 10 * quol::nanosPerMilli;
 constexpr std::int64_t backPressureSleep = 5 * quol::nanosPerMilli;
 constexpr std::int64_t idleJumpSleep = 40 * quol::nanosPerMilli;
 constexpr std::int64_t endSleep = 20 * quol::nanosPerMilli;
+constexpr double farthestApart = 2.0; // seconds that a container lays between sound and picture
+
+constexpr double longestPicture = 10.0; // seconds that count of one
 
 // Beyond this (some 30 years) a time stamp is damage; it keeps clock arithmetic within 64 bits.
 constexpr double longestSeconds = 1e9;
@@ -53,6 +57,8 @@ LFile::DecodeLoop::DecodeLoop(LFile& file, bool scrub)
     const AVStream* audio = media.formatContext.stream(media.audioStreamIndex);
     if (video != nullptr) videoTimeBase = video->time_base;
     if (audio != nullptr) audioTimeBase = audio->time_base;
+    if (video != nullptr && video->avg_frame_rate.num > 0)
+        pictureLength = std::min(1.0 / av_q2d(video->avg_frame_rate), longestPicture);
     // A cover picture is one picture for all of the sound.
     pacedBySound = video == nullptr || (video->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
     if (!media.formatContext) return;
@@ -151,8 +157,7 @@ void LFile::DecodeLoop::seek() {
     seekUntold = true;
     firstSinceSeek = true;
     soundEnd.reset();
-    soundJumped = false;
-    soundFrom.reset();
+    latestPicture.reset();
     file.flushSinks();
     anchor(std::max(seconds, mediaStart));
     anchorPending = true;
@@ -232,7 +237,12 @@ void LFile::DecodeLoop::startAgain() {
     if (anchorPending) {
         file.sleeper->sleepFor(endSleep); // nothing in it could be played: do not spin
     } else {
-        pace(mediaEnd); // the last picture stands as long as any other
+        // The last picture stands as long as any other, and what was ahead of the clock is heard.
+        const double left = mediaEnd - mediaTime();
+        if (left > 0.0 && left <= farthestApart) {
+            waitFor(mediaEnd);
+            return; // the end of the file comes again
+        }
     }
     // Most files begin at 0; time stamps that count up to 0 begin before it.
     file.loopTo(std::min(0.0, mediaStart) * 1000.0);
@@ -273,8 +283,9 @@ double LFile::DecodeLoop::playRate() const {
     return rate > 0.0 && std::isfinite(rate) ? rate : 1.0;
 }
 
-// Sets the clock so that `seconds` plays now.
+// Sets the clock so that `seconds` plays now, at the rate that is set.
 void LFile::DecodeLoop::anchor(double seconds) {
+    file.rateChanged = false; // ahead of reading the rate, or a change in between would be lost
     const auto offset = static_cast<std::int64_t>(bounded(seconds / playRate()) * 1000000.0) * 1000;
     const std::lock_guard lock(file.clockMutex);
     const std::int64_t now = quol::steadyNow();
@@ -320,17 +331,22 @@ void LFile::DecodeLoop::pace(double seconds) {
         anchor(seconds);
         return;
     }
-    if (!(early > 0.0)) return;
-    const auto wait = static_cast<std::int64_t>(early * static_cast<double>(quol::nanosPerSecond));
-    file.sleeper->sleepFor(std::min(wait, quol::nanosPerSecond - 1));
+    waitFor(seconds);
 }
 
-// Sound goes out as it is read, just ahead of its pictures. Where there is no moving picture, or
-// none any more, it is held back itself.
+// Sleeps until that media time, or for a second.
+void LFile::DecodeLoop::waitFor(double seconds) {
+    const double early = (seconds - mediaTime()) / playRate();
+    if (!(early > 0.0)) return;
+    const double wait = std::min(early, 1.0) * static_cast<double>(quol::nanosPerSecond);
+    file.sleeper->sleepFor(std::min(static_cast<std::int64_t>(wait), quol::nanosPerSecond - 1));
+}
+
+// Sound goes out as it is read, just ahead of its pictures, which hold it back. Where there are
+// none beside it, or none that can be decoded, it is held back itself.
 void LFile::DecodeLoop::paceSound(double seconds, double length) {
-    constexpr double lead = 2.0; // seconds: farther apart than any container lays sound and picture
     if (pacedBySound) {
-        if (file.rateChanged.exchange(false)) anchor(seconds);
+        if (file.rateChanged) anchor(seconds);
         checkOutPoint(seconds);
         pace(seconds);
         scrub = false;
@@ -338,20 +354,15 @@ void LFile::DecodeLoop::paceSound(double seconds, double length) {
         return;
     }
     constexpr double gap = 1.0; // seconds
-    if (soundEnd && std::fabs(seconds - *soundEnd) > gap) {
-        soundJumped = true;
-        soundFrom.reset();
-    }
+    const bool jumped = soundEnd && std::fabs(seconds - *soundEnd) > gap;
     soundEnd = seconds + length;
-    if (scrub) return;
-    // Behind a jump, a gap and a change of rate the next picture sets the clock anew; where none
-    // comes, the sound itself.
-    if (anchorPending || soundJumped || file.rateChanged) {
-        if (!soundFrom) soundFrom = seconds;
-        if (seconds - lead < *soundFrom) return;
-        anchorPending = soundJumped = file.rateChanged = false;
-        anchor(*soundFrom);
-    }
-    soundFrom.reset();
-    if (seconds - lead > mediaTime()) pace(seconds - lead);
+    if (!latestPicture) latestPicture = seconds;
+    if (seconds <= *latestPicture + farthestApart) return;
+    checkOutPoint(seconds);
+    showSkipped(); // no other picture comes for this place
+    scrub = false;
+    firstSinceSeek = false;
+    const bool late = std::exchange(anchorPending, false) && seconds < mediaTime();
+    if (late || jumped || file.rateChanged) anchor(seconds);
+    waitFor(seconds);
 }

@@ -64,6 +64,7 @@ private:
     void anchor(double seconds);
     double mediaTime() const;
     void pace(double seconds);
+    void waitFor(double seconds);
     void paceSound(double seconds, double length);
     void checkOutPoint(double seconds);
     double playRate() const;
@@ -90,16 +91,17 @@ private:
 
     AVRational videoTimeBase{1, 1};
     AVRational audioTimeBase{1, 1};
-    bool pacedBySound = false;       // no moving picture holds the sound back
-    double mediaStart = 0.0;         // seconds: where the time stamps begin, 0 unless far from it
-    bool anchorPending = true;       // the first frame after a start or seek may set the clock back
-    double mediaEnd = 0.0;           // seconds: where the latest frame ends
-    bool firstSinceSeek = false;     // no frame has gone out since a seek
-    std::optional<double> soundEnd;  // seconds: where the latest block that may be held back ends
-    bool soundJumped = false;        // to behind a gap where no picture has gone out yet
-    std::optional<double> soundFrom; // seconds: what has gone out since without a clock to go by
-    bool seekUntold = false;         // a seek has been made and nothing has come of it yet
-    bool drained = false;            // the decoders have given their last frames
+    bool pacedBySound = false;      // no moving picture holds the sound back
+    double mediaStart = 0.0;        // seconds: where the time stamps begin, 0 unless far from it
+    bool anchorPending = true;      // the first frame after a start or seek may set the clock back
+    double mediaEnd = 0.0;          // seconds: where the latest frame ends
+    bool firstSinceSeek = false;    // nothing has been shown, or heard alone, since a seek
+    double pictureLength = 0.04;    // seconds, as the container tells of the whole file
+    std::optional<double> soundEnd; // seconds: where the latest block ends
+    // Seconds: where the latest picture came out of the decoder, or the first sound since a seek.
+    std::optional<double> latestPicture;
+    bool seekUntold = false; // a seek has been made and nothing has come of it yet
+    bool drained = false;    // the decoders have given their last frames
     // Sound that waits for the pictures beside it to come out of their decoder.
     struct HeldSound {
         quol::PacketPtr packet;

@@ -55,6 +55,7 @@ void LFile::DecodeLoop::videoFrame() {
     const double unit = av_q2d(videoTimeBase);
     const double start = unit * static_cast<double>(frame.pts);
     const double length = unit * static_cast<double>(nextVideoPts - frame.pts);
+    latestPicture = start;
     const std::optional<double> target = videoTarget;
     if (beforeTarget(videoTarget, start, length)) {
         lastSkipped = quol::cloneFrame(&frame);
@@ -142,14 +143,12 @@ void LFile::DecodeLoop::deliver(AVFrame& frame, AVRational timeBase) {
     const std::int64_t position = quol::framesAt(seconds, fps);
     file.currentFrame =
         static_cast<std::int32_t>(std::clamp<std::int64_t>(position, INT32_MIN, INT32_MAX));
-    if (file.rateChanged.exchange(false)) {
+    if (file.rateChanged) {
         anchor(seconds);
         anchorPending = false;
     }
     checkOutPoint(seconds);
     if (!scrub) pace(seconds);
-    soundJumped = false;
-    soundFrom.reset();
     const std::string timecode = timecodeOf(seconds, quol::fpsOrDefault(fps));
     distribute(frame, timeBase, &timecode);
     scrub = false;

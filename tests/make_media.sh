@@ -114,6 +114,8 @@ make -f lavfi -i "$(picture 64x48 10/12 13.2)" "${x264[@]}" -pix_fmt yuv420p "${
 
 # As it was sent, without a word about its length.
 make -i h264_aac.mp4 -map 0:v -map 0:a -c copy -f matroska -live 1 "${exact[@]}" no_duration.mkv
+make -i no_duration.mkv -t 0.5 -map 0:v -map 0:a -c copy -f matroska -live 1 "${exact[@]}" \
+    no_duration_short.mkv
 
 # The picture begins two seconds behind the sound.
 make -f lavfi -i "$(tone 4)" -f lavfi -i "$(picture 320x180 25 2)" -map 1 -map 0 \
@@ -123,6 +125,11 @@ make -f lavfi -i "$(tone 4)" -f lavfi -i "$(picture 320x180 25 2)" -map 1 -map 0
 # The sound goes on when the last picture has long gone.
 make -f lavfi -i "$(picture 320x180 25 1)" -f lavfi -i "$(tone 9)" "${x264[@]}" -pix_fmt yuv420p \
     -c:a pcm_s16le "${exact[@]}" long_sound.mkv
+make -f lavfi -i "$(picture 320x180 25 1)" -f lavfi -i "$(tone 2.5)" "${x264[@]}" -pix_fmt yuv420p \
+    -c:a pcm_s16le "${exact[@]}" sound_tail.mkv
+# Three pictures of three seconds each, spoken over.
+make -f lavfi -i "$(picture 320x180 1/3 9)" -f lavfi -i "$(tone 9)" "${x264[@]}" -pix_fmt yuv420p \
+    -c:a pcm_s16le "${exact[@]}" slides.mkv
 
 # --------------------------------------------------------------------------- forms of sound
 

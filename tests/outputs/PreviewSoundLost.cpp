@@ -1,7 +1,6 @@
 // What device is asked for, and one that is refused, or is lost while it plays. SDL's own functions
 // stand behind those of this program.
 #include <SDL.h>
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,6 +13,7 @@
 #include "outputs/PreviewSound.h"
 #include "support/CollectingSink.h"
 #include "support/Frames.h"
+#include "support/FunctionBehind.h"
 
 namespace {
 
@@ -23,11 +23,6 @@ std::atomic<int> closed{0};
 std::mutex mutex;
 std::vector<std::int64_t> askedAt; // guarded by mutex: steady nanoseconds
 SDL_AudioSpec askedFor{};          // guarded by mutex: the latest
-
-template <typename Function>
-Function* behind(const char* name) {
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
 
 } // namespace
 
@@ -40,18 +35,19 @@ extern "C" SDL_AudioDeviceID SDL_OpenAudioDevice(const char* device, int capture
         askedFor = *wanted;
     }
     if (refuses) return 0;
-    return behind<decltype(SDL_OpenAudioDevice)>("SDL_OpenAudioDevice")(device, capture, wanted,
-                                                                        obtained, changes);
+    return test::functionBehind<decltype(SDL_OpenAudioDevice)>("SDL_OpenAudioDevice")(
+        device, capture, wanted, obtained, changes);
 }
 
 extern "C" SDL_AudioStatus SDL_GetAudioDeviceStatus(SDL_AudioDeviceID device) {
     if (isLost) return SDL_AUDIO_STOPPED;
-    return behind<decltype(SDL_GetAudioDeviceStatus)>("SDL_GetAudioDeviceStatus")(device);
+    return test::functionBehind<decltype(SDL_GetAudioDeviceStatus)>("SDL_GetAudioDeviceStatus")(
+        device);
 }
 
 extern "C" void SDL_CloseAudioDevice(SDL_AudioDeviceID device) {
     ++closed;
-    behind<decltype(SDL_CloseAudioDevice)>("SDL_CloseAudioDevice")(device);
+    test::functionBehind<decltype(SDL_CloseAudioDevice)>("SDL_CloseAudioDevice")(device);
 }
 
 namespace {

@@ -13,9 +13,10 @@
 // Worker threads. Decoders, encoders and filters hand pictures from their workers to the caller by
 // atomic flags. As what is under test are our threads, theirs are not started.
 
-#include <dlfcn.h>
 #include <sanitizer/tsan_interface.h>
 #include <sched.h>
+
+#include "support/FunctionBehind.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -28,11 +29,6 @@ extern "C" {
 #define NOT_INSTRUMENTED __attribute__((no_sanitize("thread")))
 
 namespace {
-
-template <typename Function>
-Function* next(const char* name) {
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
 
 NOT_INSTRUMENTED void giveBack(const AVBufferRef* reference) {
     if (reference == nullptr) return;
@@ -77,28 +73,28 @@ public:
 extern "C" {
 
 NOT_INSTRUMENTED void av_buffer_unref(AVBufferRef** reference) {
-    static const auto real = next<void(AVBufferRef**)>("av_buffer_unref");
+    static const auto real = test::functionBehind<void(AVBufferRef**)>("av_buffer_unref");
     const OneAtATime step;
     if (reference != nullptr) giveBack(*reference);
     real(reference);
 }
 
 NOT_INSTRUMENTED void av_frame_unref(AVFrame* frame) {
-    static const auto real = next<void(AVFrame*)>("av_frame_unref");
+    static const auto real = test::functionBehind<void(AVFrame*)>("av_frame_unref");
     const OneAtATime step;
     giveBack(frame);
     real(frame);
 }
 
 NOT_INSTRUMENTED void av_frame_free(AVFrame** frame) {
-    static const auto real = next<void(AVFrame**)>("av_frame_free");
+    static const auto real = test::functionBehind<void(AVFrame**)>("av_frame_free");
     const OneAtATime step;
     if (frame != nullptr) giveBack(*frame);
     real(frame);
 }
 
 NOT_INSTRUMENTED int av_frame_is_writable(AVFrame* frame) {
-    static const auto real = next<int(AVFrame*)>("av_frame_is_writable");
+    static const auto real = test::functionBehind<int(AVFrame*)>("av_frame_is_writable");
     const OneAtATime step;
     const int isWritable = real(frame);
     if (isWritable > 0) {
@@ -109,14 +105,14 @@ NOT_INSTRUMENTED int av_frame_is_writable(AVFrame* frame) {
 }
 
 NOT_INSTRUMENTED void av_packet_unref(AVPacket* packet) {
-    static const auto real = next<void(AVPacket*)>("av_packet_unref");
+    static const auto real = test::functionBehind<void(AVPacket*)>("av_packet_unref");
     const OneAtATime step;
     giveBack(packet);
     real(packet);
 }
 
 NOT_INSTRUMENTED void av_packet_free(AVPacket** packet) {
-    static const auto real = next<void(AVPacket**)>("av_packet_free");
+    static const auto real = test::functionBehind<void(AVPacket**)>("av_packet_free");
     const OneAtATime step;
     if (packet != nullptr) giveBack(*packet);
     real(packet);
@@ -125,13 +121,13 @@ NOT_INSTRUMENTED void av_packet_free(AVPacket** packet) {
 NOT_INSTRUMENTED int avcodec_open2(AVCodecContext* context, const AVCodec* codec,
                                    AVDictionary** options) {
     static const auto real =
-        next<int(AVCodecContext*, const AVCodec*, AVDictionary**)>("avcodec_open2");
+        test::functionBehind<int(AVCodecContext*, const AVCodec*, AVDictionary**)>("avcodec_open2");
     if (context != nullptr) context->thread_count = 1;
     return real(context, codec, options);
 }
 
 NOT_INSTRUMENTED AVFilterGraph* avfilter_graph_alloc() {
-    static const auto real = next<AVFilterGraph*()>("avfilter_graph_alloc");
+    static const auto real = test::functionBehind<AVFilterGraph*()>("avfilter_graph_alloc");
     AVFilterGraph* graph = real();
     if (graph != nullptr) graph->nb_threads = 1;
     return graph;

@@ -116,6 +116,19 @@ TEST(LFileSeek, ThePictureUpInAGapIsShown) {
     EXPECT_NEAR(pictures[1].seconds, 3.48, 0.001);
 }
 
+// It does not wait for a picture behind it, of which there is none.
+TEST(LFileSeek, BehindTheLastPictureThatOneIsShownAtOnce) {
+    FilePlayer player("long_sound.mkv");
+    ASSERT_TRUE(player.file.play());
+    ASSERT_TRUE(player.sink.waitForPictures(5));
+    const std::size_t before = player.sink.pictureCount();
+    player.file.setPos(3000.0);
+    const test::Stopwatch watch;
+    // Or one shortly before it, where the decoder keeps some back to the end of the file.
+    ASSERT_TRUE(player.sink.waitForPictures(before + 1));
+    EXPECT_LT(watch.seconds(), 2.0);
+}
+
 // The worker asks itself for a jump just before it hands the picture at the out point on.
 TEST(LFileSeek, ALoopThatWasAboutToJumpLeavesTheNextFileAlone) {
     class Holder : public test::CollectingSink {
