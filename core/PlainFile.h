@@ -1,9 +1,10 @@
-// Files that may be read while somebody waits.
+// Files that may be read or written while somebody waits.
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace quol {
@@ -31,5 +32,16 @@ std::int64_t fileSize(const std::string& path);
 
 // The bytes of a plain file; nothing where there is none that can be read.
 std::optional<std::string> readPlainFile(const std::string& path);
+
+enum class Written {
+    yes,
+    noFile, // nothing can be opened there for writing
+    noRoom  // it was opened, but did not take all
+};
+
+// Writes a file whole or not at all: whoever reads it meanwhile, or finds the disk full, has the
+// one that was there before. Its permissions stay, and a link stays a link to it. What is no file
+// on a disk, and a name for which no second file can be laid beside it, is written where it is.
+Written writeFile(const std::string& path, std::string_view bytes);
 
 } // namespace quol

@@ -1,12 +1,9 @@
 #include "quolsdk/LAnimation.h"
 
-#include <unistd.h>
-
 #include <array>
 #include <atomic>
 #include <exception>
 #include <filesystem>
-#include <fstream>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -197,30 +194,13 @@ void LAnimation::updateColor(int id, const std::string& layerName, const std::st
 
 namespace {
 
-// Writes a file whole or not at all: another player may be reading the one in its place.
-bool writeWhole(const std::string& path, const std::string& bytes) {
-    static std::atomic<unsigned> number{0};
-    const std::string part =
-        path + '.' + std::to_string(getpid()) + '.' + std::to_string(number++) + ".part";
-    std::error_code error;
-    {
-        std::ofstream file(part, std::ios::binary | std::ios::trunc);
-        file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        file.close();
-        if (file) std::filesystem::rename(part, path, error);
-        if (file && !error) return true;
-    }
-    std::filesystem::remove(part, error);
-    return false;
-}
-
 // Copies an image beside a template. False when it cannot be read or written.
 bool copyBeside(const std::string& folder, const std::string& imagePath,
                 const std::string& fileName) {
     const std::optional<std::string> bytes = quol::readPlainFile(imagePath);
     if (!bytes) return false;
     const std::string target = folder + fileName;
-    if (!writeWhole(target, *bytes)) return false;
+    if (quol::writeFile(target, *bytes) != quol::Written::yes) return false;
     quol::logOut("LAnimation: Resim kopyalandi: %s", target.c_str());
     return true;
 }

@@ -429,19 +429,23 @@ std::string LCharacter::uintToHex(std::uint32_t color) {
 }
 
 // The pictures go on while the file is opened and written: a disk may be slow, a pipe without a
-// reader.
+// reader. A full disk must not take the scene that was saved before.
 void LCharacter::saveToXMLFile(const std::string& path) {
     std::ostringstream scene;
     {
         const std::lock_guard lock(*itemMutex);
         quol::writeProject(scene, items, groups);
     }
-    std::ofstream file(path);
-    if (!file) {
-        quol::logError("XML dosyasi acilamadi: %s", path.c_str());
-        return;
+    switch (quol::writeFile(path, scene.view())) {
+        case quol::Written::noFile:
+            quol::logError("XML dosyasi acilamadi: %s", path.c_str());
+            break;
+        case quol::Written::noRoom:
+            quol::logError("XML dosyasi yazilamadi: %s", path.c_str());
+            break;
+        case quol::Written::yes:
+            break;
     }
-    file << scene.view();
 }
 
 // The items of a file, made whole, with the message of what stopped the reading.

@@ -100,7 +100,8 @@ public:
     virtual void setFPS(double fps);
 
     /// Writes the scene to a text file, puts a file's items into it, or in its place. A file that
-    /// cannot be opened is told on the error stream; loading has emptied the scene by then.
+    /// cannot be opened is told on the error stream; loading has emptied the scene by then. Of one
+    /// that cannot be written whole, a full disk, the one that was there stays, which is told too.
     /// @throws std::invalid_argument, std::out_of_range for a field of a file that is no number
     void saveToXMLFile(const std::string& path);
     void insertFromXMLFile(const std::string& path); ///< @copydoc saveToXMLFile

@@ -460,7 +460,9 @@ TEST_F(LCharacterProjects, AFileThatCannotBeWrittenIsToldInOneLine) {
 
 TEST_F(LCharacterProjects, AFullDiskIsSurvived) {
     character.addItem("a", 0, 0, 10, 10, panelOf("#FFFFFF"));
+    CapturedStream error(CapturedStream::Stream::error);
     character.saveToXMLFile("/dev/full");
+    EXPECT_EQ(error.text(), "XML dosyasi yazilamadi: /dev/full\n");
     EXPECT_EQ(idsOf(character), "a");
 }
 

@@ -10,7 +10,7 @@ set(single_threaded
     compositing/TileGamut compositing/TileInk compositing/TileScaler compositing/TransitionLooks
     compositing/Transitions
     core/AudioMix core/AudioPeak core/AudioQueue core/Color core/MappedPicture core/ModeTables
-    core/PauseTimer core/PictureCheck core/PlainFile core/Props core/Protocols
+    core/PauseTimer core/PictureCheck core/Props core/Protocols
     core/Resampler core/ScaledPicture core/ScalingQuality core/SoundBlock core/SoundCheck core/Timecode
     core/Utf8
     graphics/CGPanel graphics/CGProjectRead graphics/CGProjectWrite graphics/CGTags
