@@ -271,10 +271,11 @@ QUOLSDK_C_API int64_t quolsdk_reader_audio_channels_get(quolsdk_handle reader);
 /** @} */
 
 /** @name Live: a card, an NDI source, a VTP sender or the test signal, a source
- *  Devices, channels and formats are numbered from 0; numbers outside a list give empty texts, and
- *  chosen they leave nothing to start. Ask for the count before the rows of a list. What is chosen
- *  while it runs counts from the next start. Without the vendors' runtimes the lists of cards and
- * of NDI are empty. */
+ *  Devices, channels and formats are numbered from 0; numbers outside a list give empty texts. A
+ *  device outside its list leaves nothing to start, and so does a format past the end of a card's;
+ *  a card's channel outside its list counts as SDI. Ask for the count before the rows of a list.
+ *  What is chosen while it runs counts from the next start. Without the vendors' runtimes the lists
+ *  of cards and of NDI are empty. */
 /** @{ */
 /** Makes a live input with nothing chosen. */
 QUOLSDK_C_API quolsdk_handle quolsdk_live_create(void);

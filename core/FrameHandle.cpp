@@ -12,9 +12,11 @@ void FrameDeleter::operator()(AVFrame* frame) const noexcept {
 
 FramePtr cloneFrame(const AVFrame* frame) {
     if (frame == nullptr) return nullptr;
-    // What is copied is read to the end of what the record tells.
+    // What is copied is read to the end of what the record tells, as a picture where it has a size.
     const bool isCopied = frame->buf[0] == nullptr;
-    if (isCopied && !hasReadablePlanes(*frame) && !isReadableSound(*frame)) return nullptr;
+    const bool hasSize = frame->width > 0 && frame->height > 0;
+    if (isCopied && !(hasSize ? hasReadablePlanes(*frame) : isReadableSound(*frame)))
+        return nullptr;
     return FramePtr(av_frame_clone(frame));
 }
 

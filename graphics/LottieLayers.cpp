@@ -68,7 +68,8 @@ void LottieLayers::step(double loopFps) {
         LottieLayer& layer = entry->second;
         bool stays = true;
         if (layer.animation && layer.playhead.playing) {
-            layer.animation->showFrame(layer.playhead.currentFrame);
+            // Without memory for it a layer stands for a step, and the others go on.
+            hadMemory([&layer] { layer.animation->showFrame(layer.playhead.currentFrame); });
             stays = quol::step(layer.playhead, loopFps);
         }
         const auto here = entry++;

@@ -164,29 +164,35 @@ void retire(void* key) noexcept {
     }
 }
 
-void attach(const std::shared_ptr<LObject>& source, const std::shared_ptr<LSink>& sink,
-            bool direct) {
-    const std::shared_ptr<Node> node = nodeOf(*sink);
-    const std::lock_guard lock(node->control);
-    node->attachments.reserve(node->attachments.size() + 1); // an entry only for what is attached
+namespace {
+
+// Under the lock of the sink's node.
+void attachTo(Node& node, const std::shared_ptr<LObject>& source,
+              const std::shared_ptr<LSink>& sink, bool direct) {
+    node.attachments.reserve(node.attachments.size() + 1); // an entry only for what is attached
     if (direct) {
         source->LObject::addSink(sink.get());
     } else {
         source->addSink(sink.get());
     }
-    node->attachments.push_back({source, sink.get(), direct});
+    node.attachments.push_back({source, sink.get(), direct});
+}
+
+} // namespace
+
+void attach(const std::shared_ptr<LObject>& source, const std::shared_ptr<LSink>& sink,
+            bool direct) {
+    const std::shared_ptr<Node> node = nodeOf(*sink);
+    const std::lock_guard lock(node->control);
+    attachTo(*node, source, sink, direct);
 }
 
 void attachOnce(const std::shared_ptr<LObject>& source, const std::shared_ptr<LSink>& sink) {
     const std::shared_ptr<Node> node = nodeOf(*sink);
-    {
-        const std::lock_guard lock(node->control);
-        const auto isThis = [&](const auto& entry) {
-            return entry.source == source && !entry.direct;
-        };
-        if (std::any_of(node->attachments.begin(), node->attachments.end(), isThis)) return;
-    }
-    attach(source, sink, false);
+    const std::lock_guard lock(node->control);
+    const auto isThis = [&](const auto& entry) { return entry.source == source && !entry.direct; };
+    if (std::any_of(node->attachments.begin(), node->attachments.end(), isThis)) return;
+    attachTo(*node, source, sink, false);
 }
 
 void detach(const std::shared_ptr<LObject>& source, const std::shared_ptr<LSink>& sink,

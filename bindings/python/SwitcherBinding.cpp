@@ -35,14 +35,22 @@ void setSource(LSwitcher& switcher, const Source& source, Call call) {
     const std::shared_ptr<Node> node = nodeOf(switcher);
     std::map<std::string, std::shared_ptr<void>> gone; // goes behind the lock
     const std::lock_guard lock(node->control);
+    const auto letGo = [&] {
+        std::erase_if(node->slots, [&](auto& entry) {
+            const bool isGone = isLayerSlot(entry.first) &&
+                                !switcher.hasSource(static_cast<LObject*>(entry.second.get()));
+            if (isGone) gone.insert(entry);
+            return isGone;
+        });
+    };
     if (source) node->slots[layerSlot(source.get())] = source;
-    call();
-    std::erase_if(node->slots, [&](auto& entry) {
-        const bool isGone = isLayerSlot(entry.first) &&
-                            !switcher.hasSource(static_cast<LObject*>(entry.second.get()));
-        if (isGone) gone.insert(entry);
-        return isGone;
-    });
+    try {
+        call();
+    } catch (...) { // a source that could not be had
+        letGo();
+        throw;
+    }
+    letGo();
 }
 
 void removeSource(LSwitcher& switcher, const Source& source) {

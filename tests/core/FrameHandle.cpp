@@ -48,6 +48,13 @@ TEST(CloneFrame, IsNullForAHostsOwnThatAreNotAllThere) {
     const quol::FramePtr mute = hostsOwn(*sound);
     mute->data[1] = nullptr;
     EXPECT_EQ(quol::cloneFrame(mute.get()), nullptr);
+    // A record that was a picture's before: with its size it would be copied as one.
+    const quol::FramePtr plain = test::makeSound(480, 48000, 2, AV_SAMPLE_FMT_S16);
+    const quol::FramePtr both = hostsOwn(*plain);
+    both->width = 64;
+    both->height = 36;
+    both->linesize[0] = 0;
+    EXPECT_EQ(quol::cloneFrame(both.get()), nullptr);
 }
 
 } // namespace
