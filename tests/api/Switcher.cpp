@@ -337,6 +337,23 @@ TEST_F(SwitcherTitles, NewTitlesTakeThePlaceOfAllThereWere) {
     EXPECT_TRUE(sink.goesOn());
 }
 
+TEST_F(SwitcherTitles, NullTakesAwayAllThereAre) {
+    quolsdk_handle others = quolsdk_character_create();
+    addPanel(others, "#FFFFFF");
+    quolsdk_switcher_set_program(switcher, black);
+    ASSERT_TRUE(sink.isDark());
+    quolsdk_switcher_set_cg(switcher, titles);
+    switcherOf(switcher)->addCG(dynamic_cast<LCharacter*>(objectOf(others)));
+    EXPECT_EQ(count(), 2);
+    EXPECT_TRUE(sink.isBright());
+    quolsdk_switcher_set_cg(switcher, nullptr);
+    EXPECT_EQ(count(), 0);
+    EXPECT_EQ(lowest(), nullptr);
+    EXPECT_TRUE(sink.isDark());
+    quolsdk_character_destroy(others); // it is not used any more
+    EXPECT_TRUE(sink.goesOn());
+}
+
 // -------------------------------------------------------------------------------------- properties
 
 TEST_F(SwitcherApi, PropertiesReachIt) {

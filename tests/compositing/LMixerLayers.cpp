@@ -23,6 +23,9 @@ using test::RunningMixer;
 using test::WatchedSource;
 using namespace std::chrono_literals;
 
+// Beyond this a pushed picture is not current any more.
+constexpr auto staleAfter = 1100ms;
+
 // A sink that keeps its source inside a push until it is let go.
 class HoldingSink : public LSink {
 public:
@@ -235,6 +238,20 @@ TEST(LMixerLayers, AddingUnderAnExistingNameWithTheSameSourceKeepsThePicture) {
     RunningMixer running;
     LLayerItem* const item = running.mixer.addLayer("a", &source);
     ASSERT_TRUE(running.give("a", source, picture));
+    EXPECT_EQ(running.mixer.addLayer("a", &source, 4, 16, 0), item);
+    EXPECT_EQ(source.added, 1);
+    EXPECT_EQ(source.removed, 0);
+    const quol::FramePtr canvas = running.nextPicture();
+    EXPECT_EQ(test::levelsAt(canvas.get(), 15, 0), blackLevels);
+    EXPECT_EQ(test::levelsAt(canvas.get(), 16, 0), grey);
+}
+
+TEST(LMixerLayers, AddingTheSameSourceAgainKeepsThePictureThatItFrozeOn) {
+    WatchedSource source;
+    RunningMixer running;
+    LLayerItem* const item = running.mixer.addLayer("a", &source);
+    ASSERT_TRUE(running.give("a", source, plainPicture(64, 48, grey)));
+    std::this_thread::sleep_for(staleAfter);
     EXPECT_EQ(running.mixer.addLayer("a", &source, 4, 16, 0), item);
     EXPECT_EQ(source.added, 1);
     EXPECT_EQ(source.removed, 0);

@@ -59,7 +59,10 @@ TEST(LMixerPictures, WithNoLayersTheCanvasIsTransparentInRgbaAndSilentSoundFlows
             ASSERT_EQ(packedAt(*picture, x, y)[3], 0) << x << ' ' << y;
     }
     EXPECT_EQ(packedAt(*picture, 0, 0), (std::array<int, 4>{0, 0, 0, 0}));
-    EXPECT_NE(running.nextSound(), nullptr);
+    const quol::FramePtr sound = running.nextSound();
+    ASSERT_NE(sound, nullptr);
+    const std::vector<std::int16_t> samples = test::samplesOf(*sound);
+    EXPECT_EQ(std::set<std::int16_t>(samples.begin(), samples.end()), std::set<std::int16_t>{0});
 }
 
 // ------------------------------------------------------------------------ time of the pictures

@@ -45,6 +45,14 @@ struct ExternalScene {
         a.sayLong({16384, 16384});
         b.sayLong({8192, 8192});
     }
+
+    // External sound on or off; there waits some of all three from now on, for several ticks.
+    void prepare(bool isOn) {
+        stepped.switcher.setExtAudio(isOn);
+        a.sayLong({1000, 1000});
+        b.sayLong({500, 500});
+        outside.say(10 * block, {3000, 3000}, 0.0);
+    }
 };
 
 } // namespace
@@ -185,22 +193,28 @@ TEST(LSwitcherSound, ExternalSoundWaitsWhileItIsOff) {
     EXPECT_EQ(scene.stepped.level(), silence);
 }
 
+TEST(LSwitcherSound, SettingExternalSoundToWhatItIsDropsNothing) {
+    for (const bool isOn : {false, true}) {
+        ExternalScene scene;
+        SteppedSwitcher& stepped = scene.stepped;
+        scene.prepare(isOn);
+        ASSERT_NE(stepped.tick(), nullptr);
+        const double before = stepped.stats().audioDelay;
+        stepped.switcher.setExtAudio(isOn);
+        EXPECT_EQ(stepped.level(), isOn ? (Level{3000, 3000}) : (Level{1500, 1500}));
+        EXPECT_DOUBLE_EQ(stepped.stats().audioDelay, before - 20.0);
+        stepped.switcher.setProps("extAudio", isOn ? "1" : "0");
+        EXPECT_EQ(stepped.level(), isOn ? (Level{3000, 3000}) : (Level{1500, 1500}));
+        EXPECT_DOUBLE_EQ(stepped.stats().audioDelay, before - 40.0);
+    }
+}
+
 TEST(LSwitcherSound, SwitchingToExternalSoundAndBackDropsAllThatWaits) {
     for (const bool isOn : {false, true}) {
         ExternalScene scene;
         SteppedSwitcher& stepped = scene.stepped;
-        stepped.switcher.setExtAudio(isOn);
-        scene.a.sayLong({1000, 1000});
-        scene.b.sayLong({500, 500});
-        scene.outside.say(10 * block, {3000, 3000}, 0.0);
-        ASSERT_NE(stepped.tick(), nullptr);
-        // To what it is: nothing is dropped.
-        stepped.switcher.setExtAudio(isOn);
-        stepped.switcher.setProps("extAudio", isOn ? "1" : "0");
-        const double before = stepped.stats().audioDelay;
+        scene.prepare(isOn);
         EXPECT_EQ(stepped.level(), isOn ? (Level{3000, 3000}) : (Level{1500, 1500}));
-        EXPECT_DOUBLE_EQ(stepped.stats().audioDelay, before - 20.0);
-        // To something else: all of it is.
         stepped.switcher.setProps("extAudio", isOn ? "false" : "true");
         EXPECT_EQ(stepped.level(), silence);
         EXPECT_EQ(stepped.stats().audioDelay, 0.0);

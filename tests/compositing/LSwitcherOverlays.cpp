@@ -16,6 +16,7 @@
 #include "support/CapturedStream.h"
 #include "support/ClipFile.h"
 #include "support/LayerScene.h"
+#include "support/MachineWatch.h"
 #include "support/PulledSwitcher.h"
 #include "support/SteppedTitles.h"
 
@@ -690,13 +691,19 @@ TEST_F(LSwitcherStinger, WithoutADurationItCutsAtHalfASecond) {
     loadPlain();
     switcher.setStingerDuration(100);
     switcher.setStingerDuration(0);
-    const Clock::time_point start = Clock::now();
-    switcher.triggerStinger();
-    EXPECT_TRUE(waitUntil([&] {
-        stepped.tick();
-        return switcher.getCurrentPreviewSource() == &a;
-    }));
-    EXPECT_GE(Clock::now() - start, 500ms);
+    test::measured([this](test::MachineWatch& machine) {
+        const LObject* const preview = switcher.getCurrentPreviewSource();
+        machine.begin();
+        const Clock::time_point start = Clock::now();
+        switcher.triggerStinger();
+        ASSERT_TRUE(waitUntil([&] {
+            stepped.tick();
+            return switcher.getCurrentPreviewSource() != preview;
+        }));
+        const std::chrono::duration<double> passed = Clock::now() - start;
+        EXPECT_GE(passed.count(), 0.5);
+        EXPECT_LT(passed.count(), 0.65);
+    });
 }
 
 TEST_F(LSwitcherStinger, WithoutADurationItCutsWellBeforeItsEnd) {

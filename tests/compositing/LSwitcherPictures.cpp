@@ -41,6 +41,15 @@ const std::vector<std::string> drawnTypes{
     "wipe_diagonal", "wipe_box",   "wipe_circle", "slide_lr",   "slide_rl",  "slide_tb",
     "slide_bt",      "squeeze_lr", "squeeze_rl",  "squeeze_tb", "squeeze_bt"};
 
+// Types that change from one picture to the other at the middle.
+const std::vector<std::string> hardTypes{"cut", "stinger", "wipe", "FADE", "", "no such"};
+
+std::vector<std::string> allTypes() {
+    std::vector<std::string> types = drawnTypes;
+    types.insert(types.end(), hardTypes.begin(), hardTypes.end());
+    return types;
+}
+
 // What is wrong with a picture; empty for nothing.
 std::string difference(const FramePtr& picture, const FramePtr& expected) {
     return picture && expected ? firstDifference(*picture, *expected) : "no picture";
@@ -133,7 +142,7 @@ TEST_F(LSwitcherPictures, ADipKeepsItsColorUntilAnotherDipIsChosen) {
 
 TEST_F(LSwitcherPictures, ATypeWithoutAPictureOfItsOwnChangesAtTheMiddle) {
     fillBoth();
-    for (const char* type : {"cut", "stinger", "wipe", "FADE", "", "no such"}) {
+    for (const std::string& type : hardTypes) {
         switcher.setTransitionType(type, "7");
         for (const float position : {0.011F, 0.499F})
             EXPECT_EQ(difference(tickAt(position), pictureA), "") << type << " at " << position;
@@ -243,6 +252,24 @@ TEST_F(LSwitcherPictures, BesideAnEmptyLayerTheOtherIsHandedThrough) {
         EXPECT_EQ(tickAt(position), nullptr) << position;
     for (const float position : {0.011F, 0.3F, 0.5F, 0.9F, 0.989F, 0.99F, 1.0F})
         EXPECT_TRUE(sharesMemory(tickAt(position), pictureB)) << position;
+}
+
+TEST_F(LSwitcherPictures, BesideAnEmptyLayerNoTypeOfTransitionMixesAnything) {
+    switcher.setProgram(&a);
+    a.distributeVideoFrame(pictureA.get());
+    const auto expectAlone = [this](const FramePtr& picture) {
+        for (const std::string& type : allTypes()) {
+            switcher.setTransitionType(type, "#C08020");
+            for (const float position : {0.011F, 0.3F, 0.499F, 0.5F, 0.77F, 0.989F})
+                EXPECT_TRUE(sharesMemory(tickAt(position), picture)) << type << " at " << position;
+        }
+        switcher.setTransition(0.0F);
+    };
+    expectAlone(pictureA);
+    switcher.setPreview(&b);
+    b.distributeVideoFrame(pictureB.get());
+    switcher.setProgram(nullptr);
+    expectAlone(pictureB);
 }
 
 TEST_F(LSwitcherPictures, WithBothLayersEmptyThereIsSoundAlone) {

@@ -270,6 +270,19 @@ TEST_F(LAnimationLoad, AnotherTemplateReplacesTheOneInItsLayerAndStarts) {
     EXPECT_EQ(middleOf(stepped.step()), pixelOf(255, 0, 0));
 }
 
+TEST_F(LAnimationLoad, AnotherTemplateLeavesNoMarkerOfTheOneBefore) {
+    SteppedAnimation stepped;
+    ASSERT_TRUE(stepped.load(1, columnsTemplate(lottieMarker("LOOP", 4))));
+    stepped.animation.addMarker(1, "OUT", 15);
+    ASSERT_TRUE(stepped.load(1, columnsTemplate("", {6, 1024.0})));
+    for (int i = 0; i < 12; ++i)
+        EXPECT_EQ(columnOf(stepped.step()), i % 6) << "it begins again at 0";
+    stepped.animation.stop(1);
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(columnOf(stepped.step()), i) << "it plays on to the end";
+    EXPECT_TRUE(test::isTransparent(stepped.step()));
+}
+
 TEST_F(LAnimationLoad, ATemplateOnItsWayOutIsReplacedByOneThatStays) {
     SteppedAnimation stepped;
     ASSERT_TRUE(stepped.load(1, columnsTemplate()));

@@ -246,6 +246,11 @@ TEST_F(LAnimationPlay, CloseWithoutOutTakesTheLayerAwayAtOnce) {
     EXPECT_EQ(next(2), (Frames{1, 2}));
     EXPECT_EQ(told([](LAnimation& a) { a.close(1); }), std::string(closeLine) + unloadLine);
     EXPECT_TRUE(isTransparent(stepped.step()));
+}
+
+TEST_F(LAnimationPlay, CloseTwiceFindsNoLayerTheSecondTime) {
+    ASSERT_TRUE(stepped.load(1, columnsTemplate()));
+    stepped.animation.close(1);
     EXPECT_EQ(told([](LAnimation& a) { a.close(1); }), "");
     EXPECT_TRUE(isTransparent(stepped.step()));
 }

@@ -534,6 +534,7 @@ TEST_F(LCharacterItems, HidingADriftingItemPutsItBackAtItsHomePosition) {
     panel->moveSpeed = 7.0F;
     titles.step(3);
     EXPECT_EQ(panel->x, 121.0F);
+    panel->y = 250.0F;
     character.showItem("a", false);
     EXPECT_EQ(panel->x, 100.0F);
     EXPECT_EQ(panel->y, 200.0F);

@@ -314,8 +314,12 @@ TEST(LConvertFiles, ProgressIsThePlainTimeOfTheCurrentFileWhereNoDurationIsKnown
                    std::vector<std::string>(files, mediaPath("no_duration.mkv")));
     ASSERT_TRUE(convert.Start());
     const auto reaches = [&convert](auto wanted) {
-        return test::waitUntil([&] { return wanted(convert.progress.load()); },
-                               std::chrono::seconds(60));
+        return test::waitUntil(
+            [&] {
+                EXPECT_LE(convert.progress, 1.0);
+                return wanted(convert.progress.load());
+            },
+            std::chrono::seconds(60));
     };
     const auto isFull = [](double progress) { return progress == 1.0; };
     const auto isBetween = [](double progress) { return progress > 0.0 && progress < 1.0; };
@@ -324,6 +328,25 @@ TEST(LConvertFiles, ProgressIsThePlainTimeOfTheCurrentFileWhereNoDurationIsKnown
     EXPECT_TRUE(reaches(isFull));
     EXPECT_EQ(test::statusOf(convert), 1);
     convert.Stop();
+}
+
+TEST(LConvertFiles, PlainTimeIsInSeconds) {
+    constexpr int files = test::isInstrumented ? 50 : 500;
+    LConvert convert;
+    configureSmall(convert, temporaryPath("half_seconds.mp4"),
+                   std::vector<std::string>(files, mediaPath("no_duration_short.mkv")));
+    ASSERT_TRUE(convert.Start());
+    double most = 0.0;
+    EXPECT_TRUE(test::waitUntil(
+        [&] {
+            const double now = convert.progress;
+            most = std::max(most, now < 1.0 ? now : 0.0); // 1 at the end of it all
+            return test::statusOf(convert) != 1;
+        },
+        std::chrono::seconds(100)));
+    // Each lasts for six tenths of a second.
+    EXPECT_LT(most, 0.7);
+    EXPECT_GT(most, 0.4);
 }
 
 TEST(LConvertFiles, ProgressGoesOverAllFilesByTheirDurations) {

@@ -162,14 +162,19 @@ TEST_F(LOutputDeckLink, CardWithoutConnectorsHasADefault) {
     }
 }
 
-TEST_F(LOutputDeckLink, ModesAreCountedKeptAndPrinted) {
+TEST_F(LOutputDeckLink, ModesBeforeTheirCountAreNothing) {
     countDevices();
     std::string name = "left";
     videoFormatProps format{9, 8, 7, 6.0, 5};
     output->DeviceFormatVideoGetByIndex(0, 0, 0, name, format);
-    EXPECT_EQ(name, "left") << "nothing before the first count";
+    EXPECT_EQ(name, "left");
     EXPECT_EQ(format.width, 8);
+}
 
+TEST_F(LOutputDeckLink, ModesAreCountedKeptAndPrinted) {
+    countDevices();
+    std::string name;
+    videoFormatProps format{};
     CapturedStream out(outputStream);
     EXPECT_EQ(countFormats(), 4);
     EXPECT_EQ(out.text(),
@@ -403,30 +408,52 @@ TEST_F(LOutputDeckLink, RowsOfNothingAndLessAreComputed) {
     }
 }
 
-TEST_F(LOutputDeckLink, TimecodeGoesOutWithThePicture) {
-    output->setProps("timecode", "true");
-    startPal();
-    EXPECT_EQ(driver.state().cards[0].outputFlags, bmdVideoOutputRP188);
-    const auto frame = levelPicture(5, 720, 576);
-    int shown = 0;
-    const auto showWith = [&](const char* timecode) {
+using Timecodes = std::map<std::uint32_t, std::string>;
+
+class LOutputDeckLinkTimecode : public LOutputDeckLink {
+protected:
+    void SetUp() override {
+        output->setProps("timecode", "true");
+        startPal();
+        EXPECT_EQ(driver.state().cards[0].outputFlags, bmdVideoOutputRP188);
+    }
+
+    // What the card gets with a picture that has this one; null for none.
+    Timecodes showWith(const char* timecode) {
         av_dict_set(&frame->metadata, "timecode", timecode, 0);
         push(frame);
         EXPECT_TRUE(waitForShown(++shown));
         return latest().timecodes;
-    };
-    using Timecodes = std::map<std::uint32_t, std::string>;
+    }
+
+private:
+    const quol::FramePtr frame = levelPicture(5, 720, 576);
+    int shown = 0;
+};
+
+TEST_F(LOutputDeckLinkTimecode, GoesOutWithThePicture) {
     EXPECT_EQ(showWith("01:02:03:04"), (Timecodes{{bmdTimecodeRP188VITC2, "01:02:03:04"}}));
     EXPECT_EQ(showWith("10:59:00:24"), (Timecodes{{bmdTimecodeRP188VITC2, "10:59:00:24"}}));
+    EXPECT_EQ(showWith("23:59:59:99"), (Timecodes{{bmdTimecodeRP188VITC2, "23:59:59:99"}}));
+}
+
+TEST_F(LOutputDeckLinkTimecode, OfFewerThanFourFieldsIsNone) {
+    EXPECT_EQ(showWith("01:02:03:04").size(), 1U);
     EXPECT_EQ(showWith("01:02:03"), Timecodes{});
     EXPECT_EQ(showWith("none"), Timecodes{});
-    EXPECT_EQ(showWith("23:59:59:99"), (Timecodes{{bmdTimecodeRP188VITC2, "23:59:59:99"}}));
+}
+
+TEST_F(LOutputDeckLinkTimecode, ThatASourceDoesNotGiveIsNone) {
+    EXPECT_EQ(showWith("01:02:03:04").size(), 1U);
+    EXPECT_EQ(showWith(nullptr), Timecodes{});
+}
+
+TEST_F(LOutputDeckLinkTimecode, ThatNoDayHasIsNone) {
     for (const char* wrong :
          {"24:00:00:00", "00:60:00:00", "00:00:60:00", "00:00:00:100", "-1:00:00:00", "00:-1:00:00",
           "00:00:-1:00", "00:00:00:-1", "256:00:00:00", "4294967296:00:00:00",
           "00:00:00:99999999999999999999"})
         EXPECT_EQ(showWith(wrong), Timecodes{}) << wrong;
-    EXPECT_EQ(showWith(nullptr), Timecodes{}) << "a source that gives none";
 }
 
 TEST_F(LOutputDeckLink, TimecodeIsLeftAwayUnlessItIsAskedFor) {

@@ -8,7 +8,9 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <set>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -55,6 +57,16 @@ long sleepsOf(const std::string& thread) {
         if (line.starts_with(key)) return std::stol(line.substr(key.size()));
     }
     return -1;
+}
+
+// How much processor time it has taken so far, in the kernel's ticks of 10 ms.
+long ticksOf(const std::string& thread) {
+    std::ifstream stat("/proc/self/task/" + thread + "/stat");
+    std::string line;
+    std::getline(stat, line);
+    std::istringstream fields(line.substr(line.rfind(')') + 1)); // behind the name, field 3 follows
+    std::vector<std::string> field(std::istream_iterator<std::string>(fields), {});
+    return field.size() > 12 ? std::stol(field[11]) + std::stol(field[12]) : -1;
 }
 
 class LOutputNdi : public testing::Test {
@@ -493,6 +505,7 @@ TEST_F(LOutputNdi, WithoutASourceItsSoundWakesEvery5MillisecondsAndItsPicturesSl
     std::this_thread::sleep_for(100ms); // by then both have told that they are there
     const auto begin = std::chrono::steady_clock::now();
     const std::vector<long> first{sleepsOf(workers[0]), sleepsOf(workers[1])};
+    const long ticks = ticksOf(workers[0]) + ticksOf(workers[1]);
     std::vector<long> slept;
     ASSERT_TRUE(test::waitUntil([&] {
         slept = {sleepsOf(workers[0]) - first[0], sleepsOf(workers[1]) - first[1]};
@@ -501,6 +514,9 @@ TEST_F(LOutputNdi, WithoutASourceItsSoundWakesEvery5MillisecondsAndItsPicturesSl
     const auto passed = std::chrono::steady_clock::now() - begin;
     EXPECT_EQ(std::min(slept[0], slept[1]), 0);
     EXPECT_LE(std::max(slept[0], slept[1]), passed / 5ms + 5);
+    EXPECT_LT(passed, 2s) << "a fortieth of it is far from 5 ms";
+    EXPECT_LT(ticksOf(workers[0]) + ticksOf(workers[1]) - ticks, passed / 40ms + 2)
+        << "who does not sleep works";
 }
 
 TEST_F(LOutputNdi, SourcesPicturesAndSoundGoThrough) {

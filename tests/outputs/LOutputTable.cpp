@@ -196,12 +196,14 @@ TEST(LOutputTable, StartsOfWhatIsNotThereAreFalse) {
 
 TEST(LOutputTable, DeviceBeyondTheTableStartsNothingAndEnables) {
     CapturedStream error(errorStream);
+    CapturedStream out(CapturedStream::Stream::output);
     LOutput output;
     output.setDevice(2);
     output.setEnabled(true);
-    EXPECT_EQ(error.text(), "");
     output.setDevice(-5);
     EXPECT_EQ(error.text(), "");
+    // Whatever starts says so.
+    EXPECT_EQ(out.text(), "[LOutput] Device set to index: 2\n[LOutput] Device set to index: -5\n");
     output.setDevice(0); // enabled all the while, so this one is started
     EXPECT_EQ(error.text(), noNdi);
 }

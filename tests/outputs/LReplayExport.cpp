@@ -17,6 +17,7 @@
 #include "support/ChildProcess.h"
 #include "support/CollectingSink.h"
 #include "support/FilePlayer.h"
+#include "support/Frames.h"
 #include "support/PlainFrames.h"
 #include "support/RecordedFile.h"
 #include "support/Replays.h"
@@ -150,12 +151,17 @@ TEST_F(LReplayExport, ByTimeTakesWhatLiesBetween) {
     EXPECT_EQ(count(100.0, 200.0).size(), 6U); // both ends lie on a frame
     EXPECT_EQ(count(101.0, 199.0).size(), 4U);
     EXPECT_EQ(count(100.0, 200.0)[0], all[5]);
-    // A start behind the end matches nothing: frame 0 stands in.
-    const auto behind = count(5000.0, 200.0);
-    EXPECT_EQ(behind.size(), 11U);
-    EXPECT_EQ(behind[0], all[0]);
     EXPECT_EQ(count(100.0, -5.0).size(), 6U); // no end: frames 0 to 5
     EXPECT_EQ(count(std::nan(""), std::nan("")).size(), 1U);
+}
+
+TEST_F(LReplayExport, ByTimeAStartPastTheEndIsFrame0) {
+    record(30);
+    ASSERT_TRUE(station.replay.exportRangeMs(5000.0, 200.0, path));
+    const auto packets = packetsOf(path, AVMEDIA_TYPE_VIDEO);
+    ASSERT_EQ(packets.size(), 11U);
+    ASSERT_TRUE(station.replay.exportRange(0, 0, path));
+    EXPECT_EQ(packets[0], packetsOf(path, AVMEDIA_TYPE_VIDEO)[0]);
 }
 
 TEST_F(LReplayExport, OfNothingFails) {
@@ -193,6 +199,17 @@ TEST_F(LReplayExport, WithoutSoundHasSilence) {
     const test::RecordedFile file = test::readRecordedFile(path);
     EXPECT_EQ(file.error, "");
     EXPECT_EQ(file.pictures.size(), 100U);
+    EXPECT_EQ(file.soundPairs(), 0U);
+}
+
+TEST_F(LReplayExport, SoundOfAnotherFormIsSilence) {
+    record(20, false);
+    for (int block = 0; block < 20; ++block)
+        station.replay.pushAudioFrame(
+            test::makeSound(960, 48000, 2, AV_SAMPLE_FMT_FLTP, block * 960, 1000.0).get());
+    ASSERT_TRUE(station.replay.exportRange(0, 19, path));
+    const test::RecordedFile file = test::readRecordedFile(path);
+    EXPECT_EQ(file.pictures.size(), 20U);
     EXPECT_EQ(file.soundPairs(), 0U);
 }
 

@@ -254,7 +254,6 @@ TEST_F(LLiveTest, TheTestSignalGivesPicturesAndSoundUntilItIsStopped) {
         EXPECT_EQ(status(), 1);
         ASSERT_TRUE(sink.waitForPictures(5));
         ASSERT_TRUE(sink.waitForSounds(5));
-        EXPECT_EQ(live.getModeName(), "No Signal"); // also while frames arrive
         live.Stop();
         live.Stop();
         told = output.text();
@@ -285,6 +284,14 @@ TEST_F(LLiveTest, TheTestSignalGivesPicturesAndSoundUntilItIsStopped) {
     EXPECT_EQ(sink.pictureCount(), count);
     EXPECT_NEAR(live.peakLeft(), 12000 / 32768.0, 0.01);
     EXPECT_NEAR(live.peakRight(), 12000 / 32768.0, 0.01);
+}
+
+TEST_F(LLiveTest, TheModeIsNoSignalEvenWhileFramesArrive) {
+    ASSERT_TRUE(startTest());
+    for (const std::size_t pictures : {1U, 3U, 5U}) {
+        ASSERT_TRUE(sink.waitForPictures(pictures));
+        EXPECT_EQ(live.getModeName(), "No Signal");
+    }
 }
 
 TEST_F(LLiveTest, AColourCodeThatAsksForNothingKeepsTheFormat) {

@@ -1,8 +1,15 @@
 // A live input with DeckLink cards: what it lists, and how it starts.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <iterator>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/decklink/Cards.h"
 #include "sources/DeckLinkInputCallback.h"
@@ -21,6 +28,17 @@ using test::firstCard;
 using test::secondCard;
 using test::silence;
 using LLiveDeckLink = test::LiveCards;
+
+// An input whose queue of pictures can be looked at.
+class OpenLive : public LLive {
+public:
+    std::size_t queued() { return queuedFrames(); }
+    // The time stamp of the oldest picture; -1 without one.
+    std::int64_t oldest() {
+        const std::lock_guard lock(frameQueueMutex);
+        return frameQueue.empty() ? -1 : frameQueue.front()->pts;
+    }
+};
 
 TEST_F(LLiveDeckLink, CardsStandBeforeTheFixedDevices) {
     open();
@@ -194,6 +212,23 @@ TEST_F(LLiveDeckLink, CountingTheDevicesDropsTheFormatsAndKeepsTheChoice) {
     EXPECT_EQ(count, 1);
 }
 
+TEST_F(LLiveDeckLink, CountingTheDevicesKeepsAChannelAndAFormatThatAreNotTheFirst) {
+    ASSERT_TRUE(startCard(0, 1, 2));
+    EXPECT_EQ(card().inputMode, fourCC("Hp25"));
+    EXPECT_EQ(card().inputConnection, 1); // no lines were held
+    live->Stop();
+    int count = 0;
+    live->DeviceGetCount(count);
+    // Formats and lines are asked for anew, nothing is chosen.
+    live->DeviceFormatVideoGetCount(0, 1, count);
+    EXPECT_EQ(count, 5);
+    live->DeviceChannelGetCount(0, count);
+    EXPECT_EQ(count, 2);
+    ASSERT_TRUE(live->Start());
+    EXPECT_EQ(card().inputMode, fourCC("Hp25"));
+    EXPECT_EQ(card().inputConnection, 2);
+}
+
 TEST_F(LLiveDeckLink, StartsInTheOrderGivenAndSaysSo) {
     std::string told;
     {
@@ -228,6 +263,19 @@ TEST_F(LLiveDeckLink, StartsInTheOrderGivenAndSaysSo) {
     EXPECT_EQ(argumentsOf(1), (std::vector<std::int64_t>{48000, 16, 2}));
     EXPECT_EQ(argumentsOf(2), (std::vector<std::int64_t>{0x48703530, bmdFormat8BitYUV, 1}));
     expectAllGivenBack(0);
+}
+
+TEST_F(LLiveDeckLink, InTheAutomaticModeItStartsIn1080p50AndSaysSo) {
+    std::string told;
+    {
+        CapturedStream output(CapturedStream::Stream::output);
+        ASSERT_TRUE(startCard(0, 0, 0));
+        told = output.text();
+    }
+    EXPECT_NE(told.find("LLive: DeckLink Auto Mode Enabled.\n"), std::string::npos) << told;
+    EXPECT_EQ(told.find("Manual Mode"), std::string::npos) << told;
+    EXPECT_EQ(card().inputMode, fourCC("Hp50"));
+    EXPECT_EQ(card().inputFlags, bmdVideoInputEnableFormatDetection);
 }
 
 TEST_F(LLiveDeckLink, ACardWithoutFormatDetectionStaysIn1080p50) {
@@ -383,6 +431,28 @@ TEST_F(LLiveDeckLink, ALateCallAfterTheObjectHasGoneFindsNobody) {
     EXPECT_EQ(driver.changeFormat(0, 1, fourCC("Hp25"), 0), S_OK);
     EXPECT_EQ(sink.pictureCount(), 0U);
     EXPECT_EQ(driver.state().liveOf("IDeckLinkVideoInputFrame"), 0U);
+}
+
+TEST_F(LLiveDeckLink, WithoutASinkTheQueueHoldsTheFiftyNewestPictures) {
+    auto made = std::make_unique<OpenLive>();
+    OpenLive& alone = *made;
+    live = std::move(made);
+    int count = 0;
+    alone.DeviceGetCount(count);
+    alone.DeviceSet(0);
+    alone.DeviceChannelSet(0);
+    ASSERT_TRUE(alone.Start());
+    const test::DeckLinkFrame picture = deckLinkPicture(64, 32, bmdFormat8BitYUV);
+    for (std::size_t i = 1; i <= 50; ++i) {
+        driver.deliver(firstCard, picture);
+        ASSERT_TRUE(test::waitUntil([&] { return alone.queued() == i; })) << i;
+    }
+    for (int more = 0; more < 10; ++more) {
+        const std::int64_t before = alone.oldest();
+        driver.deliver(firstCard, picture);
+        ASSERT_TRUE(test::waitUntil([&] { return alone.oldest() > before; })) << more;
+        EXPECT_EQ(alone.queued(), 50U);
+    }
 }
 
 TEST(DeckLinkCallback, AnswersItsInterfacesAndCountsItsReferences) {

@@ -51,6 +51,15 @@ protected:
         live->DeviceChannelSet(channel);
         return live->Start();
     }
+    // Of the receiver that is made with this setting; -1 when none is.
+    std::int32_t bandwidthOf(const char* setting) {
+        const std::size_t before = runtime.state().receivers.size();
+        live->setProps("ndi_bandwidth", setting);
+        EXPECT_TRUE(start());
+        const bool isMade = runtime.wait(
+            [before](const NdiState& state) { return state.receivers.size() == before + 1; });
+        return isMade ? runtime.state().receivers.back().bandwidth : -1;
+    }
     quol::FramePtr shown(const test::NdiVideo& frame) {
         const std::size_t before = sink.pictureCount();
         runtime.give(frame);
@@ -191,15 +200,15 @@ TEST_F(LLiveNdi, TheBandwidthIsReadWhenTheReceiverIsMade) {
         const char* value;
         std::int32_t bandwidth;
     };
-    const Setting settings[] = {{"lowest", 0}, {"LOW", 100}, {"low", 0}, {"", 100}, {"high", 100}};
-    std::size_t made = 0;
-    for (const Setting& setting : settings) {
-        live->setProps("ndi_bandwidth", setting.value);
-        ASSERT_TRUE(start());
-        ++made;
-        ASSERT_TRUE(
-            runtime.wait([made](const NdiState& state) { return state.receivers.size() == made; }));
-        EXPECT_EQ(runtime.state().receivers.back().bandwidth, setting.bandwidth) << setting.value;
+    const Setting settings[] = {{"lowest", 0}, {"high", 100}, {"low", 0}, {"", 100}};
+    for (const Setting& setting : settings)
+        EXPECT_EQ(bandwidthOf(setting.value), setting.bandwidth) << setting.value;
+}
+
+TEST_F(LLiveNdi, ABandwidthInOtherLettersThanLowIsTheFullOne) {
+    for (const char* other : {"LOW", "Low", "LOWEST", "low ", " low", "lower"}) {
+        EXPECT_EQ(bandwidthOf("low"), 0);
+        EXPECT_EQ(bandwidthOf(other), 100) << other;
     }
 }
 

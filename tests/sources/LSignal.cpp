@@ -3,9 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <ctime>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -13,6 +18,7 @@
 
 #include "support/CapturedStream.h"
 #include "support/FilePlayer.h"
+#include "support/MachineWatch.h"
 #include "support/ThisProcess.h"
 
 namespace {
@@ -87,6 +93,23 @@ Levels levelsOfColor(const std::string& color) {
 
 constexpr Levels black{0, 128, 128};
 
+// Seconds from one picture to the next, the one in the middle when they are put in order: what
+// single ones are held up by is not counted.
+double usualGap(const std::vector<test::PictureSeen>& pictures) {
+    std::vector<std::int64_t> gaps;
+    for (std::size_t i = 1; i < pictures.size(); ++i)
+        gaps.push_back(pictures[i].arrived - pictures[i - 1].arrived);
+    if (gaps.empty()) return 0.0;
+    const auto middle = gaps.begin() + static_cast<std::ptrdiff_t>(gaps.size() / 2);
+    std::nth_element(gaps.begin(), middle, gaps.end());
+    return static_cast<double>(*middle) / 1e9;
+}
+
+// Of all processors together, in seconds, that this process has had.
+double processorSeconds() {
+    return static_cast<double>(std::clock()) / static_cast<double>(CLOCKS_PER_SEC);
+}
+
 // A signal whose queue of pictures can be looked at.
 class OpenSignal : public LSignal {
 public:
@@ -113,6 +136,16 @@ TEST(LSignal, ANewOneProduces720pBlackAtFiftyOnceStarted) {
     EXPECT_EQ(picture->height, 720);
     EXPECT_EQ(picture->format, AV_PIX_FMT_YUV420P);
     EXPECT_EQ(levelsOf(*picture), black);
+}
+
+TEST(LSignal, ANewOneGivesAPictureEveryFiftiethOfASecond) {
+    test::measured([](test::MachineWatch& watch) {
+        Running running(0);
+        watch.begin();
+        ASSERT_TRUE(running.signal.Start());
+        ASSERT_TRUE(running.sink.waitForPictures(101));
+        EXPECT_NEAR(usualGap(running.sink.pictures()), 0.02, 0.002);
+    });
 }
 
 TEST(LSignal, KeepsTheRateOfItsFormatOverASecond) {
@@ -260,6 +293,21 @@ TEST(LSignal, WithoutAWidthThereAreNoPictures) {
     EXPECT_EQ(running.sink.pictureCount(), 0U);
     running.signal.setVideoFormat(customVideo(32, 16, 100));
     EXPECT_TRUE(running.sink.waitForPictures(1));
+}
+
+TEST(LSignal, WithNeitherAWidthNorARateItIdles) {
+    test::measured([](test::MachineWatch& watch) {
+        Running running;
+        running.signal.setVideoFormat(customVideo(0, 0, 0));
+        watch.begin();
+        ASSERT_TRUE(running.signal.Start());
+        const double before = processorSeconds();
+        std::this_thread::sleep_for(400ms);
+        EXPECT_LT(processorSeconds() - before, 0.1);
+        EXPECT_EQ(running.sink.pictureCount(), 0U);
+        running.signal.setVideoFormat(customVideo(32, 16, 100));
+        EXPECT_TRUE(running.sink.waitForPictures(1));
+    });
 }
 
 TEST(LSignal, WithoutARateItTicksTwentyFiveTimesASecond) {

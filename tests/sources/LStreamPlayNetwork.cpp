@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "compositing/CompositorSink.h"
+#include "core/Clock.h"
 #include "support/CapturedStream.h"
 #include "support/FilePlayer.h"
 #include "support/Instrumented.h"
@@ -146,6 +147,31 @@ TEST(LStreamPlayNetwork, AfterABreakConsumersSeeNoPicture) {
     EXPECT_TRUE(waitUntil([&] { return sink.newestFrame() == nullptr; }));
     stream.stop();
     stream.removeSink(&sink);
+}
+
+TEST(LStreamPlayNetwork, AfterABreakTheLastPictureStandsForASecondAndNoMoreCome) {
+    ByteServer server;
+    quol::CompositorSink sink(48000);
+    StreamPlayer player(server.url());
+    player.stream.addSink(&sink); // behind the one that knows when a picture came
+    player.stream.play();
+    ASSERT_TRUE(server.accept());
+    ASSERT_TRUE(server.sendFile(mediaPath("h264.ts")));
+    ASSERT_TRUE(waitUntil([&] { return sink.newestFrame() != nullptr; }));
+    server.dropGuest();
+    std::int64_t last = 0;
+    ASSERT_TRUE(waitUntil([&] {
+        last = player.sink.pictures().back().arrived;
+        return sink.newestFrame() == nullptr;
+    }));
+    EXPECT_GE(static_cast<double>(quol::steadyNow() - last) / 1e9, 0.99);
+    const std::size_t count = player.sink.pictureCount();
+    ASSERT_TRUE(server.accept()); // it has come again, and gets nothing
+    std::this_thread::sleep_for(300ms);
+    EXPECT_EQ(player.sink.pictureCount(), count);
+    EXPECT_EQ(sink.newestFrame(), nullptr);
+    player.stream.stop();
+    player.stream.removeSink(&sink);
 }
 
 TEST(LStreamPlayNetwork, AStreamOfNonsenseIsTriedAgain) {

@@ -201,6 +201,22 @@ TEST_F(LivePicturesTest, AFilterIsAppliedAndTakenOffAgain) {
               frame->data[0][(keptHeight - 1) * frame->linesize[0]]);
 }
 
+TEST_F(LivePicturesTest, AFilterThatIsPutOnAgainKnowsNothingOfThePicturesBefore) {
+    LFilter filter(LFilter::Type::video);
+    filter.setProps("lagfun", "decay=0.95"); // what was bright grows dark little by little
+    setFilter(&filter);
+    const quol::FramePtr bright = test::makePicture(keptWidth, keptHeight, AV_PIX_FMT_YUV420P, 1);
+    const quol::FramePtr dark = test::makePicture(keptWidth, keptHeight, AV_PIX_FMT_YUV420P, 2);
+    test::fillPlane(*bright, 0, 200);
+    test::fillPlane(*dark, 0, 50);
+    through(bright.get());
+    EXPECT_GT(through(dark.get()).at(0)->data[0][0], 150);
+    setFilter(nullptr);
+    EXPECT_EQ(through(dark.get()).at(0)->data[0][0], 50);
+    setFilter(&filter); // with the text that it had
+    EXPECT_EQ(through(dark.get()).at(0)->data[0][0], 50);
+}
+
 TEST_F(LivePicturesTest, AFilterIsGivenTheTimeBaseOfThePictureElseThatOfTwentyFive) {
     LFilter filter(LFilter::Type::video);
     filter.setProps("hflip", "true");

@@ -2,12 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
+#include <algorithm>
 #include <atomic>
 #include <cstdarg>
 #include <cstdint>
-#include <cstdio>
-#include <cstring>
+#include <cstdlib>
 #include <utility>
 #include <vector>
 
@@ -61,6 +60,18 @@ quol::FramePtr s16(int samples = 480, int rate = 48000, int channels = 2) {
 
 std::int16_t* samplesIn(const AVFrame& frame, int plane = 0) {
     return reinterpret_cast<std::int16_t*>(frame.extended_data[plane]);
+}
+
+// The farthest that a sample of the first channel is from silence.
+int loudestIn(const std::vector<quol::FramePtr>& blocks) {
+    int loudest = 0;
+    for (const quol::FramePtr& block : blocks) {
+        const bool planar = block->format == AV_SAMPLE_FMT_S16P;
+        const int step = planar ? 1 : block->ch_layout.nb_channels;
+        for (int i = 0; i < block->nb_samples; ++i)
+            loudest = std::max(loudest, std::abs(int{samplesIn(*block)[i * step]}));
+    }
+    return loudest;
 }
 
 TEST_F(LiveSoundTest, NullIsIgnored) {
@@ -256,26 +267,43 @@ TEST_F(LiveSoundTest, AFilterIsAppliedAndTakenOffAgain) {
     EXPECT_EQ(samplesIn(*through(frame.get()).at(0))[24], 0);
 }
 
-// How often FFmpeg has said something of "nosuchfilter" while one of these was there.
-class NoSuchFilterTold {
+TEST_F(LiveSoundTest, AFilterThatIsPutOnAgainKnowsNothingOfTheSoundBefore) {
+    LFilter filter(LFilter::Type::audio);
+    filter.setProps("aecho", "0.5:1:10:0.5"); // each block is heard once more in the next
+    setFilter(&filter);
+    const quol::FramePtr loud = s16();
+    const quol::FramePtr quiet = test::makeSound(480, 48000, 2, AV_SAMPLE_FMT_S16, 1440, 0.0);
+    through(loud.get());
+    EXPECT_GT(loudestIn(through(quiet.get())), 500);
+    through(loud.get());
+    setFilter(nullptr);
+    EXPECT_EQ(loudestIn(through(quiet.get())), 0);
+    setFilter(&filter); // with the text that it had
+    const auto again = through(quiet.get());
+    ASSERT_EQ(again.size(), 1U);
+    EXPECT_EQ(again[0]->nb_samples, 480);
+    EXPECT_EQ(loudestIn(again), 0);
+}
+
+// How often FFmpeg has told of an error while one of these was there.
+class ErrorsTold {
 public:
-    NoSuchFilterTold() {
+    ErrorsTold() {
         count = 0;
-        av_log_set_callback([](void*, int, const char* format, va_list arguments) {
-            std::array<char, 500> text{};
-            std::vsnprintf(text.data(), text.size(), format, arguments);
-            if (std::strstr(text.data(), "nosuchfilter") != nullptr) ++count;
+        av_log_set_callback([](void*, int level, const char*, va_list) {
+            constexpr int levelBits = 0xff; // above them is a colour
+            if ((level & levelBits) <= AV_LOG_ERROR) ++count;
         });
     }
-    NoSuchFilterTold(const NoSuchFilterTold&) = delete;
-    NoSuchFilterTold& operator=(const NoSuchFilterTold&) = delete;
-    ~NoSuchFilterTold() { av_log_set_callback(av_log_default_callback); }
+    ErrorsTold(const ErrorsTold&) = delete;
+    ErrorsTold& operator=(const ErrorsTold&) = delete;
+    ~ErrorsTold() { av_log_set_callback(av_log_default_callback); }
 
     static inline std::atomic<int> count{0};
 };
 
 TEST_F(LiveSoundTest, AFaultyFilterLetsTheSoundGoOnAndIsTriedAgain) {
-    const NoSuchFilterTold told;
+    const ErrorsTold told;
     LFilter filter(LFilter::Type::audio);
     filter.setProps("nosuchfilter", "1");
     setFilter(&filter);
@@ -288,6 +316,32 @@ TEST_F(LiveSoundTest, AFaultyFilterLetsTheSoundGoOnAndIsTriedAgain) {
         EXPECT_EQ(told.count.load(), once * i); // it is tried with each block
     }
     EXPECT_GT(once, 0);
+}
+
+// No description at all, as a host's own text may be.
+TEST_F(LiveSoundTest, AFilterThatBecomesEmptyIsBuiltAnewAndTheSoundGoesOn) {
+    LFilter filter(LFilter::Type::audio);
+    filter.setProps("volume", "0");
+    setFilter(&filter);
+    const quol::FramePtr frame = s16();
+    EXPECT_EQ(samplesIn(*through(frame.get()).at(0))[24], 0);
+    filter.setProps("volume", "");
+    filter.setProps("", "1");
+    ASSERT_EQ(filter.getFilterString(), "");
+    {
+        const ErrorsTold told;
+        int once = 0;
+        for (int i = 1; i <= 3; ++i) {
+            EXPECT_EQ(through(frame.get()).at(0)->data[0], frame->data[0]);
+            EXPECT_EQ(peaks.size(), 1U);
+            if (i == 1) once = told.count.load();
+            EXPECT_EQ(told.count.load(), once * i); // it is tried with each block
+        }
+        EXPECT_GT(once, 0);
+    }
+    filter.setProps("", "");
+    filter.setProps("volume", "0");
+    EXPECT_EQ(samplesIn(*through(frame.get()).at(0))[24], 0);
 }
 
 TEST_F(LiveSoundTest, SoundThatChangesItsFormGetsAGraphOfItsOwn) {
