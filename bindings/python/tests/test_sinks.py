@@ -1,6 +1,7 @@
 """Sinks that are written in Python."""
 
 import gc
+import subprocess
 import sys
 import threading
 import weakref
@@ -235,3 +236,21 @@ def test_many_threads_attach_and_detach():
         assert not thread.is_alive()
     assert not errors
     signal.Stop()
+
+
+def test_planes_of_packed_411_have_a_row_for_each_four_pixels(tmp_path):
+    pictures = np.random.default_rng(7).integers(0, 256, (3, 12, 10, 6), np.uint8)
+    raw, clip = tmp_path / "packed.raw", tmp_path / "packed.nut"
+    raw.write_bytes(pictures.tobytes())
+    subprocess.run(["ffmpeg", "-nostdin", "-loglevel", "error", "-f", "rawvideo", "-pix_fmt",
+                    "uyyvyy411", "-s", "40x12", "-i", str(raw), "-c", "copy", str(clip)],
+                   check=True)
+    sink, file = Collector(), quolsdk.LFile()
+    file.fileNameSet(clip)
+    file.addSink(sink)
+    assert file.play()
+    wait_until(lambda: len(sink.frames) >= 2)
+    file.stop()
+    (plane,) = sink.frames[0].planes
+    assert (sink.frames[0].format, plane.shape) == ("uyyvyy411", (12, 10, 6))
+    assert (plane == pictures[0]).all()
