@@ -625,8 +625,8 @@ TEST(LReplaySound, IsInStepWithThePictures) {
 // ------------------------------------------------------------------------------- surroundings
 
 TEST(LReplayPlay, ASinkMayAskTheReplayFromInsideAPush) {
+    std::atomic<int> asked{0}; // outlives the push that may be under way at the end
     Playback playback(20);
-    std::atomic<int> asked{0};
     playback.sink.onPicture([&] {
         playback.replay.getPosTC();
         playback.replay.getTotalFrames();
