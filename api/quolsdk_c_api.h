@@ -76,14 +76,16 @@
  * - Child processes: none is started. A process that has made an object must not `fork` and go on
  *   without `exec`: the threads are missing in the copy.
  * - Threads: each is started and joined by its object, none is detached, and there is no main loop
- *   to run. The one that loads a stinger for a switcher lowers its own priority.
+ *   to run. Those that encode, send or draw a preview, their encoders' too, lower their own
+ *   priority a little, the one that loads a stinger for a switcher more.
  * - Logs: lines for the operator go to standard output and standard error, whole lines at a time.
  *   FFmpeg's own messages: when the library is loaded and FFmpeg's threshold is its default, it is
  *   set to AV_LOG_FATAL, once; a host that wants them calls av_log_set_level afterwards.
  * - Libraries: OpenGL, the runtimes of NDI and DeckLink and the previews of toolkits are loaded
  *   when they are first needed, and their absence is no failure of the rest.
- * - Network: nothing is sent or listened to until a host names an address or starts a device. VTP
- *   stays on this machine unless the property "vtp_interface" says otherwise.
+ * - Network: nothing is sent until a host names an address or starts a device. A live input listens
+ *   from its making for what VTP announces, and looks for NDI sources where NDI's runtime is there.
+ *   VTP stays on this machine unless the property "vtp_interface" says otherwise.
  * - Files: written are those that the host names, and, beside a Lottie template, copies of images
  *   that it is given ("temp_...").
  */
@@ -157,9 +159,10 @@ QUOLSDK_C_API void quolsdk_signal_stop(quolsdk_handle signal);
 /** @} */
 
 /** @name File: a media file or image sequence, a source
- *  Positions are milliseconds of the file's own time. Attach what shows or records the pictures
- *  before the file plays: with nobody there it stops after 15 pictures until the next
- *  quolsdk_file_pos_set. */
+ *  Positions are milliseconds of the file's own time; where the format asks for another rate than
+ *  the file's, quolsdk_file_pos_get tells its position times the one rate over the other. Attach
+ *  what shows or records the pictures before the file plays: with nobody there it stops after 15
+ *  pictures until the next quolsdk_file_pos_set. */
 /** @{ */
 /** Makes a file player without a file. */
 QUOLSDK_C_API quolsdk_handle quolsdk_file_create(void);
@@ -836,8 +839,9 @@ QUOLSDK_C_API int quolsdk_convert_start(quolsdk_handle convert);
 QUOLSDK_C_API void quolsdk_convert_stop(quolsdk_handle convert);
 /** Stores 0 when idle or finished, 1 while converting, -1 when the output could not be opened. */
 QUOLSDK_C_API void quolsdk_convert_status_get(quolsdk_handle convert, int* status);
-/** Tells how far it is, 0.0 to 1.0, never going back; 1.0 when it has ended. Where no input tells
- *  its duration: seconds of the current file, up to 1.0. 0.0 on a null handle. */
+/** Tells how far it is, 0.0 to 1.0, never going back; 1.0 when it has ended, but 0.0 where the
+ * output could not be opened. Where no input tells its duration: seconds of the current file, up
+ * to 1.0. 0.0 on a null handle. */
 QUOLSDK_C_API double quolsdk_convert_progress_get(quolsdk_handle convert);
 /** Sets an option of the video encoder, for the next start: "preset", "tune", "g", "bf". Other keys
  *  are ignored, none raises; a value that the encoder refuses fails the conversion. */

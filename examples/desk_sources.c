@@ -28,8 +28,8 @@ static quolsdk_handle make_bars(void) {
     return live;
 }
 
-int desk_sources_make(struct desk_source sources[DESK_SOURCES], const char* const* clips, int count,
-                      const quolsdk_video_format* format) {
+int desk_sources_make(struct desk_source sources[DESK_SOURCES], const char* const* clips,
+                      int count) {
     static const char* const colours[DESK_SOURCES - 1] = {"#B02828", "#207838", "#2848B0"};
     static const char* const names[DESK_SOURCES] = {"Red", "Green", "Blue", "Bars"};
     int i, made = 1;
@@ -39,7 +39,7 @@ int desk_sources_make(struct desk_source sources[DESK_SOURCES], const char* cons
         const char* const name = i < count ? file_name(clips[i]) : names[i];
         snprintf(source->name, sizeof source->name, "%d %.28s", i + 1, name);
         if (i < count) {
-            source->handle = play_looped(clips[i], format);
+            source->handle = play_looped(clips[i], NULL);
             source->destroy = quolsdk_file_destroy;
         } else if (i < DESK_SOURCES - 1) {
             source->handle = make_colour(colours[i]);
@@ -51,6 +51,14 @@ int desk_sources_make(struct desk_source sources[DESK_SOURCES], const char* cons
         made = source->handle != NULL;
     }
     return made;
+}
+
+void desk_sources_play(struct desk_source sources[DESK_SOURCES]) {
+    int i;
+    for (i = 0; i < DESK_SOURCES; ++i) {
+        if (sources[i].destroy == quolsdk_file_destroy)
+            quolsdk_file_pos_set(sources[i].handle, 0.0);
+    }
 }
 
 void desk_sources_destroy(struct desk_source sources[DESK_SOURCES]) {

@@ -15,8 +15,11 @@ struct desk_source {
 /* Clips without an end, as many as there are; then a colour each; the last is the test signal
  * unless it is a clip. 0, with a line, when a clip cannot be played: what was made until then is to
  * be destroyed all the same. */
-int desk_sources_make(struct desk_source sources[DESK_SOURCES], const char* const* clips, int count,
-                      const quolsdk_video_format* format);
+int desk_sources_make(struct desk_source sources[DESK_SOURCES], const char* const* clips,
+                      int count);
+
+/* Lets the clips play from their beginnings; they stand until then. */
+void desk_sources_play(struct desk_source sources[DESK_SOURCES]);
 void desk_sources_destroy(struct desk_source sources[DESK_SOURCES]);
 
 #endif

@@ -35,6 +35,7 @@ quolsdk_handle play_looped(const char* path, const quolsdk_video_format* format)
     quolsdk_file_name_set(clip, path);
     quolsdk_file_set_props(clip, "loop", "true");
     quolsdk_file_play(clip);
+    quolsdk_file_pause(clip, 0.0);
     quolsdk_file_status_get(clip, &status);
     if (status != 0) return clip;
     printf("  CANNOT PLAY %s\n", path);
@@ -54,6 +55,7 @@ quolsdk_handle mix_over(quolsdk_handle clip, quolsdk_handle overlay,
     quolsdk_mixer_add_layer(mixer, "overlay", overlay);
     quolsdk_mixer_set_layer_z_index(mixer, "overlay", 1);
     quolsdk_mixer_set_layer_size(mixer, "overlay", width, height);
+    quolsdk_file_pos_set(clip, 0.0);
     return mixer;
 }
 

@@ -14,12 +14,15 @@ double now_ms(void);
 /* One line that is written over on a terminal; elsewhere only its last state is printed. */
 void progress(const char* text, int last);
 
-/* A player of a clip without an end, in that format, or the player's own for NULL. NULL, with a
- * line, when it cannot be played. */
+/* A player of a clip without an end, in that format of the tables, or its own for NULL. It stands
+ * at its beginning until quolsdk_file_pos_set: what shows it is to be attached by then, since a
+ * player that nobody listens to stops after a few pictures. NULL, with a line, when it cannot be
+ * played.
+ */
 quolsdk_handle play_looped(const char* path, const quolsdk_video_format* format);
 
 /* A mixer that shows a clip, with its sound, and `overlay` above it, both as large as the picture.
- */
+ * The clip plays from its beginning. */
 quolsdk_handle mix_over(quolsdk_handle clip, quolsdk_handle overlay,
                         const quolsdk_video_format* format);
 

@@ -198,7 +198,7 @@ struct mixer_desk* mixer_desk_open(const struct mixer_desk_files* files,
     struct mixer_desk* const desk = calloc(1, sizeof *desk);
     if (desk == NULL) return NULL;
     desk->next = 1;
-    if (!desk_sources_make(desk->sources, files->clips, files->clip_count, &programme)) {
+    if (!desk_sources_make(desk->sources, files->clips, files->clip_count)) {
         desk_sources_destroy(desk->sources);
         free(desk);
         return NULL;
@@ -209,6 +209,7 @@ struct mixer_desk* mixer_desk_open(const struct mixer_desk_files* files,
     build_programme(desk);
     open_monitors(desk, window);
     show_preview(desk);
+    desk_sources_play(desk->sources);
     if (start_recording(desk, files->recording)) return desk;
     mixer_desk_close(desk);
     return NULL;

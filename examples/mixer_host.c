@@ -18,7 +18,6 @@ enum { WIDTH = 1280, HEIGHT = 720, FPS = 25, STEP_MS = 40 };
 enum { INSET_IN = 1500, INSET_THERE = 3000, SWAP = 5500, MASK_ON = 8000, END = 10500 };
 
 static const quolsdk_video_format canvas = {0, WIDTH, HEIGHT, FPS, 1};
-static const quolsdk_video_format native = {1, 0, 0, 0.0, 0}; /* of the clips */
 
 /* A signal that shows a colour, or a still. */
 static quolsdk_handle show(const char* color, const char* image) {
@@ -57,6 +56,9 @@ static void build(quolsdk_handle mixer, quolsdk_handle clip, quolsdk_handle seco
     quolsdk_mixer_set_layer_z_index(mixer, "key", 30);
     place(mixer, "key", 0, 0, WIDTH, HEIGHT);
     quolsdk_mixer_set_layer_visible(mixer, "key", 0);
+
+    quolsdk_file_pos_set(clip, 0.0);
+    quolsdk_file_pos_set(second, 0.0);
 }
 
 /* Where the inset is on its way in: it slows down towards its place. */
@@ -108,8 +110,8 @@ int main(int argc, char** argv) {
                           "mix two clips, a still and a key, and record the programme");
     }
     printf("libquolsdk %s\n", quolsdk_get_version());
-    clip = play_looped(argv[1], &native);
-    second = play_looped(argv[2], &native);
+    clip = play_looped(argv[1], NULL);
+    second = play_looped(argv[2], NULL);
     if (clip != NULL && second != NULL) {
         quolsdk_handle fill = show("#C01020", "");
         quolsdk_handle mask = show("#000000", argv[4]);

@@ -64,8 +64,9 @@ struct stream {
     const char* secret;
 };
 
-/* Sends the source, which must outlive the output. */
-static void send_source(quolsdk_handle source, int seconds, const struct stream* stream) {
+/* Sends the source, a clip or a signal, which must outlive the output. A clip begins anew. */
+static void send_source(quolsdk_handle source, quolsdk_handle clip, int seconds,
+                        const struct stream* stream) {
     quolsdk_handle output = quolsdk_output_create();
     const int device = find_device(output);
     quolsdk_output_device_set(output, device);
@@ -76,6 +77,7 @@ static void send_source(quolsdk_handle source, int seconds, const struct stream*
     if (stream->secret != NULL) quolsdk_output_set_props(output, "vtp_secret", stream->secret);
     quolsdk_output_set_source(output, source);
     quolsdk_output_start(output);
+    quolsdk_file_pos_set(clip, 0.0); /* what there is not is passed over */
     send_for(seconds);
     quolsdk_output_stop(output); /* sinks first, then sources */
     quolsdk_output_set_source(output, NULL);
@@ -96,13 +98,13 @@ int main(int argc, char** argv) {
         const quolsdk_video_format format = {4, 0, 0, 0.0, 0}; /* 1280x720 at 50, as the output's */
         quolsdk_handle file = play_looped(clip, &format);
         if (file == NULL) return 1;
-        send_source(file, seconds, &stream);
+        send_source(file, file, seconds, &stream);
         quolsdk_file_destroy(file);
     } else {
         quolsdk_handle signal = quolsdk_signal_create(); /* 1280x720 at 50 unless told otherwise */
         quolsdk_signal_set_color(signal, "#2060C0");
         quolsdk_signal_start(signal);
-        send_source(signal, seconds, &stream);
+        send_source(signal, NULL, seconds, &stream);
         quolsdk_signal_destroy(signal);
     }
     return 0;

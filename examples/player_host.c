@@ -85,14 +85,17 @@ static quolsdk_handle start_recorder(quolsdk_handle file, const char* path) {
 
 /* Records until the recorder ends by itself. Pictures written, -1 when it could not begin. */
 static int record(quolsdk_handle file, const char* path) {
-    quolsdk_handle recorder = start_recorder(file, path);
+    quolsdk_handle recorder;
     char line[PROGRESS_LINE];
     int status = 0, written = 0, dropped = 0;
     double seconds = 0.0;
     int64_t bytes = 0;
 
+    quolsdk_file_pause(file, 0.0); /* while encoders are opened and nobody listens */
+    recorder = start_recorder(file, path);
     quolsdk_recorder_status_get(recorder, &status);
     if (status == 0) written = -1;
+    quolsdk_file_pos_set(file, 0.0);
     while (status != 0) {
         wait_ms(STEP_MS);
         quolsdk_recorder_status_get(recorder, &status);

@@ -3,7 +3,7 @@
 // usage: preview_qt [FILE]
 //
 // The library's plug-in for Qt must be where the loader looks: in the folder beside the installed
-// library, or in one on LD_LIBRARY_PATH.
+// library, or in one on LD_LIBRARY_PATH (build/plugins before it is installed).
 #include <QApplication>
 #include <QLineEdit>
 #include <QPushButton>

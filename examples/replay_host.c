@@ -50,6 +50,7 @@ static int make_source(struct source* source, const char* path) {
     quolsdk_mixer_add_layer(source->shown, "clip", source->clip);
     quolsdk_mixer_set_layer_size(source->shown, "clip", (float)format.width, (float)format.height);
     quolsdk_mixer_set_layer_audio(source->shown, "clip", 1, 100);
+    quolsdk_file_pos_set(source->clip, 0.0);
     return 1;
 }
 

@@ -21,12 +21,15 @@ videoFormatProps format(std::uint32_t mode = 0) {
 
 bool openCamera(LFile& camera, CountSink& listener, const std::string& path) {
     camera.addSink(&listener);
-    camera.setVideoFormat({0, pictureWidth, pictureHeight, picturesPerSecond, 1});
     camera.fileNameSet(path);
     camera.setProps("loop", "true");
-    if (camera.play()) return true;
-    std::printf("  CANNOT PLAY %s\n", path.c_str());
-    return false;
+    if (!camera.play()) {
+        std::printf("  CANNOT PLAY %s\n", path.c_str());
+        return false;
+    }
+    // Behind the start, which puts the clip's own size and rate in the place of a custom format's.
+    camera.setVideoFormat({0, pictureWidth, pictureHeight, picturesPerSecond, 1});
+    return true;
 }
 
 } // namespace

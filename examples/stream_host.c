@@ -1,5 +1,5 @@
 /* A host in C that goes live: it plays a clip without an end, sends it to a server and records what
- * it sends.
+ * it sends, both at the clip's own size and rate. A mixer in between would give them another.
  *
  *     stream_host SECONDS CLIP RECORDING.mp4 URL [KEY]
  *
@@ -29,17 +29,18 @@ static void stay_live(void* data) {
     }
 }
 
-/* Goes live with a source, and records it as long. 0 when it does not come to that. */
-static int go_live(quolsdk_handle source, const char* url, const char* key, int seconds,
+/* Goes live with a clip, and records it as long. 0 when it does not come to that. */
+static int go_live(quolsdk_handle clip, const char* url, const char* key, int seconds,
                    const char* recording) {
-    const quolsdk_video_format format = {1, 0, 0, 0.0, 0}; /* the source's own */
+    const quolsdk_video_format format = {1, 0, 0, 0.0, 0}; /* the player's own */
     quolsdk_handle stream = quolsdk_stream_create();
     int recorded = 0;
-    quolsdk_stream_object(stream, source);
+    quolsdk_stream_object(stream, clip);
     quolsdk_stream_url_set(stream, url);
     quolsdk_stream_key_set(stream, key);
-    if (quolsdk_stream_start(stream)) {
-        recorded = record_while(source, &format, recording, stay_live, &seconds);
+    if (quolsdk_stream_start(stream)) { /* a server may take its time */
+        quolsdk_file_pos_set(clip, 0.0);
+        recorded = record_while(clip, &format, recording, stay_live, &seconds);
         quolsdk_stream_stop(stream); /* sinks first, then sources */
     } else {
         printf("  NOT LIVE: the error above says why\n");
@@ -49,7 +50,6 @@ static int go_live(quolsdk_handle source, const char* url, const char* key, int 
 }
 
 int main(int argc, char** argv) {
-    const quolsdk_video_format format = {0, 1280, 720, 25.0, 0};
     const int seconds = argc > 1 ? atoi(argv[1]) : 0;
     quolsdk_handle clip;
     int done;
@@ -58,7 +58,7 @@ int main(int argc, char** argv) {
                           "send a clip to a streaming server and record what is sent");
     }
     printf("libquolsdk %s\n", quolsdk_get_version());
-    clip = play_looped(argv[2], &format);
+    clip = play_looped(argv[2], NULL);
     if (clip == NULL) return 1;
     done = go_live(clip, argv[4], argc > 5 ? argv[5] : "", seconds, argv[3]);
     quolsdk_file_destroy(clip);

@@ -1,4 +1,4 @@
-/* A host in C that switches a programme: two clips by cut, fade and wipe, a lower third on top, and
+/* A host in C that switches a programme: two clips by cut and fade, a lower third on top, and
  * a stinger with alpha that hides a cut. The sound follows. The switcher is a layer of a mixer, the
  * stinger lies above it, and the mixer's programme is recorded.
  *
@@ -19,8 +19,8 @@ enum {
     TITLE_IN = 2500,
     FADE = 3000,
     FADE_MS = 1000,
-    WIPE = 5500,
-    WIPE_MS = 600,
+    FADE_BACK = 5500,
+    FADE_BACK_MS = 600,
     TITLE_OUT = 7500,
     STINGER = 8000,
     STINGER_MS = 1000,
@@ -47,9 +47,9 @@ static const char* press(const struct desk* desk, int ms) {
         case FADE:
             quolsdk_switcher_fade(desk->switcher, FADE_MS);
             return "fade";
-        case WIPE:
-            quolsdk_switcher_wipe(desk->switcher, WIPE_MS, 1);
-            return "wipe";
+        case FADE_BACK:
+            quolsdk_switcher_fade(desk->switcher, FADE_BACK_MS);
+            return "fade back";
         case TITLE_OUT:
             quolsdk_character_show_item(desk->titles, "lowerthird", 0);
             return "clear";
@@ -101,6 +101,9 @@ static void build(struct desk* desk, const char* stinger, const char* titles) {
     quolsdk_mixer_set_layer_audio(desk->mixer, "programme", 1, 100);
     quolsdk_mixer_add_layer(desk->mixer, "stinger", desk->stinger);
     quolsdk_mixer_set_layer_z_index(desk->mixer, "stinger", 1);
+
+    quolsdk_file_pos_set(desk->a, 0.0);
+    quolsdk_file_pos_set(desk->b, 0.0);
 }
 
 int main(int argc, char** argv) {
@@ -108,10 +111,10 @@ int main(int argc, char** argv) {
     int done = 0;
     if (argc < 5) {
         return tell_usage(argc, argv, "CLIP_A CLIP_B STINGER TITLES.xml [RECORDING.mp4]",
-                          "switch between two clips by cut, fade, wipe and stinger");
+                          "switch between two clips by cut, fade and stinger");
     }
-    desk.a = play_looped(argv[1], &programme);
-    desk.b = play_looped(argv[2], &programme);
+    desk.a = play_looped(argv[1], NULL);
+    desk.b = play_looped(argv[2], NULL);
     if (desk.a != NULL && desk.b != NULL) {
         build(&desk, argv[3], argv[4]);
         done =

@@ -56,7 +56,7 @@ title() {
 }
 
 switch() {
-    echo "== a host in C: cut, fade, wipe, a lower third and a stinger over two clips, with sound"
+    echo "== a host in C: cut, fade, a lower third and a stinger over two clips, with sound"
     rm -f "$out/switched.mp4" "$out/switched.png"
     (cd "$out" && "$bin/switcher_host" "$main_clip" second.mp4 stinger.mov \
         "$root/examples/titles.xml" switched.mp4)
