@@ -611,7 +611,7 @@ QUOLSDK_C_API void quolsdk_output_format_get_by_index(quolsdk_handle output, int
  *  sender that runs is started anew; with a format that is not there nothing goes out. */
 QUOLSDK_C_API void quolsdk_output_format_set(quolsdk_handle output, int format);
 /** Starts the selected device; when it cannot be started the error stream tells. Nothing when it
- *  was started already. */
+ *  was started already, or when the number chosen is no device's. */
 QUOLSDK_C_API void quolsdk_output_start(quolsdk_handle output);
 /** Stops the device. Waits for the pictures that are queued to go out, six at the most. */
 QUOLSDK_C_API void quolsdk_output_stop(quolsdk_handle output);
@@ -699,8 +699,9 @@ QUOLSDK_C_API void quolsdk_stream_status_get(quolsdk_handle stream, int* status)
  *  must outlive the stream. */
 QUOLSDK_C_API void quolsdk_stream_object(quolsdk_handle stream, quolsdk_handle source);
 /** Sets an option of the video encoder for the next start, as "preset", "tune", "g" or "b", or
- *  "bitrate_mode", constant unless it is other than "cbr". An empty value takes it away; what the
- *  encoder does not know goes to the protocol. */
+ *  "bitrate_mode", constant unless it is set to other than "cbr". An empty value leaves an option
+ * to the encoder, of "bitrate_mode" it is other than "cbr"; what the encoder does not know goes to
+ * the protocol. */
 QUOLSDK_C_API void quolsdk_stream_set_props(quolsdk_handle stream, const char* key,
                                             const char* value);
 /** @} */

@@ -58,7 +58,7 @@ public:
     struct Stats {
         int state = 0;                  ///< as statusGet
         std::int64_t framesWritten = 0; ///< pictures encoded
-        std::int64_t framesDropped = 0; ///< pictures lost because the encoder fell behind
+        std::int64_t framesDropped = 0; ///< pictures lost, whatever the reason
         double secondsRecorded = 0.0;   ///< length of the picture track
         std::int64_t fileSize = 0;      ///< bytes, by the file system
         std::string filePath;           ///< of the recording that runs, else as set

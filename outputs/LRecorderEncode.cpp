@@ -66,7 +66,7 @@ void LRecorder::encodePicture(const quol::QueuedPicture& record) {
     const auto ownTime = quol::frameTime(*record.frame);
     const int flags = quol::scalerFlags(job.scalingQuality, quol::LanczosNumber::three);
     const quol::FramePtr picture = pictures->fit(*record.frame, *session->video(), flags);
-    if (!picture) return;
+    if (!picture) return queue->countLost();
     picture->pts = pts;
     picture->pict_type = AV_PICTURE_TYPE_NONE; // or the encoder repeats the source's choices
     lastVideoPts = pts;

@@ -59,7 +59,7 @@ public:
         int width = 0;                  ///< of the encoded pictures, 0 before the first stream
         int height = 0;                 ///< as width
         double fps = 0.0;               ///< as width
-        std::int64_t framesDropped = 0; ///< pictures lost because encoder or network fell behind
+        std::int64_t framesDropped = 0; ///< pictures lost, whatever the reason
         int queueLength = 0;            ///< pictures that wait for the encoder
         std::string url;                ///< without the key; of the stream that runs, else as set
         bool running = false;           ///< as statusGet
@@ -92,8 +92,9 @@ public:
 
     /// Sets an option of the video encoder, for the next `Start`; an equal key is replaced, and an
     /// empty value leaves the option to the encoder. To begin with: "preset" = "ultrafast", "tune"
-    /// = "zerolatency", "g" = "30". "bitrate_mode" other than "cbr" lets the bit rate vary; it is
-    /// constant unless set. What the encoder does not know goes to the protocol and the muxer.
+    /// = "zerolatency", "g" = "30". "bitrate_mode" set to anything but "cbr", to nothing too, lets
+    /// the bit rate vary; it is constant unless set. What the encoder does not know goes to the
+    /// protocol and the muxer.
     void setProps(const std::string& key, const std::string& value);
     /// Sets several, "preset=fast g=50 fastdecode": a word without "=" gets the value "1".
     void customSet(const std::string& options);

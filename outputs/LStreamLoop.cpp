@@ -73,7 +73,10 @@ bool LStream::encodePicture(const quol::QueuedPicture& record) {
     }
     if (failureTold && !(copy && copy->running())) return true; // for nobody
     const quol::FramePtr picture = pictures->fit(*record.frame, *session->video(), SWS_BICUBIC);
-    if (!picture) return false;
+    if (!picture) {
+        queue->countLost();
+        return false;
+    }
     lastPictureAt = record.elapsed;
     stalled = false;
     lastPicturePts = pts;

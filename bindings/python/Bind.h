@@ -82,15 +82,16 @@ void bindAudioFormat(py::class_<T, Options...>& c) {
 }
 
 template <typename Guard = unlocked, typename T, typename... Options>
-void bindProps(py::class_<T, Options...>& c) {
+void bindProps(py::class_<T, Options...>& c,
+               const char* text =
+                   "Sets a property; a key that is none is ignored. ValueError where "
+                   "a number is wanted and the value is none.") {
     c.def(
         "setProps",
         [](T& self, const std::string& key, const PropValue& value) {
             self.setProps(key, value.text);
         },
-        Guard(), py::arg("key"), py::arg("value"),
-        "Sets a property; unknown keys are ignored. ValueError where a number is wanted and the "
-        "value is none.");
+        Guard(), py::arg("key"), py::arg("value"), text);
 }
 
 template <typename T, typename... Options>

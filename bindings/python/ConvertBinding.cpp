@@ -33,7 +33,7 @@ void bindConvert(py::module_& module) {
     bindEncoders(convert);
     bindVideoFormat(convert);
     bindAudioFormat(convert);
-    bindProps(convert);
+    bindProps(convert, "Sets a property; a key that is none is ignored.");
 }
 
 } // namespace quolpy

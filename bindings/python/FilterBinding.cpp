@@ -55,7 +55,8 @@ void bindFilter(py::module_& module) {
         .def(
             "getFilterString", [](LFilter& self) { return Text(self.getFilterString()); },
             unlocked(), "The chain, filters in the alphabetical order of their names.");
-    bindProps(filter);
+    bindProps(filter,
+              "Sets the arguments of the filter `key`; True means none, False takes it out.");
 }
 
 } // namespace quolpy

@@ -107,7 +107,8 @@ void bindLayers(MixerClass& mixer) {
             py::arg("x") = 0.0F, py::arg("y") = 0.0F, py::arg("alpha") = 255,
             py::arg("width") = -1.0F, py::arg("height") = -1.0F, py::arg("audioEnabled") = false,
             py::arg("audioGain") = 100,
-            "Adds a layer, or changes the one of that name; keeps its source alive.")
+            "Adds a layer, or changes the one of that name; keeps its source alive. `source` may "
+            "be None.")
         .def(
             "addLayer",
             [](const Mixer& self, const std::string& name, const Source& source, int zIndex,
@@ -124,11 +125,12 @@ void bindLayers(MixerClass& mixer) {
             py::arg("y"), py::arg("alpha"), py::arg("width"), py::arg("height"), py::arg("cropTop"),
             py::arg("cropBottom"), py::arg("cropLeft"), py::arg("cropRight"),
             py::arg("borderThickness"), py::arg("borderColor"), py::arg("audioEnabled"),
-            py::arg("audioGain"), "The same with crop and border.")
+            py::arg("audioGain"), "The same with crop and border. `source` may be None.")
         .def("addDSK", &addDSK, outside(), py::arg("name"), py::arg("fillSource"),
              py::arg("keySource"), py::arg("zIndex") = 0, py::arg("x") = 0.0F, py::arg("y") = 0.0F,
              py::arg("alpha") = 255, py::arg("width") = -1.0F, py::arg("height") = -1.0F,
-             "Adds or changes a downstream key; keeps both sources alive.")
+             "Adds or changes a downstream key; keeps both sources alive. `fillSource` and "
+             "`keySource` may be None.")
         .def(
             "addImage",
             [](const Mixer& self, const std::string& name, const Path& path, int zIndex, float x,

@@ -61,7 +61,7 @@ void bindLayout(WallClass& wall) {
                         [&] { self.setGridPos(source.get(), row, col, span, name); });
             },
             outside(), py::arg("source"), py::arg("row"), py::arg("col"), py::arg("span") = 0,
-            py::arg("name") = "", "Puts a source into a tile; rows and columns from 1.")
+            py::arg("name") = "", "Puts a source into a tile, or None; rows and columns from 1.")
         .def(
             "removeGridPos",
             [](LMultiview& self, int row, int col) {

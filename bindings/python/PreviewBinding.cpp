@@ -33,7 +33,7 @@ void bindPreview(py::module_& module) {
         .def("setAudio", &LPreview::setAudio, outside(), py::arg("enabled"), "Plays the sound.")
         .def("mute", &LPreview::mute, outside(), py::arg("muted"), "The opposite of setAudio.");
     bindStatus(preview, "1 while it has a surface to draw on, else 0.");
-    bindProps<outside>(preview);
+    bindProps<outside>(preview, "Sets a property; a key that is none is ignored.");
 }
 
 } // namespace quolpy

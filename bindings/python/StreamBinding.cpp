@@ -71,7 +71,9 @@ void bindStream(py::module_& module) {
     bindEncoders(stream);
     bindVideoFormat(stream);
     bindAudioFormat(stream);
-    bindProps(stream);
+    bindProps(stream,
+              "Sets an option of the video encoder for the next start; what that does not know "
+              "goes to the protocol and the container.");
 }
 
 } // namespace quolpy

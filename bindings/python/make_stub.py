@@ -45,6 +45,11 @@ CLASS = r"[A-Z]\w*(?:\.[A-Z]\w*)*"
 
 def with_none(arguments, result, text):
     """A signature names a class where there may be none of it: what is said of it tells."""
+    named = re.search(r"((?:`\w+`(?: and )?)+) may be None", text)
+    if named:
+        for name in re.findall(r"`(\w+)`", named[1]):
+            arguments = re.sub(rf"(?<=\b{name}: ){CLASS}", r"Optional[\g<0>]", arguments)
+        return arguments, result
     if not re.search(r"\bNone\b", text):
         return arguments, result
     if result != "None":

@@ -206,7 +206,7 @@ class LFilter(LObject):
     def getFilterString(self) -> str:
         """The chain, filters in the alphabetical order of their names."""
     def setProps(self, key: str, value: str | bool | int | float) -> None:
-        """Sets a property; unknown keys are ignored. ValueError where a number is wanted and the value is none."""
+        """Sets the arguments of the filter `key`; True means none, False takes it out."""
 
 class LFrame(LSink):
     """The frame tap: keeps the latest picture and the latest block of sound of a source."""
@@ -340,7 +340,7 @@ class LFile(LObject):
     def getAudioFormat(self) -> audioFormatProps:
         """The sound format, a copy."""
     def setProps(self, key: str, value: str | bool | int | float) -> None:
-        """Sets a property; unknown keys are ignored. ValueError where a number is wanted and the value is none."""
+        """Sets a property; a key that is none is ignored. ValueError where a number is wanted and the value is none."""
 
 class LReader:
     """What a media file's container says, without playing it."""
@@ -426,7 +426,7 @@ class LLive(LObject):
     def getAudioFormat(self) -> audioFormatProps:
         """The sound format, a copy."""
     def setProps(self, key: str, value: str | bool | int | float) -> None:
-        """Sets a property; unknown keys are ignored. ValueError where a number is wanted and the value is none."""
+        """Sets a property; a key that is none is ignored. ValueError where a number is wanted and the value is none."""
 
 class LStreamPlay(LObject):
     """Plays a network stream: RTMP, SRT, UDP, HLS."""
@@ -465,7 +465,7 @@ class LStreamPlay(LObject):
     def getAudioFormat(self) -> audioFormatProps:
         """The sound format, a copy."""
     def setProps(self, key: str, value: str | bool | int | float) -> None:
-        """Sets a property; unknown keys are ignored. ValueError where a number is wanted and the value is none."""
+        """Sets a property; a key that is none is ignored. ValueError where a number is wanted and the value is none."""
 
 class LLayerItem:
     """A layer of a mixer. Each field is read and written while no picture is in the making; LMixer.editLayer changes several with one picture. ReferenceError once the layer was removed."""
@@ -577,13 +577,13 @@ class LMixer(LObject):
     def __init__(self, renderer: LMixer.Renderer = Renderer.automatic) -> None:
         ...
     @overload
-    def addLayer(self, name: str, source: LObject, zIndex: int = 0, x: float = 0.0, y: float = 0.0, alpha: int = 255, width: float = -1.0, height: float = -1.0, audioEnabled: bool = False, audioGain: int = 100) -> LLayerItem:
-        """Adds a layer, or changes the one of that name; keeps its source alive."""
+    def addLayer(self, name: str, source: Optional[LObject], zIndex: int = 0, x: float = 0.0, y: float = 0.0, alpha: int = 255, width: float = -1.0, height: float = -1.0, audioEnabled: bool = False, audioGain: int = 100) -> LLayerItem:
+        """Adds a layer, or changes the one of that name; keeps its source alive. `source` may be None."""
     @overload
-    def addLayer(self, name: str, source: LObject, zIndex: int, x: float, y: float, alpha: int, width: float, height: float, cropTop: float, cropBottom: float, cropLeft: float, cropRight: float, borderThickness: int, borderColor: str, audioEnabled: bool, audioGain: int) -> LLayerItem:
-        """The same with crop and border."""
-    def addDSK(self, name: str, fillSource: LObject, keySource: LObject, zIndex: int = 0, x: float = 0.0, y: float = 0.0, alpha: int = 255, width: float = -1.0, height: float = -1.0) -> LLayerItem:
-        """Adds or changes a downstream key; keeps both sources alive."""
+    def addLayer(self, name: str, source: Optional[LObject], zIndex: int, x: float, y: float, alpha: int, width: float, height: float, cropTop: float, cropBottom: float, cropLeft: float, cropRight: float, borderThickness: int, borderColor: str, audioEnabled: bool, audioGain: int) -> LLayerItem:
+        """The same with crop and border. `source` may be None."""
+    def addDSK(self, name: str, fillSource: Optional[LObject], keySource: Optional[LObject], zIndex: int = 0, x: float = 0.0, y: float = 0.0, alpha: int = 255, width: float = -1.0, height: float = -1.0) -> LLayerItem:
+        """Adds or changes a downstream key; keeps both sources alive. `fillSource` and `keySource` may be None."""
     def addImage(self, name: str, path: str | bytes | os.PathLike[str], zIndex: int = 0, x: float = 0.0, y: float = 0.0, alpha: int = 255, width: float = -1.0, height: float = -1.0, cropTop: float = 0.0, cropBottom: float = 0.0, cropLeft: float = 0.0, cropRight: float = 0.0, borderThickness: int = 0, borderColor: str = '#FFFFFF') -> LLayerItem:
         """Adds a still image, or replaces the layer of that name by one."""
     def removeLayer(self, name: str) -> None:
@@ -1588,7 +1588,7 @@ class LSwitcher(LObject):
     def getAudioFormat(self) -> audioFormatProps:
         """The sound format, a copy."""
     def setProps(self, key: str, value: str | bool | int | float) -> None:
-        """Sets a property; unknown keys are ignored. ValueError where a number is wanted and the value is none."""
+        """Sets a property; a key that is none is ignored. ValueError where a number is wanted and the value is none."""
 
 class MultiviewOrientation:
     """Where the grid of small windows lies."""
@@ -1647,8 +1647,8 @@ class LMultiview(LObject):
         """Source of the programme's window; None for none."""
     def setPVWSource(self, source: Optional[LObject]) -> None:
         """Source of the preview's window; None for none."""
-    def setGridPos(self, source: LObject, row: int, col: int, span: int = 0, name: str = '') -> None:
-        """Puts a source into a tile; rows and columns from 1."""
+    def setGridPos(self, source: Optional[LObject], row: int, col: int, span: int = 0, name: str = '') -> None:
+        """Puts a source into a tile, or None; rows and columns from 1."""
     def removeGridPos(self, row: int, col: int) -> None:
         """Takes a tile of the grid away."""
     def setGridPGM(self, row: int, col: int) -> None:
@@ -1769,7 +1769,7 @@ class LOutput(LSink):
     def DeviceFormatAudioSet(self, format: audioFormatProps) -> None:
         """Rate and channel count of the sound."""
     def setProps(self, key: str, value: str | bool | int | float) -> None:
-        """Sets a property; unknown keys are ignored. ValueError where a number is wanted and the value is none."""
+        """Sets a property; a key that is none is ignored. ValueError where a number is wanted and the value is none."""
 
 class LRecorder(LSink):
     """One source into one movie file. A recording that runs at the end of the script is finished."""
@@ -1842,7 +1842,7 @@ class LRecorder(LSink):
     def getAudioFormat(self) -> audioFormatProps:
         """The sound format, a copy."""
     def setProps(self, key: str, value: str | bool | int | float) -> None:
-        """Sets a property; unknown keys are ignored. ValueError where a number is wanted and the value is none."""
+        """Sets a property; a key that is none is ignored. ValueError where a number is wanted and the value is none."""
 
 class LStream(LSink):
     """One source live to a network address."""
@@ -1917,7 +1917,7 @@ class LStream(LSink):
     def getAudioFormat(self) -> audioFormatProps:
         """The sound format, a copy."""
     def setProps(self, key: str, value: str | bool | int | float) -> None:
-        """Sets a property; unknown keys are ignored. ValueError where a number is wanted and the value is none."""
+        """Sets an option of the video encoder for the next start; what that does not know goes to the protocol and the container."""
 
 class LReplay(LObject, LSink):
     """Stores what it is given as a sink and plays it back as a source. Feed it by source.addSink(replay)."""
@@ -1978,7 +1978,7 @@ class LReplay(LObject, LSink):
     def getAudioFormat(self) -> audioFormatProps:
         """The sound format, a copy."""
     def setProps(self, key: str, value: str | bool | int | float) -> None:
-        """Sets a property; unknown keys are ignored. ValueError where a number is wanted and the value is none."""
+        """Sets a property; a key that is none is ignored. ValueError where a number is wanted and the value is none."""
 
 class LConvert:
     """Media files, joined, into one new file."""
@@ -2029,7 +2029,7 @@ class LConvert:
     def getAudioFormat(self) -> audioFormatProps:
         """The sound format, a copy."""
     def setProps(self, key: str, value: str | bool | int | float) -> None:
-        """Sets a property; unknown keys are ignored. ValueError where a number is wanted and the value is none."""
+        """Sets a property; a key that is none is ignored."""
 
 class LPreview:
     """Shows one source in a window of the host."""
@@ -2052,7 +2052,7 @@ class LPreview:
     def statusGet(self) -> int:
         """1 while it has a surface to draw on, else 0."""
     def setProps(self, key: str, value: str | bool | int | float) -> None:
-        """Sets a property; unknown keys are ignored. ValueError where a number is wanted and the value is none."""
+        """Sets a property; a key that is none is ignored."""
 
 def get_version() -> str:
     """The library's version."""

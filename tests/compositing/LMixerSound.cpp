@@ -291,6 +291,24 @@ TEST(LMixerSound, SoundOfTheTimeALayerWasNotHeardIsGone) {
     }
 }
 
+TEST(LMixerSound, ASourceThatStopsIsSilenceAndHeardAgainWhenItIsThere) {
+    HandSource source;
+    Heard mixer(source, 10.0);
+    const auto say = [&](int level) {
+        source.distributeAudioFrame(plainSound(480, level, level).get());
+    };
+    say(500);
+    EXPECT_EQ(mixer.heardAfter(480), std::vector<int>(480, 500));
+    const std::size_t before = mixer.sink.soundCount();
+    std::this_thread::sleep_for(1300ms); // longer than a picture counts as there
+    EXPECT_GT(mixer.sink.soundCount(), before + 40);
+    EXPECT_EQ(mixer.heard().size(), 480U);
+    ASSERT_TRUE(mixer.showAt(source, 12.0));
+    say(700);
+    EXPECT_TRUE(test::waitUntil([&] { return mixer.heard().size() == 960; }));
+    EXPECT_EQ(mixer.heard().back(), 700);
+}
+
 TEST(LMixerSound, ANewLayerIsNotHeard) {
     HandSource source;
     RunningMixer running(customVideo(64, 48, 50, 1), all);

@@ -9,6 +9,8 @@
 
 #include "core/Clock.h"
 #include "quolsdk/LMixer.h"
+#include "support/FilePlayer.h"
+#include "support/MachineWatch.h"
 #include "support/RunningSwitcher.h"
 #include "support/ThisProcess.h"
 
@@ -225,7 +227,13 @@ TEST(LSwitcherThreads, WhoWaitsTooLongForAnothersPictureGetsNone) {
     quol::FramePtr first;
     std::thread other([&] { first.reset(running.switcher.renderVideoFrame()); });
     EXPECT_TRUE(waitUntil([&] { return source.isHeld.load(); }));
-    EXPECT_EQ(quol::FramePtr(running.switcher.renderVideoFrame()), nullptr);
+    test::measured([&](test::MachineWatch& machine) {
+        machine.begin();
+        const test::Stopwatch watch;
+        EXPECT_EQ(quol::FramePtr(running.switcher.renderVideoFrame()), nullptr);
+        EXPECT_GE(watch.seconds(), 0.1);
+        EXPECT_LT(watch.seconds(), 0.2);
+    });
     source.isHolding = false;
     other.join();
     EXPECT_NE(first, nullptr);

@@ -167,6 +167,17 @@ TEST(LFrame, KeepsTheLatestPictureAndGivesItAnyNumberOfTimes) {
         EXPECT_EQ(tap.getVideo().rgba, rgbaOf(*second));
 }
 
+TEST(LFrame, KeepsTheLatestBlockAndGivesItAnyNumberOfTimes) {
+    LFrame tap;
+    const quol::FramePtr sound = test::makeSound(100, 48000, 2, AV_SAMPLE_FMT_S16, 960);
+    tap.pushAudioFrame(sound.get());
+    for (int i = 0; i < 3; ++i) {
+        const LFrame::Audio audio = tap.getAudio();
+        ASSERT_EQ(audio.audio.size(), 400U);
+        EXPECT_EQ(std::memcmp(audio.audio.data(), sound->data[0], 400), 0);
+    }
+}
+
 TEST(LFrame, WhatIsFetchedIsTheHosts) {
     LFrame tap;
     tap.pushVideoFrame(picture(32, 16).get());

@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "graphics/LottieEngine.h"
@@ -21,6 +23,8 @@
 #include "support/CapturedStream.h"
 #include "support/CollectingSink.h"
 #include "support/LottieTemplates.h"
+#include "support/PlainFrames.h"
+#include "support/RunningMixer.h"
 
 namespace {
 
@@ -115,6 +119,52 @@ TEST(SinkThatBlocks, HoldsItsSourceUpAndNothingElse) {
         other.Stop();
         other.removeSink(&otherSink);
     }
+}
+
+// Keeps its source for a while, once.
+class StallingSink : public test::CollectingSink {
+public:
+    void pushVideoFrame(AVFrame* frame) override {
+        if (stalls.exchange(false)) std::this_thread::sleep_for(std::chrono::milliseconds(400));
+        CollectingSink::pushVideoFrame(frame);
+    }
+    std::atomic<bool> stalls{false};
+};
+
+// Every tick has its picture, and the pictures behind the stall are in time again. The sink is to
+// outlive the object.
+void expectMadeUp(LObject& object, StallingSink& sink, double fps) {
+    object.LObject::addSink(&sink);
+    ASSERT_TRUE(sink.waitForPictures(3));
+    const test::PictureSeen before = sink.pictures().back();
+    sink.stalls = true;
+    EXPECT_TRUE(test::waitUntil([&] {
+        const test::PictureSeen now = sink.pictures().back();
+        const double passed = static_cast<double>(now.arrived - before.arrived) / 1e9;
+        return passed > 0.5 && static_cast<double>(now.pts - before.pts) / fps > passed - 0.2;
+    }));
+    object.LObject::removeSink(&sink);
+    const std::vector<test::PictureSeen> pictures = sink.pictures();
+    for (std::size_t i = 1; i < pictures.size(); ++i)
+        EXPECT_EQ(pictures[i].pts, pictures[i - 1].pts + 1);
+}
+
+TEST(SinkThatBlocks, HasALayerMixerMakeUpItsTicks) {
+    StallingSink sink;
+    LMixer mixer(LMixer::Renderer::processor);
+    mixer.setVideoFormat(test::customVideo(64, 48, 100));
+    expectMadeUp(mixer, sink, 100.0);
+}
+
+TEST(SinkThatBlocks, HasASwitcherMakeUpItsTicks) {
+    const test::CapturedStream output(test::CapturedStream::Stream::output);
+    StallingSink sink;
+    test::HandSource source; // without any there are no pictures
+    LSwitcher switcher;
+    switcher.setVideoFormat(test::customVideo(64, 48, 100));
+    switcher.setProgram(&source);
+    source.distributeVideoFrame(test::plainPicture(64, 48, test::grey).get());
+    expectMadeUp(switcher, sink, 100.0);
 }
 
 } // namespace

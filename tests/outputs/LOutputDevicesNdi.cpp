@@ -484,6 +484,19 @@ TEST_F(LOutputNdi, AnotherDeviceIsNotStartedBesideIt) {
     EXPECT_TRUE(ndi.state().senders.back().alive);
 }
 
+TEST_F(LOutputNdi, ASourceThatStopsIsFollowedByNothingUntilItIsThereAgain) {
+    output->DeviceFormatVideoSet(format576i);
+    output->setEnabled(true);
+    push(levelPicture(40, 720, 576));
+    ASSERT_TRUE(waitForVideo(1));
+    std::this_thread::sleep_for(300ms);
+    EXPECT_EQ(ndi.state().senders.back().videoSent, 1);
+    EXPECT_TRUE(ndi.state().senders.back().alive);
+    push(levelPicture(80, 720, 576));
+    ASSERT_TRUE(waitForVideo(2));
+    EXPECT_THAT(*latest().bytes, testing::Each(80));
+}
+
 TEST_F(LOutputNdi, WithoutASourceItRunsIdle) {
     output->setEnabled(true);
     std::this_thread::sleep_for(100ms);

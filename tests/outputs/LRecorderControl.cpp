@@ -14,6 +14,7 @@
 #include "support/NoThreads.h"
 #include "support/RecordedFile.h"
 #include "support/Recording.h"
+#include "support/RunningMixer.h"
 
 namespace {
 
@@ -121,7 +122,9 @@ TEST(LRecorderControl, RecordAfterAnEndOfItsOwnNeedsNoStop) {
 }
 
 TEST(LRecorderControl, WithoutAThreadRecordIsFalseAndTheSourceIsLeft) {
+    test::WatchedSource source;
     LRecorder recorder;
+    recorder.source = &source;
     test::configure(recorder, temporaryPath("no_thread.nut"), quick);
     recorder.setContainer("nut");
     recorder.setVideoCodec("rawvideo"); // makes no threads of its own
@@ -133,7 +136,9 @@ TEST(LRecorderControl, WithoutAThreadRecordIsFalseAndTheSourceIsLeft) {
         EXPECT_FALSE(recorder.Record());
     }
     EXPECT_EQ(statusOf(recorder), 0);
+    EXPECT_EQ(source.sinkCount(), 0U);
     EXPECT_TRUE(recorder.Record());
+    EXPECT_EQ(source.sinkCount(), 1U);
     recorder.Stop();
 }
 

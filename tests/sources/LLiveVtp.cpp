@@ -39,10 +39,10 @@ public:
         vtp_sender_set_network(sender_, network);
         works_ = vtp_sender_start(sender_);
         thread_ = std::thread([this, format] {
-            while (!end_) {
+            for (; !end_; std::this_thread::sleep_for(std::chrono::milliseconds(10))) {
+                if (isSilent) continue;
                 vtp_sender_send_frame(sender_, picture_.data(), format, 1000);
                 vtp_sender_send_audio(sender_, sound_.data(), 480, 48000, 2, 1000);
-                std::this_thread::sleep_for(std::chrono::milliseconds(10));
             }
         });
     }
@@ -53,6 +53,8 @@ public:
     }
     Sending(const Sending&) = delete;
     Sending& operator=(const Sending&) = delete;
+
+    std::atomic<bool> isSilent{false}; // it stays connected and sends nothing
 
     bool works() const { return works_; }
     // As channels are called.
@@ -283,6 +285,21 @@ TEST_F(LLiveVtp, ALostConnectionIsSilentUntilTheStop) {
     ASSERT_TRUE(start(again.text()));
     ASSERT_TRUE(sink.waitForPictures(before + 1));
     EXPECT_EQ(sink.latestPicture()->data[0][0], 88);
+}
+
+TEST_F(LLiveVtp, ASenderThatFallsSilentIsSeenAgainWhenItSpeaks) {
+    Sending sending(uniqueName("silent"));
+    if (!sending.works()) GTEST_SKIP() << "built without VTP";
+    ASSERT_TRUE(start(sending.text()));
+    ASSERT_TRUE(sink.waitForPictures(1));
+    sending.isSilent = true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(500)); // what is under way arrives
+    const std::size_t before = sink.pictureCount();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    EXPECT_EQ(sink.pictureCount(), before);
+    EXPECT_EQ(status(), 1);
+    sending.isSilent = false;
+    EXPECT_TRUE(sink.waitForPictures(before + 3));
 }
 
 TEST_F(LLiveVtp, TheSenderThatWasChosenIsTakenHoweverTheListHasGrown) {
