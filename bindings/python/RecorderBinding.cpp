@@ -17,7 +17,7 @@ void bindStats(Class<LRecorder, LSink>& recorder) {
     py::class_<Stats>(recorder, "Stats", "How a recording stands.")
         .def_readonly("state", &Stats::state, "As statusGet.")
         .def_readonly("framesWritten", &Stats::framesWritten, "Pictures encoded.")
-        .def_readonly("framesDropped", &Stats::framesDropped, "Lost: the encoder fell behind.")
+        .def_readonly("framesDropped", &Stats::framesDropped, "Lost, whatever the reason.")
         .def_readonly("secondsRecorded", &Stats::secondsRecorded, "Length of the picture track.")
         .def_readonly("fileSize", &Stats::fileSize, "Bytes.")
         .def_property_readonly(

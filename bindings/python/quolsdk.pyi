@@ -1783,7 +1783,7 @@ class LRecorder(LSink):
             """Pictures encoded."""
         @property
         def framesDropped(self) -> int:
-            """Lost: the encoder fell behind."""
+            """Lost, whatever the reason."""
         @property
         def secondsRecorded(self) -> float:
             """Length of the picture track."""
