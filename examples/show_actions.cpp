@@ -1,8 +1,10 @@
 #include "show_actions.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <thread>
 #include <utility>
 
@@ -66,7 +68,7 @@ std::string Actions::perform(const Cue& cue, double now) {
         case Verb::replay:
             return performReplay(cue, now);
         case Verb::live:
-            return performLive(cue);
+            return performLive(cue, now);
         default:
             return "";
     }
@@ -180,20 +182,30 @@ void Actions::endReplay() {
 // ----------------------------------------------------------------------------------------- live
 
 // A server that does not answer holds up whoever waits for it; the show goes on meanwhile.
-std::string Actions::performLive(const Cue& cue) {
+std::string Actions::performLive(const Cue& cue, double now) {
     if (files_.server.empty()) return "not live: there is no server to go live to";
     const bool isPending = goingLive_.valid() && goingLive_.wait_for(std::chrono::seconds(0)) !=
                                                      std::future_status::ready;
     if (cue.on && isPending) return "not live yet: the server has not answered";
     if (cue.on) {
+        wentLive_ = now;
         goingLive_ = std::async(std::launch::async, [this] { return graph_.stream.Start(); });
         return "";
     }
-    graph_.stream.Stop(); // gives up what has not begun yet, too
+    graph_.endLive();
     if (!isPending) return "";
     goingLive_.wait();
-    graph_.stream.Stop(); // should it have begun at that moment
+    graph_.endLive(); // should it have begun at that moment
     return "";
+}
+
+// What came of going live, once.
+std::string Actions::answered(double now) {
+    if (!goingLive_.get()) return "NOT LIVE: the error above says why";
+    graph_.beginLive();
+    std::array<char, 40> text{};
+    std::snprintf(text.data(), text.size(), "live after %.2f s", now - wentLive_);
+    return text.data();
 }
 
 std::string Actions::tick(double now) {
@@ -213,7 +225,7 @@ std::string Actions::tick(double now) {
         endReplay();
     const bool isAnswered = goingLive_.valid() && goingLive_.wait_for(std::chrono::seconds(0)) ==
                                                       std::future_status::ready;
-    return isAnswered && !goingLive_.get() ? "NOT LIVE: the error above says why" : "";
+    return isAnswered ? answered(now) : "";
 }
 
 } // namespace show

@@ -47,7 +47,8 @@ private:
     std::string performLowerThird(const Cue& cue);
     std::string performInset(const Cue& cue, double now);
     std::string performReplay(const Cue& cue, double now);
-    std::string performLive(const Cue& cue);
+    std::string performLive(const Cue& cue, double now);
+    std::string answered(double now);
     std::string showItem(const char* name, bool on);
     void waitForSwitcher();
     void endReplay();
@@ -60,6 +61,7 @@ private:
     Entry inset_;
     double replayLast_ = 0.0;  // position at which the replay ends, ms
     double replayLimit_ = 0.0; // when it ends in any case
+    double wentLive_ = 0.0;    // when the server was asked
     std::future<bool> goingLive_;
 };
 

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "show_script.h"
 
@@ -124,9 +125,20 @@ bool Graph::open(const Files& files) {
     return true;
 }
 
+void Graph::beginLive() {
+    isLive_ = true;
+    liveFrom_ = liveTo_ = static_cast<std::int64_t>(programme.arrivals().size());
+}
+
+void Graph::endLive() {
+    if (std::exchange(isLive_, false))
+        liveTo_ = static_cast<std::int64_t>(programme.arrivals().size());
+    stream.Stop(); // gives up what has not begun yet, too
+}
+
 void Graph::finish() {
     recorder.Stop();
-    stream.Stop();
+    endLive();
 }
 
 Graph::~Graph() {

@@ -63,6 +63,11 @@ struct Graph {
     bool open(const Files& files);
     // Returns with the recording's first moment. False, with a line, when it cannot be written.
     bool startRecording(const Files& files);
+    // The server has answered: from here on every picture of the programme is to be sent.
+    void beginLive();
+    void endLive();
+    // Pictures of the programme between the two, of the last time.
+    std::int64_t picturesLive() const { return liveTo_ - liveFrom_; }
     // Finishes the recording and the stream.
     void finish();
 
@@ -77,6 +82,9 @@ private:
     void openMixer();
 
     std::string replayFolder_; // of its own; empty without one
+    bool isLive_ = false;
+    std::int64_t liveFrom_ = 0; // pictures of the programme by then
+    std::int64_t liveTo_ = 0;
     bool isOpen_ = false;
 };
 

@@ -49,9 +49,12 @@ void printStream(Graph& graph) {
     LStream::Stats stats;
     graph.stream.getStats(stats);
     if (stats.framesSent == 0) return;
-    std::printf("  stream      %5lld pictures, %lld dropped, %.1f MB to %s\n",
+    constexpr std::int64_t edges = 3; // on their way when it began and when it ended
+    const std::int64_t missing = graph.picturesLive() - stats.framesSent - stats.framesDropped;
+    std::printf("  stream      %5lld pictures, %lld dropped, %lld missing, %.1f MB to %s\n",
                 whole(stats.framesSent), whole(stats.framesDropped),
-                static_cast<double>(stats.bytesSent) / 1e6, stats.url.c_str());
+                whole(missing > edges ? missing : 0), static_cast<double>(stats.bytesSent) / 1e6,
+                stats.url.c_str());
 }
 
 } // namespace

@@ -8,8 +8,10 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <regex>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/CapturedStream.h"
@@ -82,6 +84,13 @@ protected:
         return result.value_or(-2);
     }
     bool says(const std::string& text) const { return output.find(text) != std::string::npos; }
+
+    // As the report has it; -1 when it does not.
+    int missingFromStream() const {
+        std::smatch line;
+        const std::regex wanted("  stream .* dropped, (\\d+) missing");
+        return std::regex_search(output, line, wanted) ? std::stoi(line[1]) : -1;
+    }
 
     int foldersLeft() const {
         int count = 0;
@@ -188,7 +197,29 @@ TEST_F(Session, GoesLiveToAServer) {
               0)
         << output;
     EXPECT_FALSE(says("NOT LIVE")) << output;
+    EXPECT_TRUE(says("live after ")) << output;
     EXPECT_TRUE(says("stream ")) << output;
+    EXPECT_GE(missingFromStream(), 0) << output;
+    EXPECT_LT(missingFromStream(), 25) << output;
+}
+
+TEST_F(Session, TellsWhatDidNotGoOutWhenTheServerDies) {
+    if (!test::RtmpServer::available()) GTEST_SKIP() << test::RtmpServer::unavailable;
+    test::RtmpServer server;
+    ASSERT_TRUE(server.running()) << server.log();
+    std::thread end([&] {
+        test::waitUntil([&] { return server.log().find("publish") != std::string::npos; },
+                        patience);
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        server.kill();
+    });
+    EXPECT_EQ(run("00:00.5 live on\n00:09.0 end\n", camera("red"), camera("green"),
+                  {"--live", server.url("show")}),
+              0)
+        << output;
+    end.join();
+    EXPECT_GE(missingFromStream(), 25) << output;
+    EXPECT_TRUE(says("Sending failed")) << output;
 }
 
 TEST_F(Session, ShowsTheWallInAWindow) {
