@@ -232,12 +232,8 @@ TEST(LMixerLayers, ASourceGetsOneSinkForEachLayerThatShowsIt) {
     EXPECT_EQ(source.sinkCount(), 0U);
 }
 
-TEST(LMixerLayers, AddingUnderAnExistingNameWithTheSameSourceKeepsThePicture) {
-    WatchedSource source;
-    const quol::FramePtr picture = plainPicture(64, 48, grey);
-    RunningMixer running;
-    LLayerItem* const item = running.mixer.addLayer("a", &source);
-    ASSERT_TRUE(running.give("a", source, picture));
+// Adds layer a once more, 16 to the right.
+void expectMovedWithItsPicture(RunningMixer& running, WatchedSource& source, LLayerItem* item) {
     EXPECT_EQ(running.mixer.addLayer("a", &source, 4, 16, 0), item);
     EXPECT_EQ(source.added, 1);
     EXPECT_EQ(source.removed, 0);
@@ -246,18 +242,22 @@ TEST(LMixerLayers, AddingUnderAnExistingNameWithTheSameSourceKeepsThePicture) {
     EXPECT_EQ(test::levelsAt(canvas.get(), 16, 0), grey);
 }
 
+TEST(LMixerLayers, AddingUnderAnExistingNameWithTheSameSourceKeepsThePicture) {
+    WatchedSource source;
+    const quol::FramePtr picture = plainPicture(64, 48, grey);
+    RunningMixer running;
+    LLayerItem* const item = running.mixer.addLayer("a", &source);
+    ASSERT_TRUE(running.give("a", source, picture));
+    expectMovedWithItsPicture(running, source, item);
+}
+
 TEST(LMixerLayers, AddingTheSameSourceAgainKeepsThePictureThatItFrozeOn) {
     WatchedSource source;
     RunningMixer running;
     LLayerItem* const item = running.mixer.addLayer("a", &source);
     ASSERT_TRUE(running.give("a", source, plainPicture(64, 48, grey)));
     std::this_thread::sleep_for(staleAfter);
-    EXPECT_EQ(running.mixer.addLayer("a", &source, 4, 16, 0), item);
-    EXPECT_EQ(source.added, 1);
-    EXPECT_EQ(source.removed, 0);
-    const quol::FramePtr canvas = running.nextPicture();
-    EXPECT_EQ(test::levelsAt(canvas.get(), 15, 0), blackLevels);
-    EXPECT_EQ(test::levelsAt(canvas.get(), 16, 0), grey);
+    expectMovedWithItsPicture(running, source, item);
 }
 
 TEST(LMixerLayers, AddingUnderAnExistingNameWithTheSameSourceKeepsThePullRelation) {
